@@ -1,0 +1,166 @@
+// The only door to the platform.
+//
+// The library is written against a small part of the Win32 API. On Windows this header is the
+// system's own. Elsewhere it declares exactly the types, constants and functions that the library
+// calls, each with what is expected of it; zmu/platform/linux/ supplies them, one source file a
+// family. The functions have C++ linkage, so that no symbol meets another compatibility library's.
+//
+// Wide text is wchar_t. Where wchar_t is wider than 16 bits an element holds a code point. The
+// narrow code page outside Windows is UTF-8.
+#pragma once
+
+#if defined(_WIN32)
+
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#include <windows.h>
+
+#include <wchar.h>
+
+#else
+
+#include <zmu/foundation/Export.h>
+#include <zmu/foundation/Types.h>
+
+#include <atomic>
+#include <mutex>
+
+// ---- Types ---------------------------------------------------------------------------------
+
+using BOOL = int;
+using UINT = unsigned int;
+using DWORD = ulong32;
+
+struct HINSTANCE__;
+struct HWND__;
+using HINSTANCE = HINSTANCE__*; ///< A loaded module: what the dynamic loader's dlopen returns.
+using HMODULE = HINSTANCE;
+using HWND = HWND__*; ///< A window of the host's.
+using FARPROC = void (*)();
+
+inline constexpr BOOL FALSE = 0;
+inline constexpr BOOL TRUE = 1;
+
+// ---- Last error and debug output: linux/Diagnostics.cpp ----------------------------------------
+
+inline constexpr DWORD ERROR_SUCCESS = 0;
+inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
+inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
+inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
+inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
+inline constexpr DWORD ERROR_NO_WORK_DONE = 235;
+inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
+inline constexpr DWORD ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION = 1459;
+
+/// The calling thread's last error; 0 in a thread that has had none.
+ZMU_API DWORD GetLastError();
+/// Sets the calling thread's last error.
+ZMU_API void SetLastError(DWORD error);
+/// Hands one text to the debug output channel, in one piece. Never fails, keeps the last error.
+void OutputDebugStringW(const wchar_t* text);
+/// Shows `text` to the operator. Without a display: writes caption and text to standard error,
+/// sets ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION and returns 0. Never blocks.
+int MessageBoxW(HWND parent, const wchar_t* text, const wchar_t* caption, UINT type);
+
+// ---- Message formatting: linux/MessageFormat.cpp ---------------------------------------------
+
+inline constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x100;
+inline constexpr DWORD FORMAT_MESSAGE_FROM_STRING = 0x400;
+inline constexpr DWORD FORMAT_MESSAGE_ARGUMENT_ARRAY = 0x2000;
+
+/// Fills the format `source` with the 64-bit slots that `arguments` points to (a `u64*`, passed as
+/// the platform's argument list pointer). `flags` must hold FORMAT_MESSAGE_FROM_STRING and
+/// FORMAT_MESSAGE_ARGUMENT_ARRAY; the low byte is the line width: 0 keeps the text's line breaks,
+/// 1 to 254 wraps there at white space, 255 keeps only hard breaks. Returns the number of elements
+/// written without the terminator, or 0 with the last error: 87 for a format that is cut short or
+/// has no slots to read, 122 when `size` elements are too few, 235 when there is nothing to write.
+///
+/// With FORMAT_MESSAGE_ALLOCATE_BUFFER `output` is the address of a `wchar_t*` that receives a
+/// buffer of `size` elements, to be released with LocalFree; this is the only allocation.
+DWORD FormatMessageW(DWORD flags, const void* source, DWORD messageID, DWORD languageID,
+                     wchar_t* output, DWORD size, void* arguments);
+/// Releases what FormatMessageW allocated. Returns null.
+void* LocalFree(void* memory);
+
+// ---- Modules and their strings: linux/Modules.cpp --------------------------------------------
+//
+// A module name of the design maps to a file: "x.dll" is "libx.so" with any version suffix,
+// "x.exe" is "x". A name with a path is taken as it is.
+
+/// Handle of a module that is loaded already; null names the process's own image. Never loads and
+/// never adds a reference. Null with ERROR_MOD_NOT_FOUND when no such module is loaded.
+ZMU_API HMODULE GetModuleHandleW(const wchar_t* name);
+HMODULE GetModuleHandleA(const char* name);
+/// Loads a module from the program's folder, the library's own folder or the system's, never from
+/// the current one. Null with ERROR_MOD_NOT_FOUND on failure. Balance with FreeLibrary.
+ZMU_API HMODULE LoadLibraryW(const wchar_t* name);
+ZMU_API BOOL FreeLibrary(HMODULE module);
+/// An exported function of `module` itself, never of a module that it depends on. Null with
+/// ERROR_PROC_NOT_FOUND when there is none.
+FARPROC GetProcAddress(HMODULE module, const char* name);
+/// String `id` of a module's string table. Modules have no string tables here: answers 0 and
+/// leaves the last error as it is.
+int LoadStringW(HINSTANCE module, UINT id, wchar_t* buffer, int bufferMax);
+int LoadStringA(HINSTANCE module, UINT id, char* buffer, int bufferMax);
+
+// ---- Threads, processes and locks: linux/Threads.cpp -----------------------------------------
+
+/// Identity of the calling thread: never 0, stable while the thread lives.
+DWORD GetCurrentThreadId();
+DWORD GetCurrentProcessId();
+
+/// A lock that its owner may enter again. Enter and leave must balance.
+struct CRITICAL_SECTION {
+    std::mutex gate;
+    std::atomic<DWORD> owner = 0; ///< Thread that holds the gate, 0 for none.
+    unsigned depth = 0;           ///< How often the owner has entered.
+};
+ZMU_API void InitializeCriticalSection(CRITICAL_SECTION* section);
+ZMU_API void DeleteCriticalSection(CRITICAL_SECTION* section);
+ZMU_API void EnterCriticalSection(CRITICAL_SECTION* section);
+ZMU_API void LeaveCriticalSection(CRITICAL_SECTION* section);
+
+// ---- Text: linux/Text.cpp ----------------------------------------------------------------------
+
+inline constexpr UINT CP_ACP = 0; ///< The narrow code page: UTF-8.
+
+/// Converts `sourceLength` bytes (-1: up to and with the terminator). With `outputLength` 0 only
+/// counts the elements needed. An invalid sequence becomes U+FFFD. 0 on failure: 122 too small.
+int MultiByteToWideChar(UINT codePage, DWORD flags, const char* source, int sourceLength,
+                        wchar_t* output, int outputLength);
+/// The other direction; what UTF-8 cannot hold becomes U+FFFD. The last two must be null.
+int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* source, int sourceLength,
+                        char* output, int outputLength, const char* defaultCharacter,
+                        BOOL* usedDefaultCharacter);
+/// Compares without regard to case, by the C library's rule for the current locale.
+int _wcsicmp(const wchar_t* left, const wchar_t* right);
+
+// ---- Environment and paths: linux/Environment.cpp --------------------------------------------
+
+/// Copies `source` with each %NAME% replaced by that variable; an unknown name stays as it is.
+/// Returns the elements needed with the terminator, also when `size` is too small; 0 on failure.
+DWORD ExpandEnvironmentStringsA(const char* source, char* output, DWORD size);
+DWORD ExpandEnvironmentStringsW(const wchar_t* source, wchar_t* output, DWORD size);
+/// Short form of a path that exists, which here is the path itself. With too small a `size` the
+/// elements needed with the terminator, else those written without it; 0 with the last error 2
+/// when nothing has that name.
+DWORD GetShortPathNameA(const char* path, char* output, DWORD size);
+DWORD GetShortPathNameW(const wchar_t* path, wchar_t* output, DWORD size);
+/// The directory for temporary files, with a separator at its end. Results as above.
+DWORD GetTempPathW(DWORD size, wchar_t* output);
+
+// ---- Windows: linux/Windows.cpp ----------------------------------------------------------------
+
+/// Text of a window. There are no windows here yet: a length of 0 and an empty text.
+int GetWindowTextLengthA(HWND window);
+int GetWindowTextLengthW(HWND window);
+int GetWindowTextA(HWND window, char* buffer, int size);
+int GetWindowTextW(HWND window, wchar_t* buffer, int size);
+
+#endif
