@@ -1,0 +1,55 @@
+#include <zmu/monitor/Tokens.h>
+
+#include <cwchar>
+#include <cwctype>
+
+namespace {
+
+constexpr std::size_t lengthUnknown = static_cast<std::size_t>(-1);
+
+} // namespace
+
+wchar_t* nextToken(wchar_t* text, const wchar_t* delimiters, std::size_t& start,
+                   std::size_t& position, std::size_t& length)
+{
+    if (!text || !delimiters || !*delimiters || position < start)
+        return nullptr;
+    if (length == lengthUnknown)
+        length = std::wcslen(text);
+    if (length == 0 || start > length || position > length)
+        return nullptr;
+
+    wchar_t* token = text + start;
+    for (; position < length; ++position) {
+        if (std::wcschr(delimiters, text[position])) {
+            text[position++] = L'\0';
+            start = position;
+            return token;
+        }
+    }
+    start = position + 1;
+    return token;
+}
+
+bool countTokens(wchar_t* text, const wchar_t* delimiters, int& count, int maximum)
+{
+    count = 0;
+    std::size_t start = 0;
+    std::size_t position = 0;
+    std::size_t length = lengthUnknown;
+    while (nextToken(text, delimiters, start, position, length)) {
+        ++count;
+        if (maximum != 0 && count > maximum) {
+            count = 0;
+            return false;
+        }
+    }
+    return true;
+}
+
+wchar_t* skipWhitespace(wchar_t* text)
+{
+    while (*text && std::iswspace(static_cast<std::wint_t>(*text)))
+        ++text;
+    return text;
+}

@@ -1,0 +1,48 @@
+// Constants, enumerations and function types of the monitor.
+#pragma once
+
+#include <zmu/foundation/Types.h>
+#include <zmu/platform/Win32.h>
+
+class Zarn;
+
+/// Answer of a question that may have none.
+enum Zarn_FUZZY_CHOICE { Zarn_FUZZY_UNKNOWN = -1, Zarn_FUZZY_NO = 0, Zarn_FUZZY_YES = 1 };
+
+/// What a held DX code does to the next operation.
+enum Zarn_TOLERANCE {
+    Zarn_TOLERANCE_UNSET = -1,
+    Zarn_TOLERANCE_NONE = 0,      ///< The code stays until somebody forgets it.
+    Zarn_TOLERANCE_RESERVED = 1,  ///< As none; never stored.
+    Zarn_TOLERANCE_FORGIVING = 2, ///< The next operation erases the code and proceeds.
+};
+
+/// Assertiveness level, 0 to 10; stored and handed back.
+using Zarn_DX_MODE = int;
+
+/// Target of a message format.
+enum Zarn_MSG_FMT { Zarn_MSG_FMT_DISPLAY = 0, Zarn_MSG_FMT_LOGFILE = 1 };
+
+/// Position of recordArgument: behind the last argument recorded.
+inline constexpr int ZARN_ARG_NEXT = 0x7FFFFFFF;
+
+/// Bits of a behaviour criteria word of which any lets the monitor respond.
+inline constexpr u64 ZARN_RESPOND_MASK = 0xE000000000000000;
+/// Criteria of a new data set: respond, and level 15 in the fields of enablements 1 and 2.
+inline constexpr u64 ZARN_DEFAULT_BEHAVIOR_CRITERIA = 0xE00001E1E0000000;
+/// Traits of a situation until its spec says otherwise: level 1 in the field of enablement 2.
+inline constexpr u64 ZARN_DEFAULT_RESPONSE_TRAITS = 0x20000000;
+
+/// A plug-in: runs on the reporting thread with the data set's lock held, after all reports. Reads
+/// the situation through its monitor. A false or an exception concerns nobody else.
+using ZarnPlugIn = bool (*)(const Zarn* monitor);
+/// A display function: shows `text` under `caption` with the style word `type`; its result is kept
+/// for getDisplayDlgBoxResult. Runs with the data set's lock held.
+using ZarnDisplayFunction = int (*)(HWND parent, const wchar_t* text, const wchar_t* caption,
+                                    unsigned int type);
+/// Decides whether situations of `traits` concern a monitor of `criteria`.
+using ZarnTraitsAssessor = bool (*)(const u64& criteria, const u64& traits);
+/// The entry "ProxyRespondToSituation" of the proxy module; non-zero is success.
+using ZarnProxyFunction = int (*)(unsigned int enablements, i64 instantiatorID,
+                                  int negatedSituationID, const wchar_t* format,
+                                  const wchar_t* description);
