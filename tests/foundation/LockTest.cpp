@@ -1,0 +1,67 @@
+#include <zmu/foundation/Mutex.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+TEST(Lock, ReleasingWhatNobodyHoldsIsRefusedAndHarmless)
+{
+    CriticalSection section;
+    EXPECT_FALSE(section.unlock());
+    EXPECT_EQ(section.lock(), 0);
+    EXPECT_TRUE(section.unlock());
+    const auto throwWhileHeld = [&] {
+        Synchronized guard(section);
+        throw std::runtime_error("passing");
+    };
+    EXPECT_THROW(throwWhileHeld(), std::runtime_error);
+    EXPECT_FALSE(section.unlock());
+}
+
+TEST(Lock, HeldTwiceNeedsTwoReleases)
+{
+    Mutex mutex;
+    std::atomic<bool> hasEntered = false;
+    mutex.lock();
+    mutex.lock();
+    std::thread other([&] {
+        Synchronized guard(mutex);
+        hasEntered = true;
+    });
+    // Long enough for the other thread to give up spinning and go to sleep.
+    const auto wait = [] { std::this_thread::sleep_for(std::chrono::milliseconds(20)); };
+    wait();
+    EXPECT_TRUE(mutex.unlock());
+    wait();
+    EXPECT_FALSE(hasEntered);
+    EXPECT_TRUE(mutex.unlock());
+    other.join();
+    EXPECT_TRUE(hasEntered);
+}
+
+TEST(Lock, ThreadsExcludeEachOtherThroughReentry)
+{
+    constexpr int threads = 4;
+    constexpr int rounds = 20000;
+    Mutex mutex;
+    int counter = 0; // guarded by nothing but the lock
+    std::vector<std::thread> workers;
+    for (int i = 0; i < threads; ++i) {
+        workers.emplace_back([&] {
+            for (int round = 0; round < rounds; ++round) {
+                Synchronized outer(mutex);
+                const int seen = counter;
+                Synchronized inner(mutex);
+                counter = seen + 1;
+            }
+        });
+    }
+    for (std::thread& worker : workers)
+        worker.join();
+    EXPECT_EQ(counter, threads * rounds);
+    EXPECT_FALSE(mutex.unlock());
+}

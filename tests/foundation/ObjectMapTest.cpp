@@ -1,0 +1,113 @@
+#include <zmu/foundation/TObjectMap.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+using Map = TObjectMap<ulong32, void*>;
+
+TEST(ObjectMap, HashIsTheMinimalStandardGenerator)
+{
+    const zmu::ObjectKeyHash hash;
+    EXPECT_EQ(hash(0), 0U);
+    std::int32_t value = 1;
+    for (int i = 0; i < 10000; ++i)
+        value = static_cast<std::int32_t>(hash(value));
+    EXPECT_EQ(value, 1043618065); // published for this generator
+    for (const std::int32_t extreme : {INT32_MIN, -1, INT32_MAX - 1, INT32_MAX})
+        EXPECT_LE(hash(extreme), 0x7FFFFFFFU) << extreme;
+}
+
+TEST(ObjectMap, BucketCountsArePowersOfTwoWithinTheLimits)
+{
+    const struct {
+        ulong32 asked, built;
+    } cases[] = {{0, 8}, {8, 8}, {9, 16}, {1000, 1024}, {Map::maxBuckets, Map::maxBuckets}};
+    for (const auto& [asked, built] : cases)
+        EXPECT_EQ(Map(asked).bucketCount(), built) << asked;
+
+    for (const ulong32 tooMany : {Map::maxBuckets + 1, ulong32(0xFFFFFFFF)}) {
+        try {
+            Map map(tooMany);
+            ADD_FAILURE() << tooMany;
+        } catch (const std::out_of_range& error) {
+            EXPECT_STREQ(error.what(), "invalid hash bucket count");
+        }
+    }
+}
+
+TEST(ObjectMap, GrowsEightfoldAboveFourEntriesABucketAndKeepsAll)
+{
+    TObjectMap<ulong32, ulong32> map(0);
+    for (ulong32 key = 0; key < 300; ++key) {
+        map.add(key, key + 1);
+        EXPECT_EQ(map.bucketCount(), key < 32 ? 8U : key < 256 ? 64U : 512U) << key;
+    }
+    for (ulong32 key = 0; key < 300; ++key) {
+        ulong32 value = 0;
+        EXPECT_TRUE(map.find(key, &value));
+        EXPECT_EQ(value, key + 1);
+    }
+    map.removeAll();
+    EXPECT_EQ(map.bucketCount(), 512U);
+    EXPECT_FALSE(map.find(7, nullptr));
+}
+
+TEST(ObjectMap, OneEntryAKey)
+{
+    TObjectMap<u64, const char*> map(8);
+    const char* value = "untouched";
+    EXPECT_FALSE(map.find(0, &value));
+    EXPECT_FALSE(map.remove(0, &value));
+    EXPECT_STREQ(value, "untouched");
+
+    EXPECT_TRUE(map.add(0, "first"));
+    EXPECT_TRUE(map.add(0, "second"));
+    EXPECT_TRUE(map.add(0x1'0000'0000, "third")); // the same in its low 32 bits
+    EXPECT_TRUE(map.add(0xFFFFFFFF, "other"));
+    EXPECT_TRUE(map.find(0, nullptr));
+    EXPECT_TRUE(map.remove(0, &value));
+    EXPECT_STREQ(value, "third");
+    EXPECT_FALSE(map.find(0, nullptr));
+    EXPECT_TRUE(map.remove(0xFFFFFFFF, nullptr));
+    EXPECT_TRUE((TObjectMap<u64, const char*>::Iterator(map, true).atEnd()));
+}
+
+TEST(ObjectMap, ThreadsKeepTheirOwnEntriesWhileOthersWalk)
+{
+    constexpr ulong32 threads = 4;
+    constexpr ulong32 keysEach = 2000;
+    TObjectMap<ulong32, ulong32> map(0);
+    std::atomic<bool> isDone = false;
+    std::thread walker([&] {
+        while (!isDone) {
+            for (TObjectMap<ulong32, ulong32>::Iterator it(map, true); !it.atEnd(); it.next())
+                EXPECT_TRUE(map.find(it.value(), nullptr)); // a locked walk may look things up
+        }
+    });
+    std::vector<std::thread> workers;
+    for (ulong32 thread = 0; thread < threads; ++thread) {
+        workers.emplace_back([&map, thread] {
+            for (ulong32 i = 0; i < keysEach; ++i) {
+                const ulong32 key = i * threads + thread;
+                ulong32 value = 0;
+                map.add(key, key);
+                EXPECT_TRUE(map.find(key, &value) && value == key);
+                if (i % 8 != 0) {
+                    EXPECT_TRUE(map.remove(key, nullptr));
+                }
+            }
+        });
+    }
+    for (std::thread& worker : workers)
+        worker.join();
+    isDone = true;
+    walker.join();
+    ulong32 left = 0;
+    for (TObjectMap<ulong32, ulong32>::Iterator it(map, false); !it.atEnd(); it.next())
+        ++left;
+    EXPECT_EQ(left, threads * keysEach / 8);
+}

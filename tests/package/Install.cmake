@@ -1,0 +1,17 @@
+# Installs the build BUILD into PREFIX and checks which headers came along.
+cmake_minimum_required(VERSION 3.25)
+
+file(REMOVE_RECURSE ${PREFIX})
+execute_process(
+  COMMAND ${CMAKE_COMMAND} --install ${BUILD} --config ${CONFIG} --prefix ${PREFIX}
+  OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+
+file(GLOB_RECURSE files RELATIVE ${PREFIX} ${PREFIX}/*)
+foreach(file IN LISTS files)
+  if(file MATCHES "/platform/linux/|/internal/|\\.cpp$")
+    message(SEND_ERROR "installed, but for the library alone: ${file}")
+  endif()
+endforeach()
+if(NOT "include/zmu/foundation/UTL_String.h" IN_LIST files)
+  message(SEND_ERROR "not installed: include/zmu/foundation/UTL_String.h")
+endif()

@@ -1,0 +1,57 @@
+# The installed LIBRARY: its SONAME is versioned, no search path of the build is left in it, and it
+# exports what the headers in INCLUDE mark with ZMU_API, and nothing else.
+cmake_minimum_required(VERSION 3.25)
+
+execute_process(COMMAND ${READELF} -d ${LIBRARY} OUTPUT_VARIABLE dynamic COMMAND_ERROR_IS_FATAL ANY)
+if(NOT SONAME MATCHES "\\.so\\.[0-9]+$" OR NOT dynamic MATCHES "\\(SONAME\\)[^\n]*${SONAME}")
+  message(SEND_ERROR "no versioned soname:\n${dynamic}")
+endif()
+if(dynamic MATCHES "RPATH|RUNPATH")
+  message(SEND_ERROR "a search path of the build is left:\n${dynamic}")
+endif()
+
+if(SANITIZE)
+  message("SKIPPED: a library with sanitizers exports what they need")
+  return()
+endif()
+
+# Names that a header marks: classes, and functions up to their parenthesis.
+file(GLOB_RECURSE headers ${INCLUDE}/zmu/*.h)
+list(FILTER headers EXCLUDE REGEX "/foundation/Export\\.h$")
+foreach(header IN LISTS headers)
+  file(READ ${header} text)
+  string(REGEX MATCHALL "(class|struct) ZMU_API [A-Za-z0-9_]+" classes "${text}")
+  string(REGEX MATCHALL "ZMU_API [^;{}(]*\\(" functions "${text}")
+  foreach(marked IN LISTS classes functions)
+    string(REGEX MATCH "([A-Za-z0-9_]+)\\(?$" unused "${marked}")
+    list(APPEND interface ${CMAKE_MATCH_1})
+  endforeach()
+endforeach()
+
+execute_process(COMMAND ${NM} --dynamic --defined-only --demangle ${LIBRARY}
+  OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+if(NOT symbols MATCHES " T ZRLoadStringW\n") # With its parameters it would be decorated.
+  message(SEND_ERROR "ZRLoadStringW is not exported undecorated")
+endif()
+string(REGEX REPLACE "[][;]" "" symbols "${symbols}")
+string(REPLACE "\n" ";" symbols "${symbols}")
+foreach(line IN LISTS symbols)
+  if(NOT line MATCHES "^[0-9a-f]* ([A-Za-z]) (.*)$")
+    continue()
+  endif()
+  set(type ${CMAKE_MATCH_1})
+  string(REGEX REPLACE "[(<].*" "" scope "${CMAKE_MATCH_2}")
+  string(REGEX MATCHALL "[A-Za-z0-9_~]+" names "${scope}")
+  set(marked OFF)
+  foreach(name IN LISTS names)
+    if(name IN_LIST interface)
+      set(marked ON)
+    endif()
+  endforeach()
+  if(NOT marked OR type STREQUAL "u") # A unique symbol would keep the library from being unloaded.
+    string(APPEND leaked "\n  ${line}")
+  endif()
+endforeach()
+if(leaked)
+  message(SEND_ERROR "exported, but not marked as interface:${leaked}")
+endif()

@@ -1,0 +1,386 @@
+// The life of a log file: its name, opening and closing, its head and first tail, its replacement
+// by a successor, its byte limit.
+#include <zmu/monitor/ZarnData.h>
+
+#include <zmu/log/internal/SuccessorName.h>
+#include <zmu/monitor/Trace.h>
+#include <zmu/monitor/Zarn.h>
+#include <zmu/monitor/ZarnDataForThread.h>
+#include <zmu/monitor/internal/Guards.h>
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTextStream>
+
+#include <cwchar>
+#include <memory>
+
+using namespace zmu;
+
+namespace {
+
+constexpr u64 limitMin = 1048576;  // 1 MiB
+constexpr u64 limitMax = 78643200; // 75 MiB
+constexpr int seriesNote = 10006;
+
+// The series of log files that the process writes. Touched only under the lock of the data set
+// that is replacing its file.
+wchar_t s_logSeriesOrigin[260 + 1] = {};
+unsigned int s_logSeriesCount = 1;
+
+bool isEmpty(const wchar_t* text)
+{
+    return !text || !*text;
+}
+
+bool isBlank(const wchar_t* text)
+{
+    return text[std::wcsspn(text, L" \t\n\v\f\r")] == L'\0';
+}
+
+} // namespace
+
+// ---- Names -----------------------------------------------------------------------------------------------
+
+bool ZarnData::isValidLogFileNomenclature(const wchar_t* logName, const wchar_t* formName,
+                                          Zarn_LOG kind, int /*charSet*/, int& dxCode)
+{
+    const bool isNative = isInstantiatorRunningNatively();
+    dxCode = dx::Satisfied;
+    if (kind == Zarn_LOG_UNSET)
+        dxCode = dx::LogKindRefused;
+    else if (!logName)
+        dxCode = dx::LogNameMissing;
+    else if (isNative && !*logName)
+        dxCode = dx::LogNameBlank;
+    else if (!isEmpty(formName) && (isNative || *logName) && _wcsicmp(logName, formName) == 0)
+        dxCode = dx::LogNameIsFormName;
+    return dxCode == dx::Satisfied;
+}
+
+bool ZarnData::isValidLogFileNomenclature(const char* logName, const char* formName, Zarn_LOG kind,
+                                          int charSet, int& dxCode)
+{
+    UTL_String log(logName);
+    UTL_String form(formName);
+    return isValidLogFileNomenclature(logName ? log.wideText() : nullptr,
+                                      formName ? form.wideText() : nullptr, kind, charSet, dxCode);
+}
+
+bool ZarnData::isValidLogFileNomenclature(ZarnDataFile& file)
+{
+    constexpr int wideCharSet = 2;
+    int dxCode = dx::Satisfied;
+    return isValidLogFileNomenclature(file.m_logName, file.m_formName, file.m_logKind, wideCharSet,
+                                      dxCode);
+}
+
+bool ZarnData::recordLogFileNomenclature(wchar_t* logName, const wchar_t* formName, Zarn_LOG kind)
+{
+    setSelfDX_Code(dx::Satisfied);
+    runGuarded(*this, dx::RecordNomenclatureUnexpected, [&] {
+        int dxCode = dx::Satisfied;
+        require(isValidLogFileNomenclature(logName, formName, kind, m_charSetExternal, dxCode),
+                dxCode);
+        storeNomenclature(logName, formName, kind);
+    });
+    return isSelfSatisfied();
+}
+
+bool ZarnData::recordLogFileNomenclature(char* logName, const char* formName, Zarn_LOG kind)
+{
+    setSelfDX_Code(dx::Satisfied);
+    runGuarded(*this, dx::RecordNomenclatureUnexpected, [&] {
+        int dxCode = dx::Satisfied;
+        require(isValidLogFileNomenclature(logName, formName, kind, m_charSetExternal, dxCode),
+                dxCode);
+        UTL_String log(logName);
+        UTL_String form(formName);
+        storeNomenclature(log.wideText(), formName ? form.wideText() : nullptr, kind);
+    });
+    return isSelfSatisfied();
+}
+
+void ZarnData::storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind)
+{
+    require(duplicate_String(&m_fileLog.m_logName, logName, true), dx::LogNameNotStored);
+    require(duplicate_String(&m_fileLog.m_formName, formName, true), dx::FormNameNotStored);
+    require(kind == Zarn_LOG_HTML, dx::LogKindRefused);
+    m_fileLog.m_logKind = kind;
+}
+
+bool ZarnData::getFileLogName(wchar_t* buffer, std::size_t size)
+{
+    SectionGuard section(*this);
+    runGuarded(*this, dx::GetFileLogNameUnexpected, [&] {
+        requireOrRaiseHeld(isSelfApproving(), *this);
+        require(section.wasEntered(), dx::LockRefused);
+        require(buffer, dx::GetFileLogNameNoBuffer);
+        require(size > 0, dx::GetFileLogNameTooSmall);
+        buffer[0] = L'\0';
+        require(m_fileLog.m_logStream, dx::GetFileLogNameNotOpen);
+        require(!isEmpty(m_fileLog.m_logName), dx::GetFileLogNameNone);
+        const std::size_t length = std::wcslen(m_fileLog.m_logName);
+        require(length < size, dx::GetFileLogNameTooSmall);
+        std::wmemset(buffer, L'\0', size);
+        std::wmemcpy(buffer, m_fileLog.m_logName, length);
+    });
+    if (!isSelfSatisfied() && buffer && size > 0)
+        buffer[0] = L'\0';
+    section.leave();
+    return isSelfSatisfied();
+}
+
+// ---- Opening and closing ---------------------------------------------------------------------------------
+
+bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* name, int openMode)
+{
+    bool madeName = false;
+    runGuarded(*this, dx::OpenFileUnexpected, [&] {
+        requireOrRaiseHeld(isSelfApproving(), *this);
+        require(nameSlot && streamSlot && !*streamSlot && !isEmpty(name), dx::OpenFileArguments);
+        if (*nameSlot != name) {
+            require(duplicate_String(nameSlot, name, true), dx::OpenFileNoMemory);
+            madeName = true;
+        }
+
+        QIODevice::OpenMode mode(openMode);
+        if (mode & QIODevice::WriteOnly)
+            mode |= QIODevice::Unbuffered; // one write a section, and nothing kept after a failure
+        auto file = std::make_unique<QFile>(QString::fromWCharArray(*nameSlot));
+        // A pipe or a device would block, or never end.
+        const QFileInfo info(*file);
+        require(!info.exists() || info.isFile(), dx::FileNotOpened);
+        require(file->open(mode), dx::FileNotOpened);
+
+        auto stream = std::make_unique<QTextStream>(file.get());
+        stream->setGenerateByteOrderMark(true);
+        stream->setAutoDetectUnicode(true);
+        file.release(); // the stream's owner deletes it through the stream
+        *streamSlot = stream.release();
+    });
+    if (isSelfSatisfied())
+        return true;
+
+    Zarn_TRACE(L"ZarnData::openFile () caught exception #%d", getSelfDX_Code());
+    if (!isEmpty(name))
+        Zarn_TRACE(L" when trying to open file %ls", name);
+    Zarn_TRACE(L".\n");
+    if (madeName)
+        delete[] std::exchange(*nameSlot, nullptr);
+    return false;
+}
+
+bool ZarnData::openLogFile(wchar_t* name)
+{
+    if (!isInstantiatorRunningNatively())
+        return false;
+    m_situationsCount = 0;
+    m_situationsQty = 0;
+    m_fileLog.m_logByteCount = 0;
+    m_fileLog.m_tailPosition = 0;
+    m_fileLog.m_tailCountsBytes = true;
+    return openFile(&m_fileLog.m_logName, &m_fileLog.m_logStream, name, QIODevice::ReadWrite);
+}
+
+bool ZarnData::closeFile(QTextStream*& stream, const wchar_t* /*name*/)
+{
+    try {
+        if (!stream)
+            return true;
+        const std::unique_ptr<QIODevice> device(stream->device());
+        delete stream;
+        stream = nullptr;
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+bool ZarnData::closeLogFile()
+{
+    return isInstantiatorRunningNatively() &&
+           closeFile(m_fileLog.m_logStream, m_fileLog.m_logName);
+}
+
+// ---- Establishing ----------------------------------------------------------------------------------------
+
+bool ZarnData::establishLogFile(bool learnForm)
+{
+    SectionGuard section(*this);
+    const bool isNative = isInstantiatorRunningNatively();
+    runGuarded(*this, dx::EstablishUnexpected, [&] {
+        if (!m_initialized)
+            requireOrRaiseHeld(initialize(), *this);
+        requireOrRaiseHeld(isSelfApproving(), *this);
+        require(section.wasEntered(), dx::LockRefused);
+        if (learnForm)
+            requireOrRaiseHeld(obtainLogFileFormData(isNative ? SECTIONS_ALL : SECTION_BODY),
+                               *this);
+        if (!isNative) {
+            m_safeToAllocateMemory = false;
+            return;
+        }
+        requireOrRaiseHeld(openLogFile(m_fileLog.m_logName), *this);
+        if (!m_fileLog.m_headFormat)
+            return; // the file stays empty until its first entry
+        ZarnDataForThread* engine = obtainDataForCurrentThread(true);
+        require(engine, dx::EstablishNoEngine);
+        if (!writeHead(*engine)) {
+            const int code = getSelfDX_Code();
+            freeLogFileFormSectionHeadData();
+            throw code;
+        }
+        requireOrRaiseHeld(engine->logFormSectionTail(), *engine);
+    });
+    if (!isSelfSatisfied()) {
+        if (isNative && !closeLogFile())
+            m_fileLog.m_logStream = nullptr;
+        Zarn_TRACE(L"ZarnData::establishLogFile (%ls) caught exception #%d.\n",
+                   learnForm ? L"true" : L"false", getSelfDX_Code());
+    }
+    section.leave();
+    return isSelfSatisfied();
+}
+
+bool ZarnData::writeHead(ZarnDataForThread& engine)
+{
+    const auto write = [&] {
+        m_safeToAllocateMemory = true;
+        engine.logFormSectionHead();
+        m_safeToAllocateMemory = false;
+        return isSelfSatisfied();
+    };
+    if (write())
+        return true;
+    if (m_fileLog.m_formIsBuiltIn)
+        return false;
+    // The head of a form file has failed: the built-in form takes over, all of it.
+    freeLogFileFormSectionHeadData();
+    forgetSelfDX_Code();
+    return supplantLogFileFormFromResDLL(SECTIONS_ALL) && write();
+}
+
+// ---- Replacing -------------------------------------------------------------------------------------------
+
+bool ZarnData::reestablishLogFile(const bool& force)
+{
+    SectionGuard section(*this);
+    runGuarded(*this, dx::ReestablishUnexpected, [&] {
+        requireOrRaiseHeld(isSelfApproving(), *this);
+        require(isInstantiatorRunningNatively(), dx::ReestablishNotNative);
+        require(section.wasEntered(), dx::LockRefused);
+        if (force && m_fileLog.m_logStream && m_fileLog.m_logByteCount >= m_logFileByteCountLimit)
+            return;
+        std::wstring successor = successorLogName(m_fileLog.m_logName);
+        require(!successor.empty(), dx::SuccessorNameMissing);
+        reestablishLogFile(successor.data(), m_fileLog.m_formName, m_fileLog.m_logKind);
+    });
+    if (!isSelfSatisfied())
+        Zarn_TRACE(L"ZarnData::reestablishLogFile () [2] caught exception #%d/%d.\n",
+                   getSelfDX_Code(), 0);
+    section.leave();
+    return isSelfSatisfied();
+}
+
+bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG kind)
+{
+    SectionGuard section(*this);
+    runGuarded(*this, dx::ReestablishUnexpected, [&] {
+        requireOrRaiseHeld(isSelfApproving(), *this);
+        require(isInstantiatorRunningNatively(), dx::ReestablishNotNative);
+        require(section.wasEntered(), dx::LockRefused);
+        if (!*s_logSeriesOrigin && m_fileLog.m_logName)
+            std::wcsncpy(s_logSeriesOrigin, m_fileLog.m_logName, std::size(s_logSeriesOrigin) - 1);
+        require(logName, dx::LogNameMissing);
+        require(!isBlank(logName), dx::LogNameBlank);
+        const wchar_t* effectiveForm = formName ? formName : m_fileLog.m_formName;
+        require(!effectiveForm || _wcsicmp(effectiveForm, logName) != 0, dx::LogNameIsFormName);
+        require(closeLogFile(), dx::OldLogNotClosed);
+
+        if (!m_fileLog.m_logName || _wcsicmp(m_fileLog.m_logName, logName) != 0)
+            require(duplicate_String(&m_fileLog.m_logName, logName, true), dx::LogNameNotStored);
+        const bool formChanged = swapFormName(formName);
+        if (kind != Zarn_LOG_UNSET)
+            m_fileLog.m_logKind = kind;
+
+        requireOrRaiseHeld(establishLogFile(formChanged), *this);
+        ++s_logSeriesCount;
+        noteSeries();
+    });
+    if (!isSelfSatisfied())
+        Zarn_TRACE(L"ZarnData::reestablishLogFile () [1] caught exception #%d.\n",
+                   getSelfDX_Code());
+    if (!section.leave())
+        Zarn_TRACE(L"ZarnData::reestablishLogFile () [1] failed to leave critical section.\n");
+    return isSelfSatisfied();
+}
+
+bool ZarnData::swapFormName(const wchar_t* formName)
+{
+    wchar_t*& stored = m_fileLog.m_formName;
+    const bool isGiven = !isEmpty(formName);
+    const bool hasChanged =
+        isGiven != (stored != nullptr) || (isGiven && _wcsicmp(stored, formName) != 0);
+    if (hasChanged) {
+        wchar_t* copy = nullptr;
+        if (isGiven)
+            duplicate_String(&copy, formName, false); // failing that, the built-in form will do
+        delete[] std::exchange(stored, copy);
+    }
+    return hasChanged;
+}
+
+void ZarnData::noteSeries()
+{
+    if (!m_owner || !m_selfResourceModule)
+        return;
+    // The situation in hand keeps its engine; the note has one of its own.
+    ZarnDataForThread* kept = obtainDataForCurrentThread(false);
+    ZarnDataForThread noting;
+    if (kept && noting.initialize(this))
+        m_mapOfDataForThreads->add(GetCurrentThreadId(), &noting);
+
+    m_isReplacingLogFile = true;
+    void* previous = setResourceModule(m_selfResourceModule);
+    if (!m_owner->respondToSituation(seriesNote, nullptr, s_logSeriesCount, s_logSeriesOrigin))
+        m_owner->forgetSituation();
+    setResourceModule(previous);
+    m_isReplacingLogFile = false;
+
+    if (kept) {
+        m_mapOfDataForThreads->add(GetCurrentThreadId(), kept);
+        if (kept->isSelfSatisfied())
+            kept->setSelfDX_Code(noting.getSelfDX_Code());
+    }
+}
+
+// ---- The limit -------------------------------------------------------------------------------------------
+
+bool ZarnData::setLogFileByteCountLimit(u64 limit, u64& previous)
+{
+    SectionGuard section(*this);
+    runGuarded(*this, dx::SetLimitUnexpected, [&] {
+        requireOrRaiseHeld(isSelfApproving(), *this);
+        require(section.wasEntered(), dx::LockRefused);
+        require(isInstantiatorRunningNatively(), dx::SetLimitNotNative);
+        require(limit <= limitMax, dx::LimitTooHigh);
+        require(limit >= limitMin, dx::LimitTooLow);
+        previous = std::exchange(m_logFileByteCountLimit, limit);
+        if (m_fileLog.m_logStream && m_fileLog.m_logByteCount >= limit &&
+            !reestablishLogFile(false)) {
+            m_logFileByteCountLimit = previous;
+            forgetSelfDX_Code();
+            throw int{dx::SetLimitReplacementFailed};
+        }
+    });
+    if (!isSelfSatisfied()) {
+        Zarn_TRACE(L"ZarnData::setLogFileByteCountLimit () caught exception #%d.\n",
+                   getSelfDX_Code());
+        previous = 0;
+    }
+    if (!section.leave())
+        Zarn_TRACE(
+            L"ZarnData::setLogFileByteCountLimit () failed to leave critical section.\n");
+    return isSelfSatisfied();
+}

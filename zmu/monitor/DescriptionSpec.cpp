@@ -1,0 +1,404 @@
+// The engine parses the description fields of a response spec into message templates and fills
+// these with the situation's inserts.
+#include <zmu/monitor/ZarnDataForThread.h>
+
+#include <zmu/monitor/Zarn.h>
+#include <zmu/monitor/ZarnData.h>
+#include <zmu/monitor/internal/Guards.h>
+#include <zmu/monitor/internal/Inserts.h>
+#include <zmu/monitor/internal/Numbers.h>
+#include <zmu/monitor/internal/SeparatorKeeper.h>
+#include <zmu/monitor/internal/TokenWalk.h>
+
+#include <cwchar>
+#include <cwctype>
+
+using namespace zmu;
+
+namespace {
+
+/// Copies `source` into `capacity` elements; false if it fills the last one. The copy is
+/// terminated in any case.
+bool copyText(wchar_t* target, std::size_t capacity, const wchar_t* source)
+{
+    const std::size_t length = wcsnlen(source, capacity);
+    const bool fits = length < capacity;
+    const std::size_t copied = fits ? length : capacity - 1;
+    std::wmemcpy(target, source, copied);
+    target[copied] = L'\0';
+    return fits;
+}
+
+void zeroText(wchar_t* text)
+{
+    std::wmemset(text, L'\0', std::wcslen(text));
+}
+
+} // namespace
+
+template <class Body>
+void ZarnDataForThread::withTarget(Zarn_MSG_FMT format, Body body)
+{
+    if (format == Zarn_MSG_FMT_DISPLAY)
+        body(m_descriptionForDisplay, m_descriptionDisplayLineWd);
+    else
+        body(m_descriptionForLogFile, m_descriptionLogFileLineWd);
+}
+
+// ---- The log description -----------------------------------------------------------------------------
+
+bool ZarnDataForThread::parseDescriptionSpecLogFile()
+{
+    constexpr int groupsCount = 1;
+
+    const SeparatorKeeper separator(m_tokenSeparator);
+    runGuarded(*this, dx::LogSpecUnexpected, [&] {
+        requireApproval();
+        m_scratchpad.clear();
+        m_tokenSeparator[0] = m_dataSet->getResStrTokenSepGroup();
+        m_descriptionLogFileLineWd = getDefaultLineWidth(Zarn_MSG_FMT_LOGFILE);
+
+        int count = 0;
+        ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
+        require(copy.assign(m_descriptionForLogFile.c_str()) &&
+                    countTokens(copy.inPlace(), m_tokenSeparator, count, groupsCount) &&
+                    count == groupsCount,
+                dx::LogSpecGroups);
+
+        m_scratchpad.m_b.assign(m_descriptionForLogFile.c_str());
+        TokenWalk groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
+        for (int i = 0; wchar_t* group = groups.next(); ++i) {
+            require(i == 0, dx::LogSpecGroupIndex);
+            require(count == groupsCount, dx::LogSpecFormatMisplaced);
+            requireOrRaiseHeld(parseDescriptionSpec_MessageFormat(group, Zarn_MSG_FMT_LOGFILE,
+                                                                  copy.writable(), copy.sizeBytes),
+                               *this);
+        }
+    });
+    if (!isSelfSatisfied()) {
+        m_descriptionForLogFile.clear();
+        m_descriptionLogFileLineWd = getDefaultLineWidth(Zarn_MSG_FMT_LOGFILE);
+    }
+    m_scratchpad.clear();
+    return isSelfSatisfied();
+}
+
+// ---- The display description ---------------------------------------------------------------------------
+
+bool ZarnDataForThread::isDupeForm(const wchar_t* text) const
+{
+    return text[0] == m_dataSet->getDescriptionDisplayDupeOp() &&
+           (!text[1] || std::iswspace(static_cast<std::wint_t>(text[1])));
+}
+
+void ZarnDataForThread::resetDisplaySpec()
+{
+    m_descriptionDisplayIsDupe = false;
+    m_descriptionDisplayLineWd = getDefaultLineWidth(Zarn_MSG_FMT_DISPLAY);
+    m_displayDlgBoxSpecA = 0;
+    m_displayDlgBoxSpecB = 0;
+    m_displayDlgBoxType = defaultDialogStyle;
+}
+
+bool ZarnDataForThread::parseDescriptionSpecDisplay()
+{
+    constexpr int groupsCount = 2;
+
+    if (m_dataSet && m_dataSet->canRespondToSituations() != Zarn_FUZZY_YES)
+        return isSelfSatisfied();
+
+    const SeparatorKeeper separator(m_tokenSeparator);
+    runGuarded(*this, dx::DisplaySpecUnexpected, [&] {
+        requireApproval();
+        m_scratchpad.clear();
+        m_tokenSeparator[0] = m_dataSet->getResStrTokenSepGroup();
+        resetDisplaySpec();
+
+        const wchar_t* spec = skipWhitespace(m_descriptionForDisplay.inPlace());
+        if (!*spec) {
+            m_descriptionForDisplay.clear();
+            return;
+        }
+
+        int count = 0;
+        ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
+        require(copy.assign(m_descriptionForDisplay.c_str()) &&
+                    countTokens(copy.inPlace(), m_tokenSeparator, count, groupsCount) &&
+                    count <= groupsCount,
+                dx::DisplaySpecGroups);
+        if (count == 1 && isDupeForm(spec)) {
+            m_descriptionDisplayIsDupe = true;
+            return;
+        }
+        require(count == groupsCount, dx::DisplaySpecGroups);
+
+        m_scratchpad.m_b.assign(m_descriptionForDisplay.c_str());
+        TokenWalk groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
+        for (int i = 0; wchar_t* group = groups.next(); ++i) {
+            if (i == 0) {
+                requireOrRaiseHeld(parseDescriptionSpecDisplayDlgBox(skipWhitespace(group)),
+                                   *this);
+                continue;
+            }
+            require(i == 1, dx::DisplaySpecGroupIndex);
+            require(count == groupsCount, dx::DisplaySpecFormatMisplaced);
+            requireOrRaiseHeld(parseDescriptionSpec_MessageFormat(group, Zarn_MSG_FMT_DISPLAY,
+                                                                  copy.writable(), copy.sizeBytes),
+                               *this);
+        }
+    });
+    if (!isSelfSatisfied()) {
+        m_descriptionForDisplay.clear();
+        resetDisplaySpec();
+    }
+    m_scratchpad.clear();
+    return isSelfSatisfied();
+}
+
+bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
+{
+    constexpr int recordsMax = 3;
+
+    if (!text || !*text)
+        return isSelfSatisfied();
+
+    const auto reset = [this] {
+        m_displayDlgBoxSpecA = 0;
+        m_displayDlgBoxSpecB = 0;
+        m_displayDlgBoxType = defaultDialogStyle;
+    };
+    const SeparatorKeeper separator(m_tokenSeparator);
+    runGuarded(*this, dx::DialogSpecUnexpected, [&] {
+        requireApproval();
+        m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
+        reset();
+
+        int count = 0;
+        ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
+        require(copy.assign(text) &&
+                    countTokens(copy.inPlace(), m_tokenSeparator, count, recordsMax) &&
+                    count <= recordsMax,
+                dx::DialogSpecRecords);
+
+        copy.assign(text);
+        TokenWalk records(copy.inPlace(), m_tokenSeparator);
+        for (int i = 0; i < count; ++i) {
+            const wchar_t* record = skipWhitespace(records.next());
+            if (!*record)
+                continue;
+            switch (i) {
+            case 0:
+                require(isDigit(*record), dx::DialogSpecFirstNotNumber);
+                m_displayDlgBoxType = static_cast<unsigned int>(toNumber(record));
+                break;
+            case 1:
+                require(isDigit(*record), dx::DialogSpecSecondNotNumber);
+                m_displayDlgBoxSpecB = toNumber(record);
+                break;
+            case 2:
+                require(isDigit(*record), dx::DialogSpecThirdNotNumber);
+                m_displayDlgBoxSpecA = toNumber(record);
+                break;
+            default:
+                throw int{dx::DialogSpecRecordIndex};
+            }
+        }
+    });
+    if (!isSelfSatisfied())
+        reset();
+    m_scratchpad.m_a.clear();
+    return isSelfSatisfied();
+}
+
+// ---- Message formats and their affixes -----------------------------------------------------------------
+
+bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_MSG_FMT format,
+                                                           wchar_t* scratch, ulong32 scratchBytes)
+{
+    constexpr int recordsMin = 3;
+    constexpr int recordsMax = 4;
+
+    const std::size_t scratchQty = scratchBytes / sizeof(wchar_t);
+    const bool isTargetKnown = format == Zarn_MSG_FMT_DISPLAY || format == Zarn_MSG_FMT_LOGFILE;
+    const auto resetTarget = [&] {
+        withTarget(format, [&](auto& target, u8& lineWidth) {
+            target.clear();
+            lineWidth = getDefaultLineWidth(format);
+        });
+    };
+
+    const SeparatorKeeper separator(m_tokenSeparator);
+    runGuarded(*this, dx::MessageFormatUnexpected, [&] {
+        requireApproval();
+        require(isTargetKnown, dx::MessageFormatTarget);
+        m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
+        resetTarget();
+
+        int count = 0;
+        require(text && scratch && scratchQty > 0 && copyText(scratch, scratchQty, text) &&
+                    countTokens(scratch, m_tokenSeparator, count, recordsMax) &&
+                    count >= recordsMin,
+                dx::MessageFormatRecords);
+
+        copyText(scratch, scratchQty, text);
+        TokenWalk records(scratch, m_tokenSeparator);
+        for (int i = 0; i < count; ++i)
+            appendRecord(i, records.next(), format);
+    });
+    if (!isSelfSatisfied() && isTargetKnown)
+        resetTarget();
+    if (scratch && scratchQty > 0)
+        zeroText(scratch);
+    return isSelfSatisfied();
+}
+
+void ZarnDataForThread::appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format)
+{
+    constexpr int lineWidthMax = 255;
+
+    withTarget(format, [&](auto& target, u8& lineWidth) {
+        switch (index) {
+        case 0:
+            record = skipWhitespace(record);
+            if (*record) {
+                require(isDigit(*record), dx::LineWidthNotNumber);
+                const int width = toNumber(record);
+                require(width <= lineWidthMax, dx::LineWidthOutOfRange);
+                lineWidth = static_cast<u8>(width);
+            }
+            break;
+        case 1:
+        case 3:
+            if (*record)
+                requireOrRaiseHeld(parseDescriptionSpec_MessageAffix(record, target.writable(),
+                                                                     target.capacity),
+                                   *this);
+            break;
+        case 2:
+            require(target.append(record), dx::MessageTextTooLong);
+            break;
+        default:
+            throw int{dx::MessageFormatRecordIndex};
+        }
+    });
+}
+
+bool ZarnDataForThread::parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t* target,
+                                                          u64 targetCharacters)
+{
+    constexpr int strictEnoughForTarget = 5;
+
+    if (!text || !*text)
+        return isSelfSatisfied();
+
+    const SeparatorKeeper separator(m_tokenSeparator);
+    runGuarded(*this, dx::AffixUnexpected, [&] {
+        requireApproval();
+        require(m_specStrictness <= strictEnoughForTarget ||
+                    (target && targetCharacters > 0 && !target[targetCharacters - 1]),
+                dx::AffixArguments);
+        m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
+
+        wchar_t* position = target + std::wcslen(target);
+        wchar_t* const end = target + targetCharacters;
+        TokenWalk affixes(text, m_tokenSeparator);
+        for (wchar_t* affix = affixes.next(); affix && *affix; affix = affixes.next()) {
+            require(isDigit(*affix), dx::AffixNotNumber);
+            const int number = toNumber(affix);
+            require(number < m_dataSet->getDescriptionAffixIDsQty(), dx::AffixOutOfRange);
+            position += loadAffix(number, position, static_cast<std::size_t>(end - position));
+        }
+    });
+    if (!isSelfSatisfied() && target)
+        zeroText(target);
+    return isSelfSatisfied();
+}
+
+std::size_t ZarnDataForThread::loadAffix(int number, wchar_t* output, std::size_t room) const
+{
+    std::size_t length = 0;
+    try {
+        const int id = m_dataSet->getDescriptionAffixID_Min() + number;
+        const UTL_String affix(m_dataSet->getResourceModule(), static_cast<unsigned int>(id),
+                               static_cast<unsigned int>(room));
+        copyText(output, room, affix.wideText());
+        length = std::wcslen(output);
+    } catch (...) {
+        length = 0;
+    }
+    require(length > 0, dx::AffixNotLoaded);
+    return length;
+}
+
+// ---- Filling the templates -----------------------------------------------------------------------------
+
+bool ZarnDataForThread::formatDescriptions()
+{
+    runGuarded(*this, dx::FormatDescriptionsUnexpected, [&] {
+        requireApproval();
+        // Both are tried; the first failure is the one that counts.
+        int kept = 0;
+        if (!formatDescriptionForLogFile()) {
+            kept = getSelfDX_Code();
+            forgetSelfDX_Code();
+        }
+        if (!formatDescriptionForDisplay()) {
+            if (!kept)
+                kept = getSelfDX_Code();
+            forgetSelfDX_Code();
+        }
+        require(!kept, kept);
+    });
+    return isSelfSatisfied();
+}
+
+template <class Buffer>
+void ZarnDataForThread::formatDescription(Buffer& description, u8 lineWidth, int failed)
+{
+    constexpr ulong32 fromStringAndArray =
+        FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
+
+    require(highestInsert(description.c_str()) <= m_dataSet->getDescriptionFillersQty(), failed);
+    ZarnScratchpad::Buffer& output = m_scratchpad.m_a;
+    output.clear();
+    const ulong32 length =
+        Zarn::formatMessage(lineWidth | fromStringAndArray, description.c_str(), output.writable(),
+                            static_cast<int>(output.capacity), m_descriptionFillers);
+    require(length > 0, failed);
+    output.setUsed(length);
+    description.assign(output.c_str()); // cut at its end
+}
+
+bool ZarnDataForThread::formatDescriptionForDisplay()
+{
+    if (m_descriptionForDisplay.isEmpty())
+        return isSelfSatisfied();
+    if (m_descriptionDisplayIsDupe) {
+        m_descriptionForDisplay.clear();
+        return isSelfSatisfied();
+    }
+    runGuarded(*this, dx::FormatDisplayUnexpected, [&] {
+        requireApproval();
+        formatDescription(m_descriptionForDisplay, m_descriptionDisplayLineWd,
+                          dx::FormatDisplayFailed);
+    });
+    if (!isSelfSatisfied())
+        m_descriptionForDisplay.clear();
+    m_scratchpad.m_a.clear();
+    return isSelfSatisfied();
+}
+
+bool ZarnDataForThread::formatDescriptionForLogFile()
+{
+    SetLastError(ERROR_SUCCESS);
+    if (m_descriptionForLogFile.isEmpty())
+        return isSelfSatisfied();
+    runGuarded(*this, dx::FormatLogUnexpected, [&] {
+        requireApproval();
+        formatDescription(m_descriptionForLogFile, m_descriptionLogFileLineWd, dx::FormatLogFailed);
+    });
+    if (!isSelfSatisfied())
+        m_descriptionForLogFile.clear();
+    m_scratchpad.m_a.clear();
+    return isSelfSatisfied();
+}

@@ -1,0 +1,430 @@
+// ZarnData: the shared state of one monitor.
+//
+// A configuring party builds a data set, sets it up and hands it to Zarn::create, which moves its
+// contents into the data set that the new monitor owns:
+//
+//     ZarnData settings;
+//     settings.setCharSetExternal(2);
+//     settings.setResourceModule(GetModuleHandleW(nullptr));
+//     settings.recordLogFileNomenclature(path, nullptr, Zarn_LOG_HTML);
+//     Zarn* monitor = Zarn::create(&settings);
+//
+// A subclass can replace every virtual stage; it drives its situations itself, beginning with
+// establishLogFile(true). Operations answer with a bool, a pointer or a count; no exception leaves
+// them, and getSelfDX_Code tells which failure came first (docs/dx-codes.md lists the codes).
+//
+// Threads: the setters are for the configuring thread, before the first situation, except where
+// one is said to enter the lock. Everything about a situation may be called by any thread: it
+// works on the engine of the calling thread, and the data set's one re-entrant lock is held where
+// threads meet.
+#pragma once
+
+#include <zmu/foundation/Export.h>
+#include <zmu/foundation/Mutex.h>
+#include <zmu/foundation/TObjectMap.h>
+#include <zmu/foundation/Types.h>
+#include <zmu/foundation/UTL_String.h>
+#include <zmu/log/ZarnDataFile.h>
+#include <zmu/monitor/ZarnScratchpad.h>
+#include <zmu/monitor/ZarnTypes.h>
+
+#include <cstddef>
+
+class ZarnDataForThread;
+
+class ZMU_API ZarnData {
+  public:
+    /// `nonnativeInstantiatorID` 0: this process runs natively and writes its own log. Any other
+    /// value names the instantiator whose situations travel through the proxy. Throws only when
+    /// memory for the object itself is missing.
+    explicit ZarnData(const i64& nonnativeInstantiatorID = 0);
+    ZarnData(const ZarnData&) = delete;
+    ZarnData& operator=(const ZarnData&) = delete;
+
+    // ---- The virtual stages, in the order of their slots --------------------------------------
+
+  protected:
+    /// Whether the sections of `mask` can make a log of `kind`: 146, 154, 164, 197, 205, 206.
+    virtual bool areLogFileFormSectionsUsable(ulong32 mask, Zarn_LOG kind);
+
+  public:
+    /// Moves everything out of `other` into this data set, which must hold neither a lock nor an
+    /// open log (268). `other` is an empty shell afterwards.
+    virtual bool assimilateDataSetContents(ZarnData* other);
+
+  protected:
+    /// Closes and deletes a stream and its device, and nulls it. `name` is not used.
+    virtual bool closeFile(QTextStream*& stream, const wchar_t* name);
+    /// False for a process without a log of its own.
+    virtual bool closeLogFile();
+
+  public:
+    /// Enters the one lock, which is made if it does not exist yet. False if that is refused.
+    virtual bool enterCriticalSection() const;
+    /// Opens the log file and gives it head and first tail; with `learnForm` the form is learned
+    /// anew first. Runs `initialize` if that has not happened. Enters the lock.
+    virtual bool establishLogFile(bool learnForm);
+
+  protected:
+    /// Empties every row of the plug-in table.
+    virtual void forgetPlugIns();
+    /// Releases texts, tables, form data and engines.
+    virtual void free_Memory();
+    /// Releases everything, also if a step fails; false if one did.
+    virtual bool free_Resources();
+    virtual void freeLogFileFormData();
+    virtual void freeLogFileFormDataForSections();
+    virtual void freeLogFileFormSectionHeadData();
+
+  public:
+    /// Whether a monitor can be made of this data set: a log name that fits, a character set and a
+    /// resource module.
+    virtual bool isValid();
+
+  protected:
+    /// Judges names and kind of a log: 132, 134, 135, 143 in `dxCode`, 0 if they will do.
+    virtual bool isValidLogFileNomenclature(const wchar_t* logName, const wchar_t* formName,
+                                            Zarn_LOG kind, int charSet, int& dxCode);
+    virtual bool isValidLogFileNomenclature(const char* logName, const char* formName,
+                                            Zarn_LOG kind, int charSet, int& dxCode);
+    virtual bool learnLogFileForm(ulong32 mask);
+    virtual bool learnLogFileFormInjectors(long injectorStart);
+    virtual bool learnLogFileFormSectionFinished(unsigned int stringId, wchar_t** format,
+                                                 int& varCount, Zarn_FORM_VAR** vars, u64** values,
+                                                 bool* hasEntryId);
+    virtual bool learnLogFileFormSectionFinished(long start, std::size_t length, wchar_t* buffer,
+                                                 std::size_t bufferLength, wchar_t** format,
+                                                 int& varCount, Zarn_FORM_VAR** vars, u64** values,
+                                                 bool* hasEntryId);
+    virtual bool learnLogFileFormSectionFinishedBasic(wchar_t** format, int& varCount,
+                                                      Zarn_FORM_VAR** vars, u64** values,
+                                                      bool* hasEntryId);
+    virtual bool learnLogFileFormSectionsFinished(ulong32 mask, Zarn_LOG kind);
+    virtual bool learnLogFileFormSectionsFinished(long headStart, std::size_t headLength,
+                                                  long bodyStart, std::size_t bodyLength,
+                                                  long tailStart, std::size_t tailLength,
+                                                  ulong32 mask);
+    virtual bool learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
+                                             std::size_t& headLength, long& bodyStart,
+                                             std::size_t& bodyLength, long& tailStart,
+                                             std::size_t& tailLength);
+    virtual bool learnLogFileFormVarNames();
+
+  public:
+    /// Leaves the lock. True if there was none to leave.
+    virtual bool leaveCriticalSection() const;
+
+  protected:
+    /// Whether the sections of `mask` use an injector that the form defines. A decision, no status.
+    virtual bool mustLearnLogFileFormInjectors(long injectorStart, ulong32 mask);
+    virtual bool obtainLogFileFormData(ulong32 mask);
+    virtual bool openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* name,
+                          int openMode);
+    virtual bool processFileLogForm(ulong32 mask);
+
+  public:
+    /// Stores the names and the kind of the log for a later establishLogFile; forgets the data
+    /// set's code first. A null or empty `formName` means the built-in form. Only kind 0 is served
+    /// (143); further failures 128, 132, 133, 134, 135. The narrow form takes UTF-8 outside
+    /// Windows and the system's narrow code page there.
+    virtual bool recordLogFileNomenclature(wchar_t* logName, const wchar_t* formName,
+                                           Zarn_LOG kind);
+    virtual bool recordLogFileNomenclature(char* logName, const char* formName, Zarn_LOG kind);
+
+  private:
+    virtual bool reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG kind);
+
+  public:
+    /// Deletes the calling thread's engine; true as well if it has none. Call it when a thread
+    /// that has reported ends. 275, 276.
+    virtual bool removeThread();
+    virtual ~ZarnData();
+
+    // ---- Life cycle -------------------------------------------------------------------------------
+
+    /// Creates the lock, the map and the calling thread's engine, and finds the library's own
+    /// module and, in a process without a log, the proxy. Afterwards the configuring setters
+    /// refuse. Runs once.
+    bool initialize();
+
+    // ---- Configuration that ends with initialize: false once it has run -------------------------
+
+    bool setArgsIntQty(int qty);           ///< Slots for recorded ints, 0 to 99.
+    bool setArgsStrQty(int qty);           ///< Slots for recorded strings, 0 to 99.
+    bool setArgsUIntQty(int qty);          ///< Slots for recorded unsigneds, 0 to 99.
+    bool setDescriptionFillersQty(int qty); ///< Inserts a message can have, 5 to 99.
+    bool setCharSetExternal(int charSet);  ///< Recorded strings: 0 or 1 narrow, 2 wide.
+    /// Stores before initialize only; returns the previous mode in any case.
+    Zarn_DX_MODE setSituationMode(Zarn_DX_MODE mode);
+
+    // ---- Configuration at any time ----------------------------------------------------------------
+
+    bool setDescriptionAffixID_Min(int id);    ///< String ID of affix 0, 1 to 32767.
+    bool setDescriptionAffixIDsQty(int qty);   ///< Number of affixes, at most 32767.
+    /// Stores none (0) or forgiving (2) only; returns the previous tolerance.
+    Zarn_TOLERANCE setSelfDX_FaultTolerance(Zarn_TOLERANCE tolerance);
+    /// Null is ignored; returns the previous function.
+    ZarnTraitsAssessor setSituationResponseTraitsAssessor(ZarnTraitsAssessor assessor);
+    /// Buckets of the thread map, above 0, before initialize; returns the previous size.
+    ulong32 sizeMapOfDataForThreads(ulong32 size);
+    ZarnDisplayFunction setDisplayDlgBoxFunction(ZarnDisplayFunction function);
+    HWND setDisplayDlgBoxParent(HWND parent);
+    i64 setNonnativeInstantiatorID(const i64& id);
+    Zarn* setOwner(Zarn* owner);
+    int setSelfDX_Code(int code) const;
+    HMODULE setSelfResourceModule(HMODULE module);
+    /// Finds the library's own module, whose strings are the built-in table. 231.
+    bool learnSelfResourceModule();
+    /// Swaps the module that response specs and affixes are loaded from; null is ignored. Returns
+    /// the previous one, null if the lock was refused. Enters the lock.
+    void* setResourceModule(void* module);
+    /// Swaps the criteria word; returns the previous one. Enters the lock.
+    u64 setBehaviorCriteria(u64 criteria);
+    /// Copies the caption of the display dialog; null forgets it.
+    bool recordDialogBoxCaption(const char* caption);
+    bool recordDialogBoxCaption(const wchar_t* caption);
+    /// Makes a table of `qty` plug-ins, all null, for the caller to fill before the first
+    /// situation of any thread. A table that exists is returned as it is. Null for `qty` below 1
+    /// or without memory (219).
+    ZarnPlugIn* createPlugIns(int qty);
+
+    // ---- Tags: values of a form, copied; no lock ---------------------------------------------------
+
+    bool recordTag(const wchar_t* value, Zarn_FORM_TAG tag); ///< False for an unknown tag.
+    bool recordTag(const char* value, Zarn_FORM_TAG tag);
+    wchar_t* getTag(Zarn_FORM_TAG tag) const; ///< The stored text, null without one.
+    /// Copies at most `size` elements and terminates; empty without a value. Returns `buffer`.
+    wchar_t* getTag(wchar_t* buffer, std::size_t size, Zarn_FORM_TAG tag);
+    char* getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag);
+
+    // ---- Self-diagnosis -------------------------------------------------------------------------
+
+    /// The data set's code, else that of the calling thread's engine, else 0.
+    int getSelfDX_Code() const;
+    bool isSelfSatisfied() const { return getSelfDX_Code() == 0; }
+    /// Whether the data set itself holds no code, whatever the engines hold.
+    bool isFreeOfCode() const { return m_selfDX_Code == 0; }
+    void forgetSelfDX_Code() const;
+    /// The gate that every operation passes first: true without a held code, or after a forgiving
+    /// tolerance has erased it.
+    bool isSelfApproving() const;
+
+    // ---- Getters -----------------------------------------------------------------------------------
+
+    int getArgsIntQty() const { return m_argsIntQty; }
+    int getArgsStrQty() const { return m_argsStrQty; }
+    int getArgsUIntQty() const { return m_argsUIntQty; }
+    u64 getBehaviorCriteria() const { return m_behaviorCriteria; }
+    int getCharSetExternal() const { return m_charSetExternal; }
+    int getDescriptionAffixID_Min() const { return m_descriptionAffixID_Min; }
+    int getDescriptionAffixIDsQty() const { return m_descriptionAffixIDsQty; }
+    wchar_t getDescriptionDisplayDupeOp() const { return m_descriptionDisplayDupeOp; }
+    u8 getDescriptionDisplayLineWd() const { return m_descriptionDisplayLineWd; }
+    int getDescriptionFillersQty() const { return m_descriptionFillersQty; }
+    u8 getDescriptionLogFileLineWd() const { return m_descriptionLogFileLineWd; }
+    wchar_t* getDisplayDlgBoxCaption() const { return m_displayDlgBoxCaption; }
+    ZarnDisplayFunction getDisplayDlgBoxFunction() const { return m_displayDlgBoxFunction; }
+    HWND getDisplayDlgBoxParent() const { return m_displayDlgBoxParent; }
+    ZarnDataFile* getFileLog() const { return &m_fileLog; }
+    /// The recorded name itself, null if there is none.
+    wchar_t* getFileLogName() const { return m_fileLog.m_logName; }
+    /// Copies the name of the open log. 61 to 64; `buffer` is empty then. Enters the lock.
+    bool getFileLogName(wchar_t* buffer, std::size_t size);
+    u64 getLogFileByteCountLimit() const { return m_logFileByteCountLimit; }
+    i64 getNonnativeInstantiatorID() const { return m_nonnativeInstantiatorID; }
+    Zarn* getOwner() const { return m_owner; }
+    ZarnPlugIn* getPlugIns() const { return m_plugIns; }
+    int getPlugInsQty() const { return m_plugInsQty; }
+    HMODULE getResourceModule() const { return m_resourceModule; }
+    wchar_t getResStrTokenSepField() const { return m_resStrTokenSepField; }
+    wchar_t getResStrTokenSepGroup() const { return m_resStrTokenSepGroup; }
+    wchar_t getResStrTokenSepRecord() const { return m_resStrTokenSepRecord; }
+    wchar_t getResStrTokenSepUnit() const { return m_resStrTokenSepUnit; }
+    Zarn_TOLERANCE getSelfDX_FaultTolerance() const { return m_selfDX_FaultTolerance; }
+    HMODULE getSelfResourceModule() const { return m_selfResourceModule; }
+    Zarn_DX_MODE getSituationMode() const { return m_situationMode; }
+    ZarnTraitsAssessor getSituationResponseTraitsAssessor() const
+    {
+        return m_situationResponseTraitsAssessor;
+    }
+    ulong32 getSituationsCount() const { return m_situationsCount; }
+    ulong32 getSituationsQty() const { return m_situationsQty; }
+    bool isInstantiatorRunningNatively() const { return m_nonnativeInstantiatorID == 0; }
+    /// True while the log is being replaced, up to the successor's first entry.
+    bool isReplacingLogFile() const { return m_isReplacingLogFile; }
+    /// True while a head is written: only then does a section writer allocate.
+    bool isSafeToAllocateMemory() const { return m_safeToAllocateMemory; }
+
+    // ---- Log file ------------------------------------------------------------------------------------
+
+    /// Replaces the log file by a successor with a fresh name. With `force` a file at its limit is
+    /// left alone; without, it is always replaced. Enters the lock. 119, 132 to 135, 139 to 141.
+    bool reestablishLogFile(const bool& force);
+    /// Sets the byte limit, 1048576 to 78643200; a log that has reached it is replaced at once.
+    /// `previous` receives the old limit, 0 on failure. 115 to 118. Enters the lock.
+    bool setLogFileByteCountLimit(u64 limit, u64& previous);
+    /// Both return the new count, which saturates at 0xFFFFFFFF and at 0.
+    ulong32 incrementSituationsCount(ulong32 n);
+    ulong32 decrementSituationsCount(ulong32 n);
+
+    /// Records the product's log settings for the process, for the getters below.
+    static void setLogVariables(const wchar_t* directory, unsigned int outputLevel,
+                                bool backupEnabled, unsigned int maxFileSize,
+                                unsigned int maxFileAge);
+    static wchar_t* getLogDirectory(); ///< The directory for temporary files until one is set.
+    static unsigned int getLogOutputLevel() { return s_logOutputLevel; }
+    static bool getLogBackupEnabled() { return s_logBackupEnabled; }
+    static unsigned int getLogMaxFileSize() { return s_logMaxFileSize; }
+    static unsigned int getLogMaxFileAge() { return s_logMaxFileAge; }
+
+    // ---- Criteria and traits ---------------------------------------------------------------------------
+
+    /// Whether any respond bit is set: 1 or 0.
+    static Zarn_FUZZY_CHOICE canRespondToSituations(const u64& criteria);
+    Zarn_FUZZY_CHOICE canRespondToSituations() const;
+    /// The default assessor: the respond bits, and any level field that approves.
+    static bool approveSituationResponseTraits(const u64& criteria, const u64& traits);
+    /// One field: `mask` shifted left by `shift`. A situation's level is approved if it is not
+    /// above the criteria's; a level of 0 on either side never is.
+    static bool approveSituationResponseTraitsLevel(const u64& criteria, const u64& traits,
+                                                    const u64& mask, const u64& shift);
+    /// Asks the assessor with this data set's criteria.
+    bool approveSituationResponseTraits(const u64& traits) const;
+    /// The word spoken with the proxy: kind 1 gives 11, kind 2 the bit of each approving field.
+    /// True if `enablements` is non-zero.
+    bool approveSituationResponseTraits(unsigned int kind, const u64& traits,
+                                        unsigned int& enablements) const;
+    /// Hands a description to the proxy if its traits are approved. 207 to 209.
+    bool logSituationDescriptionViaProxy(int situationID, unsigned int kind, u64 traits,
+                                         const wchar_t* description);
+
+    // ---- The calling thread's situation: forwarded to its engine, which is made if need be -----
+
+    bool describeSituation();
+    bool forgetSituation();
+    bool learnResponse();
+    bool reportDescriptions();
+    bool respondToSituation();
+    /// `argV`: a pointer to a cursor over 64-bit argument slots, which the spec advances.
+    bool respondToSituation(char** argV);
+    /// Stores an argument at `position` (ZARN_ARG_NEXT: behind the last) and returns the position,
+    /// -1 if it has no place. Strings are not copied: they must outlive the situation.
+    int recordArgument(const char* value, int position);
+    int recordArgument(const wchar_t* value, int position);
+    int recordArgument(int value, int position);
+    int recordArgument(unsigned int value, int position);
+    int recordSituationID(int situationID);        ///< Returns the previous ID.
+    int recordSituationID_Remote(int situationID); ///< Returns the previous ID.
+    unsigned int getArg_UInt(int index) const;
+    u64* getDescriptionFillers() const;
+    wchar_t* getDescriptionForDisplay() const;
+    wchar_t* getDescriptionForLogFile() const;
+    int getDisplayDlgBoxResult() const;
+    int getSituationID() const;
+    bool isSituationNormal() const;
+
+    // ---- Hyperlinks to the pages of codes ----------------------------------------------------------
+
+    /// Fills `out` with the link that string `stringID` of the library's own module makes of
+    /// `code`, and returns its text; null on failure (55 to 59, 231). Enters the lock.
+    const wchar_t* formatLogHyperlink(ulong32 code, unsigned int stringID, UTL_String& out) const;
+    /// The link to a system error. The text belongs to the thread's engine, until its next one.
+    const wchar_t* formatLogHyperlinkWinSDK(ulong32 code) const;
+
+  protected:
+    /// The calling thread's engine; with `create` it is made if it does not exist. Null without a
+    /// map, while the data set holds a code, or on failure (262, 263, 270, 272, 273).
+    ZarnDataForThread* obtainDataForCurrentThread(bool create) const;
+
+    /// Replaces the owned text in `*target` by a copy of `source`; a null `source` leaves null.
+    /// False, with the old text kept, without memory.
+    static bool duplicate_String(wchar_t** target, const wchar_t* source, bool freeOld);
+    static bool duplicate_String(wchar_t** target, const char* source, bool freeOld);
+
+    // The log file and its form.
+    bool isValidLogFileNomenclature(ZarnDataFile& file);
+    bool openLogFile(wchar_t* name);
+    bool openLogFileForm(wchar_t* name);
+    bool supplantLogFileFormFromResDLL(ulong32 mask);
+    bool eliminateLogFileFormInjector(int index);
+
+    // Sections and their variables.
+    Zarn_FORM_VAR convertLogFileFormVarNameToEnum(wchar_t* name);
+    int convertLogFileFormVarNameToIndex(wchar_t* name);
+    bool countLogFileFormSectionVarNames(wchar_t* text, int& count);
+    bool createLogFileFormSectionArgV_Enums(int count, Zarn_FORM_VAR** vars);
+    bool createLogFileFormSectionArgV_Values(int count, u64** values);
+    bool composeLogFileFormSectionFormat(wchar_t** format, int& count, Zarn_FORM_VAR** vars,
+                                         u64** values);
+    bool reformatLogFileFormSection(wchar_t** format, int count, Zarn_FORM_VAR* vars);
+    bool isVarInLogFileFormSection(Zarn_FORM_VAR var, int count, const Zarn_FORM_VAR* vars);
+
+    using ThreadMap = TObjectMap<ulong32, void*>;
+
+    ZarnTraitsAssessor m_situationResponseTraitsAssessor = approveSituationResponseTraits;
+    int m_argsIntQty = 0;
+    int m_argsStrQty = 0;
+    int m_argsUIntQty = 0;
+    u64 m_behaviorCriteria = ZARN_DEFAULT_BEHAVIOR_CRITERIA;
+    int m_charSetExternal = -1;
+    mutable CriticalSection* m_criticalSection = nullptr;
+    int m_descriptionAffixID_Min = 0;
+    int m_descriptionAffixIDsQty = 0;
+    wchar_t m_descriptionDisplayDupeOp = L'&';
+    u8 m_descriptionDisplayLineWd = 67;
+    int m_descriptionFillersQty = 10;
+    u8 m_descriptionLogFileLineWd = 0;
+    wchar_t* m_displayDlgBoxCaption = nullptr;
+    ZarnDisplayFunction m_displayDlgBoxFunction;
+    HWND m_displayDlgBoxParent = nullptr;
+    HMODULE m_proxyModule = nullptr;
+    mutable ZarnDataFile m_fileLog;
+    bool m_initialized = false;
+    bool m_reserved = false;
+    bool m_safeToAllocateMemory = false;
+    u64 m_logFileByteCountLimit = 20971520; // 20 MiB
+    ZarnProxyFunction m_proxyRespondToSituation = nullptr;
+    ThreadMap* m_mapOfDataForThreads = nullptr;
+    ulong32 m_sizeMapOfDataForThreads = 17;
+    i64 m_nonnativeInstantiatorID;
+    Zarn* m_owner = nullptr;
+    ZarnPlugIn* m_plugIns = nullptr;
+    int m_plugInsQty = 0;
+    HMODULE m_resourceModule = nullptr;
+    wchar_t m_resStrTokenSepField = L'|';
+    wchar_t m_resStrTokenSepGroup = L'~';
+    wchar_t m_resStrTokenSepRecord = L'`';
+    wchar_t m_resStrTokenSepUnit = L',';
+    mutable ZarnScratchpad m_scratchpad;
+    mutable int m_selfDX_Code = 0;
+    Zarn_TOLERANCE m_selfDX_FaultTolerance = Zarn_TOLERANCE_NONE;
+    ulong32 m_reserved2 = 0;
+    HMODULE m_selfResourceModule = nullptr;
+    Zarn_DX_MODE m_situationMode = 0;
+    ulong32 m_situationsCount = 0;
+    ulong32 m_situationsQty = 0;
+    wchar_t* m_tags[Zarn_FORM_TAGS_QTY] = {};
+
+    static HMODULE m_resModuleBootstrap;
+    static unsigned int s_logOutputLevel;
+    static bool s_logBackupEnabled;
+    static unsigned int s_logMaxFileSize;
+    static unsigned int s_logMaxFileAge;
+    static wchar_t* s_logDirectory;
+    static bool s_logInformationInitialized;
+
+  private:
+    bool m_isReplacingLogFile = false;
+
+    void loadProxy();
+    void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
+    bool writeHead(ZarnDataForThread& engine);
+    bool swapFormName(const wchar_t* formName);
+    bool eliminateLogFileFormInjectors();
+    void freeInjectors();
+    void releaseUnusedInjectors();
+    void noteSeries();
+    void adoptEngines();
+    void freeEngines();
+    ZarnDataForThread* createDataForCurrentThread() const;
+};

@@ -1,0 +1,226 @@
+// ZarnDataForThread: the engine that carries one situation from its number to its reports.
+//
+// Each thread that reports has one per data set. Its arrays are allocated once, in initialize, and
+// every text stage works in fixed buffers. Each phase is a virtual operation, and phases call each
+// other through their slots, so that a subclass can replace any of them. Every phase answers with
+// isSelfSatisfied() and lets no exception out.
+//
+// Only the thread that owns an engine touches it. The data set's lock is held through
+// respondToSituation, and entered again by the phases that need it on their own.
+#pragma once
+
+#include <zmu/foundation/Export.h>
+#include <zmu/foundation/Types.h>
+#include <zmu/foundation/UTL_String.h>
+#include <zmu/foundation/WideBuffer.h>
+#include <zmu/log/ZarnForm.h>
+#include <zmu/monitor/ZarnScratchpad.h>
+#include <zmu/monitor/ZarnTypes.h>
+
+#include <cstddef>
+
+class ZarnData;
+struct ZarnDataFile;
+
+class ZMU_API ZarnDataForThread {
+  public:
+    ZarnDataForThread() = default;
+    ZarnDataForThread(const ZarnDataForThread&) = delete;
+    ZarnDataForThread& operator=(const ZarnDataForThread&) = delete;
+
+    // ---- The virtual stages, in the order of their slots --------------------------------------
+
+  protected:
+    /// Runs the situation's plug-ins, one after the other; what one does concerns no other.
+    virtual bool activatePlugIns();
+
+  public:
+    /// Learns the response and reports it.
+    virtual bool describeSituation();
+    /// Enters and leaves the data set's lock; false without a data set.
+    virtual bool enterCriticalSection() const;
+
+  protected:
+    virtual void forgetArgs();
+    virtual void forgetArgsInt();
+    virtual void forgetArgsStrA();
+    virtual void forgetArgsStrW();
+    virtual void forgetArgsUInt();
+    virtual void forgetDescriptionFillers();
+    virtual void forgetPlugInsIndirectIndices();
+
+  public:
+    /// Clears everything of the situation except the DX code and the dialog's result.
+    virtual bool forgetSituation();
+
+  protected:
+    virtual bool formatDescriptionForDisplay();
+    virtual bool formatDescriptionForLogFile();
+    virtual bool formatDescriptions();
+    virtual void free_Memory();
+    virtual void free_Resources();
+
+  public:
+    /// Fetches the situation's spec, parses it and formats its texts.
+    virtual bool learnResponse();
+
+  protected:
+    /// `fillerStrings`: where string fillers are collected as well, or null (see
+    /// parseResponseSpecHeaderFillers).
+    virtual bool learnResponseSpecs(u64* fillerStrings);
+
+  public:
+    virtual bool leaveCriticalSection() const;
+
+  protected:
+    virtual bool logFormSection(wchar_t* format, int varCount, Zarn_FORM_VAR* vars, u64* values,
+                                u64& bytesWritten, bool countBytes);
+    virtual bool obtainResponseSpecs();
+    virtual bool parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t* target,
+                                                   u64 targetCharacters);
+    virtual bool parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_MSG_FMT format,
+                                                    wchar_t* scratch, ulong32 scratchBytes);
+    virtual bool parseDescriptionSpecDisplay();
+    virtual bool parseDescriptionSpecDisplayDlgBox(wchar_t* text);
+    virtual bool parseDescriptionSpecLogFile();
+    virtual bool parseResponseSpecHeader(u64* fillerStrings);
+    /// With `fillerStrings` and a narrow character set each string filler is also stored there.
+    virtual bool parseResponseSpecHeaderFillers(u64* fillerStrings, wchar_t* text);
+    virtual bool parseResponseSpecHeaderPlugInIDs(wchar_t* text);
+    virtual bool parseResponseSpecs(u64* fillerStrings);
+
+  public:
+    /// Delivers the texts: the log or the proxy, the display; then replaces a log at its limit.
+    virtual bool reportDescriptions();
+
+  protected:
+    virtual bool reportDescriptionToDisplay();
+    virtual bool reportDescriptionToLogFileDirectly();
+    virtual bool reportDescriptionToLogFileIndirectly();
+
+  public:
+    virtual ~ZarnDataForThread();
+
+    // ---- Life cycle and the road of a situation ---------------------------------------------------
+
+    /// Binds the engine to its data set and makes its arrays. 6 to 10, 217, 265, 269.
+    bool initialize(ZarnData* dataSet);
+    /// Moves the engine to another data set of the same settings.
+    void setDataSet(ZarnData* dataSet) { m_dataSet = dataSet; }
+    /// Describes the recorded situation, runs its plug-ins and forgets it. After a failure the
+    /// situation stays as far as it got. 65, 262, 263, 265, and the codes of the phases.
+    bool respondToSituation();
+
+    int recordArgument(const char* value, int position);
+    int recordArgument(const wchar_t* value, int position);
+    int recordArgument(int value, int position);
+    int recordArgument(unsigned int value, int position);
+    int recordSituationID(int situationID);
+    int recordSituationID_Remote(int situationID);
+    void setDescriptionArgV(char** argV) { m_descriptionArgV = argV; }
+
+    /// A recorded unsigned argument; 0 if it cannot be read, and always when every slot is used.
+    unsigned int getArg_UInt(int index) const;
+    u64* getDescriptionFillers() const { return m_descriptionFillers; }
+    wchar_t* getDescriptionForDisplay() { return m_descriptionForDisplay.writable(); }
+    wchar_t* getDescriptionForLogFile() { return m_descriptionForLogFile.writable(); }
+    int getDisplayDlgBoxResult() const { return m_displayDlgBoxResult; }
+    int getSituationID() const { return m_situationID; }
+    bool isSituationNormal() const { return m_situationID == 0; }
+
+    int getSelfDX_Code() const { return m_selfDX_Code; }
+    void setSelfDX_Code(int code) const { m_selfDX_Code = code; }
+    void forgetSelfDX_Code() const { m_selfDX_Code = 0; }
+    bool isSelfSatisfied() const { return m_selfDX_Code == 0; }
+
+    u64* createDescriptionFillers();
+    int* createPlugInsIndirectIndices();
+    const wchar_t* formatLogHyperlinkWinSDK(ulong32 code) const;
+
+    /// Begins the log file: byte-order mark and head.
+    bool logFormSectionHead();
+    /// Writes the tail where the log stands, right behind a head or an entry.
+    bool logFormSectionTail();
+
+  protected:
+    /// Writes an entry over the present tail.
+    bool logFormSectionBody();
+
+    static constexpr unsigned int defaultDialogStyle = 48;
+
+    /// The gate of every phase: raises 265 without a data set, else the code that is held.
+    void requireApproval() const;
+    /// The data set's line width for a target; 67 or 0 without a data set.
+    u8 getDefaultLineWidth(Zarn_MSG_FMT format) const;
+
+    int* createArgsInt();
+    bool createArgsStr();
+    char** createArgsStrA();
+    wchar_t** createArgsStrW();
+    unsigned int* createArgsUInt();
+
+    int* m_argsInt = nullptr;
+    int m_argsIntCount = 0; ///< Highest used slot plus 1.
+    char** m_argsStrA = nullptr;
+    wchar_t** m_argsStrW = nullptr;
+    int m_argsStrCount = 0;
+    unsigned int* m_argsUInt = nullptr;
+    int m_argsUIntCount = 0;
+    ZarnData* m_dataSet = nullptr;
+    char** m_descriptionArgV = nullptr;
+    zmu::WideBuffer<512> m_descriptionForDisplay;
+    bool m_descriptionDisplayIsDupe = false;
+    u8 m_descriptionDisplayLineWd = 67;
+    UTL_String* m_logHyperlink = nullptr;
+    u64* m_descriptionFillers = nullptr;
+    int m_argSource = 0;
+    zmu::WideBuffer<256> m_responseSpecHeader;
+    zmu::WideBuffer<1024> m_descriptionForLogFile;
+    u8 m_descriptionLogFileLineWd = 0;
+    int m_displayDlgBoxSpecA = 0;
+    int m_displayDlgBoxResult = 0;
+    int m_displayDlgBoxSpecB = 0;
+    unsigned int m_displayDlgBoxType = defaultDialogStyle;
+    int* m_plugInsIndirectIndices = nullptr;
+    int m_plugInsIndirectQty = 0;
+    wchar_t m_tokenSeparator[2] = {};
+    unsigned int m_situationApprovalKind = 2;
+    ZarnScratchpad m_scratchpad;
+    mutable int m_selfDX_Code = 0;
+    int m_specStrictness = 0; ///< Never set; the strict tests of the parsers are dormant.
+    int m_situationID = 0;
+    int m_situationID_Remote = 0;
+    u64 m_situationResponseTraits = ZARN_DEFAULT_RESPONSE_TRAITS;
+
+  private:
+    /// Where the log stood before an entry, so that a failed write can be taken back.
+    struct LogMark {
+        u64 byteCount;
+        int tailPosition;
+        ulong32 situationsCount;
+    };
+
+    UTL_String loadSpec(unsigned int capacity) const;
+    void clearSpecFields();
+    void parseApprovalKind(wchar_t* group);
+    void parseResponseTraits(const wchar_t* group);
+    void parseArgSource(wchar_t* group);
+    u64 fillFromRecorded(wchar_t* record, bool& isString) const;
+    u64 fillFromCursor(const wchar_t* record, bool& isString);
+    template <class Body>
+    void withTarget(Zarn_MSG_FMT format, Body body);
+    void appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format);
+    template <class Buffer>
+    void formatDescription(Buffer& description, u8 lineWidth, int failed);
+    std::size_t loadAffix(int number, wchar_t* output, std::size_t room) const;
+    bool isDupeForm(const wchar_t* text) const;
+    void resetDisplaySpec();
+    void replaceLogFileAtLimit();
+    void runPlugIn(ZarnPlugIn plugIn);
+    LogMark markLog() const;
+    /// Brings the log back to where it stood: the entry that failed is gone, the tail is whole.
+    void restoreLog(const LogMark& mark);
+    /// The checks that every section writer begins with, and the log's record.
+    ZarnDataFile& requireLog(bool sectionEntered, int notNative);
+    u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;
+};

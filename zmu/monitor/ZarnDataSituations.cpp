@@ -1,0 +1,247 @@
+// The data set's engines, one for each thread that reports, and what is forwarded to them.
+#include <zmu/monitor/ZarnData.h>
+
+#include <zmu/monitor/ZarnDataForThread.h>
+#include <zmu/monitor/internal/Guards.h>
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <new>
+
+using namespace zmu;
+
+// ---- Self-diagnosis: the data set's code, then the engine's ------------------------------------------
+
+int ZarnData::getSelfDX_Code() const
+{
+    if (m_selfDX_Code || !m_initialized)
+        return m_selfDX_Code;
+    const ZarnDataForThread* engine = obtainDataForCurrentThread(false);
+    return engine ? engine->getSelfDX_Code() : 0;
+}
+
+void ZarnData::forgetSelfDX_Code() const
+{
+    m_selfDX_Code = 0;
+    if (!m_initialized)
+        return;
+    if (const ZarnDataForThread* engine = obtainDataForCurrentThread(false))
+        engine->forgetSelfDX_Code();
+}
+
+bool ZarnData::isSelfApproving() const
+{
+    if (isSelfSatisfied())
+        return true;
+    if (m_selfDX_FaultTolerance == Zarn_TOLERANCE_FORGIVING)
+        forgetSelfDX_Code();
+    return isSelfSatisfied();
+}
+
+// ---- The engines ---------------------------------------------------------------------------------------
+
+ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
+{
+    // A failed data set has no engine for anybody.
+    if (!m_mapOfDataForThreads || m_selfDX_Code)
+        return nullptr;
+    void* engine = nullptr;
+    if (m_mapOfDataForThreads->find(GetCurrentThreadId(), &engine))
+        return static_cast<ZarnDataForThread*>(engine);
+    return create ? createDataForCurrentThread() : nullptr;
+}
+
+ZarnDataForThread* ZarnData::createDataForCurrentThread() const
+{
+    ZarnDataForThread* created = nullptr;
+    SectionGuard section(*this);
+    runGuarded(*this, dx::ObtainEngineUnexpected, [&] {
+        require(section.wasEntered(), dx::LockRefused);
+        std::unique_ptr<ZarnDataForThread> engine(new (std::nothrow) ZarnDataForThread);
+        require(engine != nullptr, dx::NoEngine);
+        // The engine forwards to this data set, which it must be able to change.
+        requireOrRaiseHeld(engine->initialize(const_cast<ZarnData*>(this)), *engine);
+        require(m_mapOfDataForThreads->add(GetCurrentThreadId(), engine.get()),
+                dx::EngineNotInserted);
+        created = engine.release();
+    });
+    section.leave();
+    return created;
+}
+
+bool ZarnData::removeThread()
+{
+    runGuarded(*this, dx::RemoveThreadUnexpected, [&] {
+        requireOrRaiseHeld(isSelfApproving(), *this);
+        require(m_mapOfDataForThreads, dx::RemoveThreadNoMap);
+        if (!obtainDataForCurrentThread(false))
+            return;
+        void* engine = nullptr;
+        require(m_mapOfDataForThreads->remove(GetCurrentThreadId(), &engine) && engine,
+                dx::RemoveThreadFailed);
+        try {
+            delete static_cast<ZarnDataForThread*>(engine);
+        } catch (...) {
+            throw int{dx::RemoveThreadFailed};
+        }
+    });
+    return isSelfSatisfied();
+}
+
+// ---- Forwarded to the calling thread's engine ------------------------------------------------------------
+
+namespace {
+
+/// What `forward` answers about `engine`, or `without` if there is none.
+template <class Result, class Forward>
+Result forwardTo(ZarnDataForThread* engine, Result without, Forward forward)
+{
+    return engine ? static_cast<Result>(forward(*engine)) : without;
+}
+
+} // namespace
+
+bool ZarnData::describeSituation()
+{
+    return forwardTo(obtainDataForCurrentThread(true), false,
+                     [](ZarnDataForThread& engine) { return engine.describeSituation(); });
+}
+
+bool ZarnData::forgetSituation()
+{
+    return forwardTo(obtainDataForCurrentThread(true), false,
+                     [](ZarnDataForThread& engine) { return engine.forgetSituation(); });
+}
+
+bool ZarnData::learnResponse()
+{
+    return forwardTo(obtainDataForCurrentThread(true), false,
+                     [](ZarnDataForThread& engine) { return engine.learnResponse(); });
+}
+
+bool ZarnData::reportDescriptions()
+{
+    return forwardTo(obtainDataForCurrentThread(true), false,
+                     [](ZarnDataForThread& engine) { return engine.reportDescriptions(); });
+}
+
+bool ZarnData::respondToSituation()
+{
+    return forwardTo(obtainDataForCurrentThread(true), false,
+                     [](ZarnDataForThread& engine) { return engine.respondToSituation(); });
+}
+
+bool ZarnData::respondToSituation(char** argV)
+{
+    return forwardTo(obtainDataForCurrentThread(true), false, [argV](ZarnDataForThread& engine) {
+        engine.setDescriptionArgV(argV);
+        return engine.respondToSituation();
+    });
+}
+
+int ZarnData::recordArgument(const char* value, int position)
+{
+    return forwardTo(obtainDataForCurrentThread(true), -1, [=](ZarnDataForThread& engine) {
+        return engine.recordArgument(value, position);
+    });
+}
+
+int ZarnData::recordArgument(const wchar_t* value, int position)
+{
+    return forwardTo(obtainDataForCurrentThread(true), -1, [=](ZarnDataForThread& engine) {
+        return engine.recordArgument(value, position);
+    });
+}
+
+int ZarnData::recordArgument(int value, int position)
+{
+    return forwardTo(obtainDataForCurrentThread(true), -1, [=](ZarnDataForThread& engine) {
+        return engine.recordArgument(value, position);
+    });
+}
+
+int ZarnData::recordArgument(unsigned int value, int position)
+{
+    return forwardTo(obtainDataForCurrentThread(true), -1, [=](ZarnDataForThread& engine) {
+        return engine.recordArgument(value, position);
+    });
+}
+
+int ZarnData::recordSituationID(int situationID)
+{
+    return forwardTo(obtainDataForCurrentThread(true), 0, [=](ZarnDataForThread& engine) {
+        return engine.recordSituationID(situationID);
+    });
+}
+
+int ZarnData::recordSituationID_Remote(int situationID)
+{
+    return forwardTo(obtainDataForCurrentThread(true), 0, [=](ZarnDataForThread& engine) {
+        return engine.recordSituationID_Remote(situationID);
+    });
+}
+
+unsigned int ZarnData::getArg_UInt(int index) const
+{
+    return forwardTo(obtainDataForCurrentThread(true), 0U,
+                     [=](ZarnDataForThread& engine) { return engine.getArg_UInt(index); });
+}
+
+u64* ZarnData::getDescriptionFillers() const
+{
+    return forwardTo(obtainDataForCurrentThread(true), static_cast<u64*>(nullptr),
+                     [](ZarnDataForThread& engine) { return engine.getDescriptionFillers(); });
+}
+
+wchar_t* ZarnData::getDescriptionForDisplay() const
+{
+    return forwardTo(obtainDataForCurrentThread(true), static_cast<wchar_t*>(nullptr),
+                     [](ZarnDataForThread& engine) { return engine.getDescriptionForDisplay(); });
+}
+
+wchar_t* ZarnData::getDescriptionForLogFile() const
+{
+    return forwardTo(obtainDataForCurrentThread(true), static_cast<wchar_t*>(nullptr),
+                     [](ZarnDataForThread& engine) { return engine.getDescriptionForLogFile(); });
+}
+
+int ZarnData::getDisplayDlgBoxResult() const
+{
+    return forwardTo(obtainDataForCurrentThread(true), 0,
+                     [](ZarnDataForThread& engine) { return engine.getDisplayDlgBoxResult(); });
+}
+
+int ZarnData::getSituationID() const
+{
+    return forwardTo(obtainDataForCurrentThread(true), 0,
+                     [](ZarnDataForThread& engine) { return engine.getSituationID(); });
+}
+
+bool ZarnData::isSituationNormal() const
+{
+    return forwardTo(obtainDataForCurrentThread(true), true,
+                     [](ZarnDataForThread& engine) { return engine.isSituationNormal(); });
+}
+
+const wchar_t* ZarnData::formatLogHyperlinkWinSDK(ulong32 code) const
+{
+    return forwardTo(
+        obtainDataForCurrentThread(true), static_cast<const wchar_t*>(nullptr),
+        [=](ZarnDataForThread& engine) { return engine.formatLogHyperlinkWinSDK(code); });
+}
+
+// ---- Counters --------------------------------------------------------------------------------------------
+
+ulong32 ZarnData::incrementSituationsCount(ulong32 n)
+{
+    const ulong32 room = std::numeric_limits<ulong32>::max() - m_situationsCount;
+    m_situationsCount += std::min(n, room);
+    return m_situationsCount;
+}
+
+ulong32 ZarnData::decrementSituationsCount(ulong32 n)
+{
+    m_situationsCount -= std::min(n, m_situationsCount);
+    return m_situationsCount;
+}

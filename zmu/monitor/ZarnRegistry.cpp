@@ -1,0 +1,116 @@
+// The registry of the process's monitors: a fixed array that is never compacted.
+#include <zmu/monitor/Zarn.h>
+
+#include <zmu/monitor/ZarnData.h>
+#include <zmu/monitor/internal/Guards.h>
+
+#include <climits>
+#include <iterator>
+#include <new>
+
+using namespace zmu;
+
+Zarn* Zarn::m_zarnMonitors[10] = {};
+int Zarn::m_zarnMonitorsCount = 0;
+int Zarn::m_zarnMonitorsQty = std::size(m_zarnMonitors);
+
+namespace {
+
+/// The code of an operation that has no object to hold it.
+struct CodeHolder {
+    int code = 0;
+    bool isSelfSatisfied() const { return code == 0; }
+    void setSelfDX_Code(int value) { code = value; }
+};
+
+} // namespace
+
+Zarn* Zarn::create(ZarnData* dataSet)
+{
+    ZarnData* newData = nullptr;
+    Zarn* monitor = nullptr;
+    CodeHolder holder;
+    runGuarded(holder, dx::CreateUnexpected, [&] {
+        require(m_zarnMonitorsCount >= 0 && m_zarnMonitorsQty >= 0 &&
+                    m_zarnMonitorsCount < m_zarnMonitorsQty && dataSet && dataSet->isValid(),
+                dx::CreateRefused);
+        newData = new (std::nothrow) ZarnData(0);
+        require(newData, dx::CreateNoDataSet);
+        requireOrRaiseHeld(newData->assimilateDataSetContents(dataSet), *newData);
+        requireOrRaiseHeld(newData->establishLogFile(true), *newData);
+        monitor = new (std::nothrow) Zarn(newData);
+        require(monitor, dx::CreateNoMonitor);
+        newData->setOwner(monitor);
+        m_zarnMonitors[m_zarnMonitorsCount++] = monitor;
+    });
+    if (holder.isSelfSatisfied())
+        return monitor;
+
+    if (dataSet)
+        dataSet->setSelfDX_Code(holder.code);
+    if (monitor)
+        delete monitor; // and with it the data set
+    else
+        delete newData;
+    return nullptr;
+}
+
+int Zarn::destroy()
+{
+    int destroyed = 0;
+    if (m_zarnMonitorsQty < 1) {
+        m_zarnMonitorsCount = 0;
+        return destroyed;
+    }
+    try {
+        for (int i = 0; i < m_zarnMonitorsQty; ++i) {
+            if (!m_zarnMonitors[i])
+                continue;
+            if (destroyed < INT_MAX)
+                ++destroyed;
+            delete m_zarnMonitors[i];
+            m_zarnMonitors[i] = nullptr;
+            --m_zarnMonitorsCount;
+        }
+    } catch (...) {
+        return -destroyed;
+    }
+    return destroyed;
+}
+
+bool Zarn::destroy(Zarn** monitor, int startIndex, bool wrap)
+{
+    if (!monitor || !*monitor || m_zarnMonitorsQty < 1 || startIndex < 0 ||
+        startIndex >= m_zarnMonitorsQty)
+        return false;
+    if (startIndex == 0)
+        wrap = false;
+    const int last = wrap ? startIndex - 1 : m_zarnMonitorsQty - 1;
+
+    int index = startIndex;
+    while (m_zarnMonitors[index] != *monitor) {
+        if (index == last)
+            return false;
+        if (++index == m_zarnMonitorsQty)
+            index = 0;
+    }
+    delete *monitor;
+    *monitor = nullptr;
+    m_zarnMonitors[index] = nullptr;
+    if (m_zarnMonitorsCount >= 1)
+        --m_zarnMonitorsCount;
+    return true;
+}
+
+Zarn* Zarn::getZarnMonitor(int index)
+{
+    return index >= 0 && index < m_zarnMonitorsCount ? m_zarnMonitors[index] : nullptr;
+}
+
+void Zarn::setBehaviorCriteria(u64 criteria)
+{
+    for (int i = 0; i < m_zarnMonitorsCount; ++i) {
+        if (m_zarnMonitors[i] && m_zarnMonitors[i]->m_dataSet)
+            m_zarnMonitors[i]->m_dataSet->setBehaviorCriteria(criteria);
+    }
+}

@@ -1,0 +1,144 @@
+// The narrow code page, which is UTF-8, and comparisons of wide text.
+#include <zmu/platform/Win32.h>
+
+#include <climits>
+#include <cstddef>
+#include <cstring>
+#include <cwchar>
+
+namespace {
+
+constexpr char32_t replacement = 0xFFFD;
+constexpr char32_t lastCodePoint = 0x10FFFF;
+
+/// What a lead byte asks for: how many bytes follow, and the range of the first of them, which is
+/// what keeps out overlong forms, surrogates and anything above the last code point.
+struct Lead {
+    int following = 0; // -1: no lead byte
+    unsigned char lowest = 0x80;
+    unsigned char highest = 0xBF;
+};
+
+Lead classify(unsigned char byte)
+{
+    if (byte < 0x80)
+        return {0};
+    if (byte < 0xC2 || byte > 0xF4)
+        return {-1};
+    if (byte < 0xE0)
+        return {1};
+    if (byte < 0xF0)
+        return {2, static_cast<unsigned char>(byte == 0xE0 ? 0xA0 : 0x80),
+                static_cast<unsigned char>(byte == 0xED ? 0x9F : 0xBF)};
+    return {3, static_cast<unsigned char>(byte == 0xF0 ? 0x90 : 0x80),
+            static_cast<unsigned char>(byte == 0xF4 ? 0x8F : 0xBF)};
+}
+
+/// Takes one code point off `source`. A sequence that breaks off gives one U+FFFD for the bytes
+/// that could have begun it, so the byte that broke it is looked at again.
+char32_t decodeNext(const char*& source, const char* end)
+{
+    const auto first = static_cast<unsigned char>(*source++);
+    Lead lead = classify(first);
+    if (lead.following == 0)
+        return first;
+    if (lead.following < 0)
+        return replacement;
+    char32_t point = first & (0x3F >> lead.following);
+    for (; lead.following > 0; --lead.following) {
+        const auto next = static_cast<unsigned char>(source != end ? *source : '\0');
+        if (next < lead.lowest || next > lead.highest)
+            return replacement;
+        lead.lowest = 0x80;
+        lead.highest = 0xBF;
+        point = point << 6 | (next & 0x3F);
+        ++source;
+    }
+    return point;
+}
+
+/// Writes `point` to `bytes` and returns how many there are, up to four.
+int encode(char32_t point, char (&bytes)[4])
+{
+    if (point > lastCodePoint || (point >= 0xD800 && point <= 0xDFFF))
+        point = replacement;
+    if (point < 0x80) {
+        bytes[0] = static_cast<char>(point);
+        return 1;
+    }
+    const int count = point < 0x800 ? 2 : point < 0x10000 ? 3 : 4;
+    for (int i = count - 1; i > 0; --i) {
+        bytes[i] = static_cast<char>(0x80 | (point & 0x3F));
+        point >>= 6;
+    }
+    bytes[0] = static_cast<char>((0xF00 >> count & 0xFF) | point);
+    return count;
+}
+
+int fail(DWORD error)
+{
+    SetLastError(error);
+    return 0;
+}
+
+bool isConvertible(UINT codePage, const void* source, int sourceLength, const void* output,
+                   int outputLength)
+{
+    return codePage == CP_ACP && source && sourceLength != 0 && sourceLength >= -1 &&
+           outputLength >= 0 && (output || outputLength == 0);
+}
+
+} // namespace
+
+int MultiByteToWideChar(UINT codePage, DWORD, const char* source, int sourceLength, wchar_t* output,
+                        int outputLength)
+{
+    if (!isConvertible(codePage, source, sourceLength, output, outputLength))
+        return fail(ERROR_INVALID_PARAMETER);
+    const std::size_t length =
+        sourceLength == -1 ? std::strlen(source) + 1 : static_cast<std::size_t>(sourceLength);
+    if (length > INT_MAX)
+        return fail(ERROR_INVALID_PARAMETER);
+
+    int written = 0;
+    for (const char* end = source + length; source != end; ++written) {
+        const char32_t point = decodeNext(source, end);
+        if (outputLength == 0)
+            continue;
+        if (written == outputLength)
+            return fail(ERROR_INSUFFICIENT_BUFFER);
+        output[written] = static_cast<wchar_t>(point);
+    }
+    return written;
+}
+
+int WideCharToMultiByte(UINT codePage, DWORD, const wchar_t* source, int sourceLength, char* output,
+                        int outputLength, const char* defaultCharacter, BOOL* usedDefaultCharacter)
+{
+    if (!isConvertible(codePage, source, sourceLength, output, outputLength) || defaultCharacter ||
+        usedDefaultCharacter)
+        return fail(ERROR_INVALID_PARAMETER);
+    const std::size_t length =
+        sourceLength == -1 ? std::wcslen(source) + 1 : static_cast<std::size_t>(sourceLength);
+
+    int written = 0;
+    for (const wchar_t* end = source + length; source != end; ++source) {
+        char bytes[4];
+        const int count = encode(static_cast<char32_t>(*source), bytes);
+        if (written > INT_MAX - count)
+            return fail(ERROR_INVALID_PARAMETER);
+        if (outputLength != 0) {
+            if (count > outputLength - written)
+                return fail(ERROR_INSUFFICIENT_BUFFER);
+            for (int i = 0; i < count; ++i)
+                output[written + i] = bytes[i];
+        }
+        written += count;
+    }
+    return written;
+}
+
+int _wcsicmp(const wchar_t* left, const wchar_t* right)
+{
+    return wcscasecmp(left, right);
+}

@@ -1,0 +1,74 @@
+// Identity of threads and processes, and the lock that its owner may enter again.
+#include <zmu/platform/Win32.h>
+
+#include <unistd.h>
+
+namespace {
+
+/// How often a contended lock is tried before the thread goes to sleep. Most holds in the library
+/// are shorter than going to sleep and waking up.
+constexpr int spinLimit = 100;
+
+void pauseProcessor()
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
+void acquire(CRITICAL_SECTION& section)
+{
+    for (int i = 0; i < spinLimit; ++i) {
+        // A look at the owner first keeps the waiting threads from fighting over the gate.
+        if (section.owner.load(std::memory_order_relaxed) == 0 && section.gate.try_lock())
+            return;
+        pauseProcessor();
+    }
+    section.gate.lock();
+}
+
+} // namespace
+
+DWORD GetCurrentThreadId()
+{
+    thread_local DWORD id = 0;
+    if (id == 0)
+        id = static_cast<DWORD>(gettid());
+    return id;
+}
+
+DWORD GetCurrentProcessId()
+{
+    return static_cast<DWORD>(getpid());
+}
+
+void InitializeCriticalSection(CRITICAL_SECTION* section)
+{
+    section->owner.store(0, std::memory_order_relaxed);
+    section->depth = 0;
+}
+
+void DeleteCriticalSection(CRITICAL_SECTION*) {} // its members need no more than their destructors
+
+void EnterCriticalSection(CRITICAL_SECTION* section)
+{
+    const DWORD self = GetCurrentThreadId();
+    // Only this thread ever stores its own identity, so no order is needed to recognise it.
+    if (section->owner.load(std::memory_order_relaxed) == self) {
+        ++section->depth;
+        return;
+    }
+    acquire(*section);
+    section->owner.store(self, std::memory_order_relaxed);
+    section->depth = 1;
+}
+
+void LeaveCriticalSection(CRITICAL_SECTION* section)
+{
+    if (--section->depth != 0)
+        return;
+    section->owner.store(0, std::memory_order_relaxed);
+    section->gate.unlock();
+}
