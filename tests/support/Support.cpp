@@ -1,0 +1,164 @@
+#include "Support.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+
+#include <cwchar>
+
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
+ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
+{
+    const auto& strings = zmu_test::strings();
+    const auto row = strings.find(id);
+    if (row == strings.end()) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return 0;
+    }
+    const std::size_t length = row->second.copy(buffer, static_cast<std::size_t>(bufferMax) - 1);
+    buffer[length] = L'\0';
+    SetLastError(ERROR_SUCCESS);
+    return static_cast<int>(length);
+}
+
+namespace zmu_test {
+
+std::map<unsigned int, std::wstring>& strings()
+{
+    static std::map<unsigned int, std::wstring> table;
+    return table;
+}
+
+// ---- Files -----------------------------------------------------------------------------------------------
+
+std::wstring Folder::path(const char* name) const
+{
+    return m_folder.filePath(QString::fromUtf8(name)).toStdWString();
+}
+
+std::wstring Folder::write(const char* name, const QByteArray& bytes) const
+{
+    QFile file(m_folder.filePath(QString::fromUtf8(name)));
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    return path(name);
+}
+
+QByteArray Folder::read(const char* name) const
+{
+    return readFile(path(name));
+}
+
+QStringList Folder::files() const
+{
+    return QDir(m_folder.path()).entryList(QDir::Files, QDir::Name);
+}
+
+QByteArray readFile(const std::wstring& path)
+{
+    QFile file(QString::fromStdWString(path));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(file.fileName());
+    return file.readAll();
+}
+
+QString logText(const std::wstring& path)
+{
+    const QByteArray bytes = readFile(path);
+    const QString text(reinterpret_cast<const QChar*>(bytes.constData()), bytes.size() / 2);
+    EXPECT_TRUE(text.startsWith(QChar(0xFEFF)));
+    EXPECT_EQ(bytes.size() % 2, 0);
+    return text.mid(1);
+}
+
+QString withoutTimes(QString text)
+{
+    static const QRegularExpression time(
+        QStringLiteral("\\d+-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d"));
+    return text.replace(time, QStringLiteral("<time>"));
+}
+
+// ---- Traces ----------------------------------------------------------------------------------------------
+
+#if defined(_WIN32)
+Traces::Traces() = default;
+Traces::~Traces() = default;
+QString Traces::take()
+{
+    return {};
+}
+#else
+Traces::Traces() : m_original(dup(STDERR_FILENO))
+{
+    char name[] = "/tmp/zmu-traces-XXXXXX";
+    m_file = mkstemp(name);
+    unlink(name);
+    dup2(m_file, STDERR_FILENO);
+}
+
+Traces::~Traces()
+{
+    take();
+}
+
+QString Traces::take()
+{
+    if (m_original < 0)
+        return {};
+    dup2(m_original, STDERR_FILENO);
+    close(std::exchange(m_original, -1));
+    QFile file;
+    QByteArray bytes;
+    if (file.open(m_file, QIODevice::ReadOnly) && file.seek(0))
+        bytes = file.readAll();
+    close(std::exchange(m_file, -1));
+    return QString::fromUtf8(bytes);
+}
+#endif
+
+// ---- Display and monitors --------------------------------------------------------------------------------
+
+Shown& shown()
+{
+    static Shown last;
+    return last;
+}
+
+int show(HWND, const wchar_t* text, const wchar_t* caption, unsigned int type)
+{
+    Shown& last = shown();
+    last.text = text;
+    last.caption = caption ? caption : L"";
+    last.type = type;
+    ++last.count;
+    return last.answer;
+}
+
+void makeReady(ZarnData& settings, const std::wstring& logName, const wchar_t* formName)
+{
+    std::wstring name = logName;
+    settings.setCharSetExternal(2);
+    settings.setArgsIntQty(5);
+    settings.setArgsStrQty(5);
+    settings.setArgsUIntQty(5);
+    settings.setDisplayDlgBoxFunction(show);
+    settings.recordLogFileNomenclature(name.data(), formName, Zarn_LOG_HTML);
+}
+
+Monitor::Monitor(const std::wstring& logName, const wchar_t* formName)
+{
+    ZarnData settings;
+    makeReady(settings, logName, formName);
+    m_monitor = Zarn::create(&settings);
+    m_createCode = settings.getSelfDX_Code();
+}
+
+Monitor::~Monitor()
+{
+    Zarn::destroy(&m_monitor, 0, false);
+}
+
+} // namespace zmu_test

@@ -1,0 +1,95 @@
+// What the tests share: strings to serve, folders that go away, what was traced, logs to read.
+#pragma once
+
+#include <zmu/localize/ResourceModule.h>
+#include <zmu/monitor/Zarn.h>
+#include <zmu/monitor/ZarnData.h>
+
+#include <QByteArray>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <map>
+#include <string>
+
+namespace zmu_test {
+
+/// The strings that the test program serves as a resource module. An ID that is not here is
+/// unknown; an empty text exists and is empty.
+std::map<unsigned int, std::wstring>& strings();
+
+/// A folder for the files of one test.
+class Folder {
+  public:
+    std::wstring path(const char* name) const;
+    /// Writes a file and returns its path.
+    std::wstring write(const char* name, const QByteArray& bytes) const;
+    QByteArray read(const char* name) const;
+    QStringList files() const;
+
+  private:
+    QTemporaryDir m_folder;
+};
+
+QByteArray readFile(const std::wstring& path);
+/// Text of a log without its byte-order mark; fails the test if the mark is missing.
+QString logText(const std::wstring& path);
+/// `text` with each stamp of the built-in form ("2026-11-21 03:00:38.742") as "<time>".
+QString withoutTimes(QString text);
+
+/// Standard error from construction to take(), where the library's traces go. Outside Linux there
+/// is none to catch, and isAvailable is false.
+class Traces {
+  public:
+#if defined(_WIN32)
+    static constexpr bool isAvailable = false;
+#else
+    static constexpr bool isAvailable = true;
+#endif
+    Traces();
+    ~Traces();
+    Traces(const Traces&) = delete;
+    Traces& operator=(const Traces&) = delete;
+    /// What has been written so far; ends the catching.
+    QString take();
+
+  private:
+    int m_original = -1;
+    int m_file = -1;
+};
+
+/// What the display function `show` was told last.
+struct Shown {
+    std::wstring text;
+    std::wstring caption;
+    unsigned int type = 0;
+    int count = 0;
+    int answer = 0; ///< What `show` returns.
+};
+Shown& shown();
+int show(HWND parent, const wchar_t* text, const wchar_t* caption, unsigned int type);
+
+/// Makes `settings` ready for Zarn::create: wide strings, slots for 5 arguments of each kind, a
+/// display function that notes, and a log in `logName`. `formName` null: the built-in form.
+void makeReady(ZarnData& settings, const std::wstring& logName,
+               const wchar_t* formName = nullptr);
+
+/// A monitor with the settings of makeReady, destroyed with this object.
+class Monitor {
+  public:
+    explicit Monitor(const std::wstring& logName, const wchar_t* formName = nullptr);
+    ~Monitor();
+    Monitor(const Monitor&) = delete;
+    Monitor& operator=(const Monitor&) = delete;
+
+    Zarn* operator->() const { return m_monitor; }
+    Zarn* get() const { return m_monitor; }
+    /// Code that Zarn::create left in the settings.
+    int createCode() const { return m_createCode; }
+
+  private:
+    Zarn* m_monitor = nullptr;
+    int m_createCode = 0;
+};
+
+} // namespace zmu_test
