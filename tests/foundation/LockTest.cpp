@@ -50,6 +50,7 @@ TEST(Lock, ThreadsExcludeEachOtherThroughReentry)
     Mutex mutex;
     int counter = 0; // guarded by nothing but the lock
     std::vector<std::thread> workers;
+    workers.reserve(threads);
     for (int i = 0; i < threads; ++i) {
         workers.emplace_back([&] {
             for (int round = 0; round < rounds; ++round) {

@@ -451,15 +451,17 @@ void ZarnDataForThread::restoreLog(const LogMark& mark)
         return; // nothing was written
     forgetSelfDX_Code();
 
+    // What stands behind the failed write, if anything, is older than this log and stays.
+    auto* device = qobject_cast<QFile*>(file->m_logStream->device());
+    const bool isLastInFile = device && device->size() <= device->pos();
+
     file->m_tailPosition = mark.tailPosition;
     const ulong32 counted = m_dataSet->getSituationsCount();
     if (counted > mark.situationsCount)
         m_dataSet->decrementSituationsCount(counted - mark.situationsCount);
     // The old tail stood here, so there is room for it.
-    if (file->m_logStream->seek(mark.tailPosition) && logFormSectionTail()) {
-        if (auto* device = qobject_cast<QFile*>(file->m_logStream->device()))
-            device->resize(device->pos());
-    }
+    if (file->m_logStream->seek(mark.tailPosition) && logFormSectionTail() && isLastInFile)
+        device->resize(device->pos());
     file->m_logByteCount = mark.byteCount;
     forgetSelfDX_Code();
     setSelfDX_Code(code);

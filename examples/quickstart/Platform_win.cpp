@@ -1,0 +1,53 @@
+#include "Platform.h"
+
+#include <zmu/platform/Win32.h>
+
+platform::Launch platform::launch(const std::string& command)
+{
+    // The call may write into the command line.
+    std::string commandLine = command;
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &process))
+        return {GetLastError()};
+    CloseHandle(process.hThread);
+    return {0, process.dwProcessId, reinterpret_cast<std::intptr_t>(process.hProcess)};
+}
+
+platform::End platform::waitFor(const Launch& started)
+{
+    HANDLE process = reinterpret_cast<HANDLE>(started.handle);
+    DWORD status = 0;
+    const bool isKnown = WaitForSingleObject(process, INFINITE) == WAIT_OBJECT_0 &&
+                         GetExitCodeProcess(process, &status);
+    CloseHandle(process);
+    return {false, isKnown ? static_cast<int>(status) : -1};
+}
+
+std::vector<std::string> platform::defaultCommands()
+{
+    return {"cmd /c exit 0", "cmd /c exit 3", "C:\\no\\such\\program.exe --size <large>"};
+}
+
+std::filesystem::path platform::programPath()
+{
+    wchar_t path[1024];
+    const DWORD length = GetModuleFileNameW(nullptr, path, 1024);
+    return length < 1024 ? std::filesystem::path(path, path + length) : std::filesystem::path();
+}
+
+std::string platform::hostName()
+{
+    char name[MAX_COMPUTERNAME_LENGTH + 1];
+    DWORD size = sizeof name;
+    return GetComputerNameA(name, &size) ? name : "";
+}
+
+std::string platform::userName()
+{
+    char name[257];
+    DWORD size = sizeof name;
+    return GetUserNameA(name, &size) ? name : "";
+}

@@ -1,0 +1,250 @@
+// quickstart: a small host that launches commands as sessions, and reports to zmu what happens.
+//
+//     quickstart                            three sessions: one ends well, one fails, one does not
+//     exist quickstart "sleep 1" false "ls -l"    each argument is a command
+//
+// It prints what it did and, as its last line, the path of the log that it wrote. It ends with 0 if
+// zmu took every report; how the sessions end does not matter.
+#include "CodesPage.h"
+#include "Platform.h"
+#include "Situations.h"
+#include "Text.h"
+
+#include <zmu/monitor/Zarn.h>
+#include <zmu/monitor/ZarnData.h>
+
+#include <atomic>
+#include <cstdio>
+#include <ctime>
+#include <map>
+#include <system_error>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// ---- What zmu calls: the display and a plug-in -----------------------------------------------------
+
+// Both run on the reporting thread with the monitor's lock held, so one at a time.
+
+int showOnTerminal(HWND, const wchar_t* text, const wchar_t* caption, unsigned int style)
+{
+    constexpr unsigned int styleFault = 16;
+    constexpr unsigned int styleWarning = 48;
+    const char* const mark = style == styleFault     ? "fault"
+                             : style == styleWarning ? "warn "
+                                                     : "note ";
+    std::printf("%s %s  %s\n", toNarrow(caption).c_str(), mark, toNarrow(text).c_str());
+    return 1; // as for the button OK
+}
+
+std::map<int, unsigned int> s_counts; // by situation
+
+bool countSituation(const Zarn* monitor)
+{
+    ++s_counts[monitor->getSituationID()];
+    return true;
+}
+
+// ---- Checking ----------------------------------------------------------------------------------------
+
+std::atomic<bool> s_isAllTaken = true;
+
+void complain(const char* what, int code)
+{
+    s_isAllTaken = false;
+    std::fprintf(stderr, "quickstart: %s: DX code %d, see docs/dx-codes.md\n", what, code);
+}
+
+/// After each report: tells the code that this thread holds, if any. A code stays, and keeps this
+/// thread from reporting, until it is forgotten; so does what is left of the situation.
+void check(Zarn* monitor, const char* what)
+{
+    const int code = monitor->getSelfDX_Code();
+    if (code == 0)
+        return;
+    complain(what, code);
+    monitor->forgetSelfDX_Code();
+    monitor->forgetSituation();
+}
+
+// ---- Setting up --------------------------------------------------------------------------------------
+
+/// A name that no file has yet. The time goes where a successor's time will go, should the log
+/// reach its limit.
+fs::path freshLogPath(const fs::path& folder)
+{
+    char stamp[32] = {};
+    const std::time_t now = std::time(nullptr);
+    if (const std::tm* local = std::localtime(&now))
+        std::strftime(stamp, sizeof stamp, "_%Y-%m-%d_%H-%M-%S", local);
+    fs::path path = folder / (std::string("quickstart") + stamp + ".html");
+    for (int number = 2; fs::exists(path); ++number)
+        path =
+            folder / (std::string("quickstart") + stamp + '-' + std::to_string(number) + ".html");
+    return path;
+}
+
+void recordTags(ZarnData& settings)
+{
+    settings.recordTag("zmu quickstart", Zarn_FORM_TAG_PRODUCT_NAME);
+    settings.recordTag(QUICKSTART_VERSION, Zarn_FORM_TAG_PRODUCT_VERSION);
+    settings.recordTag("quickstart", Zarn_FORM_TAG_MODULE_NAME);
+    settings.recordTag(platform::programPath().wstring().c_str(), Zarn_FORM_TAG_MODULE_FILE_NAME);
+    settings.recordTag(platform::hostName().c_str(), Zarn_FORM_TAG_NAME_OF_HOST);
+    settings.recordTag(platform::userName().c_str(), Zarn_FORM_TAG_NAME_OF_USER);
+}
+
+/// The monitor of this program, null on failure. Its form lies in the folder of the logs, where an
+/// administrator may change it; without one the built-in form serves.
+Zarn* createMonitor(HMODULE strings, const fs::path& logFolder)
+{
+    std::wstring log = freshLogPath(logFolder).wstring();
+    const std::wstring form = (logFolder / "Templates" / "bpw_template.html").wstring();
+
+    ZarnData settings;
+    settings.setCharSetExternal(2); // recorded strings are wide
+    settings.setArgsUIntQty(2);
+    settings.setArgsIntQty(1);
+    settings.setArgsStrQty(2);
+    settings.setDescriptionAffixID_Min(affixID_Min);
+    settings.setDescriptionAffixIDsQty(affixIDsQty);
+    settings.setResourceModule(strings);
+    settings.setDisplayDlgBoxFunction(showOnTerminal);
+    settings.recordDialogBoxCaption("quickstart:");
+    recordTags(settings);
+
+    ZarnPlugIn* const plugIns = settings.createPlugIns(1);
+    if (plugIns)
+        plugIns[0] = countSituation;
+    Zarn* monitor = nullptr;
+    if (plugIns && settings.recordLogFileNomenclature(log.data(), form.c_str(), Zarn_LOG_HTML))
+        monitor = Zarn::create(&settings);
+    if (!monitor)
+        complain("no monitor", settings.getSelfDX_Code());
+    return monitor;
+}
+
+// ---- A session ---------------------------------------------------------------------------------------
+
+struct Session {
+    enum Outcome { EndedWell, HasFailed, CouldNotStart };
+
+    Session(unsigned int sessionNumber, const std::string& sessionCommand)
+        : number(sessionNumber), command(sessionCommand), plain(toWide(sessionCommand)),
+          html(toHtml(plain, 400))
+    {}
+
+    unsigned int number;
+    std::string command;
+    std::wstring plain; // for the terminal
+    std::wstring html;  // for the log
+    Outcome outcome = CouldNotStart;
+};
+
+void reportNotStarted(Zarn* monitor, const Session& session, unsigned int error)
+{
+    const std::wstring reason = toWide(std::system_category().message(static_cast<int>(error)));
+    // The link stays good until this thread's next one, or until the situation is forgotten.
+    const wchar_t* const link = monitor->formatLogHyperlinkWinSDK(error);
+    check(monitor, "link to a system error");
+    monitor->respondToSituation(situation::NotStarted, nullptr, session.number,
+                                session.html.c_str(), session.plain.c_str(),
+                                toHtml(reason, 200).c_str(), reason.c_str(), link);
+    check(monitor, "session could not start");
+}
+
+/// Records the arguments in the slots that the specs name, one by one. zmu keeps the pointers only:
+/// the texts must outlive the situation.
+void reportEnded(Zarn* monitor, const Session& session, unsigned int processID, platform::End end)
+{
+    monitor->recordArgument(session.number, 0);
+    monitor->recordArgument(processID, 1);
+    monitor->recordArgument(session.html.c_str(), 0);
+    monitor->recordArgument(session.plain.c_str(), 1);
+    monitor->recordArgument(end.value, 0);
+    monitor->recordSituationID(end.bySignal ? situation::Killed
+                               : end.value  ? situation::Failed
+                                            : situation::Ended);
+    monitor->respondToSituation();
+    check(monitor, "session ended");
+}
+
+/// One thread for each session. It gives up what zmu keeps for it before it ends.
+void runSession(Zarn* monitor, Session& session)
+{
+    const platform::Launch launch = platform::launch(session.command);
+    if (launch.error) {
+        session.outcome = Session::CouldNotStart;
+        reportNotStarted(monitor, session, launch.error);
+    } else {
+        monitor->respondToSituation(situation::Started, nullptr, session.number, launch.processID,
+                                    session.html.c_str(), session.plain.c_str());
+        check(monitor, "session started");
+        const platform::End end = platform::waitFor(launch);
+        session.outcome = end.bySignal || end.value ? Session::HasFailed : Session::EndedWell;
+        reportEnded(monitor, session, launch.processID, end);
+    }
+    if (!monitor->removeThread())
+        complain("thread not removed", monitor->getSelfDX_Code());
+}
+
+void runSessions(Zarn* monitor, std::vector<Session>& sessions)
+{
+    monitor->respondToSituation(situation::AllStart, nullptr,
+                                static_cast<unsigned int>(sessions.size()));
+    check(monitor, "all start");
+    {
+        std::vector<std::jthread> threads; // joined at the end of the block
+        for (Session& session : sessions)
+            threads.emplace_back(runSession, monitor, std::ref(session));
+    }
+    unsigned int outcomes[3] = {};
+    for (const Session& session : sessions)
+        ++outcomes[session.outcome];
+    monitor->respondToSituation(situation::AllOver, nullptr, outcomes[Session::EndedWell],
+                                outcomes[Session::HasFailed], outcomes[Session::CouldNotStart]);
+    check(monitor, "all over");
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const std::vector<std::string> commands =
+        argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : platform::defaultCommands();
+    std::vector<Session> sessions;
+    for (const std::string& command : commands)
+        sessions.emplace_back(static_cast<unsigned int>(sessions.size() + 1), command);
+
+    const fs::path logFolder =
+        platform::programPath().parent_path().parent_path() / "quickstart-logs";
+    std::error_code error;
+    fs::create_directories(logFolder, error);
+    if (error || !writeCodesPage(logFolder)) {
+        std::fprintf(stderr, "quickstart: cannot write to %s\n", logFolder.string().c_str());
+        return 1;
+    }
+
+    HMODULE strings = LoadLibraryW(L"quickstart_strings.dll");
+    if (!strings) {
+        std::fprintf(stderr, "quickstart: its strings are missing: system error %u\n",
+                     static_cast<unsigned int>(GetLastError()));
+        return 1;
+    }
+    Zarn* monitor = createMonitor(strings, logFolder);
+    wchar_t logName[1024] = {};
+    if (monitor) {
+        runSessions(monitor, sessions);
+        if (!monitor->getFileLogName(logName, std::size(logName)))
+            check(monitor, "name of the log");
+        Zarn::destroy(&monitor, 0, false);
+    }
+    FreeLibrary(strings);
+
+    for (const auto& [situation, count] : s_counts)
+        std::printf("plug-in: saw situation %d %u times\n", situation, count);
+    std::printf("%s\n", toNarrow(logName).c_str());
+    return s_isAllTaken ? 0 : 1;
+}

@@ -1,0 +1,74 @@
+// The texts of the quickstart: a resource module, written against one header.
+//
+// A response spec reads HEADER|DISPLAY|LOG. Taking Started apart:
+//
+//     2~536870912~2~u`u`s`s~0   kind 2; traits: level 1 where the default criteria allow 15;
+//     arguments
+//                               from the cursor; unsigned, unsigned, string, string; plug-in 0
+//     64~255``Session ...`      style word 64 for the display function; width 255: no wrapping
+//     `0`Session ...`           default width, affix 0 in front
+//
+// The log is HTML, so it takes the command that the host has made fit for it (%3); the terminal
+// takes the command as it is (%4).
+#include "Situations.h"
+
+#include <zmu/localize/ResourceModule.h>
+
+#include <cwchar>
+
+namespace {
+
+struct Row {
+    unsigned int id;
+    const wchar_t* text;
+};
+
+// clang-format off
+constexpr Row rows[] = {
+    {situation::AllStart, L"2~536870912~2~u~0|64~255``%1!u! sessions to launch`|`0`%1!u! sessions to launch.`"},
+    {situation::Started, L"2~536870912~2~u`u`s`s~0"
+                         L"|64~255``session %1!u! started as process %2!u!: %4!s!`"
+                         L"|`0`Session %1!u! started as process %2!u!: <code>%3!s!</code>`"},
+    {situation::NotStarted, L"2~536870912~2~u`s`s`s`s`s~0"
+                            L"|16~255``session %1!u! could not start: %3!s!: %5!s!`"
+                            L"|`2`Session %1!u! could not start: <code>%2!s!</code><br>%4!s! (%6!s!)`"},
+    {situation::Ended, L"2~536870912~1~u0`u1`s0`s1~0"
+                       L"|64~255``session %1!u! ended: %4!s!`"
+                       L"|`1`Session %1!u!, process %2!u!, ended with status 0: <code>%3!s!</code>`"},
+    {situation::Failed, L"2~536870912~1~u0`u1`s0`s1`d0~0"
+                        L"|48~255``session %1!u! ended with status %5!d!: %4!s!`"
+                        L"|`2`Session %1!u!, process %2!u!, ended with status %5!d!: <code>%3!s!</code>`"},
+    {situation::Killed, L"2~536870912~1~u0`u1`s0`s1`d0~0"
+                        L"|16~255``session %1!u! was ended by signal %5!d!: %4!s!`"
+                        L"|`2`Session %1!u!, process %2!u!, was ended by signal %5!d!: <code>%3!s!</code>`"},
+    {situation::AllOver, L"2~536870912~2~u`u`u~0"
+                         L"|64~255``all over: %1!u! ended well, %2!u! failed, %3!u! could not start`"
+                         L"|`1`All sessions are over: %1!u! ended well, %2!u! failed, %3!u! could not start.`"},
+
+    // Affixes 0, 1 and 2. The form has a look for each of these classes.
+    {affixID_Min + 0, L"<b class=\"note\">note</b> "},
+    {affixID_Min + 1, L"<b class=\"good\">ok</b> "},
+    {affixID_Min + 2, L"<b class=\"bad\">fault</b> "},
+};
+// clang-format on
+static_assert(affixIDsQty == 3);
+
+} // namespace
+
+ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
+{
+    for (const Row& row : rows) {
+        if (row.id != id)
+            continue;
+        const std::size_t length = std::wcslen(row.text);
+        if (bufferMax < 1 || length >= static_cast<std::size_t>(bufferMax)) {
+            SetLastError(ERROR_INSUFFICIENT_BUFFER);
+            return 0;
+        }
+        std::wmemcpy(buffer, row.text, length + 1);
+        SetLastError(ERROR_SUCCESS);
+        return static_cast<int>(length);
+    }
+    SetLastError(ERROR_FILE_NOT_FOUND); // no such string
+    return 0;
+}

@@ -1,0 +1,128 @@
+// What the tests of the log share: forms, a data set with open stages, reports.
+#pragma once
+
+#include "Support.h"
+
+#include <zmu/foundation/UTL_String.h>
+#include <zmu/monitor/DxCodes.h>
+#include <zmu/monitor/ZarnDataForThread.h>
+
+#include <gtest/gtest.h>
+
+namespace zmu_test {
+
+/// Situation of reportText: its entry is the text that it is given.
+inline constexpr int textSituation = 100;
+
+inline void serveTextSituation()
+{
+    strings()[textSituation] = L"2~0~2~s~||``%1`";
+}
+
+inline QByteArray formOf(const QByteArray& head, const QByteArray& body, const QByteArray& tail)
+{
+    return "^HEAD\n" + head + "^BODY\n" + body + "^TAIL\n" + tail;
+}
+
+/// A form without times: its log is known to the byte.
+inline const QByteArray plainForm = formOf("<log>\n", "[SITUATION_DSCRP]\n", "</log>\n");
+
+inline QString plainLog(const QString& entries)
+{
+    return u"<log>\n" + entries + u"</log>\n";
+}
+
+/// `text` as it stands in a log file.
+inline QByteArray logBytes(const QString& text)
+{
+    return "\xFF\xFE" + QByteArray(reinterpret_cast<const char*>(text.utf16()), 2 * text.size());
+}
+
+/// The series note that begins a successor, as an entry's description.
+inline QString seriesNote(int number, const std::wstring& origin)
+{
+    return QStringLiteral("This log file is #%1 in a series that began with %2.")
+        .arg(number)
+        .arg(QString::fromStdWString(origin));
+}
+
+inline int reportText(Zarn* monitor, const wchar_t* text)
+{
+    monitor->respondToSituation(textSituation, nullptr, text);
+    return monitor->getSelfDX_Code();
+}
+
+inline void forgive(Zarn* monitor)
+{
+    monitor->forgetSelfDX_Code();
+    monitor->forgetSituation();
+}
+
+/// A data set on its own, whose stages can be called and whose limit can be any.
+class Stages : public ZarnData {
+  public:
+    Stages() : Stages(i64{0}) {}
+    explicit Stages(i64 nonnativeInstantiatorID) : ZarnData(nonnativeInstantiatorID)
+    {
+        setCharSetExternal(2);
+        if (nonnativeInstantiatorID)
+            m_proxyRespondToSituation = [](unsigned int, i64, int, const wchar_t*, const wchar_t*) {
+                return 1;
+            };
+    }
+    Stages(const std::wstring& logName, const std::wstring& formName) : Stages()
+    {
+        serveTextSituation();
+        makeReady(*this, logName, formName.empty() ? nullptr : formName.c_str());
+    }
+
+    /// Reports and answers the code that the report left, which it forgets.
+    int report(const wchar_t* text)
+    {
+        u64 slots[zmu::ArgumentSlotsQty] = {reinterpret_cast<u64>(text)};
+        char* cursor = reinterpret_cast<char*>(slots);
+        recordSituationID(textSituation);
+        respondToSituation(&cursor);
+        return takeCode();
+    }
+    int takeCode()
+    {
+        const int code = getSelfDX_Code();
+        forgetSelfDX_Code();
+        forgetSituation();
+        return code;
+    }
+    void setLimit(u64 limit) { m_logFileByteCountLimit = limit; }
+    bool allocate(bool allowed) { return m_safeToAllocateMemory = allowed; }
+
+    using ZarnData::areLogFileFormSectionsUsable;
+    using ZarnData::composeLogFileFormSectionFormat;
+    using ZarnData::countLogFileFormSectionVarNames;
+    using ZarnData::freeLogFileFormData;
+    using ZarnData::isValidLogFileNomenclature;
+    using ZarnData::learnLogFileFormVarNames;
+    using ZarnData::obtainDataForCurrentThread;
+    using ZarnData::obtainLogFileFormData;
+    using ZarnData::openLogFile;
+    using ZarnData::reformatLogFileFormSection;
+};
+
+/// The data set of a monitor.
+struct DataSetOf : Zarn {
+    static ZarnData* of(Zarn* monitor) { return (monitor->*&DataSetOf::getDataSet)(); }
+};
+
+/// Copies the library's own strings to those that the test program serves, so that it can be the
+/// library's own module with a string changed.
+inline void serveOwnStrings()
+{
+    ZarnData settings;
+    ASSERT_TRUE(settings.learnSelfResourceModule());
+    for (unsigned int id = 10001; id <= 12031; ++id) {
+        UTL_String text;
+        if (text.loadFromModule(settings.getSelfResourceModule(), id, 1024) > 0)
+            strings()[id] = text.wideText();
+    }
+}
+
+} // namespace zmu_test

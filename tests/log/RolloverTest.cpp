@@ -1,0 +1,232 @@
+// The byte limit and the replacement of a full log by its successor.
+#include "LogParts.h"
+
+#include <QDir>
+
+#include <limits>
+
+using namespace zmu;
+using namespace zmu_test;
+
+namespace {
+
+constexpr u64 limitMin = 1048576;
+constexpr u64 limitMax = 78643200;
+
+/// A monitor of a log "logs/log.html" in a folder that can be taken away.
+class Rollover : public testing::Test {
+  protected:
+    /// A limit of 0 means the least that a caller can set.
+    void start(u64 limit = 0, const QByteArray& form = plainForm)
+    {
+        serveTextSituation();
+        ASSERT_TRUE(QDir(root()).mkdir("logs"));
+        Stages settings(log, form.isEmpty() ? L"" : folder.write("form.html", form));
+        settings.createPlugIns(1);
+        settings.setLimit(limit ? limit : limitMin);
+        monitor = Zarn::create(&settings);
+        ASSERT_TRUE(monitor) << settings.getSelfDX_Code();
+    }
+    ~Rollover() override
+    {
+        if (monitor)
+            Zarn::destroy(&monitor, 0, false);
+    }
+
+    QString root() const { return QString::fromStdWString(folder.path(".")); }
+    QStringList logs() const { return QDir(root() + "/logs").entryList(QDir::Files, QDir::Time); }
+    u64& count() { return DataSetOf::of(monitor)->getFileLog()->m_logByteCount; }
+    std::wstring present()
+    {
+        wchar_t name[512] = {};
+        EXPECT_TRUE(monitor->getFileLogName(name, 512)) << monitor->getSelfDX_Code();
+        return name;
+    }
+    /// Takes the folder of the logs away, and brings it back.
+    bool hide() { return QDir(root()).rename("logs", "gone"); }
+    bool bringBack() { return QDir(root()).rename("gone", "logs"); }
+
+    const Folder folder;
+    const std::wstring log = folder.path("logs/log.html");
+    Zarn* monitor = nullptr;
+};
+
+/// Bytes that an entry of `text` adds in the plain form.
+u64 entryBytes(const wchar_t* text)
+{
+    return 2 * (std::wcslen(text) + 1);
+}
+
+} // namespace
+
+TEST_F(Rollover, LimitHasBounds)
+{
+    start();
+    u64 held = limitMin;
+    for (const auto& [limit, code] :
+         {std::pair{limitMin - 1, dx::LimitTooLow}, {limitMin, dx::Satisfied},
+          {u64{0}, dx::LimitTooLow}, {limitMax, dx::Satisfied}, {limitMax + 1, dx::LimitTooHigh},
+          {std::numeric_limits<u64>::max(), dx::LimitTooHigh}}) {
+        SCOPED_TRACE(limit);
+        u64 previous = 77;
+        EXPECT_EQ(monitor->setLogFileByteCountLimit(limit, previous), code == dx::Satisfied);
+        EXPECT_EQ(monitor->getSelfDX_Code(), code);
+        EXPECT_EQ(previous, code == dx::Satisfied ? held : 0);
+        if (code == dx::Satisfied)
+            held = limit;
+        EXPECT_EQ(DataSetOf::of(monitor)->getLogFileByteCountLimit(), held);
+        monitor->forgetSelfDX_Code();
+    }
+}
+
+TEST_F(Rollover, EntryThatReachesTheLimitEndsItsFile)
+{
+    start();
+    const wchar_t* const last = L"the last one, whole";
+    count() = limitMin - entryBytes(last) - 1;
+    EXPECT_EQ(reportText(monitor, last), dx::Satisfied);
+    EXPECT_EQ(logs().size(), 1); // one byte below
+    count() = limitMin - entryBytes(last);
+    EXPECT_EQ(reportText(monitor, last), dx::Satisfied);
+    ASSERT_EQ(logs().size(), 2);
+
+    const QString line = QString::fromWCharArray(last) + '\n';
+    EXPECT_EQ(readFile(log), logBytes(plainLog(line + line)));
+    const std::wstring second = present();
+    EXPECT_NE(second, log);
+    EXPECT_EQ(readFile(second), logBytes(plainLog(seriesNote(2, log) + '\n')));
+    EXPECT_EQ(count(), static_cast<u64>(readFile(second).size()));
+
+    EXPECT_EQ(reportText(monitor, L"goes to the second"), dx::Satisfied);
+    count() = limitMin;
+    EXPECT_EQ(reportText(monitor, L"so does this"), dx::Satisfied);
+    ASSERT_EQ(logs().size(), 3); // within one second, and yet with a name of its own
+    const std::wstring third = present();
+    EXPECT_NE(third, second);
+    EXPECT_EQ(readFile(second), logBytes(plainLog(seriesNote(2, log) +
+                                                  "\ngoes to the second\nso does this\n")));
+    EXPECT_EQ(readFile(third), logBytes(plainLog(seriesNote(3, log) + '\n')));
+    EXPECT_EQ(readFile(log), logBytes(plainLog(line + line)));
+}
+
+TEST_F(Rollover, LimitBelowTheCountReplacesAtOnce)
+{
+    start(limitMax);
+    u64 previous = 0;
+    count() = 2 * limitMin - 1;
+    EXPECT_TRUE(monitor->setLogFileByteCountLimit(2 * limitMin, previous));
+    EXPECT_EQ(logs().size(), 1);
+    count() = 2 * limitMin;
+    EXPECT_TRUE(monitor->setLogFileByteCountLimit(2 * limitMin, previous));
+    EXPECT_EQ(previous, 2 * limitMin);
+    EXPECT_EQ(logs().size(), 2);
+    EXPECT_EQ(readFile(present()), logBytes(plainLog(seriesNote(2, log) + '\n')));
+
+    // What fails leaves the old limit.
+    count() = 2 * limitMin;
+    ASSERT_TRUE(hide());
+    EXPECT_FALSE(monitor->setLogFileByteCountLimit(limitMin, previous));
+    EXPECT_EQ(monitor->getSelfDX_Code(), dx::SetLimitReplacementFailed);
+    EXPECT_EQ(previous, 0);
+    EXPECT_EQ(DataSetOf::of(monitor)->getLogFileByteCountLimit(), 2 * limitMin);
+    ASSERT_TRUE(bringBack());
+    forgive(monitor);
+    EXPECT_EQ(reportText(monitor, L"no log for this"), dx::LogNotOpen);
+}
+
+TEST_F(Rollover, FailureKeepsTheOldFileAndLaterEntriesAreToldLost)
+{
+    start();
+    count() = limitMin;
+    strings()[101] = L"2~0~2~s~|~``%1!s! shown`|``%1`";
+    ASSERT_TRUE(hide());
+    monitor->respondToSituation(101, nullptr, L"last");
+    EXPECT_EQ(monitor->getSelfDX_Code(), dx::RolloverFailed);
+    EXPECT_EQ(shown().text, L"last shown");
+    forgive(monitor);
+    monitor->respondToSituation(101, nullptr, L"lost");
+    EXPECT_EQ(monitor->getSelfDX_Code(), dx::LogNotOpen);
+    EXPECT_EQ(shown().text, L"lost shown"); // the display does without a log
+    forgive(monitor);
+    ASSERT_TRUE(bringBack());
+    EXPECT_EQ(reportText(monitor, L"lost"), dx::LogNotOpen); // nobody has asked for a new file yet
+    EXPECT_EQ(readFile(log), logBytes(plainLog("last\n")));
+    EXPECT_EQ(logs().size(), 1);
+
+    forgive(monitor);
+    EXPECT_TRUE(monitor->reestablishLogFile(false)) << monitor->getSelfDX_Code();
+    EXPECT_EQ(reportText(monitor, L"logged"), dx::Satisfied);
+    const QString text = logText(present());
+    EXPECT_TRUE(text.endsWith("\nlogged\n</log>\n")) << qPrintable(text);
+}
+
+TEST_F(Rollover, ByHandLeavesAFullFileAloneOnlyIfAsked)
+{
+    start();
+    count() = limitMin;
+    EXPECT_TRUE(monitor->reestablishLogFile(true));
+    EXPECT_EQ(logs().size(), 1);
+    EXPECT_EQ(reportText(monitor, L"entry"), dx::Satisfied); // which replaces it
+    EXPECT_EQ(logs().size(), 2);
+    EXPECT_TRUE(monitor->reestablishLogFile(true));
+    EXPECT_EQ(logs().size(), 3);
+    EXPECT_TRUE(monitor->reestablishLogFile(false));
+    EXPECT_EQ(logs().size(), 4);
+    EXPECT_EQ(readFile(log), logBytes(plainLog("entry\n")));
+    EXPECT_EQ(readFile(present()), logBytes(plainLog(seriesNote(4, log) + '\n')));
+}
+
+TEST_F(Rollover, HeadBeyondTheLimitReplacesOncePerSituation)
+{
+    start(100, {}); // the built-in head alone is longer
+    for (int i = 1; i <= 3; ++i) {
+        EXPECT_EQ(reportText(monitor, L"entry"), dx::Satisfied);
+        ASSERT_EQ(logs().size(), i + 1);
+        const QString text = logText(present());
+        EXPECT_EQ(text.count("--><"), 0);
+        EXPECT_EQ(text.count(seriesNote(i + 1, log)), 1);
+    }
+}
+
+TEST_F(Rollover, SituationInHandSurvives)
+{
+    static struct {
+        int runs, situation, answer;
+        std::wstring text;
+    } seen;
+    start();
+    strings()[101] = L"2~0~2~s~0|~``%1!s! shown`|``%1`";
+    DataSetOf::of(monitor)->getPlugIns()[0] = [](const Zarn* monitor) {
+        wchar_t text[64] = {};
+        ++seen.runs;
+        seen.situation = monitor->getSituationID();
+        seen.answer = monitor->getDisplayDlgBoxResult();
+        monitor->getDescriptionForLogFile(text, 64);
+        seen.text = text;
+        return true;
+    };
+    shown().answer = 6;
+    count() = limitMin;
+    monitor->respondToSituation(101, nullptr, L"in hand");
+
+    EXPECT_EQ(monitor->getSelfDX_Code(), dx::Satisfied);
+    EXPECT_EQ(logs().size(), 2);
+    EXPECT_EQ(shown().count, 1);
+    EXPECT_EQ(seen.runs, 1);
+    EXPECT_EQ(seen.situation, 101);
+    EXPECT_EQ(seen.answer, 6);
+    EXPECT_EQ(seen.text, L"in hand");
+    EXPECT_TRUE(monitor->isSituationNormal());
+    EXPECT_EQ(monitor->getSituationsCount(), 0U); // no entry number in this form
+}
+
+TEST_F(Rollover, NotesOfASituationWithAModuleOfItsOwnComeFromTheLibrary)
+{
+    start();
+    strings()[10006] = L"2~0||``not this one`";
+    count() = limitMin;
+    monitor->respondToSituation(textSituation, GetModuleHandleW(nullptr), L"entry");
+    EXPECT_EQ(monitor->getSelfDX_Code(), dx::Satisfied);
+    EXPECT_EQ(readFile(present()), logBytes(plainLog(seriesNote(2, log) + '\n')));
+    EXPECT_EQ(reportText(monitor, L"entry"), dx::Satisfied);
+}
