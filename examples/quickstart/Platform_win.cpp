@@ -1,15 +1,17 @@
 #include "Platform.h"
 
+#include "Text.h"
+
 #include <zmu/platform/Win32.h>
 
 platform::Launch platform::launch(const std::string& command)
 {
     // The call may write into the command line.
-    std::string commandLine = command;
-    STARTUPINFOA startup{};
+    std::wstring commandLine = toWide(command);
+    STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
-    if (!CreateProcessA(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
                         &startup, &process))
         return {GetLastError()};
     CloseHandle(process.hThread);

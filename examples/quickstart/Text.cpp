@@ -12,32 +12,48 @@ std::string toNarrow(const wchar_t* text)
     return UTL_String(text).narrowText();
 }
 
-std::wstring toHtml(const std::wstring& text, std::size_t longest)
+namespace {
+
+std::wstring toHtml(wchar_t c)
+{
+    switch (c) {
+    case L'<':
+        return L"&lt;";
+    case L'>':
+        return L"&gt;";
+    case L'&':
+        return L"&amp;";
+    case L'"':
+        return L"&quot;";
+    default:
+        return {c < L' ' ? L' ' : c};
+    }
+}
+
+template <class Convert>
+std::wstring convertShortened(const std::wstring& text, std::size_t longest, Convert convert)
 {
     const std::wstring ellipsis = L"...";
     std::wstring result;
     std::size_t fitting = 0; // how much of the result leaves room for the ellipsis
     for (const wchar_t c : text) {
-        switch (c) {
-        case L'<':
-            result += L"&lt;";
-            break;
-        case L'>':
-            result += L"&gt;";
-            break;
-        case L'&':
-            result += L"&amp;";
-            break;
-        case L'"':
-            result += L"&quot;";
-            break;
-        default:
-            result += c < L' ' ? L' ' : c;
-        }
+        result += convert(c);
         if (result.size() > longest)
             return result.substr(0, fitting) + ellipsis;
         if (result.size() + ellipsis.size() <= longest)
             fitting = result.size();
     }
     return result;
+}
+
+} // namespace
+
+std::wstring shortened(const std::wstring& text, std::size_t longest)
+{
+    return convertShortened(text, longest, [](wchar_t c) { return c; });
+}
+
+std::wstring shortenedHtml(const std::wstring& text, std::size_t longest)
+{
+    return convertShortened(text, longest, toHtml);
 }

@@ -8,7 +8,11 @@
 std::wstring toWide(const std::string& text);
 std::string toNarrow(const wchar_t* text);
 
-/// `text` for a description in the log, which is HTML: whatever comes from outside the program
-/// passes through here, since it may hold characters that mean something there. At most `longest`
-/// elements: an entry has 1023 at most, with all that the form adds to it.
-std::wstring toHtml(const std::wstring& text, std::size_t longest);
+/// `text`, or its beginning and an ellipsis: at most `longest` elements, 3 or more. Whatever comes
+/// from outside the program is shortened before it becomes an argument, since a situation whose
+/// text does not fit is not reported: with all that the form adds, an entry has 1023 elements.
+std::wstring shortened(const std::wstring& text, std::size_t longest);
+
+/// The same for a description in the log, which is HTML: the characters that mean something there
+/// are written as it wants them.
+std::wstring shortenedHtml(const std::wstring& text, std::size_t longest);

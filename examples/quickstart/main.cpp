@@ -132,8 +132,8 @@ struct Session {
     enum Outcome { EndedWell, HasFailed, CouldNotStart };
 
     Session(unsigned int sessionNumber, const std::string& sessionCommand)
-        : number(sessionNumber), command(sessionCommand), plain(toWide(sessionCommand)),
-          html(toHtml(plain, 400))
+        : number(sessionNumber), command(sessionCommand), plain(shortened(toWide(command), 200)),
+          html(shortenedHtml(toWide(command), 400))
     {}
 
     unsigned int number;
@@ -151,7 +151,7 @@ void reportNotStarted(Zarn* monitor, const Session& session, unsigned int error)
     check(monitor, "link to a system error");
     monitor->respondToSituation(situation::NotStarted, nullptr, session.number,
                                 session.html.c_str(), session.plain.c_str(),
-                                toHtml(reason, 200).c_str(), reason.c_str(), link);
+                                shortenedHtml(reason, 200).c_str(), reason.c_str(), link);
     check(monitor, "session could not start");
 }
 

@@ -25,7 +25,7 @@ struct Row {
 
 // clang-format off
 constexpr Row rows[] = {
-    {situation::AllStart, L"2~536870912~2~u~0|64~255``%1!u! sessions to launch`|`0`%1!u! sessions to launch.`"},
+    {situation::AllStart, L"2~536870912~2~u~0|64~255``sessions to launch: %1!u!`|`0`Sessions to launch: %1!u!.`"},
     {situation::Started, L"2~536870912~2~u`u`s`s~0"
                          L"|64~255``session %1!u! started as process %2!u!: %4!s!`"
                          L"|`0`Session %1!u! started as process %2!u!: <code>%3!s!</code>`"},

@@ -156,7 +156,7 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
         auto stream = std::make_unique<QTextStream>(file.get());
         stream->setGenerateByteOrderMark(true);
         stream->setAutoDetectUnicode(true);
-        file.release(); // the stream's owner deletes it through the stream
+        static_cast<void>(file.release()); // the stream's owner deletes it through the stream
         *streamSlot = stream.release();
     });
     if (isSelfSatisfied())
