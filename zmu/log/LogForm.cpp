@@ -2,6 +2,7 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/log/internal/FormLines.h>
+#include <zmu/log/internal/FormVariable.h>
 #include <zmu/log/internal/LoadStringCopy.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/internal/Guards.h>
@@ -429,15 +430,13 @@ bool ZarnData::learnLogFileFormSectionFinishedBasic(wchar_t** format, int& varCo
 
 void ZarnData::freeLogFileFormData()
 {
-    constexpr int variablesQty = 31;
-
     freeInjectors();
     if (m_fileLog.m_varNames) {
         for (int i = 0; i < m_fileLog.m_varNamesQty; ++i)
             delete[] m_fileLog.m_varNames[i];
         freeArray(m_fileLog.m_varNames);
     }
-    m_fileLog.m_varNamesQty = variablesQty;
+    m_fileLog.m_varNamesQty = formVariablesQty;
     freeLogFileFormDataForSections();
 }
 
