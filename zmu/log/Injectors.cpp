@@ -2,6 +2,7 @@
 // passed over, and the variables of its reports come out empty.
 #include <zmu/monitor/ZarnData.h>
 
+#include <zmu/log/internal/FormVariable.h>
 #include <zmu/monitor/Trace.h>
 
 #include <QTemporaryFile>
@@ -10,9 +11,9 @@
 #include <algorithm>
 #include <utility>
 
-namespace {
+using namespace zmu;
 
-constexpr int injectorsQty = 3;
+namespace {
 
 Zarn_FORM_VAR variableOf(int injector)
 {

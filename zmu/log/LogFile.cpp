@@ -2,6 +2,7 @@
 // by a successor, its byte limit.
 #include <zmu/monitor/ZarnData.h>
 
+#include <zmu/foundation/internal/Texts.h>
 #include <zmu/log/internal/SuccessorName.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
@@ -13,7 +14,10 @@
 #include <QTextStream>
 
 #include <cwchar>
+#include <iterator>
 #include <memory>
+#include <mutex>
+#include <utility>
 
 using namespace zmu;
 
@@ -23,14 +27,24 @@ constexpr u64 limitMin = 1048576;  // 1 MiB
 constexpr u64 limitMax = 78643200; // 75 MiB
 constexpr int seriesNote = 10006;
 
-// The series of log files that the process writes. Touched only under the lock of the data set
-// that is replacing its file.
+// The series of log files that the process writes, shared by all its data sets.
+std::mutex s_logSeriesLock;
 wchar_t s_logSeriesOrigin[260 + 1] = {};
 unsigned int s_logSeriesCount = 1;
 
-bool isEmpty(const wchar_t* text)
+/// The first name counts: it becomes the origin of the series.
+void beginSeries(const wchar_t* name)
 {
-    return !text || !*text;
+    const std::lock_guard lock(s_logSeriesLock);
+    if (!*s_logSeriesOrigin && name)
+        std::wcsncpy(s_logSeriesOrigin, name, std::size(s_logSeriesOrigin) - 1);
+}
+
+/// Number of the next file of the series.
+unsigned int continueSeries()
+{
+    const std::lock_guard lock(s_logSeriesLock);
+    return ++s_logSeriesCount;
 }
 
 bool isBlank(const wchar_t* text)
@@ -69,10 +83,9 @@ bool ZarnData::isValidLogFileNomenclature(const char* logName, const char* formN
 
 bool ZarnData::isValidLogFileNomenclature(ZarnDataFile& file)
 {
-    constexpr int wideCharSet = 2;
     int dxCode = dx::Satisfied;
-    return isValidLogFileNomenclature(file.m_logName, file.m_formName, file.m_logKind, wideCharSet,
-                                      dxCode);
+    return isValidLogFileNomenclature(file.m_logName, file.m_formName, file.m_logKind,
+                                      ZARN_CHARSET_WIDE, dxCode);
 }
 
 bool ZarnData::recordLogFileNomenclature(wchar_t* logName, const wchar_t* formName, Zarn_LOG kind)
@@ -290,8 +303,7 @@ bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG 
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(isInstantiatorRunningNatively(), dx::ReestablishNotNative);
         require(section.wasEntered(), dx::LockRefused);
-        if (!*s_logSeriesOrigin && m_fileLog.m_logName)
-            std::wcsncpy(s_logSeriesOrigin, m_fileLog.m_logName, std::size(s_logSeriesOrigin) - 1);
+        beginSeries(m_fileLog.m_logName);
         require(logName, dx::LogNameMissing);
         require(!isBlank(logName), dx::LogNameBlank);
         const wchar_t* effectiveForm = formName ? formName : m_fileLog.m_formName;
@@ -305,8 +317,7 @@ bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG 
             m_fileLog.m_logKind = kind;
 
         requireOrRaiseHeld(establishLogFile(formChanged), *this);
-        ++s_logSeriesCount;
-        noteSeries();
+        noteSeries(continueSeries());
     });
     if (!isSelfSatisfied())
         Zarn_TRACE(L"ZarnData::reestablishLogFile () [1] caught exception #%d.\n",
@@ -331,7 +342,7 @@ bool ZarnData::swapFormName(const wchar_t* formName)
     return hasChanged;
 }
 
-void ZarnData::noteSeries()
+void ZarnData::noteSeries(unsigned int number)
 {
     if (!m_owner || !m_selfResourceModule)
         return;
@@ -343,7 +354,7 @@ void ZarnData::noteSeries()
 
     m_isReplacingLogFile = true;
     void* previous = setResourceModule(m_selfResourceModule);
-    if (!m_owner->respondToSituation(seriesNote, nullptr, s_logSeriesCount, s_logSeriesOrigin))
+    if (!m_owner->respondToSituation(seriesNote, nullptr, number, s_logSeriesOrigin))
         m_owner->forgetSituation();
     setResourceModule(previous);
     m_isReplacingLogFile = false;

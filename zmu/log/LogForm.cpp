@@ -1,6 +1,7 @@
 // The template of the log: a form file cut into head, body and tail, or the built-in form.
 #include <zmu/monitor/ZarnData.h>
 
+#include <zmu/foundation/internal/Texts.h>
 #include <zmu/log/internal/FormLines.h>
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/log/internal/LoadStringCopy.h>
@@ -45,11 +46,6 @@ BuiltInForm builtInForm(Zarn_LOG kind)
 Zarn_LOG normalized(Zarn_LOG kind)
 {
     return kind == Zarn_LOG_UNSET ? Zarn_LOG_HTML : kind;
-}
-
-bool isEmpty(const wchar_t* text)
-{
-    return !text || !*text;
 }
 
 template <class T>

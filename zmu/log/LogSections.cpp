@@ -5,6 +5,7 @@
 // making; only a head allocates.
 #include <zmu/monitor/ZarnDataForThread.h>
 
+#include <zmu/foundation/internal/Texts.h>
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
@@ -27,7 +28,6 @@ using namespace zmu;
 
 namespace {
 
-constexpr int injectorsQty = 3;
 constexpr u64 byteCountMax = std::numeric_limits<u64>::max();
 
 /// A write that did not reach the file: an unexpected failure of the operation that made it.
@@ -97,9 +97,10 @@ class SectionText {
     bool formatInto(ZarnScratchpad::Buffer& buffer, const wchar_t* format, u64* values)
     {
         buffer.clear();
-        m_text = buffer.writable();
-        m_length = Zarn::formatMessage(flags, format, buffer.writable(),
-                                       static_cast<int>(buffer.capacity), values);
+        wchar_t* const output = buffer.writable();
+        m_text = output;
+        m_length = Zarn::formatMessage(flags, format, output, static_cast<int>(buffer.capacity),
+                                       values);
         if (m_length > 0)
             buffer.setUsed(m_length);
         return m_length > 0;
@@ -173,11 +174,6 @@ void advance(int& position, u64 bytes)
 void addSaturating(u64& count, u64 bytes)
 {
     count += std::min(bytes, byteCountMax - count);
-}
-
-bool isEmpty(const wchar_t* text)
-{
-    return !text || !*text;
 }
 
 bool isTimeVariable(Zarn_FORM_VAR var)

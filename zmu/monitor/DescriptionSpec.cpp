@@ -358,7 +358,7 @@ void ZarnDataForThread::formatDescription(Buffer& description, u8 lineWidth, int
     constexpr ulong32 fromStringAndArray =
         FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
 
-    require(highestInsert(description.c_str()) <= m_dataSet->getDescriptionFillersQty(), failed);
+    require(highestInsert(description.c_str()) <= m_descriptionFillersQty, failed);
     ZarnScratchpad::Buffer& output = m_scratchpad.m_a;
     output.clear();
     const ulong32 length =
@@ -371,7 +371,7 @@ void ZarnDataForThread::formatDescription(Buffer& description, u8 lineWidth, int
 
 bool ZarnDataForThread::formatDescriptionForDisplay()
 {
-    if (m_descriptionForDisplay.isEmpty())
+    if (m_descriptionForDisplay.isEmpty() || m_displayIsRaw)
         return isSelfSatisfied();
     if (m_descriptionDisplayIsDupe) {
         m_descriptionForDisplay.clear();

@@ -56,6 +56,7 @@ const wchar_t* ZarnData::formatLogHyperlink(ulong32 code, unsigned int stringID,
                                             UTL_String& out) const
 {
     SetLastError(ERROR_SUCCESS);
+    isSelfApproving(); // a forgiving data set forgets an earlier failure
     SectionGuard section(*this);
     runGuarded(*this, dx::HyperlinkUnexpected, [&] {
         out.clear();

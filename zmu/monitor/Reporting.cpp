@@ -102,7 +102,7 @@ bool ZarnDataForThread::reportDescriptionToDisplay()
         requireApproval();
         const wchar_t* text = m_descriptionDisplayIsDupe ? m_descriptionForLogFile.c_str()
                                                          : m_descriptionForDisplay.c_str();
-        if (!*text || m_dataSet->canRespondToSituations() != Zarn_FUZZY_YES)
+        if (!*text || m_displayIsRaw || m_dataSet->canRespondToSituations() != Zarn_FUZZY_YES)
             return;
         const ZarnDisplayFunction show = m_dataSet->getDisplayDlgBoxFunction();
         require(show, dx::DisplayFunctionMissing);
@@ -137,7 +137,8 @@ bool ZarnDataForThread::activatePlugIns()
                 setSelfDX_Code(dx::PlugInMissing);
             else
                 runPlugIn(plugIns[index]);
-            // One plug-in's failure is nobody else's.
+            // One plug-in's failure is nobody else's, nor what it left in the data set.
+            m_dataSet->forgetSelfDX_Code();
             forgetSelfDX_Code();
         }
     });

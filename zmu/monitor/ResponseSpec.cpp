@@ -9,6 +9,7 @@
 #include <zmu/monitor/internal/SeparatorKeeper.h>
 #include <zmu/monitor/internal/TokenWalk.h>
 
+#include <algorithm>
 #include <cwchar>
 
 using namespace zmu;
@@ -104,7 +105,8 @@ bool ZarnDataForThread::parseResponseSpecs(u64* fillerStrings)
     if (!m_dataSet || !parseResponseSpecHeader(fillerStrings) || !parseDescriptionSpecLogFile())
         return false;
     // Without a respond bit the raw display field stays in its buffer and is never shown.
-    return m_dataSet->canRespondToSituations() != Zarn_FUZZY_YES || parseDescriptionSpecDisplay();
+    m_displayIsRaw = m_dataSet->canRespondToSituations() != Zarn_FUZZY_YES;
+    return m_displayIsRaw || parseDescriptionSpecDisplay();
 }
 
 bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
@@ -201,15 +203,15 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
         forgetDescriptionFillers();
 
         int count = 0;
-        const int qty = m_dataSet->getDescriptionFillersQty();
+        const int qty = m_descriptionFillersQty;
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
         require(copy.assign(text) && countTokens(copy.inPlace(), m_tokenSeparator, count, qty) &&
-                    count <= qty && m_descriptionFillers,
+                    count <= qty,
                 dx::FillersTooMany);
 
         copy.assign(text);
         TokenWalk records(copy.inPlace(), m_tokenSeparator);
-        const bool isCollecting = fillerStrings && m_dataSet->getCharSetExternal() != 2;
+        const bool isCollecting = fillerStrings && m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE;
         for (int i = 0; i < count; ++i) {
             bool isString = false;
             wchar_t* record = records.next();
@@ -231,25 +233,23 @@ u64 ZarnDataForThread::fillFromRecorded(wchar_t* record, bool& isString) const
     require(digits, dx::FillerWithoutSlot);
     const int slot = toNumber(digits);
     *digits = L'\0';
-    const auto requireSlot = [slot](const void* slots, int qty) {
-        require(slots && slot < qty, dx::FillerSlotOutOfRange);
-    };
+    const auto requireSlot = [slot](int qty) { require(slot < qty, dx::FillerSlotOutOfRange); };
 
     if (std::wcscmp(record, L"d") == 0) {
-        requireSlot(m_argsInt, m_dataSet->getArgsIntQty());
+        requireSlot(m_argsIntQty);
         return toArgumentSlot(m_argsInt[slot]);
     }
     if (std::wcscmp(record, L"u") == 0) {
-        requireSlot(m_argsUInt, m_dataSet->getArgsUIntQty());
+        requireSlot(m_argsUIntQty);
         return toArgumentSlot(m_argsUInt[slot]);
     }
     require(std::wcscmp(record, L"s") == 0, dx::FillerLetterUnknown);
     isString = true;
     if (m_argsStrA) {
-        requireSlot(m_argsStrA, m_dataSet->getArgsStrQty());
+        requireSlot(m_argsStrQty);
         return toArgumentSlot(m_argsStrA[slot]);
     }
-    requireSlot(m_argsStrW, m_dataSet->getArgsStrQty());
+    requireSlot(m_argsStrQty);
     return toArgumentSlot(m_argsStrW[slot]);
 }
 
@@ -284,7 +284,7 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
         forgetPlugInsIndirectIndices();
 
         int count = 0;
-        const int qty = m_dataSet->getPlugInsQty();
+        const int qty = std::min(m_plugInsIndirectIndicesQty, m_dataSet->getPlugInsQty());
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
         require(copy.assign(text) && countTokens(copy.inPlace(), m_tokenSeparator, count, qty) &&
                     count <= qty,

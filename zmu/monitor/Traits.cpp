@@ -58,8 +58,12 @@ bool ZarnData::approveSituationResponseTraits(const u64& criteria, const u64& tr
 
 bool ZarnData::approveSituationResponseTraits(const u64& traits) const
 {
-    return m_situationResponseTraitsAssessor &&
-           m_situationResponseTraitsAssessor(m_behaviorCriteria, traits);
+    try {
+        return m_situationResponseTraitsAssessor &&
+               m_situationResponseTraitsAssessor(m_behaviorCriteria, traits);
+    } catch (...) {
+        return false;
+    }
 }
 
 bool ZarnData::approveSituationResponseTraits(unsigned int kind, const u64& traits,

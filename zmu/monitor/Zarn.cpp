@@ -90,23 +90,28 @@ ulong32 Zarn::formatMessage(ulong32 flags, const wchar_t* format, wchar_t* outpu
 
 namespace {
 
-/// Lets `module`, unless null, stand in for the data set's resource module.
+/// Lets `module`, unless null, stand in for the data set's resource module. The lock is held
+/// meanwhile, so that no other thread's situation meets it.
 class ModuleStandIn {
   public:
     ModuleStandIn(ZarnData& dataSet, void* module)
-        : m_dataSet(dataSet), m_kept(module ? dataSet.setResourceModule(module) : nullptr)
+        : m_dataSet(dataSet), m_entered(module && dataSet.enterCriticalSection()),
+          m_kept(m_entered ? dataSet.setResourceModule(module) : nullptr)
     {
     }
     ~ModuleStandIn()
     {
         if (m_kept)
             m_dataSet.setResourceModule(m_kept);
+        if (m_entered)
+            m_dataSet.leaveCriticalSection();
     }
     ModuleStandIn(const ModuleStandIn&) = delete;
     ModuleStandIn& operator=(const ModuleStandIn&) = delete;
 
   private:
     ZarnData& m_dataSet;
+    bool m_entered;
     void* m_kept;
 };
 

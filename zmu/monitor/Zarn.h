@@ -10,7 +10,8 @@
 // says where its arguments are and what the display and the log are told.
 //
 // Threads: any thread may report; it must not outlive the monitor, and calls removeThread before
-// it ends. create, destroy and setBehaviorCriteria take no lock: serialise them.
+// it ends. A display function and a plug-in run in the midst of a situation: they read it, but do
+// not report to the same monitor, nor destroy it. create, destroy and setBehaviorCriteria take no lock: serialise them.
 #pragma once
 
 #include <zmu/foundation/Export.h>
@@ -35,7 +36,7 @@ class ZMU_API Zarn {
 
   public:
     /// Replaces the log file by a successor. With `force` a file at its byte limit is left alone.
-    /// The monitor's own code tells a failure: 138, 139, 141, 265.
+    /// 139, 141, 265, or what the data set holds.
     virtual bool reestablishLogFile(const bool& force);
 
   protected:
@@ -91,6 +92,7 @@ class ZMU_API Zarn {
     /// The same with a cursor over 64-bit slots, which the spec's fillers advance. Answers how the
     /// situation went.
     bool respondToSituation(int situationID, char** argV, void* resourceModule);
+    bool respondToSituation(int situationID, char** argV) = delete; ///< The module is missing.
     /// Reports what recordSituationID and recordArgument have recorded.
     bool respondToSituation();
 

@@ -28,7 +28,6 @@ namespace {
 constexpr wchar_t selfModuleName[] = L"zmu.dll";
 constexpr wchar_t proxyModuleName[] = L"cs4s3.dll";
 constexpr char proxyEntry[] = "ProxyRespondToSituation";
-constexpr int wideCharSet = 2;
 
 template <class T>
 bool storeInRange(T& field, T value, T lowest, T highest)
@@ -39,6 +38,11 @@ bool storeInRange(T& field, T value, T lowest, T highest)
     return true;
 }
 
+ZarnDataForThread* makeEngine()
+{
+    return new (std::nothrow) ZarnDataForThread;
+}
+
 bool isTag(Zarn_FORM_TAG tag)
 {
     return tag >= 0 && tag < Zarn_FORM_TAGS_QTY;
@@ -47,7 +51,8 @@ bool isTag(Zarn_FORM_TAG tag)
 } // namespace
 
 ZarnData::ZarnData(const i64& nonnativeInstantiatorID)
-    : m_displayDlgBoxFunction(MessageBoxW), m_nonnativeInstantiatorID(nonnativeInstantiatorID)
+    : m_displayDlgBoxFunction(MessageBoxW), m_nonnativeInstantiatorID(nonnativeInstantiatorID),
+      m_engineFactory(makeEngine)
 {
     m_fileLog.m_formMarker = L'^';
     m_fileLog.m_entryColorEven = 0xf0f0ff;
@@ -111,7 +116,7 @@ bool ZarnData::learnSelfResourceModule()
     m_selfResourceModule = GetModuleHandleW(selfModuleName);
     if (!m_selfResourceModule && isSelfSatisfied())
         setSelfDX_Code(dx::OwnModuleUnknown);
-    return m_selfResourceModule && isSelfSatisfied();
+    return m_selfResourceModule != nullptr;
 }
 
 void ZarnData::loadProxy()
@@ -173,7 +178,7 @@ bool ZarnData::setDescriptionFillersQty(int qty)
 
 bool ZarnData::setCharSetExternal(int charSet)
 {
-    return !m_initialized && storeInRange(m_charSetExternal, charSet, 0, wideCharSet);
+    return !m_initialized && storeInRange(m_charSetExternal, charSet, 0, ZARN_CHARSET_WIDE);
 }
 
 Zarn_DX_MODE ZarnData::setSituationMode(Zarn_DX_MODE mode)
@@ -228,6 +233,11 @@ i64 ZarnData::setNonnativeInstantiatorID(const i64& id)
     return std::exchange(m_nonnativeInstantiatorID, id);
 }
 
+ZarnEngineFactory ZarnData::setEngineFactory(ZarnEngineFactory factory)
+{
+    return std::exchange(m_engineFactory, factory ? factory : m_engineFactory);
+}
+
 Zarn* ZarnData::setOwner(Zarn* owner)
 {
     return std::exchange(m_owner, owner);
@@ -235,7 +245,7 @@ Zarn* ZarnData::setOwner(Zarn* owner)
 
 int ZarnData::setSelfDX_Code(int code) const
 {
-    return std::exchange(m_selfDX_Code, code);
+    return m_selfDX_Code.exchange(code);
 }
 
 HMODULE ZarnData::setSelfResourceModule(HMODULE module)
@@ -400,7 +410,7 @@ wchar_t* ZarnData::getLogDirectory()
 bool ZarnData::assimilateDataSetContents(ZarnData* other)
 {
     runGuarded(*this, dx::AssimilateUnexpected, [&] {
-        require(other && !m_criticalSection && !m_fileLog.m_logStream, dx::AssimilateRefused);
+        require(other && other != this && !m_criticalSection && !m_fileLog.m_logStream, dx::AssimilateRefused);
         require(other->getFileLog(), dx::NoFileLog);
         free_Resources();
 
@@ -429,9 +439,11 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_displayDlgBoxFunction = take(other->m_displayDlgBoxFunction);
         m_displayDlgBoxParent = take(other->m_displayDlgBoxParent);
         m_proxyModule = take(other->m_proxyModule);
+        m_proxyRespondToSituation = take(other->m_proxyRespondToSituation);
         m_mapOfDataForThreads = take(other->m_mapOfDataForThreads);
         m_owner = take(other->m_owner);
         m_plugIns = take(other->m_plugIns);
+        m_plugInsQty = std::exchange(other->m_plugInsQty, 0);
         m_resourceModule = take(other->m_resourceModule);
         m_selfResourceModule = take(other->m_selfResourceModule);
         std::transform(other->m_tags, other->m_tags + Zarn_FORM_TAGS_QTY, m_tags, take);
@@ -452,15 +464,14 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_reserved = other->m_reserved;
         m_safeToAllocateMemory = other->m_safeToAllocateMemory;
         m_logFileByteCountLimit = other->m_logFileByteCountLimit;
-        m_proxyRespondToSituation = other->m_proxyRespondToSituation;
         m_sizeMapOfDataForThreads = other->m_sizeMapOfDataForThreads;
         m_nonnativeInstantiatorID = other->m_nonnativeInstantiatorID;
-        m_plugInsQty = other->m_plugInsQty;
+        m_engineFactory = other->m_engineFactory;
         m_resStrTokenSepField = other->m_resStrTokenSepField;
         m_resStrTokenSepGroup = other->m_resStrTokenSepGroup;
         m_resStrTokenSepRecord = other->m_resStrTokenSepRecord;
         m_resStrTokenSepUnit = other->m_resStrTokenSepUnit;
-        m_selfDX_Code = other->m_selfDX_Code;
+        m_selfDX_Code = other->m_selfDX_Code.load();
         m_selfDX_FaultTolerance = other->m_selfDX_FaultTolerance;
         m_reserved2 = other->m_reserved2;
         m_situationMode = other->m_situationMode;
@@ -476,7 +487,7 @@ void ZarnData::adoptEngines()
     if (!m_mapOfDataForThreads)
         return;
     for (ThreadMap::Iterator it(*m_mapOfDataForThreads, true); !it.atEnd(); it.next())
-        static_cast<ZarnDataForThread*>(it.value())->setDataSet(this);
+        static_cast<ZarnDataForThread*>(it.value())->m_dataSet = this;
 }
 
 bool ZarnData::free_Resources()

@@ -28,6 +28,7 @@
 #include <zmu/monitor/ZarnScratchpad.h>
 #include <zmu/monitor/ZarnTypes.h>
 
+#include <atomic>
 #include <cstddef>
 
 class ZarnDataForThread;
@@ -136,7 +137,7 @@ class ZMU_API ZarnData {
 
   public:
     /// Deletes the calling thread's engine; true as well if it has none. Call it when a thread
-    /// that has reported ends. 275, 276.
+    /// that has reported ends. 275; 276 in the midst of a situation; a held code refuses.
     virtual bool removeThread();
     virtual ~ZarnData();
 
@@ -169,6 +170,9 @@ class ZMU_API ZarnData {
     ulong32 sizeMapOfDataForThreads(ulong32 size);
     ZarnDisplayFunction setDisplayDlgBoxFunction(ZarnDisplayFunction function);
     HWND setDisplayDlgBoxParent(HWND parent);
+    /// Makes the engines from now on, so that a subclass can stand in; null is ignored. Returns the
+    /// previous factory.
+    ZarnEngineFactory setEngineFactory(ZarnEngineFactory factory);
     i64 setNonnativeInstantiatorID(const i64& id);
     Zarn* setOwner(Zarn* owner);
     int setSelfDX_Code(int code) const;
@@ -271,7 +275,8 @@ class ZMU_API ZarnData {
     static void setLogVariables(const wchar_t* directory, unsigned int outputLevel,
                                 bool backupEnabled, unsigned int maxFileSize,
                                 unsigned int maxFileAge);
-    static wchar_t* getLogDirectory(); ///< The directory for temporary files until one is set.
+    /// The directory for temporary files until one is set. Takes no lock: ask once before threads do.
+    static wchar_t* getLogDirectory();
     static unsigned int getLogOutputLevel() { return s_logOutputLevel; }
     static bool getLogBackupEnabled() { return s_logBackupEnabled; }
     static unsigned int getLogMaxFileSize() { return s_logMaxFileSize; }
@@ -396,7 +401,7 @@ class ZMU_API ZarnData {
     wchar_t m_resStrTokenSepRecord = L'`';
     wchar_t m_resStrTokenSepUnit = L',';
     mutable ZarnScratchpad m_scratchpad;
-    mutable int m_selfDX_Code = 0;
+    mutable std::atomic<int> m_selfDX_Code = 0;
     Zarn_TOLERANCE m_selfDX_FaultTolerance = Zarn_TOLERANCE_NONE;
     ulong32 m_reserved2 = 0;
     HMODULE m_selfResourceModule = nullptr;
@@ -414,6 +419,7 @@ class ZMU_API ZarnData {
     static bool s_logInformationInitialized;
 
   private:
+    ZarnEngineFactory m_engineFactory;
     bool m_isReplacingLogFile = false;
 
     void loadProxy();
@@ -423,7 +429,7 @@ class ZMU_API ZarnData {
     bool eliminateLogFileFormInjectors();
     void freeInjectors();
     void releaseUnusedInjectors();
-    void noteSeries();
+    void noteSeries(unsigned int number);
     void adoptEngines();
     void freeEngines();
     ZarnDataForThread* createDataForCurrentThread() const;

@@ -20,26 +20,25 @@ void clearSlots(T* slots, int qty, T value = T{})
         std::fill_n(slots, qty, value);
 }
 
-/// The slots of one kind of argument: cleared if they exist, else made. Null for a quantity of 0.
+/// The slots of one kind of argument: cleared if there are as many as wanted, else made anew. Null
+/// for none, and without memory.
 template <class T, class Forget>
-T* makeSlots(T*& slots, int qty, Forget forget)
+T* makeSlots(T*& slots, int& qty, int wanted, Forget forget)
 {
-    if (!slots || qty < 1) {
+    if (!slots || qty != wanted) {
         delete[] slots;
-        slots = nullptr;
-        if (qty < 1)
-            return nullptr;
-        slots = new T[static_cast<std::size_t>(qty)];
+        slots = wanted > 0 ? new (std::nothrow) T[static_cast<std::size_t>(wanted)] : nullptr;
+        qty = slots ? wanted : 0;
     }
     forget();
     return slots;
 }
 
 template <class T>
-void freeSlots(T*& slots)
+void freeSlots(T*& slots, int& qty)
 {
-    delete[] slots;
-    slots = nullptr;
+    delete[] std::exchange(slots, nullptr);
+    qty = 0;
 }
 
 /// Stores `value` at `position` of an array of `qty`, of which `count` are used; -1 if it has no
@@ -92,28 +91,28 @@ int* ZarnDataForThread::createArgsInt()
 {
     if (!m_dataSet)
         return nullptr;
-    return makeSlots(m_argsInt, m_dataSet->getArgsIntQty(), [&] { forgetArgsInt(); });
+    return makeSlots(m_argsInt, m_argsIntQty, m_dataSet->getArgsIntQty(), [&] { forgetArgsInt(); });
 }
 
 unsigned int* ZarnDataForThread::createArgsUInt()
 {
     if (!m_dataSet)
         return nullptr;
-    return makeSlots(m_argsUInt, m_dataSet->getArgsUIntQty(), [&] { forgetArgsUInt(); });
+    return makeSlots(m_argsUInt, m_argsUIntQty, m_dataSet->getArgsUIntQty(), [&] { forgetArgsUInt(); });
 }
 
 char** ZarnDataForThread::createArgsStrA()
 {
-    if (!m_dataSet || m_argsStrW || m_dataSet->getCharSetExternal() == 2)
+    if (!m_dataSet || m_argsStrW || m_dataSet->getCharSetExternal() == ZARN_CHARSET_WIDE)
         return nullptr;
-    return makeSlots(m_argsStrA, m_dataSet->getArgsStrQty(), [&] { forgetArgsStrA(); });
+    return makeSlots(m_argsStrA, m_argsStrQty, m_dataSet->getArgsStrQty(), [&] { forgetArgsStrA(); });
 }
 
 wchar_t** ZarnDataForThread::createArgsStrW()
 {
-    if (!m_dataSet || m_argsStrA || m_dataSet->getCharSetExternal() != 2)
+    if (!m_dataSet || m_argsStrA || m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE)
         return nullptr;
-    return makeSlots(m_argsStrW, m_dataSet->getArgsStrQty(), [&] { forgetArgsStrW(); });
+    return makeSlots(m_argsStrW, m_argsStrQty, m_dataSet->getArgsStrQty(), [&] { forgetArgsStrW(); });
 }
 
 bool ZarnDataForThread::createArgsStr()
@@ -122,7 +121,7 @@ bool ZarnDataForThread::createArgsStr()
     case 0:
     case 1:
         return createArgsStrA() != nullptr;
-    case 2:
+    case ZARN_CHARSET_WIDE:
         return createArgsStrW() != nullptr;
     default:
         return false;
@@ -136,14 +135,15 @@ u64* ZarnDataForThread::createDescriptionFillers()
     int qty = m_dataSet->getDescriptionFillersQty();
     if (qty < 5 || qty > 99)
         qty = 0;
-    return makeSlots(m_descriptionFillers, qty, [&] { forgetDescriptionFillers(); });
+    return makeSlots(m_descriptionFillers, m_descriptionFillersQty, qty, [&] { forgetDescriptionFillers(); });
 }
 
 int* ZarnDataForThread::createPlugInsIndirectIndices()
 {
     if (!m_dataSet)
         return nullptr;
-    return makeSlots(m_plugInsIndirectIndices, m_dataSet->getPlugInsQty(),
+    return makeSlots(m_plugInsIndirectIndices, m_plugInsIndirectIndicesQty,
+                     m_dataSet->getPlugInsQty(),
                      [&] { forgetPlugInsIndirectIndices(); });
 }
 
@@ -157,52 +157,52 @@ void ZarnDataForThread::forgetArgs()
 
 void ZarnDataForThread::forgetArgsInt()
 {
-    clearSlots(m_argsInt, m_dataSet ? m_dataSet->getArgsIntQty() : 0);
+    clearSlots(m_argsInt, m_argsIntQty);
     m_argsIntCount = 0;
 }
 
 void ZarnDataForThread::forgetArgsStrA()
 {
-    clearSlots(m_argsStrA, m_dataSet ? m_dataSet->getArgsStrQty() : 0);
+    clearSlots(m_argsStrA, m_argsStrQty);
     m_argsStrCount = 0;
 }
 
 void ZarnDataForThread::forgetArgsStrW()
 {
-    clearSlots(m_argsStrW, m_dataSet ? m_dataSet->getArgsStrQty() : 0);
+    clearSlots(m_argsStrW, m_argsStrQty);
     m_argsStrCount = 0;
 }
 
 void ZarnDataForThread::forgetArgsUInt()
 {
-    clearSlots(m_argsUInt, m_dataSet ? m_dataSet->getArgsUIntQty() : 0);
+    clearSlots(m_argsUInt, m_argsUIntQty);
     m_argsUIntCount = 0;
 }
 
 void ZarnDataForThread::forgetDescriptionFillers()
 {
-    clearSlots(m_descriptionFillers, m_dataSet ? m_dataSet->getDescriptionFillersQty() : 0);
+    clearSlots(m_descriptionFillers, m_descriptionFillersQty);
 }
 
 void ZarnDataForThread::forgetPlugInsIndirectIndices()
 {
-    clearSlots(m_plugInsIndirectIndices, m_dataSet ? m_dataSet->getPlugInsQty() : 0, -1);
+    clearSlots(m_plugInsIndirectIndices, m_plugInsIndirectIndicesQty, -1);
     m_plugInsIndirectQty = 0;
 }
 
 void ZarnDataForThread::free_Memory()
 {
-    freeSlots(m_argsInt);
-    freeSlots(m_argsStrA);
-    freeSlots(m_argsStrW);
-    freeSlots(m_argsUInt);
+    freeSlots(m_argsInt, m_argsIntQty);
+    freeSlots(m_argsStrA, m_argsStrQty);
+    freeSlots(m_argsStrW, m_argsStrQty);
+    freeSlots(m_argsUInt, m_argsUIntQty);
     m_argsIntCount = 0;
     m_argsStrCount = 0;
     m_argsUIntCount = 0;
     delete m_logHyperlink;
     m_logHyperlink = nullptr;
-    freeSlots(m_descriptionFillers);
-    freeSlots(m_plugInsIndirectIndices);
+    freeSlots(m_descriptionFillers, m_descriptionFillersQty);
+    freeSlots(m_plugInsIndirectIndices, m_plugInsIndirectIndicesQty);
 }
 
 void ZarnDataForThread::free_Resources()
@@ -214,37 +214,32 @@ void ZarnDataForThread::free_Resources()
 
 int ZarnDataForThread::recordArgument(int value, int position)
 {
-    return recordAt(m_argsInt, m_dataSet ? m_dataSet->getArgsIntQty() : 0, m_argsIntCount, value,
-                    position);
+    return recordAt(m_argsInt, m_argsIntQty, m_argsIntCount, value, position);
 }
 
 int ZarnDataForThread::recordArgument(unsigned int value, int position)
 {
-    return recordAt(m_argsUInt, m_dataSet ? m_dataSet->getArgsUIntQty() : 0, m_argsUIntCount, value,
-                    position);
+    return recordAt(m_argsUInt, m_argsUIntQty, m_argsUIntCount, value, position);
 }
 
 int ZarnDataForThread::recordArgument(const char* value, int position)
 {
-    if (!m_dataSet || m_dataSet->getCharSetExternal() == 2)
+    if (!m_dataSet || m_dataSet->getCharSetExternal() == ZARN_CHARSET_WIDE)
         return -1;
-    return recordAt(m_argsStrA, m_dataSet->getArgsStrQty(), m_argsStrCount,
-                    const_cast<char*>(value), position);
+    return recordAt(m_argsStrA, m_argsStrQty, m_argsStrCount, const_cast<char*>(value), position);
 }
 
 int ZarnDataForThread::recordArgument(const wchar_t* value, int position)
 {
-    if (!m_dataSet || m_dataSet->getCharSetExternal() != 2)
+    if (!m_dataSet || m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE)
         return -1;
-    return recordAt(m_argsStrW, m_dataSet->getArgsStrQty(), m_argsStrCount,
-                    const_cast<wchar_t*>(value), position);
+    return recordAt(m_argsStrW, m_argsStrQty, m_argsStrCount, const_cast<wchar_t*>(value), position);
 }
 
 unsigned int ZarnDataForThread::getArg_UInt(int index) const
 {
-    const int qty = m_dataSet ? m_dataSet->getArgsUIntQty() : 0;
     // A completely filled array cannot be read; callers leave a slot free.
-    if (!m_argsUInt || index < 0 || index >= m_argsUIntCount || qty <= m_argsUIntCount)
+    if (!m_argsUInt || index < 0 || index >= m_argsUIntCount || m_argsUIntQty <= m_argsUIntCount)
         return 0;
     return m_argsUInt[index];
 }
@@ -288,6 +283,7 @@ void ZarnDataForThread::requireApproval() const
 bool ZarnDataForThread::respondToSituation()
 {
     SectionGuard section(*this);
+    const bool wasResponding = std::exchange(m_isResponding, true);
     runGuarded(*this, dx::RespondUnexpected, [&] {
         requireApproval();
         require(section.wasEntered(), dx::LockRefused);
@@ -297,6 +293,7 @@ bool ZarnDataForThread::respondToSituation()
         requireOrRaiseHeld(forgetSituation(), *this);
     });
     m_scratchpad.clear();
+    m_isResponding = wasResponding;
     section.leave();
     return isSelfSatisfied();
 }
@@ -320,6 +317,7 @@ bool ZarnDataForThread::forgetSituation()
 
         m_descriptionArgV = nullptr;
         m_descriptionDisplayIsDupe = false;
+        m_displayIsRaw = false;
         m_argSource = 0;
         m_displayDlgBoxSpecA = 0;
         m_displayDlgBoxSpecB = 0;

@@ -105,8 +105,6 @@ class ZMU_API ZarnDataForThread {
 
     /// Binds the engine to its data set and makes its arrays. 6 to 10, 217, 265, 269.
     bool initialize(ZarnData* dataSet);
-    /// Moves the engine to another data set of the same settings.
-    void setDataSet(ZarnData* dataSet) { m_dataSet = dataSet; }
     /// Describes the recorded situation, runs its plug-ins and forgets it. After a failure the
     /// situation stays as far as it got. 65, 262, 263, 265, and the codes of the phases.
     bool respondToSituation();
@@ -127,6 +125,8 @@ class ZMU_API ZarnDataForThread {
     int getDisplayDlgBoxResult() const { return m_displayDlgBoxResult; }
     int getSituationID() const { return m_situationID; }
     bool isSituationNormal() const { return m_situationID == 0; }
+    /// True from the beginning of respondToSituation to its end.
+    bool isResponding() const { return m_isResponding; }
 
     int getSelfDX_Code() const { return m_selfDX_Code; }
     void setSelfDX_Code(int code) const { m_selfDX_Code = code; }
@@ -193,6 +193,10 @@ class ZMU_API ZarnDataForThread {
     u64 m_situationResponseTraits = ZARN_DEFAULT_RESPONSE_TRAITS;
 
   private:
+    friend class ZarnData; // which keeps the engine, and moves it to a monitor
+
+    static constexpr u64 anyThread = 0;
+
     /// Where the log stood before an entry, so that a failed write can be taken back.
     struct LogMark {
         u64 byteCount;
@@ -223,4 +227,14 @@ class ZMU_API ZarnDataForThread {
     /// The checks that every section writer begins with, and the log's record.
     ZarnDataFile& requireLog(bool sectionEntered, int notNative);
     u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;
+
+    // What the arrays were made for; the data set's quantities may have changed since.
+    int m_argsIntQty = 0;
+    int m_argsStrQty = 0;
+    int m_argsUIntQty = 0;
+    int m_descriptionFillersQty = 0;
+    int m_plugInsIndirectIndicesQty = 0;
+    bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
+    bool m_isResponding = false;
+    u64 m_threadSerial = anyThread; ///< The thread that the engine was made for.
 };

@@ -5,6 +5,7 @@
 #include <zmu/monitor/internal/Guards.h>
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <memory>
 #include <new>
@@ -39,16 +40,39 @@ bool ZarnData::isSelfApproving() const
     return isSelfSatisfied();
 }
 
+namespace {
+
+/// A number from 1 that no other thread of the process has or had.
+u64 serialOfThisThread()
+{
+    static std::atomic<u64> last = 0;
+    thread_local const u64 serial = ++last;
+    return serial;
+}
+
+} // namespace
+
 // ---- The engines ---------------------------------------------------------------------------------------
 
 ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
 {
-    // A failed data set has no engine for anybody.
-    if (!m_mapOfDataForThreads || m_selfDX_Code)
+    if (!m_mapOfDataForThreads)
         return nullptr;
-    void* engine = nullptr;
-    if (m_mapOfDataForThreads->find(GetCurrentThreadId(), &engine))
-        return static_cast<ZarnDataForThread*>(engine);
+    // A failed data set has no engine for anybody, unless it forgives whoever comes to work.
+    if (create && m_selfDX_Code && m_selfDX_FaultTolerance == Zarn_TOLERANCE_FORGIVING)
+        m_selfDX_Code = 0;
+    if (m_selfDX_Code)
+        return nullptr;
+    void* found = nullptr;
+    if (m_mapOfDataForThreads->find(GetCurrentThreadId(), &found)) {
+        auto* engine = static_cast<ZarnDataForThread*>(found);
+        if (engine->m_threadSerial == ZarnDataForThread::anyThread ||
+            engine->m_threadSerial == serialOfThisThread())
+            return engine;
+        // The system gave a dead thread's identity to this one.
+        m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr);
+        delete engine;
+    }
     return create ? createDataForCurrentThread() : nullptr;
 }
 
@@ -58,8 +82,9 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
     SectionGuard section(*this);
     runGuarded(*this, dx::ObtainEngineUnexpected, [&] {
         require(section.wasEntered(), dx::LockRefused);
-        std::unique_ptr<ZarnDataForThread> engine(new (std::nothrow) ZarnDataForThread);
+        std::unique_ptr<ZarnDataForThread> engine(m_engineFactory());
         require(engine != nullptr, dx::NoEngine);
+        engine->m_threadSerial = serialOfThisThread();
         // The engine forwards to this data set, which it must be able to change.
         requireOrRaiseHeld(engine->initialize(const_cast<ZarnData*>(this)), *engine);
         require(m_mapOfDataForThreads->add(GetCurrentThreadId(), engine.get()),
@@ -75,16 +100,13 @@ bool ZarnData::removeThread()
     runGuarded(*this, dx::RemoveThreadUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(m_mapOfDataForThreads, dx::RemoveThreadNoMap);
-        if (!obtainDataForCurrentThread(false))
+        const ZarnDataForThread* engine = obtainDataForCurrentThread(false);
+        if (!engine)
             return;
-        void* engine = nullptr;
-        require(m_mapOfDataForThreads->remove(GetCurrentThreadId(), &engine) && engine,
+        require(!engine->isResponding() &&
+                    m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr),
                 dx::RemoveThreadFailed);
-        try {
-            delete static_cast<ZarnDataForThread*>(engine);
-        } catch (...) {
-            throw int{dx::RemoveThreadFailed};
-        }
+        delete engine;
     });
     return isSelfSatisfied();
 }

@@ -34,6 +34,9 @@ Zarn* Zarn::create(ZarnData* dataSet)
         require(m_zarnMonitorsCount >= 0 && m_zarnMonitorsQty >= 0 &&
                     m_zarnMonitorsCount < m_zarnMonitorsQty && dataSet && dataSet->isValid(),
                 dx::CreateRefused);
+        // What refused an earlier attempt is no reason against this one.
+        if (dataSet->getSelfDX_Code() == dx::CreateRefused)
+            dataSet->forgetSelfDX_Code();
         newData = new (std::nothrow) ZarnData(0);
         require(newData, dx::CreateNoDataSet);
         requireOrRaiseHeld(newData->assimilateDataSetContents(dataSet), *newData);
@@ -48,10 +51,9 @@ Zarn* Zarn::create(ZarnData* dataSet)
 
     if (dataSet)
         dataSet->setSelfDX_Code(holder.code);
-    if (monitor)
-        delete monitor; // and with it the data set
-    else
-        delete newData;
+    if (!monitor)
+        delete newData; // else the monitor owns it
+    delete monitor;
     return nullptr;
 }
 

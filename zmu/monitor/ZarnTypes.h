@@ -5,6 +5,7 @@
 #include <zmu/platform/Win32.h>
 
 class Zarn;
+class ZarnDataForThread;
 
 /// Answer of a question that may have none.
 enum Zarn_FUZZY_CHOICE { Zarn_FUZZY_UNKNOWN = -1, Zarn_FUZZY_NO = 0, Zarn_FUZZY_YES = 1 };
@@ -23,6 +24,9 @@ using Zarn_DX_MODE = int;
 /// Target of a message format.
 enum Zarn_MSG_FMT { Zarn_MSG_FMT_DISPLAY = 0, Zarn_MSG_FMT_LOGFILE = 1 };
 
+/// Character set of recorded strings that are wide; 0 and 1 are narrow.
+inline constexpr int ZARN_CHARSET_WIDE = 2;
+
 /// Position of recordArgument: behind the last argument recorded.
 inline constexpr int ZARN_ARG_NEXT = 0x7FFFFFFF;
 
@@ -34,14 +38,18 @@ inline constexpr u64 ZARN_DEFAULT_BEHAVIOR_CRITERIA = 0xE00001E1E0000000;
 inline constexpr u64 ZARN_DEFAULT_RESPONSE_TRAITS = 0x20000000;
 
 /// A plug-in: runs on the reporting thread with the data set's lock held, after all reports. Reads
-/// the situation through its monitor. A false or an exception concerns nobody else.
+/// the situation through its monitor, and does not report to it. A false or an exception concerns
+/// nobody else.
 using ZarnPlugIn = bool (*)(const Zarn* monitor);
 /// A display function: shows `text` under `caption` with the style word `type`; its result is kept
-/// for getDisplayDlgBoxResult. Runs with the data set's lock held.
+/// for getDisplayDlgBoxResult. Runs with the data set's lock held, and does not report to the same
+/// monitor.
 using ZarnDisplayFunction = int (*)(HWND parent, const wchar_t* text, const wchar_t* caption,
                                     unsigned int type);
 /// Decides whether situations of `traits` concern a monitor of `criteria`.
 using ZarnTraitsAssessor = bool (*)(const u64& criteria, const u64& traits);
+/// Makes the engine of a thread, with new; null is a failure.
+using ZarnEngineFactory = ZarnDataForThread* (*)();
 /// The entry "ProxyRespondToSituation" of the proxy module; non-zero is success.
 using ZarnProxyFunction = int (*)(unsigned int enablements, i64 instantiatorID,
                                   int negatedSituationID, const wchar_t* format,

@@ -90,7 +90,7 @@ void* LocalFree(void* memory);
 
 // ---- Modules and their strings: linux/Modules.cpp --------------------------------------------
 //
-// A module name of the design maps to a file: "x.dll" is "libx.so" with any version suffix,
+// A module name of the product maps to a file: "x.dll" is "libx.so" with any version suffix,
 // "x.exe" is "x". A name with a path is taken as it is.
 
 /// Handle of a module that is loaded already; null names the process's own image. Never loads and

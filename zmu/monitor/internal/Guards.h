@@ -5,6 +5,7 @@
 #pragma once
 
 #include <zmu/monitor/DxCodes.h>
+#include <zmu/platform/Threads.h>
 
 namespace zmu {
 
@@ -69,6 +70,7 @@ class SectionGuard {
     }
 
   private:
+    const CancellationHold m_hold;
     Self& m_self;
     bool m_entered;
 };

@@ -1,4 +1,4 @@
-// Modules by the design's names, on top of the dynamic loader.
+// Modules by the product's names, on top of the dynamic loader.
 #include <zmu/platform/Win32.h>
 
 #include <dlfcn.h>

@@ -1,6 +1,8 @@
 // Identity of threads and processes, and the lock that its owner may enter again.
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
+#include <pthread.h>
 #include <unistd.h>
 
 namespace {
@@ -71,4 +73,14 @@ void LeaveCriticalSection(CRITICAL_SECTION* section)
         return;
     section->owner.store(0, std::memory_order_relaxed);
     section->gate.unlock();
+}
+
+zmu::CancellationHold::CancellationHold()
+{
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_previous);
+}
+
+zmu::CancellationHold::~CancellationHold()
+{
+    pthread_setcancelstate(m_previous, nullptr);
 }
