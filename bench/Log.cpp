@@ -37,7 +37,7 @@ void configure(ZarnData& settings)
     settings.setDisplayDlgBoxFunction(showNothing);
 }
 
-Monitor::Monitor(ZarnData& settings) : m_monitor(Zarn::create(&settings))
+Monitor::Monitor(ZarnData&& settings) : m_monitor(Zarn::create(&settings))
 {
     if (!m_monitor)
         throw std::runtime_error("no monitor: code " + std::to_string(settings.getSelfDX_Code()));
@@ -48,11 +48,7 @@ Monitor::~Monitor()
     Zarn::destroy(&m_monitor, 0, false);
 }
 
-Log::Log(Medium medium)
-    : m_folder(medium), m_monitor([this]() -> ZarnData& {
-          thread_local LogSettings settings(m_folder.path("log.html"));
-          return settings;
-      }())
+Log::Log(Medium medium) : m_folder(medium), m_monitor(LogSettings(m_folder.path("log.html")))
 {
     u64 previous = 0;
     m_monitor->setLogFileByteCountLimit(highestByteLimit, previous);

@@ -17,7 +17,7 @@ void configure(ZarnData& settings);
 class Monitor {
   public:
     /// Throws if there is no monitor to be made of `settings`.
-    explicit Monitor(ZarnData& settings);
+    explicit Monitor(ZarnData&& settings);
     ~Monitor();
     Monitor(const Monitor&) = delete;
     Monitor& operator=(const Monitor&) = delete;

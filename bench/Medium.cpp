@@ -30,8 +30,7 @@ QString fileSystemOf(Medium medium)
 
 Folder::Folder(Medium medium)
     : m_folder(std::make_unique<QTemporaryDir>(folderOn(medium) + "/zmu-bench-XXXXXX"))
-{
-}
+{}
 
 void Folder::clearExcept(const QString& kept) const
 {

@@ -2,26 +2,26 @@
 
 #include <zmu/localize/ResourceModule.h>
 
-#include <fmt/core.h>
-
-#include <string_view>
+#include <string>
 
 namespace {
 
-// The message is written out again: a spec is one literal.
-constexpr std::wstring_view specOf(unsigned int id)
+const std::wstring& specOf(unsigned int id)
 {
+    static const std::wstring none;
+    static const std::wstring message = std::wstring(L"``") + zmu_bench::messageFormat + L"`";
+    static const std::wstring logged = L"2~536870912~2~u`s~||" + message;
+    static const std::wstring displayed = L"2~536870912~2~u`s~|48~" + message + L"|``";
+    static const std::wstring large = L"2~536870912~2~s~||``%1!s!`";
     switch (id) {
     case zmu_bench::LoggedSituation:
-        return L"2~536870912~2~u`s~||``"
-               L"Session %1!u! was started for the user %2!s! by the scheduler.`";
+        return logged;
     case zmu_bench::DisplayedSituation:
-        return L"2~536870912~2~u`s~|48~``"
-               L"Session %1!u! was started for the user %2!s! by the scheduler.`|```";
+        return displayed;
     case zmu_bench::LargeSituation:
-        return L"2~536870912~2~s~||``%1!s!`";
+        return large;
     default:
-        return {};
+        return none;
     }
 }
 
@@ -29,7 +29,7 @@ constexpr std::wstring_view specOf(unsigned int id)
 
 ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
 {
-    const std::wstring_view spec = specOf(id);
+    const std::wstring& spec = specOf(id);
     SetLastError(spec.empty() ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS);
     if (spec.empty())
         return 0;
@@ -44,12 +44,6 @@ void reportLarge(Zarn& monitor)
 {
     static const std::wstring text(900, L'x');
     monitor.respondToSituation(LargeSituation, nullptr, text.c_str());
-}
-
-std::string messageText()
-{
-    return fmt::format("Session {} was started for the user {} by the scheduler.", sessionNumber,
-                       "operator");
 }
 
 } // namespace zmu_bench

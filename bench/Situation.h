@@ -4,8 +4,6 @@
 
 #include <zmu/monitor/Zarn.h>
 
-#include <string>
-
 namespace zmu_bench {
 
 enum SituationID : int {
@@ -27,8 +25,5 @@ inline void report(Zarn& monitor, SituationID situation)
 
 /// Reports LargeSituation.
 void reportLarge(Zarn& monitor);
-
-/// `messageFormat` with its inserts, in UTF-8.
-std::string messageText();
 
 } // namespace zmu_bench

@@ -1,0 +1,62 @@
+// The whole road of a situation: to the log, to the display, to the proxy.
+#include "Log.h"
+#include "Measure.h"
+#include "Situation.h"
+
+namespace zmu_bench {
+
+namespace {
+
+void measureReports(benchmark::State& state, Zarn& monitor, SituationID situation)
+{
+    measure(state, [&] { report(monitor, situation); });
+    if (!monitor.isSelfSatisfied())
+        state.SkipWithError("a situation failed");
+}
+
+void measureLog(benchmark::State& state, Medium medium)
+{
+    const Log log(medium);
+    const QString file = log.file();
+    measureReports(state, log.monitor(), LoggedSituation);
+    if (log.file() != file)
+        state.SkipWithError("the log rolled over: measure fewer situations");
+}
+
+void measureDisplay(benchmark::State& state)
+{
+    const Log log(Medium::Disk);
+    const qint64 size = log.size();
+    measureReports(state, log.monitor(), DisplayedSituation);
+    if (log.size() != size)
+        state.SkipWithError("the situation reached the log");
+}
+
+/// Settings of a process whose situations travel through the proxy.
+struct ProxySettings : ZarnData {
+    ProxySettings() : ZarnData(instantiatorID)
+    {
+        wchar_t noLog[] = L"";
+        configure(*this);
+        recordLogFileNomenclature(noLog, nullptr, Zarn_LOG_HTML);
+    }
+
+    static constexpr i64 instantiatorID = 1;
+};
+
+void measureProxy(benchmark::State& state)
+{
+    const Monitor monitor{ProxySettings()};
+    measureReports(state, *monitor, LoggedSituation);
+}
+
+} // namespace
+
+void registerRoadBench()
+{
+    registerOnMedia("road to log", measureLog);
+    benchmark::RegisterBenchmark("road to display", measureDisplay);
+    benchmark::RegisterBenchmark("road to proxy", measureProxy);
+}
+
+} // namespace zmu_bench

@@ -1,0 +1,280 @@
+#include "Table.h"
+
+#include "AllocationCount.h"
+#include "Measure.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <thread>
+
+namespace zmu_bench {
+
+namespace {
+
+constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
+
+// ---- What the table shows ----------------------------------------------------------------------
+
+enum class Ratio {
+    OfTime,  ///< Times as long as the other.
+    OfSpeed, ///< Times as many a second as the other.
+};
+
+/// A promise about a ratio or a count.
+struct Target {
+    enum Kind { None, AtMost, AtLeast } kind = None;
+    double value = 0;
+
+    bool isMetBy(double measured) const
+    {
+        return kind == AtLeast ? measured >= value : measured <= value;
+    }
+};
+
+/// Time of a measurement, and what it is to another one.
+struct TimeRow {
+    const char* label;
+    const char* name;
+    const char* against;
+    Ratio ratio = Ratio::OfTime;
+    Target target = {};
+};
+
+/// Allocations of a measurement without those of its parts.
+struct AllocationRow {
+    const char* label;
+    const char* name;
+    std::vector<const char*> without = {};
+    Target target = {};
+};
+
+constexpr char floorName[] = "stream";
+
+const TimeRow roadRows[] = {
+    {"(a) the stream calls of an entry and its tail", floorName, floorName},
+    {"    the same with a buffered file", "buffered stream", floorName},
+    {"    the same from wide text", "stream of wide text", floorName},
+    {"(b) two pwrite calls", "pwrite", floorName},
+    {"(c) spdlog, flushed", "spdlog", floorName},
+    {"a situation to the log", "road to log", floorName, Ratio::OfTime, {Target::AtMost, 1.5}},
+    {"a situation to the display", "road to display", floorName},
+    {"a situation to the proxy", "road to proxy", floorName},
+    {"a string loaded", "string", floorName},
+    {"a spec fetched and parsed", "spec", floorName},
+    {"a message formatted", "format", floorName},
+};
+
+const TimeRow threadRows[] = {
+    {"one thread", "one thread", "one thread", Ratio::OfSpeed},
+    {"two threads", "two threads", "one thread", Ratio::OfSpeed, {Target::AtLeast, 0.8}},
+};
+
+const TimeRow fileSizeRows[] = {
+    {"an entry in a log of 1 MiB", "1 MiB", "1 MiB"},
+    {"an entry in a log of 70 MiB", "70 MiB", "1 MiB", Ratio::OfTime, {Target::AtMost, 1.1}},
+};
+
+const AllocationRow allocationRows[] = {
+    {"all", "road to log"},
+    {"    in loading its string", "string"},
+    {"    in the stream and its text", "stream of wide text"},
+    {"    anywhere else", "road to log", {"string", "stream of wide text"}, {Target::AtMost, 0}},
+};
+
+// ---- Printing ----------------------------------------------------------------------------------
+
+double median(std::vector<double> samples)
+{
+    if (samples.empty())
+        return unknown;
+    const auto middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
+    std::nth_element(samples.begin(), middle, samples.end());
+    if (samples.size() % 2 == 1)
+        return *middle;
+    return (*std::max_element(samples.begin(), middle) + *middle) / 2;
+}
+
+/// One line: for each medium a value and its ratio, then the target.
+class Line {
+  public:
+    explicit Line(const char* label) : m_label(label) {}
+    ~Line() { std::printf("%-54s%s\n", m_label, m_cells.c_str()); }
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+
+    void add(const char* heading)
+    {
+        m_cells += "  ";
+        m_cells += heading;
+    }
+
+    void add(double value, int width, int decimals)
+    {
+        char cell[64];
+        if (std::isnan(value))
+            std::snprintf(cell, sizeof cell, "  %*s", width, "-");
+        else
+            std::snprintf(cell, sizeof cell, "  %*.*f", width, decimals, value);
+        m_cells += cell;
+    }
+
+    /// What `measured` on each medium has to be, and whether it was.
+    void add(const Target& target, const std::vector<double>& measured)
+    {
+        if (target.kind == Target::None)
+            return;
+        const auto isKnown = [](double value) { return !std::isnan(value); };
+        const bool isAny = std::any_of(measured.begin(), measured.end(), isKnown);
+        const bool isMet = std::all_of(measured.begin(), measured.end(), [&](double value) {
+            return !isKnown(value) || target.isMetBy(value);
+        });
+        char cell[64];
+        std::snprintf(cell, sizeof cell, "  %s %g: %s",
+                      target.kind == Target::AtMost ? "at most" : "at least", target.value,
+                      !isAny  ? "not measured"
+                      : isMet ? "met"
+                              : "MISSED");
+        m_cells += cell;
+    }
+
+  private:
+    const char* m_label;
+    std::string m_cells;
+};
+
+constexpr int valueWidth = 10;
+constexpr int ratioWidth = 6;
+
+void printHeading(const char* label, const char* value, const char* ratio)
+{
+    std::printf("\n");
+    Line line(label);
+    for (const Medium medium : media) {
+        char heading[64];
+        std::snprintf(heading, sizeof heading, "%*s  %*s", valueWidth,
+                      (std::string(nameOf(medium)) + " " + value).c_str(), ratioWidth, ratio);
+        line.add(heading);
+    }
+    line.add("target");
+}
+
+/// Where the figures come from, the load of other programs above all.
+void printCircumstances(std::size_t repetitions)
+{
+    double load[1] = {unknown};
+    getloadavg(load, 1);
+    std::printf("\nMedians of %zu repetitions; %u processors, load %.1f", repetitions,
+                std::thread::hardware_concurrency(), load[0]);
+    for (const Medium medium : media) {
+        const QString kind = fileSystemOf(medium);
+        std::printf("; %s: %s", nameOf(medium), kind.isEmpty() ? "none" : qPrintable(kind));
+    }
+    std::printf("\n");
+}
+
+} // namespace
+
+// ---- Collecting --------------------------------------------------------------------------------
+
+Table::Table() : m_usual(benchmark::CreateDefaultDisplayReporter()) {}
+
+bool Table::ReportContext(const Context& context)
+{
+    return m_usual->ReportContext(context);
+}
+
+void Table::ReportRuns(const std::vector<Run>& runs)
+{
+    std::vector<Run> shown;
+    for (const Run& run : runs) {
+        const bool isRepetition = run.run_type == Run::RT_Iteration;
+        if (run.error_occurred || run.aggregate_name == "median" ||
+            (isRepetition && run.repetitions == 1))
+            shown.push_back(run);
+        if (run.error_occurred || !isRepetition)
+            continue;
+        // Other programs take their share of the processors: time that passes tells little, except
+        // where threads wait for each other.
+        const bool isRealTime = run.run_name.time_type == "real_time";
+        const double seconds = isRealTime ? run.real_accumulated_time : run.cpu_accumulated_time;
+        Samples& samples = m_samples[run.run_name.function_name];
+        samples.nanoseconds.push_back(seconds / static_cast<double>(run.iterations) * 1e9);
+        const auto allocations = run.counters.find(allocationsCounter);
+        if (allocations != run.counters.end())
+            samples.allocations.push_back(allocations->second);
+    }
+    if (!shown.empty())
+        m_usual->ReportRuns(shown);
+}
+
+void Table::Finalize()
+{
+    m_usual->Finalize();
+}
+
+// ---- The table ---------------------------------------------------------------------------------
+
+void Table::print() const
+{
+    if (m_samples.empty())
+        return;
+    // A measurement without a file has one result, whatever the medium.
+    const auto samplesOf = [this](const std::string& name, Medium medium) {
+        auto found = m_samples.find(nameOn(name, medium));
+        if (found == m_samples.end())
+            found = m_samples.find(name);
+        return found == m_samples.end() ? Samples{} : found->second;
+    };
+    const auto nanoseconds = [&](const char* name, Medium medium) {
+        return median(samplesOf(name, medium).nanoseconds);
+    };
+    const auto allocations = [&](const char* name, Medium medium) {
+        return median(samplesOf(name, medium).allocations);
+    };
+
+    const auto printTime = [&](const TimeRow& row) {
+        Line line(row.label);
+        std::vector<double> ratios;
+        for (const Medium medium : media) {
+            const double time = nanoseconds(row.name, medium);
+            const double other = nanoseconds(row.against, medium);
+            ratios.push_back(row.ratio == Ratio::OfTime ? time / other : other / time);
+            line.add(time, valueWidth, 0);
+            line.add(ratios.back(), ratioWidth, 2);
+        }
+        line.add(row.target, ratios);
+    };
+    const auto printAllocations = [&](const AllocationRow& row) {
+        Line line(row.label);
+        std::vector<double> counts;
+        for (const Medium medium : media) {
+            double count = allocations(row.name, medium);
+            for (const char* part : row.without)
+                count -= allocations(part, medium);
+            // What a part needs on its own, the whole may do without.
+            counts.push_back(std::isnan(count) ? count : std::max(count, 0.0));
+            line.add(counts.back(), valueWidth, 1);
+            line.add(std::string(ratioWidth, ' ').c_str());
+        }
+        line.add(row.target, counts);
+    };
+
+    std::size_t repetitions = 0;
+    for (const auto& [name, samples] : m_samples)
+        repetitions = std::max(repetitions, samples.nanoseconds.size());
+    printCircumstances(repetitions);
+
+    printHeading("A situation, in processor time", "ns", "x (a)");
+    std::for_each(std::begin(roadRows), std::end(roadRows), printTime);
+    printHeading("Situations of all threads on one monitor, in real time", "ns", "speed");
+    std::for_each(std::begin(threadRows), std::end(threadRows), printTime);
+    printHeading("Size of the log, in processor time", "ns", "x 1MiB");
+    std::for_each(std::begin(fileSizeRows), std::end(fileSizeRows), printTime);
+    printHeading("Heap allocations of a situation", "count", "");
+    std::for_each(std::begin(allocationRows), std::end(allocationRows), printAllocations);
+}
+
+} // namespace zmu_bench
