@@ -10,7 +10,8 @@ namespace {
 
 constexpr wchar_t builtInHead[] =
     L"<html><body>\n<!-- ProductVersion= FileVersion= --><time> The log template file is "
-    L"inaccessible, corrupt, or perhaps too large to format; will use default layout instead.<br>\n";
+    L"inaccessible, corrupt, or perhaps too large to format; will use default layout "
+    L"instead.<br>\n";
 
 } // namespace
 
@@ -25,11 +26,12 @@ TEST(Log, HoldsHeadEntriesAndOneTail)
     monitor->respondToSituation(100, nullptr, 43U, L"%1!s! [DAY] <b>");
 
     EXPECT_EQ(monitor->getSelfDX_Code(), 0);
-    EXPECT_EQ(withoutTimes(logText(folder.path("log.html"))),
-              QString::fromWCharArray(builtInHead) +
-                  u"<!-- SituationID=100 --><time> Session 42 of Gr\u00fc\u00dfe \U0001F600 "
-                  u"started.<br>\n<!-- SituationID=100 --><time> Session 43 of %1!s! [DAY] <b> "
-                  u"started.<br>\n</body><html>\n");
+    EXPECT_EQ(
+        withoutTimes(logText(folder.path("log.html"))),
+        QString::fromWCharArray(builtInHead) +
+            text(u"<!-- SituationID=100 --><time> Session 42 of Gr\u00fc\u00dfe \U0001F600 "
+                 u"started.<br>\n<!-- SituationID=100 --><time> Session 43 of %1!s! [DAY] <b> "
+                 u"started.<br>\n</body><html>\n"));
 }
 
 TEST(Log, IsUtf16WithOneMarkAlsoWhenOpenedAgain)
@@ -87,13 +89,12 @@ TEST(Log, TakesAnyNameOfAFile)
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.file);
-        const std::wstring name = test.isRelative ? QString::fromUtf8(test.file).toStdWString()
-                                                  : folder.path(test.file);
+        const std::wstring name =
+            test.isRelative ? QString::fromUtf8(test.file).toStdWString() : folder.path(test.file);
         Monitor monitor(name, form.c_str());
         ASSERT_TRUE(monitor.get()) << monitor.createCode();
         EXPECT_EQ(reportText(monitor.get(), name.c_str()), dx::Satisfied);
-        EXPECT_EQ(folder.read(test.file),
-                  logBytes(plainLog(QString::fromStdWString(name) + '\n')));
+        EXPECT_EQ(folder.read(test.file), logBytes(plainLog(QString::fromStdWString(name) + '\n')));
 
         std::wstring copy(name.size() + 1, L'?');
         EXPECT_TRUE(monitor->getFileLogName(copy.data(), copy.size()));
@@ -133,7 +134,8 @@ TEST(Log, IsRefusedWhereNoFileCanBe)
                                         "open file " +
                                         QString::fromStdWString(test.name).left(900)))
                 << qPrintable(traced);
-            EXPECT_TRUE(traced.contains("ZarnData::establishLogFile (true) caught exception #45.\n"))
+            EXPECT_TRUE(
+                traced.contains("ZarnData::establishLogFile (true) caught exception #45.\n"))
                 << qPrintable(traced);
         }
     }
@@ -212,8 +214,8 @@ TEST(Log, NomenclatureIsJudgedInOrder)
                     data.recordLogFileNomenclature(test.log ? wideLog.data() : nullptr,
                                                    test.form ? wideForm.c_str() : nullptr, kind);
                 else
-                    data.recordLogFileNomenclature(test.log ? narrowLog.data() : nullptr,
-                                                   test.form, kind);
+                    data.recordLogFileNomenclature(test.log ? narrowLog.data() : nullptr, test.form,
+                                                   kind);
                 ASSERT_EQ(data.getSelfDX_Code(), expected) << instantiator << isWide;
                 if (expected == dx::Satisfied) {
                     EXPECT_EQ(data.getFileLogName(), wideLog);
@@ -221,9 +223,10 @@ TEST(Log, NomenclatureIsJudgedInOrder)
                 }
                 // Only recording refuses a text log.
                 int code = -1;
-                if (test.kind == 1 && expected == dx::LogKindRefused)
+                if (test.kind == 1 && expected == dx::LogKindRefused) {
                     EXPECT_TRUE(data.isValidLogFileNomenclature(wideLog.c_str(), wideForm.c_str(),
                                                                 kind, 2, code));
+                }
             }
         }
     }

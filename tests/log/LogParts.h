@@ -5,6 +5,7 @@
 
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/monitor/DxCodes.h>
+#include <zmu/monitor/ZarnArguments.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 
 #include <gtest/gtest.h>
@@ -13,6 +14,12 @@ namespace zmu_test {
 
 /// Situation of reportText: its entry is the text that it is given.
 inline constexpr int textSituation = 100;
+
+/// Literals with more than ASCII.
+inline QString text(const char16_t* literal)
+{
+    return QString::fromUtf16(literal);
+}
 
 inline void serveTextSituation()
 {
@@ -29,7 +36,7 @@ inline const QByteArray plainForm = formOf("<log>\n", "[SITUATION_DSCRP]\n", "</
 
 inline QString plainLog(const QString& entries)
 {
-    return u"<log>\n" + entries + u"</log>\n";
+    return "<log>\n" + entries + "</log>\n";
 }
 
 /// `text` as it stands in a log file.
@@ -79,8 +86,8 @@ class Stages : public ZarnData {
     /// Reports and answers the code that the report left, which it forgets.
     int report(const wchar_t* text)
     {
-        u64 slots[zmu::ArgumentSlotsQty] = {reinterpret_cast<u64>(text)};
-        char* cursor = reinterpret_cast<char*>(slots);
+        u64 arguments[zmu::ArgumentSlotsQty] = {reinterpret_cast<u64>(text)};
+        char* cursor = reinterpret_cast<char*>(arguments);
         recordSituationID(textSituation);
         respondToSituation(&cursor);
         return takeCode();

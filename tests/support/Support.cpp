@@ -7,6 +7,7 @@
 #include <QRegularExpression>
 
 #include <cwchar>
+#include <ostream>
 
 #if !defined(_WIN32)
 #include <unistd.h>
@@ -24,6 +25,20 @@ ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, in
     buffer[length] = L'\0';
     SetLastError(ERROR_SUCCESS);
     return static_cast<int>(length);
+}
+
+#if defined(__SANITIZE_THREAD__)
+// The sanitizer does not see how Qt, which is not built for it, counts the users of a thread's
+// data.
+extern "C" const char* __tsan_default_suppressions()
+{
+    return "race:QWaitCondition\n";
+}
+#endif
+
+void PrintTo(const QString& text, std::ostream* out)
+{
+    *out << '"' << qPrintable(text) << '"';
 }
 
 namespace zmu_test {

@@ -9,8 +9,12 @@
 #include <QString>
 #include <QTemporaryDir>
 
+#include <iosfwd>
 #include <map>
 #include <string>
+
+/// How a failed test shows a QString.
+void PrintTo(const QString& text, std::ostream* out);
 
 namespace zmu_test {
 
@@ -71,8 +75,7 @@ int show(HWND parent, const wchar_t* text, const wchar_t* caption, unsigned int 
 
 /// Makes `settings` ready for Zarn::create: wide strings, slots for 5 arguments of each kind, a
 /// display function that notes, and a log in `logName`. `formName` null: the built-in form.
-void makeReady(ZarnData& settings, const std::wstring& logName,
-               const wchar_t* formName = nullptr);
+void makeReady(ZarnData& settings, const std::wstring& logName, const wchar_t* formName = nullptr);
 
 /// A monitor with the settings of makeReady, destroyed with this object.
 class Monitor {

@@ -78,7 +78,7 @@ int toBufferMax(unsigned capacity)
 template <class Char>
 int terminate(Char* elements, int claimed, int bufferMax)
 {
-    const int length = std::clamp(claimed, 0, bufferMax - 1);
+    const int length = std::max(0, std::min(claimed, bufferMax - 1));
     elements[length] = Char();
     return length;
 }

@@ -93,8 +93,8 @@ bool ZarnData::recordLogFileNomenclature(wchar_t* logName, const wchar_t* formNa
     setSelfDX_Code(dx::Satisfied);
     runGuarded(*this, dx::RecordNomenclatureUnexpected, [&] {
         int dxCode = dx::Satisfied;
-        require(isValidLogFileNomenclature(logName, formName, kind, m_charSetExternal, dxCode),
-                dxCode);
+        if (!isValidLogFileNomenclature(logName, formName, kind, m_charSetExternal, dxCode))
+            throw dxCode;
         storeNomenclature(logName, formName, kind);
     });
     return isSelfSatisfied();
@@ -105,8 +105,8 @@ bool ZarnData::recordLogFileNomenclature(char* logName, const char* formName, Za
     setSelfDX_Code(dx::Satisfied);
     runGuarded(*this, dx::RecordNomenclatureUnexpected, [&] {
         int dxCode = dx::Satisfied;
-        require(isValidLogFileNomenclature(logName, formName, kind, m_charSetExternal, dxCode),
-                dxCode);
+        if (!isValidLogFileNomenclature(logName, formName, kind, m_charSetExternal, dxCode))
+            throw dxCode;
         UTL_String log(logName);
         UTL_String form(formName);
         storeNomenclature(log.wideText(), formName ? form.wideText() : nullptr, kind);
@@ -239,11 +239,7 @@ bool ZarnData::establishLogFile(bool learnForm)
             return; // the file stays empty until its first entry
         ZarnDataForThread* engine = obtainDataForCurrentThread(true);
         require(engine, dx::EstablishNoEngine);
-        if (!writeHead(*engine)) {
-            const int code = getSelfDX_Code();
-            freeLogFileFormSectionHeadData();
-            throw code;
-        }
+        requireOrRaiseHeld(writeHead(*engine), *this);
         requireOrRaiseHeld(engine->logFormSectionTail(), *engine);
     });
     if (!isSelfSatisfied()) {
@@ -264,14 +260,21 @@ bool ZarnData::writeHead(ZarnDataForThread& engine)
         m_safeToAllocateMemory = false;
         return isSelfSatisfied();
     };
-    if (write())
-        return true;
-    if (m_fileLog.m_formIsBuiltIn)
-        return false;
-    // The head of a form file has failed: the built-in form takes over, all of it.
-    freeLogFileFormSectionHeadData();
-    forgetSelfDX_Code();
-    return supplantLogFileFormFromResDLL(SECTIONS_ALL) && write();
+    // A file that cannot take the head, on a full disk for one, is not the form's fault.
+    const auto isFormToBlame = [this] {
+        const int code = getSelfDX_Code();
+        return code != dx::Satisfied && code != dx::LogSectionUnexpected &&
+               code != dx::LogHeadUnexpected;
+    };
+    if (!write() && isFormToBlame()) {
+        freeLogFileFormSectionHeadData();
+        if (!m_fileLog.m_formIsBuiltIn) {
+            forgetSelfDX_Code();
+            if (!supplantLogFileFormFromResDLL(SECTIONS_ALL) || (!write() && isFormToBlame()))
+                freeLogFileFormSectionHeadData();
+        }
+    }
+    return isSelfSatisfied();
 }
 
 // ---- Replacing -------------------------------------------------------------------------------------------

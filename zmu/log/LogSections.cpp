@@ -6,6 +6,7 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 
 #include <zmu/foundation/internal/Texts.h>
+#include <zmu/foundation/internal/Utf16.h>
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
@@ -13,7 +14,6 @@
 #include <zmu/monitor/internal/Inserts.h>
 #include <zmu/platform/Files.h>
 
-#include <QDateTime>
 #include <QFile>
 #include <QTextStream>
 
@@ -22,7 +22,6 @@
 #include <cwchar>
 #include <limits>
 #include <memory>
-#include <optional>
 
 using namespace zmu;
 
@@ -132,32 +131,28 @@ class SectionTime {
   public:
     u64 part(Zarn_FORM_VAR var)
     {
-        if (!m_now)
-            m_now = QDateTime::currentDateTime();
-        const QDate date = m_now->date();
-        const QTime time = m_now->time();
+        if (m_now.wYear == 0)
+            GetLocalTime(&m_now);
         switch (var) {
         case Zarn_FORM_VAR_YEAR:
-            return slot(date.year());
+            return m_now.wYear;
         case Zarn_FORM_VAR_MONTH:
-            return slot(date.month());
+            return m_now.wMonth;
         case Zarn_FORM_VAR_DAY:
-            return slot(date.day());
+            return m_now.wDay;
         case Zarn_FORM_VAR_HOURS:
-            return slot(time.hour());
+            return m_now.wHour;
         case Zarn_FORM_VAR_MINUTES:
-            return slot(time.minute());
+            return m_now.wMinute;
         case Zarn_FORM_VAR_SECONDS:
-            return slot(time.second());
+            return m_now.wSecond;
         default:
-            return slot(time.msec());
+            return m_now.wMilliseconds;
         }
     }
 
   private:
-    static u64 slot(int value) { return static_cast<u64>(value); }
-
-    std::optional<QDateTime> m_now;
+    SYSTEMTIME m_now = {};
 };
 
 u64 textSlot(const wchar_t* text)
@@ -174,6 +169,12 @@ void advance(int& position, u64 bytes)
 void addSaturating(u64& count, u64 bytes)
 {
     count += std::min(bytes, byteCountMax - count);
+}
+
+SlotKind kindOf(Zarn_FORM_VAR var)
+{
+    const bool isText = formVariables[var].insert[0] == L's';
+    return isText ? SlotKind::WideText : SlotKind::Number;
 }
 
 bool isTimeVariable(Zarn_FORM_VAR var)
@@ -228,25 +229,39 @@ void formatGrowing(SectionText& text, const wchar_t* format, u64* values, Inject
     require(text.text(), dx::SectionNoBuffer);
 }
 
-/// Writes to the log's stream, all of `text` or a failure. Returns the bytes written.
-u64 writeText(QTextStream& stream, const QString& text)
+/// Writes to the log's stream, all of the text or a failure, in a file of at most `limit` bytes.
+/// Returns the bytes written.
+u64 writeText(QTextStream& stream, const wchar_t* text, std::size_t length, u64 limit)
 {
-    const bool isUtf16 = stream.encoding() == QStringConverter::Utf16;
-    const qint64 longest = text.size() * (isUtf16 ? 2 : 3);
-    const qint64 position = stream.pos();
-    if (!canFileGrowTo(static_cast<u64>(position + longest)))
+    constexpr std::size_t unitsQty = ZarnScratchpad::Buffer::capacity * utf16UnitsMax;
+    char16_t entryUnits[unitsQty];
+    std::unique_ptr<char16_t[]> headUnits;
+    char16_t* units = entryUnits;
+    if (length * utf16UnitsMax > unitsQty) {
+        headUnits = std::make_unique<char16_t[]>(length * utf16UnitsMax);
+        units = headUnits.get();
+    }
+
+    const std::size_t unitsCount = toUtf16(text, length, units);
+    QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char*>(units),
+                                               static_cast<qsizetype>(unitsCount * sizeof *units));
+    // A log without a head has not been given its encoding.
+    if (stream.encoding() != QStringConverter::Utf16)
+        bytes = QString(reinterpret_cast<const QChar*>(units),
+                        static_cast<qsizetype>(unitsCount))
+                    .toUtf8();
+
+    // The device and not the stream, which would copy and encode the text once more.
+    QIODevice& device = *stream.device();
+    if (static_cast<u64>(device.pos() + bytes.size()) > limit)
         throw WriteFailed{};
-    stream.setGenerateByteOrderMark(false);
-    stream << text;
-    stream.flush();
-    if (stream.status() != QTextStream::Ok) {
+    if (device.write(bytes) != bytes.size()) {
         // Nothing of the failure stays, so that the next write finds the log as it should be.
-        stream.resetStatus();
-        if (auto* file = qobject_cast<QFile*>(stream.device()))
+        if (auto* file = qobject_cast<QFile*>(&device))
             file->unsetError();
         throw WriteFailed{};
     }
-    return static_cast<u64>(stream.pos() - position);
+    return static_cast<u64>(bytes.size());
 }
 
 } // namespace
@@ -296,7 +311,8 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
         }
 
         SectionText text;
-        require(highestInsert(format) <= varCount, dx::SectionNotFormatted);
+        require(insertsFit(format, varCount, [&](int slot) { return kindOf(vars[slot - 1]); }),
+                dx::SectionNotFormatted);
         if (!mayAllocate)
             require(text.formatInto(m_scratchpad.m_a, format, values), dx::SectionNotFormatted);
         else
@@ -306,9 +322,8 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
         if (wcsnlen(text.text(), text.length()) != text.length())
             setSelfDX_Code(dx::SectionLengthDisagrees);
         else
-            bytesWritten = writeText(*file.m_logStream,
-                                     QString::fromWCharArray(text.text(),
-                                                             static_cast<int>(text.length())));
+            bytesWritten = writeText(*file.m_logStream, text.text(), text.length(),
+                                     m_fileSizeLimit ? m_fileSizeLimit : fileSizeLimit());
         if (countBytes)
             addSaturating(file.m_logByteCount, bytesWritten);
         if (isEntry)
@@ -367,7 +382,8 @@ bool ZarnDataForThread::logFormSectionHead()
         // The mark is written by hand, whatever the stream would add.
         stream.setAutoDetectUnicode(false);
         stream.setEncoding(QStringConverter::Utf16);
-        const u64 markBytes = writeText(stream, QString(QChar(0xFEFF)));
+        m_fileSizeLimit = fileSizeLimit();
+        const u64 markBytes = writeText(stream, L"\xFEFF", 1, m_fileSizeLimit);
         file.m_logByteCount += markBytes;
 
         u64 bytesWritten = 0;
@@ -393,6 +409,7 @@ bool ZarnDataForThread::logFormSectionBody()
         require(file.m_logStream, dx::LogNotOpen);
         require(file.m_tailPosition >= 0, dx::BodyPositionNegative);
         require(file.m_logStream->seek(file.m_tailPosition), dx::BodySeekFailed);
+        m_fileSizeLimit = fileSizeLimit(); // for the tail as well
 
         u64 bytesWritten = 0;
         requireOrRaiseHeld(logFormSection(file.m_bodyFormat, file.m_bodyVarCount, file.m_bodyVars,

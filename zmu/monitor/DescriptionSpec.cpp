@@ -58,21 +58,14 @@ bool ZarnDataForThread::parseDescriptionSpecLogFile()
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepGroup();
         m_descriptionLogFileLineWd = getDefaultLineWidth(Zarn_MSG_FMT_LOGFILE);
 
-        int count = 0;
-        ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        require(copy.assign(m_descriptionForLogFile.c_str()) &&
-                    countTokens(copy.inPlace(), m_tokenSeparator, count, groupsCount) &&
-                    count == groupsCount,
-                dx::LogSpecGroups);
-
+        const int count = tokensIn(m_descriptionForLogFile.c_str(), *m_tokenSeparator);
+        require(count == groupsCount, dx::LogSpecGroups);
         m_scratchpad.m_b.assign(m_descriptionForLogFile.c_str());
         TokenWalk groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
         for (int i = 0; wchar_t* group = groups.next(); ++i) {
             require(i == 0, dx::LogSpecGroupIndex);
             require(count == groupsCount, dx::LogSpecFormatMisplaced);
-            requireOrRaiseHeld(parseDescriptionSpec_MessageFormat(group, Zarn_MSG_FMT_LOGFILE,
-                                                                  copy.writable(), copy.sizeBytes),
-                               *this);
+            requireOrRaiseHeld(parseMessageFormat(group, Zarn_MSG_FMT_LOGFILE), *this);
         }
     });
     if (!isSelfSatisfied()) {
@@ -120,12 +113,8 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
             return;
         }
 
-        int count = 0;
-        ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        require(copy.assign(m_descriptionForDisplay.c_str()) &&
-                    countTokens(copy.inPlace(), m_tokenSeparator, count, groupsCount) &&
-                    count <= groupsCount,
-                dx::DisplaySpecGroups);
+        const int count = tokensIn(m_descriptionForDisplay.c_str(), *m_tokenSeparator);
+        require(count <= groupsCount, dx::DisplaySpecGroups);
         if (count == 1 && isDupeForm(spec)) {
             m_descriptionDisplayIsDupe = true;
             return;
@@ -142,9 +131,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
             }
             require(i == 1, dx::DisplaySpecGroupIndex);
             require(count == groupsCount, dx::DisplaySpecFormatMisplaced);
-            requireOrRaiseHeld(parseDescriptionSpec_MessageFormat(group, Zarn_MSG_FMT_DISPLAY,
-                                                                  copy.writable(), copy.sizeBytes),
-                               *this);
+            requireOrRaiseHeld(parseMessageFormat(group, Zarn_MSG_FMT_DISPLAY), *this);
         }
     });
     if (!isSelfSatisfied()) {
@@ -173,14 +160,9 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
         reset();
 
-        int count = 0;
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        require(copy.assign(text) &&
-                    countTokens(copy.inPlace(), m_tokenSeparator, count, recordsMax) &&
-                    count <= recordsMax,
-                dx::DialogSpecRecords);
-
-        copy.assign(text);
+        const int count = tokensIn(text, *m_tokenSeparator);
+        require(copy.assign(text) && count <= recordsMax, dx::DialogSpecRecords);
         TokenWalk records(copy.inPlace(), m_tokenSeparator);
         for (int i = 0; i < count; ++i) {
             const wchar_t* record = skipWhitespace(records.next());
@@ -212,6 +194,15 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
 
 // ---- Message formats and their affixes -----------------------------------------------------------------
 
+bool ZarnDataForThread::parseMessageFormat(wchar_t* text, Zarn_MSG_FMT format)
+{
+    ZarnScratchpad::Buffer& scratch = m_scratchpad.m_a;
+    const bool succeeded = parseDescriptionSpec_MessageFormat(text, format, scratch.writable(),
+                                                              scratch.sizeBytes);
+    scratch.clear();
+    return succeeded;
+}
+
 bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_MSG_FMT format,
                                                            wchar_t* scratch, ulong32 scratchBytes)
 {
@@ -219,6 +210,7 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
     constexpr int recordsMax = 4;
 
     const std::size_t scratchQty = scratchBytes / sizeof(wchar_t);
+    std::size_t scratchUsed = 0;
     const bool isTargetKnown = format == Zarn_MSG_FMT_DISPLAY || format == Zarn_MSG_FMT_LOGFILE;
     const auto resetTarget = [&] {
         withTarget(format, [&](auto& target, u8& lineWidth) {
@@ -234,21 +226,19 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
         resetTarget();
 
-        int count = 0;
-        require(text && scratch && scratchQty > 0 && copyText(scratch, scratchQty, text) &&
-                    countTokens(scratch, m_tokenSeparator, count, recordsMax) &&
-                    count >= recordsMin,
+        require(text && scratch && scratchQty > 0 && copyText(scratch, scratchQty, text),
                 dx::MessageFormatRecords);
-
-        copyText(scratch, scratchQty, text);
+        scratchUsed = std::wcslen(scratch);
+        const int count = tokensIn(scratch, *m_tokenSeparator);
+        require(count >= recordsMin && count <= recordsMax, dx::MessageFormatRecords);
         TokenWalk records(scratch, m_tokenSeparator);
         for (int i = 0; i < count; ++i)
             appendRecord(i, records.next(), format);
     });
     if (!isSelfSatisfied() && isTargetKnown)
         resetTarget();
-    if (scratch && scratchQty > 0)
-        zeroText(scratch);
+    if (scratch)
+        std::wmemset(scratch, L'\0', scratchUsed);
     return isSelfSatisfied();
 }
 
@@ -358,7 +348,9 @@ void ZarnDataForThread::formatDescription(Buffer& description, u8 lineWidth, int
     constexpr ulong32 fromStringAndArray =
         FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
 
-    require(highestInsert(description.c_str()) <= m_descriptionFillersQty, failed);
+    require(insertsFit(description.c_str(), m_descriptionFillersQty,
+                       [this](int slot) { return m_fillerKinds[slot - 1]; }),
+            failed);
     ZarnScratchpad::Buffer& output = m_scratchpad.m_a;
     output.clear();
     const ulong32 length =

@@ -68,16 +68,9 @@ bool ZarnDataForThread::obtainResponseSpecs()
         ZarnScratchpad::Buffer& spec = m_scratchpad.m_a;
         require(spec.assign(loadSpec(specCapacity).wideText()), dx::SpecTooLong);
 
-        int count = 0;
-        require(m_scratchpad.m_b.assign(spec.c_str()) &&
-                    countTokens(m_scratchpad.m_b.inPlace(), m_tokenSeparator, count,
-                                fieldsCount) &&
-                    count == fieldsCount,
-                dx::SpecFields);
-        m_scratchpad.m_b.clear();
-
+        require(tokensIn(spec.c_str(), *m_tokenSeparator) == fieldsCount, dx::SpecFields);
         TokenWalk fields(spec.inPlace(), m_tokenSeparator);
-        for (int i = 0; i < count; ++i) {
+        for (int i = 0; i < fieldsCount; ++i) {
             const wchar_t* field = fields.next();
             switch (i) {
             case 0:
@@ -124,12 +117,8 @@ bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
         forgetPlugInsIndirectIndices();
         m_argSource = 0;
 
-        int count = 0;
-        ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        require(copy.assign(m_responseSpecHeader.c_str()) &&
-                    countTokens(copy.inPlace(), m_tokenSeparator, count, groupsMax) &&
-                    count >= groupsMin,
-                dx::HeaderGroups);
+        const int count = tokensIn(m_responseSpecHeader.c_str(), *m_tokenSeparator);
+        require(count >= groupsMin && count <= groupsMax, dx::HeaderGroups);
 
         TokenWalk groups(m_responseSpecHeader.inPlace(), m_tokenSeparator);
         for (int i = 0; i < count; ++i) {
@@ -202,22 +191,18 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
         forgetDescriptionFillers();
 
-        int count = 0;
-        const int qty = m_descriptionFillersQty;
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        require(copy.assign(text) && countTokens(copy.inPlace(), m_tokenSeparator, count, qty) &&
-                    count <= qty,
-                dx::FillersTooMany);
-
-        copy.assign(text);
+        const int count = tokensIn(text, *m_tokenSeparator);
+        require(copy.assign(text) && count <= m_descriptionFillersQty, dx::FillersTooMany);
         TokenWalk records(copy.inPlace(), m_tokenSeparator);
         const bool isCollecting = fillerStrings && m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE;
         for (int i = 0; i < count; ++i) {
-            bool isString = false;
             wchar_t* record = records.next();
-            m_descriptionFillers[i] = m_argSource == 1 ? fillFromRecorded(record, isString)
-                                                       : fillFromCursor(record, isString);
-            if (isString && isCollecting)
+            if (m_argSource == 1)
+                fillFromRecorded(i, record);
+            else
+                fillFromCursor(i, record);
+            if (isCollecting && *record == L's')
                 *fillerStrings++ = m_descriptionFillers[i];
         }
     });
@@ -227,48 +212,48 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
     return isSelfSatisfied();
 }
 
-u64 ZarnDataForThread::fillFromRecorded(wchar_t* record, bool& isString) const
+void ZarnDataForThread::fillFromRecorded(int filler, wchar_t* record)
 {
     wchar_t* digits = findDigit(record);
     require(digits, dx::FillerWithoutSlot);
     const int slot = toNumber(digits);
     *digits = L'\0';
-    const auto requireSlot = [slot](int qty) { require(slot < qty, dx::FillerSlotOutOfRange); };
+    const auto fill = [&](const auto* slots, int qty, SlotKind kind) {
+        require(slot < qty, dx::FillerSlotOutOfRange);
+        setFiller(filler, toArgumentSlot(slots[slot]), kind);
+    };
 
-    if (std::wcscmp(record, L"d") == 0) {
-        requireSlot(m_argsIntQty);
-        return toArgumentSlot(m_argsInt[slot]);
-    }
-    if (std::wcscmp(record, L"u") == 0) {
-        requireSlot(m_argsUIntQty);
-        return toArgumentSlot(m_argsUInt[slot]);
-    }
-    require(std::wcscmp(record, L"s") == 0, dx::FillerLetterUnknown);
-    isString = true;
-    if (m_argsStrA) {
-        requireSlot(m_argsStrQty);
-        return toArgumentSlot(m_argsStrA[slot]);
-    }
-    requireSlot(m_argsStrQty);
-    return toArgumentSlot(m_argsStrW[slot]);
+    if (std::wcscmp(record, L"d") == 0)
+        fill(m_argsInt, m_argsIntQty, SlotKind::Number);
+    else if (std::wcscmp(record, L"u") == 0)
+        fill(m_argsUInt, m_argsUIntQty, SlotKind::Number);
+    else if (std::wcscmp(record, L"s") != 0)
+        throw int{dx::FillerLetterUnknown};
+    else if (m_argsStrA)
+        fill(m_argsStrA, m_argsStrQty, SlotKind::NarrowText);
+    else
+        fill(m_argsStrW, m_argsStrQty, SlotKind::WideText);
 }
 
-u64 ZarnDataForThread::fillFromCursor(const wchar_t* record, bool& isString)
+void ZarnDataForThread::fillFromCursor(int filler, const wchar_t* record)
 {
-    require(record[0] && !record[1], dx::FillerLetterUnknown);
-    const wchar_t letter = record[0];
-    require(letter == L'd' || letter == L's' || letter == L'u', dx::FillerLetterUnknown);
+    require(record[0] && !record[1] && std::wcschr(L"dsu", record[0]), dx::FillerLetterUnknown);
 
-    const u64 slot = ArgumentBlock::ofThisThread().take(*m_descriptionArgV);
-    switch (letter) {
-    case L'd':
-        return toArgumentSlot(static_cast<int>(slot));
-    case L'u':
-        return toArgumentSlot(static_cast<unsigned int>(slot));
-    default:
-        isString = true;
-        return slot;
-    }
+    SlotKind kind = SlotKind::Unknown;
+    u64 slot = ArgumentBlock::ofThisThread().take(*m_descriptionArgV, kind);
+    if (record[0] == L'd')
+        slot = toArgumentSlot(static_cast<int>(slot));
+    else if (record[0] == L'u')
+        slot = toArgumentSlot(static_cast<unsigned int>(slot));
+    if (record[0] != L's')
+        kind = SlotKind::Number;
+    setFiller(filler, slot, kind);
+}
+
+void ZarnDataForThread::setFiller(int filler, u64 slot, SlotKind kind)
+{
+    m_descriptionFillers[filler] = slot;
+    m_fillerKinds[filler] = slot ? kind : SlotKind::Unknown; // 0 is a null text as well
 }
 
 bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
@@ -283,14 +268,10 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
         forgetPlugInsIndirectIndices();
 
-        int count = 0;
         const int qty = std::min(m_plugInsIndirectIndicesQty, m_dataSet->getPlugInsQty());
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        require(copy.assign(text) && countTokens(copy.inPlace(), m_tokenSeparator, count, qty) &&
-                    count <= qty,
-                dx::PlugInIdsTooMany);
-
-        copy.assign(text);
+        const int count = tokensIn(text, *m_tokenSeparator);
+        require(copy.assign(text) && count <= qty, dx::PlugInIdsTooMany);
         TokenWalk records(copy.inPlace(), m_tokenSeparator);
         for (int i = 0; i < count; ++i) {
             const wchar_t* digits = findDigit(records.next());

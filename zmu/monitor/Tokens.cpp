@@ -7,6 +7,17 @@ namespace {
 
 constexpr std::size_t lengthUnknown = static_cast<std::size_t>(-1);
 
+wchar_t* findDelimiter(wchar_t* text, std::size_t length, const wchar_t* delimiters)
+{
+    if (!delimiters[1])
+        return std::wmemchr(text, delimiters[0], length);
+    for (wchar_t* const end = text + length; text != end; ++text) {
+        if (std::wcschr(delimiters, *text))
+            return text;
+    }
+    return nullptr;
+}
+
 } // namespace
 
 wchar_t* nextToken(wchar_t* text, const wchar_t* delimiters, std::size_t& start,
@@ -20,14 +31,14 @@ wchar_t* nextToken(wchar_t* text, const wchar_t* delimiters, std::size_t& start,
         return nullptr;
 
     wchar_t* token = text + start;
-    for (; position < length; ++position) {
-        if (std::wcschr(delimiters, text[position])) {
-            text[position++] = L'\0';
-            start = position;
-            return token;
-        }
+    if (wchar_t* end = findDelimiter(text + position, length - position, delimiters)) {
+        *end = L'\0';
+        position = static_cast<std::size_t>(end - text) + 1;
+        start = position;
+    } else {
+        position = length;
+        start = position + 1;
     }
-    start = position + 1;
     return token;
 }
 

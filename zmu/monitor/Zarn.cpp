@@ -130,12 +130,12 @@ bool Zarn::respondToSituation(int situationID, char** argV, void* resourceModule
     }
 }
 
-bool Zarn::respondWithSlots(int situationID, void* resourceModule, const u64* slots,
-                            std::size_t count)
+bool Zarn::respondWithValues(int situationID, void* resourceModule, const u64* values,
+                             const SlotKind* kinds, std::size_t count)
 {
     if (!m_dataSet)
         return false;
-    char** argV = ArgumentBlock::ofThisThread().load(slots, count);
+    char** argV = ArgumentBlock::ofThisThread().load(values, kinds, count);
     // How the situation went is not the answer here; getSelfDX_Code tells.
     respondToSituation(situationID, argV, resourceModule);
     return true;

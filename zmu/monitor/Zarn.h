@@ -86,8 +86,10 @@ class ZMU_API Zarn {
     bool respondToSituation(int situationID, void* resourceModule, Args... args)
     {
         static_assert(sizeof...(args) <= zmu::ArgumentSlotsQty, "more arguments than fillers");
-        const std::array<u64, sizeof...(args)> slots{zmu::toArgumentSlot(args)...};
-        return respondWithSlots(situationID, resourceModule, slots.data(), slots.size());
+        const std::array<u64, sizeof...(args)> values{zmu::toArgumentSlot(args)...};
+        const std::array<zmu::SlotKind, sizeof...(args)> kinds{zmu::slotKindOf<Args>()...};
+        return respondWithValues(situationID, resourceModule, values.data(), kinds.data(),
+                                 values.size());
     }
     /// The same with a cursor over 64-bit slots, which the spec's fillers advance. Answers how the
     /// situation went.
@@ -154,8 +156,8 @@ class ZMU_API Zarn {
     int m_selfDX_Code = 0;
 
   private:
-    bool respondWithSlots(int situationID, void* resourceModule, const u64* slots,
-                          std::size_t count);
+    bool respondWithValues(int situationID, void* resourceModule, const u64* values,
+                           const zmu::SlotKind* kinds, std::size_t count);
 
     static Zarn* m_zarnMonitors[10];
     static int m_zarnMonitorsCount;

@@ -25,6 +25,25 @@ concept StringArgument =
 template <class T>
 concept SituationArgument = IntegerArgument<T> || StringArgument<T>;
 
+/// What a slot was packed from.
+enum class SlotKind : unsigned char {
+    Unknown, ///< Whatever its reader says: a null text, or a pointer that a caller vouches for.
+    Number,
+    NarrowText,
+    WideText,
+};
+
+template <SituationArgument T>
+constexpr SlotKind slotKindOf()
+{
+    if constexpr (!StringArgument<T>)
+        return SlotKind::Number;
+    else if constexpr (std::same_as<std::remove_cv_t<std::remove_pointer_t<T>>, char>)
+        return SlotKind::NarrowText;
+    else
+        return SlotKind::WideText;
+}
+
 /// Signed integers are widened with their sign, unsigned ones with zeros; a pointer stays as it is.
 template <SituationArgument T>
 u64 toArgumentSlot(T value)

@@ -182,6 +182,7 @@ void ZarnDataForThread::forgetArgsUInt()
 void ZarnDataForThread::forgetDescriptionFillers()
 {
     clearSlots(m_descriptionFillers, m_descriptionFillersQty);
+    std::fill_n(m_fillerKinds, m_descriptionFillersQty, SlotKind::Unknown);
 }
 
 void ZarnDataForThread::forgetPlugInsIndirectIndices()

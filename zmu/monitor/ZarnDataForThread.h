@@ -14,6 +14,7 @@
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/foundation/WideBuffer.h>
 #include <zmu/log/ZarnForm.h>
+#include <zmu/monitor/ZarnArguments.h>
 #include <zmu/monitor/ZarnScratchpad.h>
 #include <zmu/monitor/ZarnTypes.h>
 
@@ -209,8 +210,10 @@ class ZMU_API ZarnDataForThread {
     void parseApprovalKind(wchar_t* group);
     void parseResponseTraits(const wchar_t* group);
     void parseArgSource(wchar_t* group);
-    u64 fillFromRecorded(wchar_t* record, bool& isString) const;
-    u64 fillFromCursor(const wchar_t* record, bool& isString);
+    void fillFromRecorded(int filler, wchar_t* record);
+    void fillFromCursor(int filler, const wchar_t* record);
+    void setFiller(int filler, u64 slot, zmu::SlotKind kind);
+    bool parseMessageFormat(wchar_t* text, Zarn_MSG_FMT format);
     template <class Body>
     void withTarget(Zarn_MSG_FMT format, Body body);
     void appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format);
@@ -234,7 +237,9 @@ class ZMU_API ZarnDataForThread {
     int m_argsUIntQty = 0;
     int m_descriptionFillersQty = 0;
     int m_plugInsIndirectIndicesQty = 0;
+    zmu::SlotKind m_fillerKinds[zmu::ArgumentSlotsQty] = {};
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
     bool m_isResponding = false;
+    u64 m_fileSizeLimit = 0;     ///< Bytes that the log may grow to, as asked for this entry.
     u64 m_threadSerial = anyThread; ///< The thread that the engine was made for.
 };

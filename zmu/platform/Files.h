@@ -5,8 +5,8 @@
 
 namespace zmu {
 
-/// Whether the process may make a file of `bytes`. Asked before a write where passing the limit
+/// Bytes that a file may have, all ones for no limit. Asked before a write, where passing the limit
 /// would not only fail but send the host a deadly signal.
-bool canFileGrowTo(u64 bytes);
+u64 fileSizeLimit();
 
 } // namespace zmu

@@ -126,6 +126,15 @@ ZMU_API void DeleteCriticalSection(CRITICAL_SECTION* section);
 ZMU_API void EnterCriticalSection(CRITICAL_SECTION* section);
 ZMU_API void LeaveCriticalSection(CRITICAL_SECTION* section);
 
+// ---- Time: linux/Time.cpp ----------------------------------------------------------------------
+
+struct SYSTEMTIME {
+    unsigned short wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
+};
+
+/// The present moment in local time. Months count from 1, days of the week from Sunday as 0.
+void GetLocalTime(SYSTEMTIME* time);
+
 // ---- Text: linux/Text.cpp ----------------------------------------------------------------------
 
 inline constexpr UINT CP_ACP = 0; ///< The narrow code page: UTF-8.

@@ -32,7 +32,7 @@ class FormLines {
     bool readLine(QByteArray& line)
     {
         constexpr int lineMax = 1024;
-        line = m_device.readLine(lineMax);
+        line = m_device.readLine(lineMax + 1); // which counts a terminator
         if (line.isEmpty())
             return false;
         if (line.endsWith('\n'))

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 namespace zmu {
 
@@ -22,19 +23,27 @@ class ArgumentBlock {
 
     /// Takes over `count` slots, at most ArgumentSlotsQty, and fills up with zeros. The cursor
     /// returned stays good for the thread's life.
-    char** load(const u64* slots, std::size_t count)
+    char** load(const u64* slots, const SlotKind* kinds, std::size_t count)
     {
-        u64* rest = std::copy_n(slots, std::min(count, ArgumentSlotsQty), m_slots);
-        std::fill(rest, m_slots + ArgumentSlotsQty, u64{0});
+        count = std::min(count, ArgumentSlotsQty);
+        std::fill(std::copy_n(slots, count, m_slots), m_slots + ArgumentSlotsQty, u64{0});
+        std::fill(std::copy_n(kinds, count, m_kinds), m_kinds + ArgumentSlotsQty,
+                  SlotKind::Unknown);
         m_cursor = reinterpret_cast<char*>(m_slots);
         return &m_cursor;
     }
 
-    /// Reads the slot under `cursor` and advances it; 0 behind the last slot of the block.
-    u64 take(char*& cursor) const
+    /// Reads the slot under `cursor` and advances it; 0 behind the last slot of the block. `kind`
+    /// tells what the slot was packed from, if this block packed it.
+    u64 take(char*& cursor, SlotKind& kind) const
     {
-        if (cursor == reinterpret_cast<const char*>(m_slots + ArgumentSlotsQty))
+        const auto* const begin = reinterpret_cast<const char*>(m_slots);
+        const auto* const end = reinterpret_cast<const char*>(m_slots + ArgumentSlotsQty);
+        kind = SlotKind::Unknown;
+        if (cursor == end)
             return 0;
+        if (!std::less<>()(cursor, begin) && std::less<>()(cursor, end))
+            kind = m_kinds[static_cast<std::size_t>(cursor - begin) / sizeof(u64)];
         u64 slot;
         std::memcpy(&slot, cursor, sizeof slot);
         cursor += sizeof slot;
@@ -43,6 +52,7 @@ class ArgumentBlock {
 
   private:
     u64 m_slots[ArgumentSlotsQty];
+    SlotKind m_kinds[ArgumentSlotsQty];
     char* m_cursor;
 };
 

@@ -1,11 +1,25 @@
-// One walk over the tokens of a text.
+// The parsers' way with tokens: count them first, then walk.
 #pragma once
 
 #include <zmu/monitor/Tokens.h>
 
 #include <cstddef>
+#include <cwchar>
 
 namespace zmu {
+
+/// Number of tokens that a walk over `text` will meet. Nothing is cut.
+inline int tokensIn(const wchar_t* text, wchar_t delimiter)
+{
+    if (!*text)
+        return 0;
+    int count = 1;
+    while ((text = std::wcschr(text, delimiter))) {
+        ++text;
+        ++count;
+    }
+    return count;
+}
 
 class TokenWalk {
   public:

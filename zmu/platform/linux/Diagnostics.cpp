@@ -2,6 +2,7 @@
 // both standard error here.
 #include <zmu/platform/Win32.h>
 
+#include <poll.h>
 #include <signal.h>
 #include <time.h>
 #include <unistd.h>
@@ -32,39 +33,53 @@ class ErrorKeeper {
     const int m_errno = errno;
 };
 
-/// Keeps a reader that has gone away from ending the host: SIGPIPE is held back in this thread, and
-/// one that a write has caused is taken off before the thread's mask is as it was.
-class BrokenPipeGuard {
+/// Keeps a write that cannot succeed from ending the host: the signals of a reader that has gone
+/// away and of a full file are held back in this thread, and what a write has caused is taken off
+/// before the thread's mask is as it was.
+class WriteSignalsHold {
   public:
-    BrokenPipeGuard()
+    WriteSignalsHold()
     {
-        sigemptyset(&m_brokenPipe);
-        sigaddset(&m_brokenPipe, SIGPIPE);
+        sigset_t held;
+        sigemptyset(&held);
+        sigemptyset(&m_caused);
         sigset_t pending;
         sigpending(&pending);
-        m_wasPending = sigismember(&pending, SIGPIPE) == 1;
-        pthread_sigmask(SIG_BLOCK, &m_brokenPipe, &m_before);
+        for (const int signal : {SIGPIPE, SIGXFSZ}) {
+            sigaddset(&held, signal);
+            if (sigismember(&pending, signal) != 1)
+                sigaddset(&m_caused, signal);
+        }
+        pthread_sigmask(SIG_BLOCK, &held, &m_before);
     }
-    ~BrokenPipeGuard()
+    ~WriteSignalsHold()
     {
         constexpr timespec noWait{};
-        if (m_isBroken && !m_wasPending) {
-            while (sigtimedwait(&m_brokenPipe, nullptr, &noWait) == -1 && errno == EINTR) {
+        if (m_hasFailed) {
+            while (sigtimedwait(&m_caused, nullptr, &noWait) == -1 && errno == EINTR) {
             }
         }
         pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
     }
-    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
-    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+    WriteSignalsHold(const WriteSignalsHold&) = delete;
+    WriteSignalsHold& operator=(const WriteSignalsHold&) = delete;
 
-    void noteBroken() { m_isBroken = true; }
+    void noteFailure() { m_hasFailed = true; }
 
   private:
-    sigset_t m_brokenPipe;
+    sigset_t m_caused; ///< Those that only a write of ours can have caused.
     sigset_t m_before;
-    bool m_wasPending = false;
-    bool m_isBroken = false;
+    bool m_hasFailed = false;
 };
+
+/// Whether standard error takes text. A reader that has stopped reading costs this much patience
+/// and its text, not the host's progress.
+bool isErrorWritable()
+{
+    constexpr int patienceMilliseconds = 200;
+    pollfd error{STDERR_FILENO, POLLOUT, 0};
+    return poll(&error, 1, patienceMilliseconds) != 0;
+}
 
 /// Collects text in UTF-8 and writes it to standard error, in one piece as long as it fits here.
 class ErrorStream {
@@ -98,11 +113,13 @@ class ErrorStream {
     {
         const char* bytes = m_bytes;
         while (m_used != 0) {
+            if (!isErrorWritable())
+                break;
             const ssize_t written = write(STDERR_FILENO, bytes, m_used);
             if (written < 0 && errno == EINTR)
                 continue;
-            if (written < 0 && errno == EPIPE)
-                m_guard.noteBroken();
+            if (written < 0)
+                m_hold.noteFailure();
             if (written <= 0)
                 break;
             bytes += written;
@@ -111,7 +128,7 @@ class ErrorStream {
         m_used = 0;
     }
 
-    BrokenPipeGuard m_guard;
+    WriteSignalsHold m_hold;
     char m_bytes[4096]; // A trace line of 1023 characters at their longest; atomic on a pipe.
     std::size_t m_used = 0;
 };

@@ -2,9 +2,12 @@
 
 #include <sys/resource.h>
 
-bool zmu::canFileGrowTo(u64 bytes)
+#include <limits>
+
+u64 zmu::fileSizeLimit()
 {
     rlimit limit{};
-    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY ||
-           bytes <= limit.rlim_cur;
+    if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return std::numeric_limits<u64>::max();
+    return limit.rlim_cur;
 }

@@ -310,6 +310,8 @@ class SpecParser {
             return Size::Wide;
         if (skip(L'l'))
             return skip(L'l') ? Size::Bits64 : Size::Long;
+        if (*m_text != L'I')
+            return Size::Unspecified;
         if (std::wcsncmp(m_text, L"I64", 3) == 0) {
             m_text += 3;
             return Size::Bits64;

@@ -1,0 +1,345 @@
+// Form files good and bad: which form the log gets, and why.
+#include "LogParts.h"
+
+#include <QDir>
+#include <QRegularExpression>
+
+using namespace zmu;
+using namespace zmu_test;
+
+namespace {
+
+constexpr wchar_t builtInHead[] = L"<html><body>\n<!-- ProductVersion= FileVersion= -->";
+
+/// Codes that the choice of a form dismissed.
+QList<int> dismissed(const QString& traces)
+{
+    static const QRegularExpression trace("ZarnData::processFileLogForm \\(\\d+\\) is dismissing "
+                                          "exception #(\\d+)\\.\n");
+    QList<int> codes;
+    for (auto found = trace.globalMatch(traces); found.hasNext();)
+        codes += found.next().captured(1).toInt();
+    return codes;
+}
+
+/// Head, one entry "entry" and tail that a form gives; `code` is what the entry ended with.
+struct Logged {
+    QString text;
+    QList<int> dismissedCodes;
+    int createCode = 0;
+    int code = 0;
+};
+
+Logged logWith(const Folder& folder, const std::wstring& form, HMODULE selfModule = nullptr)
+{
+    Logged result;
+    serveTextSituation();
+    const std::wstring log = folder.path("log.html");
+    QFile::remove(QString::fromStdWString(log));
+    Traces traces;
+    Stages settings(log, L"");
+    makeReady(settings, log, form.c_str());
+    if (selfModule)
+        settings.setSelfResourceModule(selfModule);
+    Zarn* monitor = Zarn::create(&settings);
+    result.createCode = settings.getSelfDX_Code();
+    if (monitor) {
+        result.code = reportText(monitor, L"entry");
+        Zarn::destroy(&monitor, 0, false);
+        result.text = logText(log);
+    }
+    result.dismissedCodes = dismissed(traces.take());
+    return result;
+}
+
+} // namespace
+
+TEST(LogForm, FileGivesTheLogItsSections)
+{
+    const Folder folder;
+    const QByteArray longLine(3000, 'a');
+    const QByteArray piece(1024, 'a');
+    const QByteArray body = "[SITUATION_DSCRP]\n";
+    const struct {
+        const char* what;
+        QByteArray form;
+        QString log;
+    } cases[] = {
+        {"plain", formOf("h\n", body, "t\n"), "h\nentry\nt\n"},
+        {"text before the first marker", "text\n[\n" + formOf("h\n", body, "t\n"), "h\nentry\nt\n"},
+        {"unused injector block", "^INJECT_SYS_INFO\n1\n[X\n" + formOf("h\n", body, "t\n"),
+         "h\nentry\nt\n"},
+        {"marker character alone", formOf("^\nh\n", body, "^\nt\n^\n"), "^\nh\nentry\n^\nt\n^\n"},
+        {"marker behind a blank", formOf(" ^BODY\n", body, "t\n"), " ^BODY\nentry\nt\n"},
+        {"CR LF", "^HEAD\r\nh\r\n\r\n^BODY\r\n[SITUATION_DSCRP]\r\n^TAIL\r\nt\r\n",
+         "h\r\n\r\nentry\r\nt\r\n"},
+        {"no line end at the end", formOf("h\n", body, "t"), "h\nentry\nt"},
+        {"blank lines", formOf("\n\n", "\n" + body, "\n"), "\n\n\nentry\n\n"},
+        {"a long line", formOf(longLine + "\nh\n", body, longLine.left(900) + "\n"),
+         longLine + "\nh\nentry\n" + longLine.left(900) + "\n"},
+        {"a line of exactly one piece", formOf(piece + "\n^\nh\n", body, "t\n"),
+         piece + "\n^\nh\nentry\nt\n"},
+        {"a piece that begins with a marker", "^HEAD\n" + piece + "^BODY\n" + body + "^TAIL\nt\n",
+         piece + "entry\nt\n"},
+        {"bytes above ASCII", formOf("\x80\xC3\xA9\xFF\n", body, "t\n"),
+         text(u"\uFF80\uFFC3\uFFA9\uFFFF\nentry\nt\n")},
+        {"UTF-8 with a mark", "\xEF\xBB\xBF" + formOf("h\n", body, "t\n"), "h\nentry\nt\n"},
+        {"NUL ends a section", formOf(QByteArray("h\0x[\n", 5), body, "t\n"), "hentry\nt\n"},
+        {"percent signs", formOf("1%% 2%. 3%!\n", "%%[SITUATION_DSCRP]%% \n", "t%0t\n"),
+         "1% 2. 3!\n%entry% \nt"},
+        {"line breaks of the formatter", formOf("a%nb%tc%rd\n", body, "t%0"),
+         "a\r\nb\tc\rd\nentry\nt"},
+        {"variables without brackets' end", formOf("[YEAR\n", body, "t[\n"), "[YEAR\nentry\nt[\n"},
+        {"injector without its block", formOf("<[SYS_INFO_ENV_OP]>\n", body, "t\n"),
+         "<>\nentry\nt\n"},
+        {"description twice", formOf("h\n", "[SITUATION_DSCRP] [SITUATION_DSCRP]\n", "t\n"),
+         "h\nentry entry\nt\n"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        const Logged logged = logWith(folder, folder.write("form.html", test.form));
+        EXPECT_EQ(logged.text, test.log);
+        EXPECT_EQ(logged.code, dx::Satisfied);
+        EXPECT_TRUE(logged.dismissedCodes.isEmpty());
+    }
+}
+
+TEST(LogForm, BadFileCostsNothingButTheLayout)
+{
+    const Folder folder;
+    QDir(QString::fromStdWString(folder.path("."))).mkdir("directory");
+    const QByteArray body = "[SITUATION_DSCRP]\n";
+    const QByteArray good = formOf("h\n", body, "t\n");
+    const auto utf16 = [&](bool isLittle) {
+        QByteArray bytes = logBytes(QString::fromLatin1(good));
+        for (int i = 0; !isLittle && i < bytes.size(); i += 2)
+            std::swap(bytes[i], bytes[i + 1]);
+        return bytes;
+    };
+    const struct {
+        const char* what;
+        QByteArray form;
+        int code;
+    } cases[] = {
+        {"empty file", "", dx::SectionsAllEmpty},
+        {"no marker", "text\n", dx::SectionsAllEmpty},
+        {"only NUL", QByteArray(5000, '\0'), dx::SectionsAllEmpty},
+        {"UTF-16", utf16(true), dx::SectionsAllEmpty},
+        {"UTF-16, big end first", utf16(false), dx::SectionsAllEmpty},
+        {"only markers", formOf("", "", ""), dx::SectionsAllEmpty},
+        {"only a head", "^HEAD\nh\n", dx::BodyWithoutText},
+        {"no head", "^BODY\n" + body + "^TAIL\nt\n", dx::BodyOutOfOrder},
+        {"tail first", "^TAIL\nt\n^HEAD\nh\n^BODY\n" + body, dx::TailOutOfOrder},
+        {"tail before body", "^HEAD\nh\n^TAIL\nt\n^BODY\n" + body, dx::TailOutOfOrder},
+        {"head twice", "^HEAD\nh\n" + good, dx::MarkerUnknown},
+        {"body twice", "^HEAD\nh\n^BODY\n" + body + "^BODY\n" + body, dx::MarkerUnknown},
+        {"tail twice", good + "^TAIL\nt\n", dx::MarkerUnknown},
+        {"injectors twice", "^INJECT_SYS_INFO\n^INJECT_SYS_INFO\n" + good, dx::MarkerUnknown},
+        {"injectors behind the head", "^HEAD\nh\n^INJECT_SYS_INFO\n^BODY\n" + body + "^TAIL\nt\n",
+         dx::InjectorOutOfOrder},
+        {"unknown marker", "^FOOT\n" + good, dx::MarkerUnknown},
+        {"lower case", "^head\nh\n^BODY\n" + body + "^TAIL\nt\n", dx::MarkerUnknown},
+        {"blank behind a marker", "^HEAD \nh\n^BODY\n" + body + "^TAIL\nt\n", dx::MarkerUnknown},
+        {"marker inside of a long line", formOf(QByteArray(1024, 'a') + "^b\n", body, "t\n"),
+         dx::MarkerUnknown},
+        {"no tail", "^HEAD\nh\n^BODY\n" + body, dx::TailUnusable},
+        {"empty tail", formOf("h\n", body, ""), dx::TailUnusable},
+        {"marker of the tail without line end", "^HEAD\nh\n^BODY\n" + body + "^TAIL",
+         dx::TailUnusable},
+        {"empty head", formOf("", body, "t\n"), dx::HeadUnusable},
+        {"empty body", formOf("h\n", "", "t\n"), dx::BodyWithoutText},
+        {"body without description", formOf("h\n", "[SITUATION_ID]\n", "t\n"),
+         dx::BodyWithoutDescription},
+        {"body without variables", formOf("h\n", "text\n", "t\n"), dx::BodyWithoutDescription},
+        {"NUL before the description", formOf("h\n", QByteArray("a\0", 2) + body, "t\n"),
+         dx::BodyWithoutDescription},
+        {"NUL begins the body", formOf("h\n", QByteArray("\0", 1) + body, "t\n"), dx::BodyUnusable},
+        {"unknown variable", formOf("h\n", body, "[NO_SUCH]\n"), dx::VarNameUnknown},
+        {"lower case variable", formOf("[day]\n", body, "t\n"), dx::VarNameUnknown},
+        {"bracket in bracket", formOf("[DAY[\n", body, "t\n"), dx::BracketNested},
+        {"bracket closed only", formOf("a]\n", body, "t\n"), dx::BracketClosed},
+        {"nothing in brackets", formOf("[]\n", body, "t\n"), dx::VarNameEmpty},
+    };
+    const auto expectBuiltIn = [&](const Logged& logged, int code) {
+        EXPECT_EQ(logged.createCode, dx::Satisfied);
+        EXPECT_EQ(logged.code, dx::Satisfied);
+        EXPECT_TRUE(logged.text.startsWith(QString::fromWCharArray(builtInHead)))
+            << qPrintable(logged.text);
+        EXPECT_TRUE(withoutTimes(logged.text)
+                        .endsWith("<!-- SituationID=100 --><time> entry<br>\n</body><html>\n"))
+            << qPrintable(logged.text);
+        if (Traces::isAvailable) {
+            EXPECT_EQ(logged.dismissedCodes, QList<int>{code});
+        }
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        expectBuiltIn(logWith(folder, folder.write("form.html", test.form)), test.code);
+    }
+    expectBuiltIn(logWith(folder, folder.path("missing.html")), dx::FileNotOpened);
+    expectBuiltIn(logWith(folder, folder.path("directory")), dx::FileNotOpened);
+    expectBuiltIn(logWith(folder, L""), dx::FormNameEmpty);
+}
+
+TEST(LogForm, SectionThatCannotBeFormattedNeverCrashes)
+{
+    const Folder folder;
+    const QByteArray body = "[SITUATION_DSCRP]\n";
+    // A head gives way to the built-in form; a body loses its entries; a tail refuses the log.
+    const struct {
+        const char* what;
+        QByteArray form;
+        bool isBuiltIn;
+        int createCode;
+        int code;
+    } cases[] = {
+        {"head, no such insert", formOf("h %50\n", body, "t\n"), true, 0, 0},
+        {"head, insert without variables", formOf("h %1\n", body, "t\n"), true, 0, 0},
+        {"head, width from behind the last", formOf("[YEAR]%1!*d!\n", body, "t\n"), true, 0, 0},
+        {"head, bare percent at the end", "^HEAD\n100%0%\n^BODY\n" + body + "^TAIL\nt\n", false, 0,
+         0},
+        {"head, unfinished format", formOf("[YEAR]%1!d\n", body, "t\n"), true, 0, 0},
+        {"head that is nothing", formOf("%0\n", body, "t\n"), true, 0, 0},
+        {"body, no such insert", formOf("h\n", "[SITUATION_DSCRP]%2\n", "t\n"), false, 0,
+         dx::SectionNotFormatted},
+        {"body, unfinished format", formOf("h\n", "[SITUATION_DSCRP]%1!s\n", "t\n"), false, 0,
+         dx::SectionNotFormatted},
+        {"body too long", formOf("h\n", QByteArray(1024, 'b') + body, "t\n"), false, 0,
+         dx::SectionNotFormatted},
+        {"tail, bare percent at the end", formOf("h\n", body, "100%"), false,
+         dx::SectionNotFormatted, 0},
+        {"tail too long", formOf("h\n", body, QByteArray(1024, 't')), false,
+         dx::SectionNotFormatted, 0},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        const Logged logged = logWith(folder, folder.write("form.html", test.form));
+        EXPECT_EQ(logged.createCode, test.createCode);
+        EXPECT_EQ(logged.code, test.code);
+        EXPECT_EQ(logged.text.startsWith(QString::fromWCharArray(builtInHead)), test.isBuiltIn);
+        if (test.code) {
+            EXPECT_EQ(logged.text, "h\nt\n");
+        }
+    }
+}
+
+TEST(LogForm, InsertOfANumberAsTextNeverCrashes)
+{
+    const Folder folder;
+    const QByteArray body = "[SITUATION_DSCRP]\n";
+    for (const char* head : {"[DAY]%1\n", "[DAY]%1!s!\n", "[YEAR][MONTH]%2!S!\n"}) {
+        SCOPED_TRACE(head);
+        const Logged logged = logWith(folder, folder.write("form.html", formOf(head, body, "t\n")));
+        EXPECT_TRUE(logged.text.startsWith(QString::fromWCharArray(builtInHead)));
+    }
+}
+
+TEST(LogForm, HeadMayFillTheLargestBufferAndNoMore)
+{
+    const Folder folder;
+    constexpr int largest = 524287;
+    const Logged whole =
+        logWith(folder, folder.write("form.html", formOf(QByteArray(largest - 1, 'h') + "\n",
+                                                         "[SITUATION_DSCRP]\n", "t\n")));
+    EXPECT_EQ(whole.text, QString(largest - 1, 'h') + "\nentry\nt\n");
+    const Logged beyond =
+        logWith(folder, folder.write("form.html", formOf(QByteArray(largest, 'h') + "\n",
+                                                         "[SITUATION_DSCRP]\n", "t\n")));
+    EXPECT_TRUE(beyond.text.startsWith(QString::fromWCharArray(builtInHead)));
+    EXPECT_EQ(beyond.code, dx::Satisfied);
+}
+
+TEST(LogForm, SecondLearningFailsAndThirdReadsTheFileAgain)
+{
+    const Folder folder;
+    Stages data(folder.path("log.html"), folder.write("form.html", plainForm));
+    EXPECT_FALSE(data.obtainLogFileFormData(SECTIONS_ALL));
+    EXPECT_EQ(data.takeCode(), dx::FormNotInitialized);
+    ASSERT_TRUE(data.establishLogFile(true));
+    EXPECT_FALSE(data.establishLogFile(true));
+    EXPECT_EQ(data.takeCode(), dx::FormAlreadyOpen);
+
+    folder.write("form.html", formOf("a new head\n", "[SITUATION_DSCRP]\n", "t\n"));
+    ASSERT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
+    EXPECT_EQ(data.report(L"entry"), dx::Satisfied);
+    EXPECT_EQ(folder.read("log.html"), logBytes("a new head\nentry\nt\n"));
+}
+
+TEST(LogForm, ProcessWithoutALogNeedsTheBodyOnly)
+{
+    const Folder folder;
+    const struct {
+        const char* what;
+        QByteArray form;
+        bool isBuiltIn;
+    } cases[] = {
+        {"no tail, empty head", "^HEAD\n^BODY\nx [SITUATION_DSCRP]\n", false},
+        {"unusable head", formOf("[\n]]\n", "x [SITUATION_DSCRP]\n", "[NO_SUCH]"), false},
+        {"no description", formOf("h\n", "x\n", "t\n"), true},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        Stages data(i64{5});
+        makeReady(data, folder.path("log.html"), folder.write("form.html", test.form).c_str());
+        ASSERT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
+        const ZarnDataFile& file = *data.getFileLog();
+        EXPECT_EQ(file.m_formIsBuiltIn, test.isBuiltIn);
+        EXPECT_EQ(std::wstring(file.m_bodyFormat) == L"x %1!s!\n", !test.isBuiltIn);
+        EXPECT_FALSE(file.m_headFormat || file.m_tailFormat || file.m_logStream);
+    }
+    EXPECT_EQ(folder.files(), QStringList{"form.html"});
+}
+
+TEST(LogForm, ModuleMayHaveKeywordsAndNamesOfItsOwn)
+{
+    const Folder folder;
+    const HMODULE program = GetModuleHandleW(nullptr);
+    serveOwnStrings();
+    const auto table = strings();
+    const struct {
+        const char* what;
+        unsigned int id;
+        const wchar_t* text; ///< Null: no such string.
+        int code;            ///< Dismissed.
+        int createCode;
+    } cases[] = {
+        {"a keyword changed", 11004, L"EPILOGUE", dx::MarkerUnknown, 0},
+        {"keywords alike", 11004, L"body", dx::KeywordsAlike, 0},
+        {"no body keyword", 11001, nullptr, dx::KeywordBodyMissing, 0},
+        {"no head keyword", 11002, nullptr, dx::KeywordHeadMissing, 0},
+        {"an empty head keyword", 11002, L"", dx::KeywordHeadMissing, 0},
+        {"no injector keyword", 11003, nullptr, dx::KeywordInjectorMissing, 0},
+        {"no tail keyword", 11004, nullptr, dx::KeywordTailMissing, 0},
+        {"a name changed", 12025, L"SITUATION_TEXT", dx::VarNameUnknown, dx::VarNameUnknown},
+        {"first name missing", 12001, nullptr, 0, dx::VarNameNotLoaded},
+        {"last name missing", 12031, nullptr, 0, dx::VarNameNotLoaded},
+        {"an empty name", 12010, L"", 0, dx::VarNameNotLoaded},
+        {"no built-in head", 10022, nullptr, dx::MarkerUnknown, dx::SectionNotLoaded},
+        {"an empty built-in tail", 10023, L"", dx::MarkerUnknown, dx::TailUnusable},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        strings() = table;
+        if (test.text)
+            strings()[test.id] = test.text;
+        else
+            strings().erase(test.id);
+        const QByteArray form = test.code == dx::MarkerUnknown ? plainForm + "^TAIL\n" : plainForm;
+        const Logged logged = logWith(folder, folder.write("form.html", form), program);
+        EXPECT_EQ(logged.createCode, test.createCode);
+        EXPECT_EQ(logged.text.isEmpty(), test.createCode != 0);
+        if (Traces::isAvailable) {
+            EXPECT_EQ(logged.dismissedCodes, test.code ? QList<int>{test.code} : QList<int>{});
+        }
+    }
+
+    strings() = table;
+    strings()[11004] = L"EPILOGUE";
+    strings()[11001] = L"PART";
+    strings()[12025] = L"SITUATION_DSC";
+    strings()[10021] = L"[SITUATION_DSC]\n";
+    const Logged logged = logWith(
+        folder, folder.write("form.html", "^HEAD\nh\n^PART\n<[SITUATION_DSC]>\n^EPILOGUE\nt\n"),
+        program);
+    EXPECT_EQ(logged.text, "h\n<entry>\nt\n");
+}

@@ -1,0 +1,256 @@
+// Head, entries and tail: what they count, what they refuse, what a failed one leaves.
+#include "LogParts.h"
+
+#include <QTextStream>
+
+#include <array>
+#include <functional>
+#include <limits>
+
+using namespace zmu;
+using namespace zmu_test;
+
+namespace {
+
+constexpr u64 byteCountMax = std::numeric_limits<u64>::max();
+
+/// An established log of a form.
+class LogSections : public testing::Test {
+  protected:
+    void start(const QByteArray& form)
+    {
+        data.emplace(log, folder.write("form.html", form));
+        ASSERT_TRUE(data->establishLogFile(true)) << data->getSelfDX_Code();
+        ASSERT_FALSE(data->getFileLog()->m_formIsBuiltIn);
+    }
+    QString text() const { return logText(log); }
+
+    const Folder folder;
+    const std::wstring log = folder.path("log.html");
+    std::optional<Stages> data;
+};
+
+/// Calls the protected stages of an engine.
+struct EngineOf : ZarnDataForThread {
+    static void writeBody(ZarnDataForThread& engine) { (engine.*&EngineOf::logFormSectionBody)(); }
+    static void writeSection(ZarnDataForThread& engine, wchar_t* format, int varCount,
+                             Zarn_FORM_VAR* vars, u64* values)
+    {
+        u64 bytesWritten = 77;
+        (engine.*&EngineOf::logFormSection)(format, varCount, vars, values, bytesWritten, true);
+        EXPECT_EQ(bytesWritten, 0);
+    }
+};
+
+/// A data set whose reports are given texts; a null text is a report that failed.
+class Injecting : public Stages {
+  public:
+    using Stages::Stages;
+    std::array<QString, 3> reports;
+
+  protected:
+    bool learnLogFileFormInjectors(long) override
+    {
+        auto** streams = new QTextStream*[3]();
+        for (std::size_t i = 0; i < 3; ++i) {
+            if (!reports[i].isNull())
+                streams[i] = new QTextStream(&reports[i], QIODevice::ReadOnly);
+        }
+        getFileLog()->m_injectorStreams = streams;
+        return isSelfSatisfied();
+    }
+};
+
+} // namespace
+
+TEST_F(LogSections, EntriesAreNumberedAndColoured)
+{
+    const struct {
+        QByteArray head, tail;
+        QString log;
+    } cases[] = {
+        {"h\n", "t\n", "h\n1 F0F0FF a\n2 F7F7FF b\n3 F0F0FF c\nt\n"},
+        // A head that asks for a number takes it; a tail does not.
+        {"h [ENTRY_ID]\n", "t\n", "h 1\n2 F7F7FF a\n3 F0F0FF b\n4 F7F7FF c\nt\n"},
+        {"h\n", "t [ENTRY_ID] [ENTRY_COLOR]\n",
+         "h\n1 F0F0FF a\n2 F7F7FF b\n3 F0F0FF c\nt 4 F7F7FF\n"},
+    };
+    for (const auto& test : cases) {
+        QFile::remove(QString::fromStdWString(log));
+        start(formOf(test.head, "[ENTRY_ID] [ENTRY_COLOR] [SITUATION_DSCRP]\n", test.tail));
+        for (const wchar_t* entry : {L"a", L"b", L"c"})
+            EXPECT_EQ(data->report(entry), dx::Satisfied);
+        EXPECT_EQ(text(), test.log);
+    }
+}
+
+TEST_F(LogSections, RemoteSituationStandsForTheLocalOne)
+{
+    start(formOf("h [SITUATION_ID]\n", "[SITUATION_ID] [SITUATION_DSCRP]\n", "t [SITUATION_ID]\n"));
+    data->report(L"a");
+    data->recordSituationID_Remote(-777);
+    data->report(L"b");
+    data->report(L"c");
+    EXPECT_EQ(text(), "h 0\n100 a\n-777 b\n100 c\nt 100\n");
+}
+
+TEST_F(LogSections, EntryMayFillItsBufferAndNoMore)
+{
+    start(plainForm);
+    const std::wstring longest(1022, L'e');
+    EXPECT_EQ(data->report(longest.c_str()), dx::Satisfied);
+    const QByteArray whole = logBytes(plainLog(QString(1022, 'e') + '\n'));
+    EXPECT_EQ(readFile(log), whole);
+
+    const u64 count = data->getFileLog()->m_logByteCount;
+    EXPECT_EQ(data->report((longest + L"e").c_str()), dx::SectionNotFormatted);
+    EXPECT_EQ(readFile(log), whole);
+    EXPECT_EQ(data->getFileLog()->m_logByteCount, count);
+    EXPECT_EQ(data->report(L"next"), dx::Satisfied);
+    EXPECT_EQ(text(), plainLog(QString(1022, 'e') + "\nnext\n"));
+}
+
+TEST_F(LogSections, BytesAreCountedOnceAndSaturate)
+{
+    start(plainForm);
+    const auto count = [&]() -> u64& { return data->getFileLog()->m_logByteCount; };
+    const auto size = [&] { return static_cast<u64>(readFile(log).size()); };
+    EXPECT_EQ(count(), size());
+    for (const wchar_t* entry : {L"one", L"zwei \u00fc", L"\U0001F600 three"}) {
+        EXPECT_EQ(data->report(entry), dx::Satisfied);
+        EXPECT_EQ(count(), size());
+    }
+    data->setLimit(0); // none
+    count() = byteCountMax - 3;
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(data->report(L"more"), dx::Satisfied);
+        EXPECT_EQ(count(), byteCountMax);
+    }
+    EXPECT_EQ(text(),
+              plainLog(zmu_test::text(u"one\nzwei \u00fc\n\U0001F600 three\nmore\nmore\n")));
+}
+
+TEST_F(LogSections, ShorterTailLeavesTheEndOfTheLongerOne)
+{
+    start(formOf("h\n", "[SITUATION_DSCRP]\n", "tail [SITUATION_ID]\n"));
+    data->recordSituationID_Remote(123456789);
+    data->report(L"a");
+    data->report(L"b");
+    EXPECT_EQ(text(), "h\na\nb\ntail 100\n789\n");
+}
+
+TEST_F(LogSections, BrokenRecordEndsInItsCodeAndLeavesTheFile)
+{
+    start(formOf("h [YEAR]\n", "[SITUATION_DSCRP]\n", "t [SITUATION_ID]\n"));
+    data->report(L"entry");
+    ZarnDataForThread& engine = *data->obtainDataForCurrentThread(true);
+    ZarnDataFile& file = *data->getFileLog();
+    const ZarnDataFile intact = file;
+    const QByteArray bytes = readFile(log);
+    wchar_t format[] = L"text";
+    Zarn_FORM_VAR noSuch[] = {static_cast<Zarn_FORM_VAR>(31), Zarn_FORM_VAR_UNKNOWN};
+    u64 value = 0;
+
+    const auto head = [&] { engine.logFormSectionHead(); };
+    const auto body = [&] { EngineOf::writeBody(engine); };
+    const auto tail = [&] { engine.logFormSectionTail(); };
+    const auto nothing = [] {};
+    const struct {
+        const char* what;
+        std::function<void()> breakRecord;
+        std::function<void()> write;
+        int code;
+    } cases[] = {
+        {"head again", nothing, head, dx::HeadNotAtStart},
+        {"head without format", [&] { file.m_headFormat = nullptr; }, head, dx::HeadFormatMissing},
+        {"body without format", [&] { file.m_bodyFormat = nullptr; }, body, dx::BodyFormatMissing},
+        {"tail without format", [&] { file.m_tailFormat = nullptr; }, tail, dx::TailFormatMissing},
+        {"body before the start", [&] { file.m_tailPosition = -1; }, body,
+         dx::BodyPositionNegative},
+        {"head without log", [&] { file.m_logStream = nullptr; }, head, dx::LogNotOpen},
+        {"body without log", [&] { file.m_logStream = nullptr; }, body, dx::LogNotOpen},
+        {"tail without log", [&] { file.m_logStream = nullptr; }, tail, dx::LogNotOpen},
+        {"body with an unknown variable", [&] { file.m_bodyVars = noSuch; }, body,
+         dx::SectionVarUnknown},
+        {"tail with no variable", [&] { file.m_tailVars = noSuch + 1; }, tail,
+         dx::SectionVarUnknown},
+        {"section without format", nothing,
+         [&] { EngineOf::writeSection(engine, nullptr, 1, nullptr, nullptr); },
+         dx::SectionFormatMissing},
+        {"section without format but values", nothing,
+         [&] { EngineOf::writeSection(engine, nullptr, 0, nullptr, &value); },
+         dx::SectionFormatMissing},
+        {"nothing to write", nothing,
+         [&] { EngineOf::writeSection(engine, nullptr, 0, nullptr, nullptr); }, dx::Satisfied},
+        {"section without log", [&] { file.m_logStream = nullptr; },
+         [&] { EngineOf::writeSection(engine, format, 0, nullptr, nullptr); }, dx::LogNotOpen},
+        {"a process without a log", [&] { data->setNonnativeInstantiatorID(5); }, head,
+         dx::HeadNotNative},
+        {"a process without a log", [&] { data->setNonnativeInstantiatorID(5); }, body,
+         dx::BodyNotNative},
+        {"a process without a log", [&] { data->setNonnativeInstantiatorID(5); }, tail,
+         dx::TailNotNative},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        test.breakRecord();
+        test.write();
+        file = intact;
+        data->setNonnativeInstantiatorID(0);
+        EXPECT_EQ(data->takeCode(), test.code);
+        EXPECT_EQ(readFile(log), bytes);
+    }
+    EXPECT_EQ(data->report(L"next"), dx::Satisfied);
+    EXPECT_TRUE(text().endsWith("\nentry\nnext\nt 100\n")) << qPrintable(text());
+}
+
+TEST_F(LogSections, ReportsOfAHeadGiveWayOneByOne)
+{
+    const QString row = "<tr><td><font size=\"-1\">We're sorry, but this information was discarded "
+                        "to overcome a memory limitation.</font></td></tr>";
+    const auto text = [](int length, char letter) { return QString(length, letter); };
+    const struct {
+        const char* what;
+        QByteArray head;
+        int length;
+        QString expected; ///< Empty: the built-in form takes over.
+    } cases[] = {
+        {"all fit", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]", 1000,
+         text(1000, 'a') + '|' + text(1000, 'b') + '|' + text(1000, 'c')},
+        {"the third goes first", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]", 200000,
+         text(200000, 'a') + '|' + text(200000, 'b') + '|' + row},
+        {"in whatever order", "[SYS_INFO_VARS_ENV]|[SYS_INFO_ENV_OP]|[SYS_INFO_ENV_APP]", 200000,
+         row + '|' + text(200000, 'b') + '|' + text(200000, 'a')},
+        {"then the second", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]", 300000,
+         text(300000, 'a') + '|' + row + '|' + row},
+        {"at last the first", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]", 600000,
+         row + '|' + row + '|' + row},
+        {"two, of which the third is none", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]", 300000,
+         row + '|' + text(300000, 'b')},
+        {"a first one that fits", "[SYS_INFO_ENV_APP]", 500000, text(500000, 'a')},
+        {"only a huge first", "[YEAR][SYS_INFO_ENV_APP]", 600000, {}},
+        {"only a huge second", "[YEAR][SYS_INFO_ENV_OP]", 600000, {}},
+        {"a huge first in the place that gives way", "[SYS_INFO_ENV_APP]", 600000, row},
+        {"a huge third and nothing else", "[SYS_INFO_VARS_ENV]", 600000, row},
+    };
+    serveTextSituation();
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.what);
+        QFile::remove(QString::fromStdWString(log));
+        Injecting injecting(
+            log, folder.write("form.html",
+                              "^INJECT_SYS_INFO\n0\n" +
+                                  formOf("<" + test.head + ">\n",
+                                         "[SITUATION_DSCRP]<[SYS_INFO_ENV_APP]>\n", "t\n")));
+        injecting.reports = {text(test.length, 'a'), text(test.length, 'b'),
+                             text(test.length, 'c')};
+        ASSERT_TRUE(injecting.establishLogFile(true)) << injecting.getSelfDX_Code();
+        EXPECT_EQ(injecting.report(L"entry"), dx::Satisfied);
+        const QString written = logText(log);
+        EXPECT_EQ(injecting.getFileLog()->m_formIsBuiltIn, test.expected.isEmpty());
+        // An entry never shows a report.
+        EXPECT_TRUE(test.expected.isEmpty() ? written.startsWith("<html><body>\n")
+                                            : written == '<' + test.expected + ">\nentry<>\nt\n")
+            << written.size() << qPrintable(written.left(100) + " ... " + written.right(300));
+    }
+}

@@ -1,0 +1,172 @@
+// Several threads report to one log.
+#include "LogParts.h"
+
+#include <atomic>
+#include <set>
+#include <thread>
+
+using namespace zmu;
+using namespace zmu_test;
+
+namespace {
+
+constexpr int threadsQty = 4;
+
+/// Runs `body(thread)` on several threads at once.
+template <class Body>
+void inThreads(Body body)
+{
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < threadsQty; ++thread)
+        threads.emplace_back(body, thread);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+QString entryOf(int thread, int number)
+{
+    return QStringLiteral("entry %1-%2 %3")
+        .arg(thread)
+        .arg(number)
+        .arg(QString(20 * (thread + 1), QChar(u'a' + thread)));
+}
+
+/// Reports `qty` entries; the number of those that failed.
+int reportEntries(Zarn* monitor, int thread, int qty)
+{
+    int failed = 0;
+    for (int number = 0; number < qty; ++number)
+        failed += reportText(monitor, entryOf(thread, number).toStdWString().c_str()) != 0;
+    return failed;
+}
+
+/// Takes the entries of each thread from `lines`, which must hold them in their order, each once.
+void expectEachOnceInOrder(const QStringList& lines, int qty)
+{
+    int next[threadsQty] = {};
+    for (const QString& line : lines) {
+        const int thread = line.mid(6, 1).toInt();
+        ASSERT_LT(thread, threadsQty);
+        ASSERT_EQ(line, entryOf(thread, next[thread]));
+        ++next[thread];
+    }
+    for (const int count : next)
+        EXPECT_EQ(count, qty);
+}
+
+} // namespace
+
+TEST(LogThreads, EveryEntryIsWholeAndThereOnce)
+{
+    constexpr int qty = 300;
+    const Folder folder;
+    serveTextSituation();
+    const std::wstring form = folder.write(
+        "form.html", formOf("h\n", "[ENTRY_ID] [ENTRY_COLOR] [SITUATION_DSCRP]\n", "t\n"));
+    Monitor monitor(folder.path("log.html"), form.c_str());
+    ASSERT_TRUE(monitor.get());
+    std::atomic<int> failed = 0;
+    inThreads([&](int thread) {
+        failed += reportEntries(monitor.get(), thread, qty);
+        failed += !monitor->removeThread();
+    });
+    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(monitor->getSituationsCount(), static_cast<ulong32>(threadsQty * qty));
+
+    QStringList lines = logText(folder.path("log.html")).split('\n');
+    ASSERT_EQ(lines.size(), threadsQty * qty + 3);
+    EXPECT_EQ(lines.takeFirst(), "h");
+    EXPECT_EQ(lines.takeLast(), "");
+    EXPECT_EQ(lines.takeLast(), "t");
+    for (int i = 0; i < lines.size(); ++i) {
+        const QString number = QStringLiteral("%1 %2 ").arg(i + 1).arg(i % 2 ? "F7F7FF" : "F0F0FF");
+        ASSERT_TRUE(lines[i].startsWith(number)) << qPrintable(lines[i]);
+        lines[i].remove(0, number.size());
+    }
+    expectEachOnceInOrder(lines, qty);
+}
+
+TEST(LogThreads, LogIsReplacedWhileOthersReport)
+{
+    constexpr int qty = 300;
+    const Folder folder;
+    const std::wstring log = folder.path("log");
+    serveTextSituation();
+    Stages settings(log, folder.write("form.html", plainForm));
+    settings.setLimit(10000);
+    Zarn* monitor = Zarn::create(&settings);
+    ASSERT_TRUE(monitor);
+    std::atomic<int> failed = 0;
+    std::atomic<bool> isDone = false;
+    std::thread meddler([&] {
+        wchar_t name[512];
+        u64 previous = 0;
+        for (int i = 0; !isDone; ++i) {
+            failed += !monitor->getFileLogName(name, 512);
+            failed += !monitor->reestablishLogFile(true);
+            if (i == 20)
+                failed += !monitor->setLogFileByteCountLimit(1048576, previous);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        failed += !monitor->removeThread();
+    });
+    inThreads([&](int thread) {
+        failed += reportEntries(monitor, thread, qty);
+        failed += !monitor->removeThread();
+    });
+    isDone = true;
+    meddler.join();
+    EXPECT_EQ(failed, 0);
+    wchar_t last[512] = {};
+    EXPECT_TRUE(monitor->getFileLogName(last, 512));
+    Zarn::destroy(&monitor, 0, false);
+
+    // The series notes tell the order of the files.
+    std::map<int, QStringList> files;
+    for (const QString& name : folder.files()) {
+        if (name == "form.html")
+            continue;
+        QStringList lines = logText(folder.path(qPrintable(name))).split('\n');
+        ASSERT_GE(lines.size(), 3) << qPrintable(name);
+        EXPECT_EQ(lines.takeFirst(), "<log>");
+        EXPECT_EQ(lines.takeLast(), "");
+        EXPECT_EQ(lines.takeLast(), "</log>");
+        int number = 1;
+        if (name != "log") {
+            number = lines.value(0).section('#', 1).section(' ', 0, 0).toInt();
+            EXPECT_EQ(lines.takeFirst(), seriesNote(number, log));
+        }
+        EXPECT_FALSE(files.contains(number)) << number;
+        files[number] = lines;
+    }
+    EXPECT_GE(files.size(), 3U);
+    EXPECT_EQ(files.rbegin()->first, static_cast<int>(files.size()));
+    QStringList entries;
+    for (const auto& [number, lines] : files)
+        entries += lines;
+    expectEachOnceInOrder(entries, qty);
+}
+
+TEST(LogThreads, TwoMonitorsShareOneSeriesInTurn)
+{
+    const Folder folder;
+    serveTextSituation();
+    const std::wstring form = folder.write("form.html", plainForm);
+    Monitor first(folder.path("first.html"), form.c_str());
+    Monitor second(folder.path("second.html"), form.c_str());
+    std::atomic<int> failed = 0;
+    std::thread([&] {
+        failed += !first->reestablishLogFile(false);
+        first->removeThread();
+    }).join();
+    std::thread([&] {
+        failed += !second->reestablishLogFile(false);
+        failed += reportText(second.get(), L"entry");
+        second->removeThread();
+    }).join();
+    EXPECT_EQ(failed, 0);
+    wchar_t name[512] = {};
+    ASSERT_TRUE(second->getFileLogName(name, 512));
+    EXPECT_EQ(readFile(name),
+              logBytes(plainLog(seriesNote(3, folder.path("first.html")) + "\nentry\n")));
+}

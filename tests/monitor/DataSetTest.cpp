@@ -1,0 +1,258 @@
+// A data set's settings, its hand-over to another, and its engines.
+#include "Reporter.h"
+
+using namespace zmu_test;
+
+TEST(DataSet, SettersHaveRangesAndEndWithInitialize)
+{
+    using Setter = bool (ZarnData::*)(int);
+    struct Row {
+        const char* what;
+        Setter set;
+        int lowest;
+        int highest;
+        bool endsWithInitialize;
+    };
+    const Row rows[] = {
+        {"args int", &ZarnData::setArgsIntQty, 0, 99, true},
+        {"args str", &ZarnData::setArgsStrQty, 0, 99, true},
+        {"args uint", &ZarnData::setArgsUIntQty, 0, 99, true},
+        {"fillers", &ZarnData::setDescriptionFillersQty, 5, 99, true},
+        {"character set", &ZarnData::setCharSetExternal, 0, 2, true},
+        {"affix min", &ZarnData::setDescriptionAffixID_Min, 1, 32767, false},
+        {"affixes", &ZarnData::setDescriptionAffixIDsQty, -1, 32767, false},
+    };
+    const Folder folder;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        ZarnData data;
+        makeReady(data, folder.path("log.html"));
+        EXPECT_FALSE((data.*row.set)(row.highest + 1));
+        EXPECT_EQ((data.*row.set)(row.lowest - 1), row.lowest < 0);
+        EXPECT_TRUE((data.*row.set)(row.lowest));
+        EXPECT_TRUE((data.*row.set)(row.highest));
+        EXPECT_TRUE(data.initialize());
+        EXPECT_EQ((data.*row.set)(row.highest), !row.endsWithInitialize);
+    }
+
+    ZarnData data;
+    makeReady(data, folder.path("log.html"));
+    EXPECT_EQ(data.setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING), Zarn_TOLERANCE_NONE);
+    EXPECT_EQ(data.setSelfDX_FaultTolerance(Zarn_TOLERANCE_RESERVED), Zarn_TOLERANCE_FORGIVING);
+    EXPECT_EQ(data.setSelfDX_FaultTolerance(Zarn_TOLERANCE_UNSET), Zarn_TOLERANCE_FORGIVING);
+    EXPECT_EQ(data.getSelfDX_FaultTolerance(), Zarn_TOLERANCE_FORGIVING);
+    EXPECT_EQ(data.sizeMapOfDataForThreads(0), 17U);
+    EXPECT_EQ(data.sizeMapOfDataForThreads(3), 17U); // the 0 was not stored
+    data.setSituationMode(4);
+    EXPECT_TRUE(data.initialize());
+    EXPECT_EQ(data.setSituationMode(5), 4);
+    EXPECT_EQ(data.getSituationMode(), 4);
+}
+
+TEST(DataSet, TextsAreCopiedAndCut)
+{
+    ZarnData data;
+    std::wstring text = L"K\u00f6ln";
+    constexpr auto tag = static_cast<Zarn_FORM_TAG>(3);
+    EXPECT_TRUE(data.recordTag(text.c_str(), tag));
+    text[0] = L'M';
+    EXPECT_STREQ(data.getTag(tag), L"K\u00f6ln");
+
+    wchar_t wide[4];
+    EXPECT_EQ(data.getTag(wide, 4, tag), wide);
+    EXPECT_STREQ(wide, L"K\u00f6l");
+    char narrow[16];
+    data.getTag(narrow, 16, tag);
+    EXPECT_STREQ(UTL_String(narrow).wideText(), L"K\u00f6ln");
+    wide[0] = L'#';
+    EXPECT_STREQ(data.getTag(wide, 4, static_cast<Zarn_FORM_TAG>(4)), L""); // has no value
+    wide[0] = L'#';
+    data.getTag(wide, 0, tag);
+    EXPECT_EQ(wide[0], L'#');
+
+    for (const int unknown : {-1, 15}) {
+        EXPECT_FALSE(data.recordTag(L"x", static_cast<Zarn_FORM_TAG>(unknown)));
+        EXPECT_EQ(data.getTag(static_cast<Zarn_FORM_TAG>(unknown)), nullptr);
+    }
+}
+
+TEST(DataSet, CountersSaturate)
+{
+    ZarnData data;
+    EXPECT_EQ(data.decrementSituationsCount(1), 0U);
+    EXPECT_EQ(data.incrementSituationsCount(0xFFFFFFFE), 0xFFFFFFFE);
+    EXPECT_EQ(data.incrementSituationsCount(5), 0xFFFFFFFF);
+    EXPECT_EQ(data.decrementSituationsCount(0xFFFFFFFE), 1U);
+    EXPECT_EQ(data.getSituationsQty(), 0U);
+}
+
+TEST(DataSet, HandsEverythingOver)
+{
+    const Folder folder;
+    strings()[100] = L"2~0~1~u0~|~``Shown %1!u!.`|``Number %1!u!.`";
+    OpenData heir;
+    {
+        OpenData source;
+        makeReady(source, folder.path("log.html"));
+        source.recordDialogBoxCaption(L"Caption");
+        source.recordTag(L"tag", static_cast<Zarn_FORM_TAG>(0));
+        source.setDescriptionFillersQty(7);
+        source.createPlugIns(2)[1] = [](const Zarn*) { return true; };
+        source.setBehaviorCriteria(ZARN_RESPOND_MASK);
+        ASSERT_TRUE(source.establishLogFile(true)) << source.getSelfDX_Code();
+        source.recordSituationID(100);
+        source.recordArgument(42U, 0);
+
+        // A lock or an open log is in the way, and so is nothing to take.
+        EXPECT_FALSE(source.assimilateDataSetContents(&heir));
+        EXPECT_EQ(source.getSelfDX_Code(), dx::AssimilateRefused);
+        source.forgetSelfDX_Code();
+        EXPECT_EQ(source.getSituationID(), 100); // still at work
+        EXPECT_FALSE(heir.assimilateDataSetContents(nullptr));
+        EXPECT_EQ(heir.getSelfDX_Code(), dx::AssimilateRefused);
+        heir.forgetSelfDX_Code();
+
+        ASSERT_TRUE(heir.assimilateDataSetContents(&source)) << heir.getSelfDX_Code();
+
+        EXPECT_EQ(source.m_criticalSection, nullptr);
+        EXPECT_EQ(source.getFileLogName(), nullptr);
+        EXPECT_EQ(source.getFileLog()->m_logStream, nullptr);
+        EXPECT_EQ(source.getDisplayDlgBoxFunction(), nullptr);
+        EXPECT_EQ(source.getDisplayDlgBoxCaption(), nullptr);
+        EXPECT_EQ(source.getPlugIns(), nullptr);
+        EXPECT_EQ(source.getResourceModule(), nullptr);
+        EXPECT_EQ(source.getTag(static_cast<Zarn_FORM_TAG>(0)), nullptr);
+        EXPECT_EQ(source.obtainDataForCurrentThread(true), nullptr);
+        EXPECT_FALSE(source.respondToSituation());
+        EXPECT_FALSE(source.isValid());
+    }
+    // The engine has moved with its situation and works for its new data set.
+    EXPECT_EQ(heir.getSituationID(), 100);
+    EXPECT_EQ(heir.getDescriptionFillersQty(), 7);
+    EXPECT_EQ(heir.getPlugInsQty(), 2);
+    EXPECT_STREQ(heir.getTag(static_cast<Zarn_FORM_TAG>(0)), L"tag");
+    EXPECT_TRUE(heir.respondToSituation()) << heir.getSelfDX_Code();
+    EXPECT_EQ(entriesOf(folder.path("log.html")), QStringList{"Number 42."});
+    EXPECT_EQ(shown().text, L"Shown 42.");
+    EXPECT_EQ(shown().caption, L"Caption");
+}
+
+TEST(DataSet, HeldCodeStopsOrIsForgiven)
+{
+    strings()[100] = L"2~0||``Fine.`";
+    strings()[200] = L"3~0||``Of no kind.`";
+    for (const bool isForgiving : {false, true}) {
+        SCOPED_TRACE(isForgiving ? "forgiving" : "strict");
+        const Reporter reporter([&](OpenData& data) {
+            data.setSelfDX_FaultTolerance(isForgiving ? Zarn_TOLERANCE_FORGIVING
+                                                      : Zarn_TOLERANCE_NONE);
+        });
+        ASSERT_TRUE(reporter.get());
+        char* noArguments = nullptr;
+        EXPECT_FALSE(reporter->respondToSituation(200, &noArguments, nullptr));
+        EXPECT_EQ(reporter->getSelfDX_Code(), dx::KindOutOfRange);
+        EXPECT_EQ(reporter->respondToSituation(100, &noArguments, nullptr), isForgiving);
+        EXPECT_EQ(reporter->getSelfDX_Code(), isForgiving ? 0 : dx::KindOutOfRange);
+        // A missing spec would give another code if it were looked for.
+        reporter.report(999);
+        EXPECT_EQ(reporter->getSelfDX_Code(), isForgiving ? dx::SpecNotLoaded : dx::KindOutOfRange);
+        reporter.recover();
+        EXPECT_TRUE(reporter->respondToSituation(100, &noArguments, nullptr));
+        EXPECT_EQ(reporter.entries().size(), isForgiving ? 2 : 1);
+    }
+}
+
+TEST(DataSet, CodeOfTheDataSetHidesItsEngines)
+{
+    const Folder folder;
+    OpenData data;
+    makeReady(data, folder.path("log.html"));
+    ASSERT_TRUE(data.establishLogFile(true));
+    data.recordSituationID(7);
+    data.recordArgument(1U, 0);
+
+    data.setSelfDX_Code(dx::NoMap);
+    EXPECT_EQ(data.obtainDataForCurrentThread(true), nullptr);
+    EXPECT_EQ(data.getSituationID(), 0);
+    EXPECT_TRUE(data.isSituationNormal());
+    EXPECT_EQ(data.getArg_UInt(0), 0U);
+    EXPECT_EQ(data.getDescriptionFillers(), nullptr);
+    EXPECT_EQ(data.recordArgument(2U, 0), -1);
+    EXPECT_FALSE(data.forgetSituation());
+    EXPECT_FALSE(data.removeThread());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::NoMap);
+
+    data.forgetSelfDX_Code();
+    EXPECT_EQ(data.getSituationID(), 7); // hidden, not lost
+    EXPECT_EQ(data.getArg_UInt(0), 1U);
+}
+
+TEST(DataSet, EngineThatCannotBeMadeLeavesItsCode)
+{
+    struct Row {
+        int code;
+        Reporter::Change change;
+        Reporter::Change mend;
+    };
+    const Row rows[] = {
+        {dx::NoDescriptionFillers, [](OpenData& data) { data.m_descriptionFillersQty = 100; },
+         [](OpenData& data) { data.setDescriptionFillersQty(5); }},
+        {dx::MapSizeZero, [](OpenData& data) { data.m_sizeMapOfDataForThreads = 0; },
+         [](OpenData& data) { data.sizeMapOfDataForThreads(1); }},
+        {dx::NoEngine,
+         [](OpenData& data) {
+             data.setEngineFactory([]() -> ZarnDataForThread* { return nullptr; });
+         },
+         [](OpenData& data) { data.setEngineFactory([] { return new ZarnDataForThread; }); }},
+        {dx::LockRefused, [](OpenData& data) { data.refusesToEnter = true; },
+         [](OpenData& data) { data.refusesToEnter = false; }},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.code);
+        const Folder folder;
+        OpenData data;
+        makeReady(data, folder.path("log.html"));
+        row.change(data);
+        EXPECT_FALSE(data.establishLogFile(true));
+        EXPECT_EQ(data.getSelfDX_Code(), row.code);
+        EXPECT_EQ(folder.files(), QStringList());
+        // Still configurable, and as good as new.
+        row.mend(data);
+        data.forgetSelfDX_Code();
+        EXPECT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
+    }
+
+    ZarnData data; // no character set, hence no place for strings
+    EXPECT_TRUE(data.setArgsStrQty(1));
+    EXPECT_FALSE(data.initialize());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::NoArgsStr);
+    ZarnDataForThread engine;
+    EXPECT_FALSE(engine.initialize(nullptr));
+    EXPECT_EQ(engine.getSelfDX_Code(), dx::NoDataSet);
+}
+
+TEST(DataSet, RemovedThreadBeginsAnew)
+{
+    const Folder folder;
+    OpenData data;
+    EXPECT_FALSE(data.removeThread());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::RemoveThreadNoMap);
+    data.forgetSelfDX_Code();
+    makeReady(data, folder.path("log.html"));
+    ASSERT_TRUE(data.establishLogFile(true));
+
+    data.recordSituationID(7);
+    data.recordArgument(1, 0);
+    EXPECT_TRUE(data.removeThread());
+    EXPECT_EQ(data.obtainDataForCurrentThread(false), nullptr);
+    EXPECT_TRUE(data.removeThread()); // nothing to remove is a success
+    EXPECT_TRUE(data.isSituationNormal());
+    EXPECT_EQ(data.recordArgument(1, ZARN_ARG_NEXT), 0);
+
+    // A code that is held is in the way, and the engine stays.
+    data.recordSituationID(999);
+    EXPECT_FALSE(data.respondToSituation());
+    EXPECT_FALSE(data.removeThread());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::SpecNotLoaded);
+    EXPECT_NE(data.obtainDataForCurrentThread(false), nullptr);
+}

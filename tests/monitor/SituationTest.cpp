@@ -1,0 +1,274 @@
+// The life of a situation: phase by phase, what a failure leaves, stages that are replaced.
+#include "Reporter.h"
+
+#include <stdexcept>
+
+using namespace zmu_test;
+
+namespace {
+
+/// An established data set with the program's strings.
+struct Established {
+    Established()
+    {
+        makeReady(data, folder.path("log.html"));
+        EXPECT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
+    }
+    QStringList entries() const { return entriesOf(folder.path("log.html")); }
+
+    Folder folder;
+    OpenData data;
+};
+
+} // namespace
+
+TEST(Situation, CanBeDrivenByPhases)
+{
+    strings()[100] = L"2~0~1~u0|~``Display %1!u!.`|``Log %1!u!.`";
+    Established set;
+    EXPECT_EQ(set.data.recordSituationID(100), 0);
+    set.data.recordArgument(5U, 0);
+
+    ASSERT_TRUE(set.data.learnResponse());
+    EXPECT_STREQ(set.data.getDescriptionForDisplay(), L"Display 5.");
+    EXPECT_STREQ(set.data.getDescriptionForLogFile(), L"Log 5.");
+    EXPECT_EQ(set.entries(), QStringList());
+    ASSERT_TRUE(set.data.reportDescriptions());
+    ASSERT_TRUE(set.data.reportDescriptions()); // as often as one likes
+    EXPECT_EQ(set.entries(), (QStringList{"Log 5.", "Log 5."}));
+    EXPECT_EQ(set.data.getSituationID(), 100);
+    ASSERT_TRUE(set.data.forgetSituation());
+    EXPECT_STREQ(set.data.getDescriptionForDisplay(), L"");
+    EXPECT_STREQ(set.data.getDescriptionForLogFile(), L"");
+    EXPECT_EQ(set.data.getDescriptionFillers()[0], 0U);
+    EXPECT_EQ(set.data.recordArgument(1U, ZARN_ARG_NEXT), 0);
+    EXPECT_TRUE(set.data.isSituationNormal());
+    ASSERT_TRUE(set.data.reportDescriptions()); // nothing to report
+    EXPECT_EQ(set.entries().size(), 2);
+    EXPECT_EQ(shown().count, 2);
+}
+
+TEST(Situation, RemoteIDIsShownForOneSituation)
+{
+    strings()[100] = L"2~0||``t`";
+    const Reporter reporter;
+    EXPECT_EQ(reporter->recordSituationID_Remote(777), 0);
+    reporter.report(100);
+    reporter.report(100);
+    const QString text = logText(reporter.logName());
+    EXPECT_EQ(text.count("SituationID=777 "), 1);
+    EXPECT_EQ(text.count("SituationID=100 "), 1);
+}
+
+TEST(Situation, FailureLeavesWhatTheCallerGave)
+{
+    strings()[100] = L"2~0~1~u0`u1`u2~||``%1!u! %2!u! %3!u!`";
+    strings()[200] = L"2~0~1~u0~|~``Display.`|``%99`";
+    strings()[300] = L"2~0~1~u0`x0~|~``Display.`|``t`";
+    const Reporter reporter;
+    wchar_t text[16];
+
+    reporter->recordSituationID(200);
+    reporter->recordArgument(7U, ZARN_ARG_NEXT);
+    EXPECT_FALSE(reporter->respondToSituation());
+    EXPECT_EQ(reporter->getSituationID(), 200);
+    EXPECT_EQ(reporter->getArg_UInt(0), 7U);
+    EXPECT_EQ(reporter->getDescriptionFillers()[0], 7U);
+    EXPECT_TRUE(reporter->getDescriptionForDisplay(text, 16));
+    EXPECT_STREQ(text, L"Display."); // this one could be filled
+    EXPECT_TRUE(reporter->getDescriptionForLogFile(text, 16));
+    EXPECT_STREQ(text, L"");
+    EXPECT_EQ(shown().count, 0);
+
+    reporter->forgetSelfDX_Code();
+    EXPECT_EQ(reporter->recordSituationID(300), 200);
+    EXPECT_EQ(reporter->recordArgument(8U, ZARN_ARG_NEXT), 1); // behind the other's
+    EXPECT_FALSE(reporter->respondToSituation());
+    EXPECT_EQ(reporter->getDescriptionFillers()[0], 0U); // the phase that failed tidies up
+    EXPECT_TRUE(reporter->getDescriptionForDisplay(text, 16));
+    EXPECT_STREQ(text, L"");
+
+    reporter->forgetSelfDX_Code();
+    reporter->recordSituationID(100);
+    reporter->recordArgument(9U, ZARN_ARG_NEXT);
+    EXPECT_TRUE(reporter->respondToSituation());
+    EXPECT_EQ(reporter.entries(), QStringList{"7 8 9"});
+}
+
+TEST(Situation, TextsOfOneDoNotShowThroughInTheNext)
+{
+    strings()[100] = L"2~0|~``A long text for the display.`|``A long text for the log.`";
+    strings()[101] = L"2~0|&|``Log.`";
+    strings()[102] = L"2~0|17~``D.`|5``a b c d e`";
+    const Reporter reporter;
+    for (const int id : {100, 101, 102, 101, 100}) {
+        reporter.report(id);
+        EXPECT_EQ(shown().type, id == 102 ? 17U : 48U);
+    }
+    EXPECT_EQ(shown().text, L"A long text for the display.");
+    EXPECT_EQ(reporter.entries(),
+              (QStringList{"A long text for the log.", "Log.", "a b\r\nc d\r\ne", "Log.",
+                           "A long text for the log."}));
+}
+
+TEST(Situation, LockThatFails)
+{
+    strings()[100] = L"2~0||``t`";
+    Established set;
+    set.data.recordSituationID(100);
+    set.data.refusesToEnter = true;
+    EXPECT_FALSE(set.data.respondToSituation());
+    EXPECT_EQ(set.data.getSelfDX_Code(), dx::LockRefused);
+    set.data.refusesToEnter = false;
+    EXPECT_FALSE(set.data.respondToSituation()); // the code is held
+    set.data.forgetSelfDX_Code();
+
+    set.data.refusesToLeave = true;
+    EXPECT_FALSE(set.data.respondToSituation());
+    EXPECT_EQ(set.data.getSelfDX_Code(), dx::LockNotLeft);
+    set.data.refusesToLeave = false;
+    set.data.forgetSelfDX_Code();
+    set.data.recordSituationID(100);
+    EXPECT_TRUE(set.data.respondToSituation());
+}
+
+namespace {
+
+/// Throws in the stage that it is told, or answers false there.
+class Faulty : public ZarnDataForThread {
+  public:
+    enum class Fault { Throws, Refuses };
+
+    Faulty(const char* stage, Fault fault) : m_stage(stage), m_fault(fault) {}
+
+  private:
+    template <class Call>
+    bool stage(const char* name, Call call)
+    {
+        if (m_stage != name)
+            return call();
+        if (m_fault == Fault::Throws)
+            throw std::runtime_error(name);
+        setSelfDX_Code(dx::NoMap);
+        return false;
+    }
+
+#define STAGE(name, parameters, arguments)                                                         \
+    bool name parameters override                                                                  \
+    {                                                                                              \
+        return stage(#name, [&] { return ZarnDataForThread::name arguments; });                    \
+    }
+    STAGE(activatePlugIns, (), ())
+    STAGE(describeSituation, (), ())
+    STAGE(forgetSituation, (), ())
+    STAGE(formatDescriptionForLogFile, (), ())
+    STAGE(formatDescriptions, (), ())
+    STAGE(learnResponse, (), ())
+    STAGE(obtainResponseSpecs, (), ())
+    STAGE(parseDescriptionSpec_MessageAffix, (wchar_t * text, wchar_t* target, u64 qty),
+          (text, target, qty))
+    STAGE(parseDescriptionSpec_MessageFormat,
+          (wchar_t * text, Zarn_MSG_FMT format, wchar_t* scratch, ulong32 bytes),
+          (text, format, scratch, bytes))
+    STAGE(parseDescriptionSpecDisplayDlgBox, (wchar_t * text), (text))
+    STAGE(parseResponseSpecHeaderFillers, (u64 * strings, wchar_t* text), (strings, text))
+    STAGE(reportDescriptionToDisplay, (), ())
+    STAGE(reportDescriptionToLogFileDirectly, (), ())
+#undef STAGE
+
+    std::string m_stage;
+    Fault m_fault;
+};
+
+} // namespace
+
+TEST(Situation, EveryStageIsASlotThatMayFail)
+{
+    struct Row {
+        const char* stage;
+        int code; ///< When it throws.
+        bool isLogged;
+    };
+    const Row rows[] = {
+        {"none", 0, true},
+        {"describeSituation", dx::RespondUnexpected, false},
+        {"activatePlugIns", dx::RespondUnexpected, true},
+        {"forgetSituation", dx::RespondUnexpected, true},
+        {"learnResponse", dx::DescribeSituationUnexpected, false},
+        {"formatDescriptions", dx::LearnResponseUnexpected, false},
+        {"obtainResponseSpecs", dx::LearnSpecsUnexpected, false},
+        {"parseResponseSpecHeaderFillers", dx::HeaderUnexpected, false},
+        {"parseDescriptionSpecDisplayDlgBox", dx::DisplaySpecUnexpected, false},
+        {"parseDescriptionSpec_MessageFormat", dx::LogSpecUnexpected, false},
+        {"parseDescriptionSpec_MessageAffix", dx::MessageFormatUnexpected, false},
+        {"formatDescriptionForLogFile", dx::FormatDescriptionsUnexpected, false},
+        {"reportDescriptionToDisplay", dx::ReportUnexpected, true},
+        {"reportDescriptionToLogFileDirectly", dx::ReportUnexpected, false},
+    };
+    strings()[100] = L"2~0~1~u0~0|1~``D.`|`0`L.`";
+    strings()[9000] = L"Pre ";
+    for (const Row& row : rows) {
+        for (const auto fault : {Faulty::Fault::Throws, Faulty::Fault::Refuses}) {
+            SCOPED_TRACE(testing::Message() << row.stage << ' ' << static_cast<int>(fault));
+            Established set;
+            set.data.setDescriptionAffixID_Min(9000);
+            set.data.setDescriptionAffixIDsQty(1);
+            *set.data.createPlugIns(1) = [](const Zarn*) { return true; };
+            Faulty engine(row.stage, fault);
+            ASSERT_TRUE(engine.initialize(&set.data));
+            engine.recordSituationID(100);
+
+            EXPECT_EQ(engine.respondToSituation(), row.code == 0);
+            const bool isThrown = fault == Faulty::Fault::Throws || row.code == 0;
+            EXPECT_EQ(engine.getSelfDX_Code(), isThrown ? row.code : dx::NoMap);
+            EXPECT_EQ(set.entries().size(), row.isLogged ? 1 : 0);
+            EXPECT_TRUE(set.data.isFreeOfCode()); // one thread's failure is its own
+        }
+    }
+}
+
+TEST(Situation, StagesCanBeReplaced)
+{
+    class Own : public ZarnDataForThread {
+      public:
+        u64 collected[3] = {};
+        std::wstring told;
+
+      private:
+        bool learnResponseSpecs(u64*) override
+        {
+            return ZarnDataForThread::learnResponseSpecs(collected);
+        }
+        bool obtainResponseSpecs() override
+        {
+            m_responseSpecHeader.assign(L"1~0~1~s1`u0`s0");
+            m_descriptionForDisplay.assign(L"~``Mine.`");
+            return m_descriptionForLogFile.assign(L"``Own %2!u!.`");
+        }
+        bool reportDescriptionToDisplay() override
+        {
+            told = getDescriptionForDisplay();
+            return true;
+        }
+    };
+    Folder folder;
+    OpenData data;
+    makeReady(data, folder.path("log.html"));
+    data.setCharSetExternal(0); // string fillers are collected for narrow sets only
+    ASSERT_TRUE(data.establishLogFile(true));
+    Own engine;
+    ASSERT_TRUE(engine.initialize(&data));
+    const char* const texts[] = {"zero", "one"};
+    engine.recordArgument(texts[0], 0);
+    engine.recordArgument(texts[1], 1);
+    engine.recordArgument(4U, 0);
+    engine.recordSituationID(12345); // no module knows it
+
+    EXPECT_TRUE(engine.respondToSituation()) << engine.getSelfDX_Code();
+    EXPECT_EQ(engine.told, L"Mine.");
+    EXPECT_EQ(engine.collected[0], reinterpret_cast<std::uintptr_t>(texts[1]));
+    EXPECT_EQ(engine.collected[1], reinterpret_cast<std::uintptr_t>(texts[0]));
+    EXPECT_EQ(engine.collected[2], 0U);
+    EXPECT_EQ(entriesOf(folder.path("log.html")), QStringList{"Own 4."});
+    EXPECT_EQ(shown().count, 0);
+}
