@@ -18,7 +18,7 @@ TEST(Hyperlink, NamesTheCodeTwice)
         {10007, 1, 0, L"Unknown"}, // no place for the number
         {14015, 1, dx::HyperlinkEmpty, nullptr},
         {14011, 1, dx::HyperlinkNotPrinted, nullptr}, // asks for a string
-        {999, 1, dx::HyperlinkUnexpected, nullptr},
+        {999, 1, dx::HyperlinkEmpty, nullptr},
     };
     const Reporter reporter;
     for (const Row& row : rows) {

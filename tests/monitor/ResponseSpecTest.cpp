@@ -243,6 +243,15 @@ TEST(ResponseSpec, Inserts)
         {L"2~0||``%9!*.*s!`", dx::FormatLogFailed},
         {L"2~0||``%10!*`", dx::FormatLogFailed},
         {L"2~0|~``%11!u!`|``t`", dx::FormatDisplayFailed},
+        // A number is no text, nor is a text of another width.
+        {L"2~0~2~u||``%1`", dx::FormatLogFailed},
+        {L"2~0~2~s||``%1`", dx::FormatLogFailed},
+        {L"2~0~1~d0||``%1!ws!`", dx::FormatLogFailed},
+        {L"2~0~2~d`d`s||``%3!hs!`", dx::FormatLogFailed},
+        {L"2~0~1~s0||``%1!S!`", dx::FormatLogFailed},
+        {L"2~0~1~s0`d0||``%1!*s!`", dx::FormatLogFailed},
+        {L"2~0~1~d1`s0||``%1!*s!`", 0, L"  text"},
+        {L"2~0~1~d0|~``%1`|``t`", dx::FormatDisplayFailed},
         // Not a format.
         {L"2~0||``50%`", dx::FormatLogFailed},
         {L"2~0||``%1!u`", dx::FormatLogFailed},

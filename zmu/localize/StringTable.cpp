@@ -193,10 +193,15 @@ int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
-    const std::wstring text = QObject::tr(row->text).toStdWString();
-    const std::size_t length = std::min(text.size(), static_cast<std::size_t>(bufferMax) - 1);
-    text.copy(buffer, length);
-    buffer[length] = L'\0';
-    SetLastError(ERROR_SUCCESS);
-    return static_cast<int>(length);
+    try {
+        const std::wstring text = QObject::tr(row->text).toStdWString();
+        const std::size_t length = std::min(text.size(), static_cast<std::size_t>(bufferMax) - 1);
+        text.copy(buffer, length);
+        buffer[length] = L'\0';
+        SetLastError(ERROR_SUCCESS);
+        return static_cast<int>(length);
+    } catch (...) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return 0;
+    }
 }

@@ -14,6 +14,7 @@
 #include <QTextStream>
 
 #include <cwchar>
+#include <cwctype>
 #include <iterator>
 #include <memory>
 #include <mutex>
@@ -49,7 +50,24 @@ unsigned int continueSeries()
 
 bool isBlank(const wchar_t* text)
 {
-    return text[std::wcsspn(text, L" \t\n\v\f\r")] == L'\0';
+    while (std::iswspace(static_cast<std::wint_t>(*text)))
+        ++text;
+    return !*text;
+}
+
+QString toFileName(const wchar_t* name)
+{
+    const QString text = QString::fromWCharArray(name);
+    return text.startsWith(u':') ? QStringLiteral("./") + text : text; // else it would name a resource
+}
+
+/// Whether two names mean one file: by their text, or because both lead to it.
+bool isSameFile(const wchar_t* left, const wchar_t* right)
+{
+    if (_wcsicmp(left, right) == 0)
+        return true;
+    const QString leftPath = QFileInfo(toFileName(left)).canonicalFilePath();
+    return !leftPath.isEmpty() && leftPath == QFileInfo(toFileName(right)).canonicalFilePath();
 }
 
 } // namespace
@@ -67,7 +85,7 @@ bool ZarnData::isValidLogFileNomenclature(const wchar_t* logName, const wchar_t*
         dxCode = dx::LogNameMissing;
     else if (isNative && !*logName)
         dxCode = dx::LogNameBlank;
-    else if (!isEmpty(formName) && (isNative || *logName) && _wcsicmp(logName, formName) == 0)
+    else if (!isEmpty(formName) && (isNative || *logName) && isSameFile(logName, formName))
         dxCode = dx::LogNameIsFormName;
     return dxCode == dx::Satisfied;
 }
@@ -160,7 +178,7 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
         QIODevice::OpenMode mode(openMode);
         if (mode & QIODevice::WriteOnly)
             mode |= QIODevice::Unbuffered; // one write a section, and nothing kept after a failure
-        auto file = std::make_unique<QFile>(QString::fromWCharArray(*nameSlot));
+        auto file = std::make_unique<QFile>(toFileName(*nameSlot));
         // A pipe or a device would block, or never end.
         const QFileInfo info(*file);
         require(!info.exists() || info.isFile(), dx::FileNotOpened);
@@ -310,7 +328,7 @@ bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG 
         require(logName, dx::LogNameMissing);
         require(!isBlank(logName), dx::LogNameBlank);
         const wchar_t* effectiveForm = formName ? formName : m_fileLog.m_formName;
-        require(!effectiveForm || _wcsicmp(effectiveForm, logName) != 0, dx::LogNameIsFormName);
+        require(!effectiveForm || !isSameFile(effectiveForm, logName), dx::LogNameIsFormName);
         require(closeLogFile(), dx::OldLogNotClosed);
 
         if (!m_fileLog.m_logName || _wcsicmp(m_fileLog.m_logName, logName) != 0)
@@ -339,7 +357,7 @@ bool ZarnData::swapFormName(const wchar_t* formName)
     if (hasChanged) {
         wchar_t* copy = nullptr;
         if (isGiven)
-            duplicate_String(&copy, formName, false); // failing that, the built-in form will do
+            duplicate_String(&copy, formName, false); // failing that, the built-in form stands in
         delete[] std::exchange(stored, copy);
     }
     return hasChanged;
@@ -351,21 +369,23 @@ void ZarnData::noteSeries(unsigned int number)
         return;
     // The situation in hand keeps its engine; the note has one of its own.
     ZarnDataForThread* kept = obtainDataForCurrentThread(false);
-    ZarnDataForThread noting;
-    if (kept && noting.initialize(this))
-        m_mapOfDataForThreads->add(GetCurrentThreadId(), &noting);
+    const std::unique_ptr<ZarnDataForThread> noting(kept ? m_engineFactory() : nullptr);
+    if (kept) {
+        require(noting && noting->initialize(this), dx::NoEngine);
+        m_mapOfDataForThreads->add(GetCurrentThreadId(), noting.get());
+    }
 
-    m_isReplacingLogFile = true;
+    m_isNotingSeries = true;
     void* previous = setResourceModule(m_selfResourceModule);
     if (!m_owner->respondToSituation(seriesNote, nullptr, number, s_logSeriesOrigin))
         m_owner->forgetSituation();
     setResourceModule(previous);
-    m_isReplacingLogFile = false;
+    m_isNotingSeries = false;
 
     if (kept) {
         m_mapOfDataForThreads->add(GetCurrentThreadId(), kept);
         if (kept->isSelfSatisfied())
-            kept->setSelfDX_Code(noting.getSelfDX_Code());
+            kept->setSelfDX_Code(noting->getSelfDX_Code());
     }
 }
 

@@ -130,7 +130,7 @@ bool ZarnData::processFileLogForm(ulong32 mask)
         if (isSelfSatisfied() && openLogFileForm(m_fileLog.m_formName) && learnLogFileForm(mask))
             return;
 
-        // A form file that will not do costs nothing but the layout.
+        // The built-in form stands in for a form file that cannot be used.
         Zarn_TRACE(L"ZarnData::processFileLogForm (%lu) is dismissing exception #%d.\n",
                    static_cast<unsigned long>(mask), getSelfDX_Code());
         forgetSelfDX_Code();
@@ -188,7 +188,7 @@ bool ZarnData::learnLogFileForm(ulong32 mask)
             requireOrRaiseHeld(learnSelfResourceModule(), *this);
         require(m_fileLog.m_formName, dx::FormNameMissing);
         require(*m_fileLog.m_formName, dx::FormNameEmpty);
-        require(m_fileLog.m_formStream, dx::FormNotOpen);
+        require(m_fileLog.m_formStream && m_fileLog.m_formStream->device(), dx::FormNotOpen);
         require(!m_fileLog.m_injectorFiles, dx::InjectorFilesPresent);
         require(!m_fileLog.m_injectorStreams, dx::InjectorStreamsPresent);
 
@@ -229,6 +229,7 @@ bool ZarnData::learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
     runGuarded(*this, dx::SectionsRawUnexpected, [&] {
         const Keywords keywords = loadKeywords(m_selfResourceModule, m_scratchpad.m_a);
         FormLines lines(*m_fileLog.m_formStream);
+        require(!lines.isTooLarge(), dx::FormNotReadToEnd);
         lines.seek(0);
         lines.skipByteOrderMark();
 

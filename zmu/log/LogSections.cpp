@@ -177,6 +177,12 @@ SlotKind kindOf(Zarn_FORM_VAR var)
     return isText ? SlotKind::WideText : SlotKind::Number;
 }
 
+/// A stream on a text has no device, and is no log.
+bool isOpen(const QTextStream* stream)
+{
+    return stream && stream->device();
+}
+
 bool isTimeVariable(Zarn_FORM_VAR var)
 {
     switch (var) {
@@ -255,10 +261,10 @@ u64 writeText(QTextStream& stream, const wchar_t* text, std::size_t length, u64 
     QIODevice& device = *stream.device();
     if (static_cast<u64>(device.pos() + bytes.size()) > limit)
         throw WriteFailed{};
-    if (device.write(bytes) != bytes.size()) {
-        // Nothing of the failure stays, so that the next write finds the log as it should be.
-        if (auto* file = qobject_cast<QFile*>(&device))
-            file->unsetError();
+    auto* file = qobject_cast<QFileDevice*>(&device);
+    if (device.write(bytes) != bytes.size() || (file && !file->flush())) {
+        if (file)
+            file->unsetError(); // or the next write would not even be tried
         throw WriteFailed{};
     }
     return static_cast<u64>(bytes.size());
@@ -290,7 +296,7 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
             require(!varCount && !vars && !values, dx::SectionFormatMissing);
             return;
         }
-        require(file.m_logStream, dx::LogNotOpen);
+        require(isOpen(file.m_logStream), dx::LogNotOpen);
 
         const bool mayAllocate = m_dataSet->isSafeToAllocateMemory();
         InjectedTexts injected;
@@ -374,7 +380,7 @@ bool ZarnDataForThread::logFormSectionHead()
                     dx::HeadFormatMissing);
             return;
         }
-        require(file.m_logStream, dx::LogNotOpen);
+        require(isOpen(file.m_logStream), dx::LogNotOpen);
         require(file.m_tailPosition <= 0, dx::HeadNotAtStart);
         QTextStream& stream = *file.m_logStream;
         require(stream.seek(file.m_tailPosition), dx::HeadSeekFailed);
@@ -406,7 +412,7 @@ bool ZarnDataForThread::logFormSectionBody()
                     dx::BodyFormatMissing);
             return;
         }
-        require(file.m_logStream, dx::LogNotOpen);
+        require(isOpen(file.m_logStream), dx::LogNotOpen);
         require(file.m_tailPosition >= 0, dx::BodyPositionNegative);
         require(file.m_logStream->seek(file.m_tailPosition), dx::BodySeekFailed);
         m_fileSizeLimit = fileSizeLimit(); // for the tail as well
@@ -431,7 +437,7 @@ bool ZarnDataForThread::logFormSectionTail()
                     dx::TailFormatMissing);
             return;
         }
-        require(file.m_logStream, dx::LogNotOpen);
+        require(isOpen(file.m_logStream), dx::LogNotOpen);
 
         u64 bytesWritten = 0;
         requireOrRaiseHeld(logFormSection(file.m_tailFormat, file.m_tailVarCount, file.m_tailVars,
@@ -441,6 +447,7 @@ bool ZarnDataForThread::logFormSectionTail()
         if (file.m_tailHasEntryId)
             m_dataSet->decrementSituationsCount(1); // a tail is no entry
     });
+    m_fileSizeLimit = 0; // the next entry asks anew
     section.leave();
     return isSelfSatisfied();
 }
@@ -472,9 +479,12 @@ void ZarnDataForThread::restoreLog(const LogMark& mark)
     const ulong32 counted = m_dataSet->getSituationsCount();
     if (counted > mark.situationsCount)
         m_dataSet->decrementSituationsCount(counted - mark.situationsCount);
-    // The old tail stood here, so there is room for it.
-    if (file->m_logStream->seek(mark.tailPosition) && logFormSectionTail() && isLastInFile)
-        device->resize(device->pos());
+    // The old tail stood here, so there is room for it. Without it the entries are still whole.
+    if (file->m_logStream->seek(mark.tailPosition)) {
+        logFormSectionTail();
+        if (isLastInFile)
+            device->resize(device->pos());
+    }
     file->m_logByteCount = mark.byteCount;
     forgetSelfDX_Code();
     setSelfDX_Code(code);

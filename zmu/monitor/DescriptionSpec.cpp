@@ -88,6 +88,11 @@ void ZarnDataForThread::resetDisplaySpec()
 {
     m_descriptionDisplayIsDupe = false;
     m_descriptionDisplayLineWd = getDefaultLineWidth(Zarn_MSG_FMT_DISPLAY);
+    resetDialogSpec();
+}
+
+void ZarnDataForThread::resetDialogSpec()
+{
     m_displayDlgBoxSpecA = 0;
     m_displayDlgBoxSpecB = 0;
     m_displayDlgBoxType = defaultDialogStyle;
@@ -149,16 +154,11 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
     if (!text || !*text)
         return isSelfSatisfied();
 
-    const auto reset = [this] {
-        m_displayDlgBoxSpecA = 0;
-        m_displayDlgBoxSpecB = 0;
-        m_displayDlgBoxType = defaultDialogStyle;
-    };
     const SeparatorKeeper separator(m_tokenSeparator);
     runGuarded(*this, dx::DialogSpecUnexpected, [&] {
         requireApproval();
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
-        reset();
+        resetDialogSpec();
 
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
         const int count = tokensIn(text, *m_tokenSeparator);
@@ -187,7 +187,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
         }
     });
     if (!isSelfSatisfied())
-        reset();
+        resetDialogSpec();
     m_scratchpad.m_a.clear();
     return isSelfSatisfied();
 }
@@ -357,7 +357,9 @@ void ZarnDataForThread::formatDescription(Buffer& description, u8 lineWidth, int
         Zarn::formatMessage(lineWidth | fromStringAndArray, description.c_str(), output.writable(),
                             static_cast<int>(output.capacity), m_descriptionFillers);
     require(length > 0, failed);
-    output.setUsed(length);
+    const bool wraps = lineWidth > 0 && lineWidth < FORMAT_MESSAGE_MAX_WIDTH_MASK;
+    if (!wraps) // else blanks that a line's end has swallowed stand behind the text
+        output.setUsed(length);
     description.assign(output.c_str()); // cut at its end
 }
 

@@ -56,15 +56,16 @@ const wchar_t* ZarnData::formatLogHyperlink(ulong32 code, unsigned int stringID,
                                             UTL_String& out) const
 {
     SetLastError(ERROR_SUCCESS);
-    isSelfApproving(); // a forgiving data set forgets an earlier failure
     SectionGuard section(*this);
     runGuarded(*this, dx::HyperlinkUnexpected, [&] {
         out.clear();
         require(m_selfResourceModule, dx::OwnModuleUnknown);
         require(section.wasEntered(), dx::HyperlinkLockRefused);
         m_scratchpad.clear();
-        UTL_String pattern(m_selfResourceModule, stringID, ZarnScratchpad::Buffer::capacity);
-        require(pattern.length() > 0, dx::HyperlinkEmpty);
+        UTL_String pattern;
+        require(pattern.loadFromModule(m_selfResourceModule, stringID,
+                                       ZarnScratchpad::Buffer::capacity) > 0,
+                dx::HyperlinkEmpty);
         require(printNumber(m_scratchpad.m_b, pattern.wideText(), code), dx::HyperlinkNotPrinted);
         out = UTL_String(m_scratchpad.m_b.c_str());
     });

@@ -45,7 +45,7 @@ void ZarnDataForThread::replaceLogFileAtLimit()
     const ZarnDataFile* file = m_dataSet->getFileLog();
     const u64 limit = m_dataSet->getLogFileByteCountLimit();
     // The first entry of a successor never replaces it again, however long the head is.
-    if (!file || limit == 0 || file->m_logByteCount < limit || m_dataSet->isReplacingLogFile())
+    if (!file || limit == 0 || file->m_logByteCount < limit || m_dataSet->isNotingSeries())
         return;
     if (!m_dataSet->reestablishLogFile(false)) {
         m_dataSet->forgetSelfDX_Code();

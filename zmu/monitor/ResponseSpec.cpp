@@ -3,7 +3,6 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 
 #include <zmu/monitor/ZarnData.h>
-#include <zmu/monitor/internal/ArgumentBlock.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
@@ -16,6 +15,7 @@ using namespace zmu;
 
 bool ZarnDataForThread::learnResponse()
 {
+    const CancellationHold hold;
     runGuarded(*this, dx::LearnResponseUnexpected, [&] {
         requireApproval();
         requireOrRaiseHeld(learnResponseSpecs(nullptr), *this);
@@ -56,7 +56,7 @@ UTL_String ZarnDataForThread::loadSpec(unsigned int capacity) const
 
 bool ZarnDataForThread::obtainResponseSpecs()
 {
-    constexpr unsigned int specCapacity = ZarnScratchpad::Buffer::capacity;
+    constexpr unsigned int specCapacity = ZarnScratchpad::Buffer::capacity + 1; // a longer one shows
     constexpr int fieldsCount = 3;
 
     runGuarded(*this, dx::ObtainSpecsUnexpected, [&] {
@@ -115,6 +115,7 @@ bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
                 dx::HeaderEmpty);
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepGroup();
         forgetPlugInsIndirectIndices();
+        forgetTextFillers(); // a failed situation left them, and its texts may be gone
         m_argSource = 0;
 
         const int count = tokensIn(m_responseSpecHeader.c_str(), *m_tokenSeparator);
@@ -240,20 +241,30 @@ void ZarnDataForThread::fillFromCursor(int filler, const wchar_t* record)
     require(record[0] && !record[1] && std::wcschr(L"dsu", record[0]), dx::FillerLetterUnknown);
 
     SlotKind kind = SlotKind::Unknown;
-    u64 slot = ArgumentBlock::ofThisThread().take(*m_descriptionArgV, kind);
+    u64 slot = m_argumentBlock.take(*m_descriptionArgV, kind);
     if (record[0] == L'd')
         slot = toArgumentSlot(static_cast<int>(slot));
     else if (record[0] == L'u')
         slot = toArgumentSlot(static_cast<unsigned int>(slot));
     if (record[0] != L's')
         kind = SlotKind::Number;
+    else if (kind == SlotKind::Unknown || !slot)
+        kind = SlotKind::AnyText;
     setFiller(filler, slot, kind);
 }
 
 void ZarnDataForThread::setFiller(int filler, u64 slot, SlotKind kind)
 {
     m_descriptionFillers[filler] = slot;
-    m_fillerKinds[filler] = slot ? kind : SlotKind::Unknown; // 0 is a null text as well
+    m_fillerKinds[filler] = kind;
+}
+
+void ZarnDataForThread::forgetTextFillers()
+{
+    for (int i = 0; i < m_descriptionFillersQty; ++i) {
+        if (m_fillerKinds[i] != SlotKind::Unknown && m_fillerKinds[i] != SlotKind::Number)
+            setFiller(i, 0, SlotKind::Unknown);
+    }
 }
 
 bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)

@@ -2,7 +2,6 @@
 #include <zmu/monitor/Zarn.h>
 
 #include <zmu/monitor/ZarnData.h>
-#include <zmu/monitor/internal/ArgumentBlock.h>
 #include <zmu/monitor/internal/Guards.h>
 
 #include <algorithm>
@@ -121,13 +120,9 @@ bool Zarn::respondToSituation(int situationID, char** argV, void* resourceModule
 {
     if (!m_dataSet)
         return false;
-    try {
-        m_dataSet->recordSituationID(situationID);
-        const ModuleStandIn standIn(*m_dataSet, resourceModule);
-        return m_dataSet->respondToSituation(argV);
-    } catch (...) {
-        return false;
-    }
+    m_dataSet->recordSituationID(situationID);
+    const ModuleStandIn standIn(*m_dataSet, resourceModule);
+    return m_dataSet->respondToSituation(argV);
 }
 
 bool Zarn::respondWithValues(int situationID, void* resourceModule, const u64* values,
@@ -135,10 +130,10 @@ bool Zarn::respondWithValues(int situationID, void* resourceModule, const u64* v
 {
     if (!m_dataSet)
         return false;
-    char** argV = ArgumentBlock::ofThisThread().load(values, kinds, count);
-    // How the situation went is not the answer here; getSelfDX_Code tells.
-    respondToSituation(situationID, argV, resourceModule);
-    return true;
+    m_dataSet->recordSituationID(situationID);
+    const ModuleStandIn standIn(*m_dataSet, resourceModule);
+    m_dataSet->respondToSituation(values, kinds, count);
+    return true; // how the situation went is not the answer here; getSelfDX_Code tells
 }
 
 bool Zarn::respondToSituation()

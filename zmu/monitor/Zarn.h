@@ -23,7 +23,9 @@
 #include <zmu/monitor/ZarnTypes.h>
 
 #include <array>
+#include <concepts>
 #include <cstddef>
+#include <type_traits>
 
 class ZarnData;
 
@@ -94,7 +96,14 @@ class ZMU_API Zarn {
     /// The same with a cursor over 64-bit slots, which the spec's fillers advance. Answers how the
     /// situation went.
     bool respondToSituation(int situationID, char** argV, void* resourceModule);
-    bool respondToSituation(int situationID, char** argV) = delete; ///< The module is missing.
+    /// Calls that look like one form and would be taken for the other: the cursor in the module's
+    /// place, and the address of anything but a text as an argument.
+    template <std::same_as<char**> T>
+    bool respondToSituation(int situationID, T argV) = delete;
+    template <class T>
+        requires(!zmu::SituationArgument<T*> && !std::is_void_v<T> &&
+                 !std::same_as<T, HINSTANCE__>)
+    bool respondToSituation(int situationID, std::nullptr_t, T* argument) = delete;
     /// Reports what recordSituationID and recordArgument have recorded.
     bool respondToSituation();
 

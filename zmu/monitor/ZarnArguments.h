@@ -27,8 +27,9 @@ concept SituationArgument = IntegerArgument<T> || StringArgument<T>;
 
 /// What a slot was packed from.
 enum class SlotKind : unsigned char {
-    Unknown, ///< Whatever its reader says: a null text, or a pointer that a caller vouches for.
+    Unknown, ///< Nothing, or what no spec has put there.
     Number,
+    AnyText, ///< A pointer that the caller vouches for, or null.
     NarrowText,
     WideText,
 };

@@ -25,6 +25,7 @@
 #include <zmu/foundation/Types.h>
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/log/ZarnDataFile.h>
+#include <zmu/monitor/ZarnArguments.h>
 #include <zmu/monitor/ZarnScratchpad.h>
 #include <zmu/monitor/ZarnTypes.h>
 
@@ -254,8 +255,8 @@ class ZMU_API ZarnData {
     ulong32 getSituationsCount() const { return m_situationsCount; }
     ulong32 getSituationsQty() const { return m_situationsQty; }
     bool isInstantiatorRunningNatively() const { return m_nonnativeInstantiatorID == 0; }
-    /// True while the log is being replaced, up to the successor's first entry.
-    bool isReplacingLogFile() const { return m_isReplacingLogFile; }
+    /// True while a successor gets its first entry, the note about its series.
+    bool isNotingSeries() const { return m_isNotingSeries; }
     /// True while a head is written: only then does a section writer allocate.
     bool isSafeToAllocateMemory() const { return m_safeToAllocateMemory; }
 
@@ -312,6 +313,8 @@ class ZMU_API ZarnData {
     bool respondToSituation();
     /// `argV`: a pointer to a cursor over 64-bit argument slots, which the spec advances.
     bool respondToSituation(char** argV);
+    /// With the arguments of a call, which are copied; `kinds` tells what each was packed from.
+    bool respondToSituation(const u64* values, const zmu::SlotKind* kinds, std::size_t count);
     /// Stores an argument at `position` (ZARN_ARG_NEXT: behind the last) and returns the position,
     /// -1 if it has no place. Strings are not copied: they must outlive the situation.
     int recordArgument(const char* value, int position);
@@ -420,7 +423,7 @@ class ZMU_API ZarnData {
 
   private:
     ZarnEngineFactory m_engineFactory;
-    bool m_isReplacingLogFile = false;
+    bool m_isNotingSeries = false;
 
     void loadProxy();
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);

@@ -255,6 +255,11 @@ int ZarnDataForThread::recordSituationID_Remote(int situationID)
     return std::exchange(m_situationID_Remote, situationID);
 }
 
+void ZarnDataForThread::setArguments(const u64* values, const SlotKind* kinds, std::size_t count)
+{
+    m_descriptionArgV = m_argumentBlock.load(values, kinds, count);
+}
+
 // ---- The road of a situation -----------------------------------------------------------------------
 
 bool ZarnDataForThread::enterCriticalSection() const
@@ -301,6 +306,7 @@ bool ZarnDataForThread::respondToSituation()
 
 bool ZarnDataForThread::describeSituation()
 {
+    const CancellationHold hold;
     runGuarded(*this, dx::DescribeSituationUnexpected, [&] {
         requireApproval();
         requireOrRaiseHeld(learnResponse(), *this);

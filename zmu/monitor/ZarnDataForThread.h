@@ -14,7 +14,7 @@
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/foundation/WideBuffer.h>
 #include <zmu/log/ZarnForm.h>
-#include <zmu/monitor/ZarnArguments.h>
+#include <zmu/monitor/ArgumentBlock.h>
 #include <zmu/monitor/ZarnScratchpad.h>
 #include <zmu/monitor/ZarnTypes.h>
 
@@ -117,6 +117,8 @@ class ZMU_API ZarnDataForThread {
     int recordSituationID(int situationID);
     int recordSituationID_Remote(int situationID);
     void setDescriptionArgV(char** argV) { m_descriptionArgV = argV; }
+    /// Takes over the arguments of a call, and reads the next situation's from there.
+    void setArguments(const u64* values, const zmu::SlotKind* kinds, std::size_t count);
 
     /// A recorded unsigned argument; 0 if it cannot be read, and always when every slot is used.
     unsigned int getArg_UInt(int index) const;
@@ -212,6 +214,7 @@ class ZMU_API ZarnDataForThread {
     void parseArgSource(wchar_t* group);
     void fillFromRecorded(int filler, wchar_t* record);
     void fillFromCursor(int filler, const wchar_t* record);
+    void forgetTextFillers();
     void setFiller(int filler, u64 slot, zmu::SlotKind kind);
     bool parseMessageFormat(wchar_t* text, Zarn_MSG_FMT format);
     template <class Body>
@@ -222,6 +225,7 @@ class ZMU_API ZarnDataForThread {
     std::size_t loadAffix(int number, wchar_t* output, std::size_t room) const;
     bool isDupeForm(const wchar_t* text) const;
     void resetDisplaySpec();
+    void resetDialogSpec();
     void replaceLogFileAtLimit();
     void runPlugIn(ZarnPlugIn plugIn);
     LogMark markLog() const;
@@ -237,6 +241,7 @@ class ZMU_API ZarnDataForThread {
     int m_argsUIntQty = 0;
     int m_descriptionFillersQty = 0;
     int m_plugInsIndirectIndicesQty = 0;
+    zmu::ArgumentBlock m_argumentBlock;
     zmu::SlotKind m_fillerKinds[zmu::ArgumentSlotsQty] = {};
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
     bool m_isResponding = false;

@@ -69,7 +69,7 @@ ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
         if (engine->m_threadSerial == ZarnDataForThread::anyThread ||
             engine->m_threadSerial == serialOfThisThread())
             return engine;
-        // The system gave a dead thread's identity to this one.
+        // This thread has the identity of one that has ended.
         m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr);
         delete engine;
     }
@@ -158,6 +158,14 @@ bool ZarnData::respondToSituation(char** argV)
 {
     return forwardTo(obtainDataForCurrentThread(true), false, [argV](ZarnDataForThread& engine) {
         engine.setDescriptionArgV(argV);
+        return engine.respondToSituation();
+    });
+}
+
+bool ZarnData::respondToSituation(const u64* values, const SlotKind* kinds, std::size_t count)
+{
+    return forwardTo(obtainDataForCurrentThread(true), false, [=](ZarnDataForThread& engine) {
+        engine.setArguments(values, kinds, count);
         return engine.respondToSituation();
     });
 }

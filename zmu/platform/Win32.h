@@ -65,7 +65,8 @@ ZMU_API void SetLastError(DWORD error);
 /// Hands one text to the debug output channel, in one piece. Never fails, keeps the last error.
 void OutputDebugStringW(const wchar_t* text);
 /// Shows `text` to the operator. Without a display: writes caption and text to standard error,
-/// sets ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION and returns 0. Never blocks.
+/// sets ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION and returns 0. Waits for nobody: text that
+/// standard error does not take in a moment is dropped.
 int MessageBoxW(HWND parent, const wchar_t* text, const wchar_t* caption, UINT type);
 
 // ---- Message formatting: linux/MessageFormat.cpp ---------------------------------------------
@@ -73,6 +74,7 @@ int MessageBoxW(HWND parent, const wchar_t* text, const wchar_t* caption, UINT t
 inline constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x100;
 inline constexpr DWORD FORMAT_MESSAGE_FROM_STRING = 0x400;
 inline constexpr DWORD FORMAT_MESSAGE_ARGUMENT_ARRAY = 0x2000;
+inline constexpr DWORD FORMAT_MESSAGE_MAX_WIDTH_MASK = 0xff;
 
 /// Fills the format `source` with the 64-bit slots that `arguments` points to (a `u64*`, passed as
 /// the platform's argument list pointer). `flags` must hold FORMAT_MESSAGE_FROM_STRING and

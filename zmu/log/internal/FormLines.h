@@ -12,12 +12,22 @@ namespace zmu {
 
 class FormLines {
   public:
-    explicit FormLines(QTextStream& stream) : m_device(*stream.device()) {}
+    explicit FormLines(QTextStream& stream)
+        : m_device(*stream.device()), m_size(stream.device()->size())
+    {
+    }
+
+    /// What no form needs: the sections of a larger file could not be formatted anyway.
+    bool isTooLarge() const
+    {
+        constexpr qint64 sizeMax = 16 * 1024 * 1024;
+        return m_size > sizeMax;
+    }
 
     bool seek(long position) { return m_device.seek(position); }
     /// Position behind the last line read, -1 if it is unknown.
     long position() const { return static_cast<long>(m_device.pos()); }
-    bool atEnd() const { return m_device.atEnd(); }
+    bool atEnd() const { return m_device.pos() >= m_size; }
 
     /// Skips the mark that some editors put in front of UTF-8.
     void skipByteOrderMark()
@@ -32,12 +42,14 @@ class FormLines {
     bool readLine(QByteArray& line)
     {
         constexpr int lineMax = 1024;
+        if (atEnd())
+            return false; // a file that goes on without a size would never end
         line = m_device.readLine(lineMax + 1); // which counts a terminator
         if (line.isEmpty())
             return false;
-        if (line.endsWith('\n'))
-            line.chop(1);
-        if (line.endsWith('\r'))
+        if (line.endsWith("\r\n"))
+            line.chop(2);
+        else if (line.endsWith('\n'))
             line.chop(1);
         return true;
     }
@@ -47,6 +59,7 @@ class FormLines {
 
   private:
     QIODevice& m_device;
+    qint64 m_size;
 };
 
 } // namespace zmu

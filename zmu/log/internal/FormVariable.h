@@ -46,10 +46,12 @@ inline constexpr FormVariable formVariables[] = {
     {L"s"}, // SYS_INFO_VARS_ENV
     {L"d"}, // YEAR
 };
-/// Injected reports that a form can show.
-inline constexpr int injectorsQty = 3;
 
 inline constexpr int formVariablesQty = std::size(formVariables);
 static_assert(formVariablesQty == Zarn_FORM_VAR_YEAR + 1);
+
+
+/// Reports that a form can inject: the variables from SYS_INFO_ENV_APP on.
+inline constexpr int injectorsQty = 3;
 
 } // namespace zmu

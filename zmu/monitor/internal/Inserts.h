@@ -24,19 +24,19 @@ inline Insert readInsert(const wchar_t*& format)
         return insert;
 
     bool isHalf = false;
-    bool isLong = false;
+    int longs = 0;
     wchar_t conversion = 0;
     for (++format; *format && *format != L'!'; ++format) {
         insert.slot += *format == L'*';
         isHalf = isHalf || *format == L'h';
-        isLong = isLong || *format == L'l' || *format == L'w';
+        longs += *format == L'l' || *format == L'w';
         conversion = *format;
     }
     if (*format)
         ++format;
     if (conversion != L's' && conversion != L'S')
         insert.shows = SlotKind::Number;
-    else if (isHalf || (conversion == L'S' && !isLong))
+    else if (isHalf || (conversion == L'S' && longs != 1))
         insert.shows = SlotKind::NarrowText;
     return insert;
 }
@@ -62,7 +62,7 @@ bool insertsFit(const wchar_t* format, int slotsQty, KindOf kindOf)
         if (insert.shows == SlotKind::Number)
             continue;
         const SlotKind held = kindOf(insert.slot);
-        if (held != SlotKind::Unknown && held != insert.shows)
+        if (held != SlotKind::Unknown && held != SlotKind::AnyText && held != insert.shows)
             return false;
     }
     return true;

@@ -77,8 +77,16 @@ class WriteSignalsHold {
 bool isErrorWritable()
 {
     constexpr int patienceMilliseconds = 200;
+    constexpr int attemptsMax = 10; // a host with a timer interrupts each wait
     pollfd error{STDERR_FILENO, POLLOUT, 0};
-    return poll(&error, 1, patienceMilliseconds) != 0;
+    for (int attempt = 0; attempt < attemptsMax; ++attempt) {
+        const int ready = poll(&error, 1, patienceMilliseconds);
+        if (ready >= 0)
+            return ready > 0;
+        if (errno != EINTR)
+            return false;
+    }
+    return false;
 }
 
 /// Collects text in UTF-8 and writes it to standard error, in one piece as long as it fits here.

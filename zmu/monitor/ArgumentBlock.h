@@ -1,7 +1,7 @@
 // Where the arguments of a variadic report live while their situation can still read them.
 //
 // A failed situation keeps its argument cursor, and a later one without arguments may read on
-// through it. So the slots are the thread's, not the caller's stack, and reading ends with zeros.
+// through it. So the slots are the engine's, not the caller's stack, and reading ends with zeros.
 #pragma once
 
 #include <zmu/foundation/Types.h>
@@ -15,18 +15,12 @@ namespace zmu {
 
 class ArgumentBlock {
   public:
-    static ArgumentBlock& ofThisThread()
-    {
-        thread_local ArgumentBlock block;
-        return block;
-    }
-
-    /// Takes over `count` slots, at most ArgumentSlotsQty, and fills up with zeros. The cursor
-    /// returned stays good for the thread's life.
-    char** load(const u64* slots, const SlotKind* kinds, std::size_t count)
+    /// Takes over `count` values, at most ArgumentSlotsQty, and fills up with zeros. Returns the
+    /// cursor to them.
+    char** load(const u64* values, const SlotKind* kinds, std::size_t count)
     {
         count = std::min(count, ArgumentSlotsQty);
-        std::fill(std::copy_n(slots, count, m_slots), m_slots + ArgumentSlotsQty, u64{0});
+        std::fill(std::copy_n(values, count, m_slots), m_slots + ArgumentSlotsQty, u64{0});
         std::fill(std::copy_n(kinds, count, m_kinds), m_kinds + ArgumentSlotsQty,
                   SlotKind::Unknown);
         m_cursor = reinterpret_cast<char*>(m_slots);
@@ -51,9 +45,9 @@ class ArgumentBlock {
     }
 
   private:
-    u64 m_slots[ArgumentSlotsQty];
-    SlotKind m_kinds[ArgumentSlotsQty];
-    char* m_cursor;
+    u64 m_slots[ArgumentSlotsQty] = {};
+    SlotKind m_kinds[ArgumentSlotsQty] = {};
+    char* m_cursor = nullptr;
 };
 
 } // namespace zmu
