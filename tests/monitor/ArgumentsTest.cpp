@@ -1,4 +1,6 @@
 // Arguments of a situation: recorded ones, and those that a report packs.
+#include <QObject> // first: its macros must not reach our headers
+
 #include "Reporter.h"
 
 #include <limits>

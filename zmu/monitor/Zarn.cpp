@@ -50,7 +50,7 @@ bool Zarn::reestablishLogFile(const bool& force)
     struct Own { // The code of the monitor itself, without its data set's.
         Zarn& monitor;
         bool isSelfSatisfied() const { return monitor.isSelfSatisfied(); }
-        void setSelfDX_Code(int code) { monitor.m_selfDX_Code = code; }
+        void setSelfDX_Code(int code) { monitor.ownCode() = code; }
     } own{*this};
     runGuarded(own, dx::ReestablishUnexpected, [&] {
         require(m_dataSet, dx::NoDataSet);
@@ -320,14 +320,14 @@ const wchar_t* Zarn::formatLogHyperlinkWinSDK(ulong32 code) const
 
 int Zarn::getSelfDX_Code() const
 {
-    if (m_selfDX_Code)
-        return m_selfDX_Code;
+    if (const int code = ownCode())
+        return code;
     return m_dataSet ? m_dataSet->getSelfDX_Code() : dx::NoDataSet;
 }
 
 void Zarn::forgetSelfDX_Code()
 {
-    m_selfDX_Code = 0;
+    ownCode() = 0;
     if (m_dataSet)
         m_dataSet->forgetSelfDX_Code();
 }

@@ -23,6 +23,7 @@
 #include <zmu/monitor/ZarnTypes.h>
 
 #include <array>
+#include <atomic>
 #include <concepts>
 #include <cstddef>
 #include <type_traits>
@@ -162,9 +163,10 @@ class ZMU_API Zarn {
 
     ZarnData* m_dataSet = nullptr;
     bool m_initialized = false;
-    int m_selfDX_Code = 0;
+    int m_selfDX_Code = 0; ///< Read and written by any thread: through ownCode().
 
   private:
+    std::atomic_ref<int> ownCode() const { return std::atomic_ref<int>(const_cast<int&>(m_selfDX_Code)); }
     bool respondWithValues(int situationID, void* resourceModule, const u64* values,
                            const zmu::SlotKind* kinds, std::size_t count);
 

@@ -452,7 +452,7 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_argsIntQty = other->m_argsIntQty;
         m_argsStrQty = other->m_argsStrQty;
         m_argsUIntQty = other->m_argsUIntQty;
-        m_behaviorCriteria = other->m_behaviorCriteria;
+        m_behaviorCriteria = other->m_behaviorCriteria.load();
         m_charSetExternal = other->m_charSetExternal;
         m_descriptionAffixID_Min = other->m_descriptionAffixID_Min;
         m_descriptionAffixIDsQty = other->m_descriptionAffixIDsQty;
@@ -475,7 +475,7 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_selfDX_FaultTolerance = other->m_selfDX_FaultTolerance;
         m_reserved2 = other->m_reserved2;
         m_situationMode = other->m_situationMode;
-        m_situationsCount = other->m_situationsCount;
+        m_situationsCount = other->m_situationsCount.load();
         m_situationsQty = other->m_situationsQty;
         adoptEngines();
     });

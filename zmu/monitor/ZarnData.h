@@ -373,7 +373,7 @@ class ZMU_API ZarnData {
     int m_argsIntQty = 0;
     int m_argsStrQty = 0;
     int m_argsUIntQty = 0;
-    u64 m_behaviorCriteria = ZARN_DEFAULT_BEHAVIOR_CRITERIA;
+    std::atomic<u64> m_behaviorCriteria = ZARN_DEFAULT_BEHAVIOR_CRITERIA;
     int m_charSetExternal = -1;
     mutable CriticalSection* m_criticalSection = nullptr;
     int m_descriptionAffixID_Min = 0;
@@ -409,7 +409,7 @@ class ZMU_API ZarnData {
     ulong32 m_reserved2 = 0;
     HMODULE m_selfResourceModule = nullptr;
     Zarn_DX_MODE m_situationMode = 0;
-    ulong32 m_situationsCount = 0;
+    std::atomic<ulong32> m_situationsCount = 0;
     ulong32 m_situationsQty = 0;
     wchar_t* m_tags[Zarn_FORM_TAGS_QTY] = {};
 

@@ -265,13 +265,12 @@ const wchar_t* ZarnData::formatLogHyperlinkWinSDK(ulong32 code) const
 
 ulong32 ZarnData::incrementSituationsCount(ulong32 n)
 {
-    const ulong32 room = std::numeric_limits<ulong32>::max() - m_situationsCount;
-    m_situationsCount += std::min(n, room);
-    return m_situationsCount;
+    const ulong32 count = m_situationsCount; // changed under the lock only, read without it
+    return m_situationsCount = count + std::min(n, std::numeric_limits<ulong32>::max() - count);
 }
 
 ulong32 ZarnData::decrementSituationsCount(ulong32 n)
 {
-    m_situationsCount -= std::min(n, m_situationsCount);
-    return m_situationsCount;
+    const ulong32 count = m_situationsCount;
+    return m_situationsCount = count - std::min(n, count);
 }
