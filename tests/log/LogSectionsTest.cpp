@@ -84,16 +84,6 @@ TEST_F(LogSections, EntriesAreNumberedAndColoured)
     }
 }
 
-TEST_F(LogSections, RemoteSituationStandsForTheLocalOne)
-{
-    start(formOf("h [SITUATION_ID]\n", "[SITUATION_ID] [SITUATION_DSCRP]\n", "t [SITUATION_ID]\n"));
-    data->report(L"a");
-    data->recordSituationID_Remote(-777);
-    data->report(L"b");
-    data->report(L"c");
-    EXPECT_EQ(text(), "h 0\n100 a\n-777 b\n100 c\nt 100\n");
-}
-
 TEST_F(LogSections, EntryMayFillItsBufferAndNoMore)
 {
     start(plainForm);

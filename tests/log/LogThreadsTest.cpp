@@ -146,27 +146,3 @@ TEST(LogThreads, LogIsReplacedWhileOthersReport)
         entries += lines;
     expectEachOnceInOrder(entries, qty);
 }
-
-TEST(LogThreads, TwoMonitorsShareOneSeriesInTurn)
-{
-    const Folder folder;
-    serveTextSituation();
-    const std::wstring form = folder.write("form.html", plainForm);
-    Monitor first(folder.path("first.html"), form.c_str());
-    Monitor second(folder.path("second.html"), form.c_str());
-    std::atomic<int> failed = 0;
-    std::thread([&] {
-        failed += !first->reestablishLogFile(false);
-        first->removeThread();
-    }).join();
-    std::thread([&] {
-        failed += !second->reestablishLogFile(false);
-        failed += reportText(second.get(), L"entry");
-        second->removeThread();
-    }).join();
-    EXPECT_EQ(failed, 0);
-    wchar_t name[512] = {};
-    ASSERT_TRUE(second->getFileLogName(name, 512));
-    EXPECT_EQ(readFile(name),
-              logBytes(plainLog(seriesNote(3, folder.path("first.html")) + "\nentry\n")));
-}

@@ -135,21 +135,6 @@ TEST(Registry, FailedCreationLeavesItsCode)
     EXPECT_TRUE(Reporter().get()); // nothing of this is in the way
 }
 
-TEST(Registry, CriteriaReachEveryMonitor)
-{
-    const Folder folder;
-    Zarn* first = makeMonitor(folder, 0);
-    Zarn* const second = makeMonitor(folder, 1);
-    Zarn* const third = makeMonitor(folder, 2);
-    ASSERT_TRUE(first && second && third);
-    Zarn::destroy(&first, 0, false); // leaves a hole, and the third above the count
-
-    second->setBehaviorCriteria(0);
-    EXPECT_EQ(second->canRespondToSituations(), Zarn_FUZZY_NO);
-    EXPECT_EQ(third->getBehaviorCriteria(), ZARN_DEFAULT_BEHAVIOR_CRITERIA);
-    Zarn::destroy();
-}
-
 TEST(Registry, MonitorWithoutDataSetAnswers)
 {
     struct Empty : Zarn {

@@ -111,6 +111,40 @@ TEST(Situation, TextsOfOneDoNotShowThroughInTheNext)
                            "A long text for the log."}));
 }
 
+TEST(Situation, TextThatShrinksWhenItIsWrappedLeavesNothingBehind)
+{
+    strings()[100] = L"2~0|~20``aaa" + std::wstring(14, L' ') + L"bbb`|``Log.`";
+    strings()[101] = L"2~0|~20``ccccccccc`|``Log.`";
+    const Reporter reporter;
+    reporter.report(100);
+    reporter.report(101);
+    EXPECT_EQ(shown().text, L"ccccccccc");
+}
+
+TEST(Situation, TextsOfAFailedOneAreNotReadAgain)
+{
+    strings()[100] = L"2~0~2~s`u||``%3!u!%99`";
+    strings()[101] = L"2~0||``%1 %2!u!`";
+    const Reporter reporter;
+    reporter->respondToSituation(100, nullptr, L"gone", 7U);
+    EXPECT_EQ(reporter->getSelfDX_Code(), dx::FormatLogFailed);
+    reporter->forgetSelfDX_Code();
+    reporter->respondToSituation(101, nullptr);
+    EXPECT_EQ(reporter.entries(), QStringList{"(null) 7"});
+}
+
+TEST(Situation, SpecThatIsCutIsNotTaken)
+{
+    const std::wstring begin = L"2~0|~``" + std::wstring(504, L'd') + L"`|``";
+    const Reporter reporter;
+    for (const std::size_t length : {1023U, 1024U}) {
+        strings()[100] = begin + std::wstring(length - begin.size() - 1, L't') + L"`";
+        reporter->respondToSituation(100, nullptr);
+        EXPECT_EQ(reporter->getSelfDX_Code(), length == 1023 ? 0 : dx::SpecTooLong);
+        reporter->forgetSelfDX_Code();
+    }
+}
+
 TEST(Situation, LockThatFails)
 {
     strings()[100] = L"2~0||``t`";
@@ -130,101 +164,6 @@ TEST(Situation, LockThatFails)
     set.data.forgetSelfDX_Code();
     set.data.recordSituationID(100);
     EXPECT_TRUE(set.data.respondToSituation());
-}
-
-namespace {
-
-/// Throws in the stage that it is told, or answers false there.
-class Faulty : public ZarnDataForThread {
-  public:
-    enum class Fault { Throws, Refuses };
-
-    Faulty(const char* stage, Fault fault) : m_stage(stage), m_fault(fault) {}
-
-  private:
-    template <class Call>
-    bool stage(const char* name, Call call)
-    {
-        if (m_stage != name)
-            return call();
-        if (m_fault == Fault::Throws)
-            throw std::runtime_error(name);
-        setSelfDX_Code(dx::NoMap);
-        return false;
-    }
-
-#define STAGE(name, parameters, arguments)                                                         \
-    bool name parameters override                                                                  \
-    {                                                                                              \
-        return stage(#name, [&] { return ZarnDataForThread::name arguments; });                    \
-    }
-    STAGE(activatePlugIns, (), ())
-    STAGE(describeSituation, (), ())
-    STAGE(forgetSituation, (), ())
-    STAGE(formatDescriptionForLogFile, (), ())
-    STAGE(formatDescriptions, (), ())
-    STAGE(learnResponse, (), ())
-    STAGE(obtainResponseSpecs, (), ())
-    STAGE(parseDescriptionSpec_MessageAffix, (wchar_t * text, wchar_t* target, u64 qty),
-          (text, target, qty))
-    STAGE(parseDescriptionSpec_MessageFormat,
-          (wchar_t * text, Zarn_MSG_FMT format, wchar_t* scratch, ulong32 bytes),
-          (text, format, scratch, bytes))
-    STAGE(parseDescriptionSpecDisplayDlgBox, (wchar_t * text), (text))
-    STAGE(parseResponseSpecHeaderFillers, (u64 * strings, wchar_t* text), (strings, text))
-    STAGE(reportDescriptionToDisplay, (), ())
-    STAGE(reportDescriptionToLogFileDirectly, (), ())
-#undef STAGE
-
-    std::string m_stage;
-    Fault m_fault;
-};
-
-} // namespace
-
-TEST(Situation, EveryStageIsASlotThatMayFail)
-{
-    struct Row {
-        const char* stage;
-        int code; ///< When it throws.
-        bool isLogged;
-    };
-    const Row rows[] = {
-        {"none", 0, true},
-        {"describeSituation", dx::RespondUnexpected, false},
-        {"activatePlugIns", dx::RespondUnexpected, true},
-        {"forgetSituation", dx::RespondUnexpected, true},
-        {"learnResponse", dx::DescribeSituationUnexpected, false},
-        {"formatDescriptions", dx::LearnResponseUnexpected, false},
-        {"obtainResponseSpecs", dx::LearnSpecsUnexpected, false},
-        {"parseResponseSpecHeaderFillers", dx::HeaderUnexpected, false},
-        {"parseDescriptionSpecDisplayDlgBox", dx::DisplaySpecUnexpected, false},
-        {"parseDescriptionSpec_MessageFormat", dx::LogSpecUnexpected, false},
-        {"parseDescriptionSpec_MessageAffix", dx::MessageFormatUnexpected, false},
-        {"formatDescriptionForLogFile", dx::FormatDescriptionsUnexpected, false},
-        {"reportDescriptionToDisplay", dx::ReportUnexpected, true},
-        {"reportDescriptionToLogFileDirectly", dx::ReportUnexpected, false},
-    };
-    strings()[100] = L"2~0~1~u0~0|1~``D.`|`0`L.`";
-    strings()[9000] = L"Pre ";
-    for (const Row& row : rows) {
-        for (const auto fault : {Faulty::Fault::Throws, Faulty::Fault::Refuses}) {
-            SCOPED_TRACE(testing::Message() << row.stage << ' ' << static_cast<int>(fault));
-            Established set;
-            set.data.setDescriptionAffixID_Min(9000);
-            set.data.setDescriptionAffixIDsQty(1);
-            *set.data.createPlugIns(1) = [](const Zarn*) { return true; };
-            Faulty engine(row.stage, fault);
-            ASSERT_TRUE(engine.initialize(&set.data));
-            engine.recordSituationID(100);
-
-            EXPECT_EQ(engine.respondToSituation(), row.code == 0);
-            const bool isThrown = fault == Faulty::Fault::Throws || row.code == 0;
-            EXPECT_EQ(engine.getSelfDX_Code(), isThrown ? row.code : dx::NoMap);
-            EXPECT_EQ(set.entries().size(), row.isLogged ? 1 : 0);
-            EXPECT_TRUE(set.data.isFreeOfCode()); // one thread's failure is its own
-        }
-    }
 }
 
 TEST(Situation, StagesCanBeReplaced)

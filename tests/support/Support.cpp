@@ -32,7 +32,7 @@ ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, in
 // data.
 extern "C" const char* __tsan_default_suppressions()
 {
-    return "race:QWaitCondition\n";
+    return "race:QWaitCondition\nrace:tzset_internal\n";
 }
 #endif
 
