@@ -29,7 +29,7 @@ ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, in
 
 #if defined(__SANITIZE_THREAD__)
 // The sanitizer does not see how Qt, which is not built for it, counts the users of a thread's
-// data.
+// data, nor the lock that the C library takes around its time zone.
 extern "C" const char* __tsan_default_suppressions()
 {
     return "race:QWaitCondition\nrace:tzset_internal\n";

@@ -7,10 +7,16 @@ void GetLocalTime(SYSTEMTIME* time)
 {
     constexpr int nanosecondsOfMillisecond = 1000000;
 
+    // The calendar of a second is worked out once a thread; situations come in bursts.
+    thread_local time_t second = -1;
+    thread_local tm local;
+
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    tm local{};
-    localtime_r(&now.tv_sec, &local);
+    if (now.tv_sec != second) {
+        localtime_r(&now.tv_sec, &local);
+        second = now.tv_sec;
+    }
     const auto field = [](long value) { return static_cast<unsigned short>(value); };
     *time = {field(local.tm_year + 1900), field(local.tm_mon + 1),
              field(local.tm_wday),        field(local.tm_mday),
