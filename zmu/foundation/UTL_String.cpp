@@ -1,5 +1,6 @@
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/localize/ResourceModule.h>
+#include <zmu/platform/EntryPoint.h>
 
 #include <algorithm>
 #include <cctype>
@@ -467,9 +468,7 @@ int UTL_String::loadFromModule(HMODULE module, unsigned id, unsigned capacity)
 
     const int bufferMax = toBufferMax(capacity);
     int length = 0;
-    // By way of void*: the platform's type of a function address has another shape.
-    const auto entry = reinterpret_cast<zmu::LoadStringFunction>(
-        reinterpret_cast<void*>(GetProcAddress(module, zmu::LoadStringEntry)));
+    const auto entry = zmu::entryPoint<zmu::LoadStringFunction>(module, zmu::LoadStringEntry);
     if (entry)
         length = terminate(m_wide, entry(id, m_wide, bufferMax), bufferMax);
     else

@@ -1,6 +1,7 @@
 // The library's own resource module entry: the built-in string table.
 #pragma once
 
+#include <zmu/foundation/Export.h>
 #include <zmu/localize/ResourceModule.h>
 
 /// Copies the built-in text `id` into `buffer`, in the shape of a resource module's entry. A

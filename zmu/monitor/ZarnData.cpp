@@ -5,6 +5,7 @@
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/platform/EntryPoint.h>
 
 #include <algorithm>
 #include <climits>
@@ -124,8 +125,7 @@ void ZarnData::loadProxy()
     if (!m_proxyModule)
         m_proxyModule = LoadLibraryW(proxyModuleName);
     require(m_proxyModule, dx::ProxyModuleNotLoaded);
-    m_proxyRespondToSituation =
-        reinterpret_cast<ZarnProxyFunction>(GetProcAddress(m_proxyModule, proxyEntry));
+    m_proxyRespondToSituation = entryPoint<ZarnProxyFunction>(m_proxyModule, proxyEntry);
     require(m_proxyRespondToSituation, dx::ProxyEntryNotFound);
 }
 
