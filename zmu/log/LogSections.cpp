@@ -111,6 +111,11 @@ class SectionText {
         m_allocated = nullptr;
         m_length = Zarn::formatMessage(flags | FORMAT_MESSAGE_ALLOCATE_BUFFER, format,
                                        reinterpret_cast<wchar_t*>(&m_allocated), size, values);
+        // A system may allocate more than it was asked for: the limit is kept here.
+        if (m_length >= static_cast<ulong32>(size)) {
+            SetLastError(ERROR_INSUFFICIENT_BUFFER);
+            m_length = 0;
+        }
         m_text = m_allocated;
         return m_length > 0;
     }

@@ -37,7 +37,8 @@ std::wstring widen(std::string_view text)
     return result;
 }
 
-/// Replaces each %NAME%. The "%" that ends an unknown name may begin the next one: "5% of %HOME%".
+/// Replaces each %NAME%. An unknown name stays with both of its signs, and so does "5% of %HOME%",
+/// where the first two signs enclose one.
 std::string expand(std::string_view text)
 {
     std::string result;
@@ -48,10 +49,10 @@ std::string expand(std::string_view text)
             return result.append(text);
         const std::string name(text.substr(open + 1, close - open - 1));
         const char* value = std::getenv(name.c_str());
-        result.append(text.substr(0, value ? open : close));
+        result.append(text.substr(0, value ? open : close + 1));
         if (value)
             result.append(value);
-        text.remove_prefix(value ? close + 1 : close);
+        text.remove_prefix(close + 1);
     }
 }
 
