@@ -1,14 +1,13 @@
-// Counts heap allocations: this program's malloc serves all libraries that it is linked with.
+// Counts heap allocations, where the system lets a program see those of its libraries.
 #pragma once
+
+#include "Platform.h"
 
 #include <benchmark/benchmark.h>
 
 namespace zmu_bench {
 
 inline constexpr char allocationsCounter[] = "allocations";
-
-/// Allocations of the calling thread since it began.
-unsigned long allocationCount();
 
 /// Gives `state` the counter `allocationsCounter`: allocations an iteration within this scope,
 /// which is to hold the measured loop and nothing else.
@@ -19,7 +18,10 @@ class AllocationCounter {
     {}
     ~AllocationCounter()
     {
-        const auto count = static_cast<double>(allocationCount() - m_before);
+        const std::optional<unsigned long> after = allocationCount();
+        if (!after || !m_before)
+            return;
+        const auto count = static_cast<double>(*after - *m_before);
         m_state.counters[allocationsCounter] = benchmark::Counter(
             count / static_cast<double>(m_state.iterations()), benchmark::Counter::kAvgThreads);
     }
@@ -28,7 +30,7 @@ class AllocationCounter {
 
   private:
     benchmark::State& m_state;
-    unsigned long m_before;
+    std::optional<unsigned long> m_before;
 };
 
 } // namespace zmu_bench

@@ -1,5 +1,7 @@
 #include "Medium.h"
 
+#include "Platform.h"
+
 #include <QDir>
 #include <QFile>
 #include <QStorageInfo>
@@ -10,8 +12,7 @@ namespace {
 
 QString folderOn(Medium medium)
 {
-    return medium == Medium::Tmpfs ? QStringLiteral("/dev/shm")
-                                   : QStringLiteral(ZMU_BENCH_DISK_FOLDER);
+    return medium == Medium::Tmpfs ? memoryFolder() : QStringLiteral(ZMU_BENCH_DISK_FOLDER);
 }
 
 } // namespace
@@ -23,6 +24,8 @@ const char* nameOf(Medium medium)
 
 QString fileSystemOf(Medium medium)
 {
+    if (folderOn(medium).isEmpty())
+        return {};
     const QString kind = QString::fromUtf8(QStorageInfo(folderOn(medium)).fileSystemType());
     const bool isRight = medium == Medium::Disk || kind == QLatin1String("tmpfs");
     return isRight ? kind : QString();

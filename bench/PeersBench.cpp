@@ -1,15 +1,13 @@
 // What else could write an entry: bare system calls, and another log library.
 #include "Log.h"
 #include "Measure.h"
+#include "Platform.h"
 #include "Situation.h"
 
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 
 #include <QByteArray>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace zmu_bench {
 
@@ -20,24 +18,19 @@ QByteArray utf16(const QString& text)
     return {reinterpret_cast<const char*>(text.utf16()), text.size() * 2};
 }
 
-void measurePwrite(benchmark::State& state, Medium medium)
+void measurePlainWrites(benchmark::State& state, Medium medium)
 {
     const QByteArray body = utf16(sectionsOfLoggedSituation().body);
     const QByteArray tail = utf16(sectionsOfLoggedSituation().tail);
     const Folder folder(medium);
-    const int file = open(qPrintable(folder.path("pwrite.html")), O_RDWR | O_CREAT | O_CLOEXEC,
-                          S_IRUSR | S_IWUSR);
-    off_t tailPosition = 0;
+    const PlainFile file(folder.path("plain.html"));
+    qint64 tailPosition = 0;
     measure(state, [&] {
-        const ssize_t written =
-            pwrite(file, body.constData(), static_cast<std::size_t>(body.size()), tailPosition);
-        tailPosition += written;
-        if (written != body.size() ||
-            pwrite(file, tail.constData(), static_cast<std::size_t>(tail.size()), tailPosition) !=
-                tail.size())
+        const bool isWritten = file.writeAt(tailPosition, body);
+        tailPosition += body.size();
+        if (!isWritten || !file.writeAt(tailPosition, tail))
             state.SkipWithError("the file was not written");
     });
-    close(file);
 }
 
 /// The text that a reader sees: no markup, and UTF-8.
@@ -58,7 +51,7 @@ void measureSpdlog(benchmark::State& state, Medium medium)
 
 void registerPeersBench()
 {
-    registerOnMedia("pwrite", measurePwrite);
+    registerOnMedia("plain writes", measurePlainWrites);
     registerOnMedia("spdlog", measureSpdlog);
 }
 

@@ -1,9 +1,11 @@
 // A proxy that takes every situation and does nothing with it.
+#include <zmu/localize/ResourceModule.h>
 
-extern "C" __attribute__((visibility("default"))) int
-ProxyRespondToSituation(unsigned int /*enablements*/, long long /*instantiatorID*/,
-                        int /*negatedSituationID*/, const wchar_t* /*format*/,
-                        const wchar_t* /*description*/)
+ZMU_RESOURCE_MODULE_ENTRY int ProxyRespondToSituation(unsigned int /*enablements*/,
+                                                      long long /*instantiatorID*/,
+                                                      int /*negatedSituationID*/,
+                                                      const wchar_t* /*format*/,
+                                                      const wchar_t* /*description*/)
 {
     return 1;
 }

@@ -46,6 +46,7 @@ struct ProxySettings : ZarnData {
 
 void measureProxy(benchmark::State& state)
 {
+    LoadLibraryW(ZMU_BENCH_PROXY); // the monitor finds it by its name
     const Monitor monitor{ProxySettings()};
     measureReports(state, *monitor, LoggedSituation);
 }

@@ -2,11 +2,11 @@
 
 #include "AllocationCount.h"
 #include "Measure.h"
+#include "Platform.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <limits>
 #include <thread>
 
@@ -57,7 +57,7 @@ const TimeRow roadRows[] = {
     {"(a) the stream calls of an entry and its tail", floorName, floorName},
     {"    the same with a buffered file", "buffered stream", floorName},
     {"    the same from wide text", "stream of wide text", floorName},
-    {"(b) two pwrite calls", "pwrite", floorName},
+    {"(b) two bare system calls", "plain writes", floorName},
     {"(c) spdlog, flushed", "spdlog", floorName},
     {"a situation to the log", "road to log", floorName, Ratio::OfTime, {Target::AtMost, 1.5}},
     {"a situation to the display", "road to display", floorName},
@@ -164,10 +164,10 @@ void printHeading(const char* label, const char* value, const char* ratio)
 /// Where the figures come from, the load of other programs above all.
 void printCircumstances(std::size_t repetitions)
 {
-    double load[1] = {unknown};
-    getloadavg(load, 1);
-    std::printf("\nMedians of %zu repetitions; %u processors, load %.1f", repetitions,
-                std::thread::hardware_concurrency(), load[0]);
+    std::printf("\nMedians of %zu repetitions; %u processors", repetitions,
+                std::thread::hardware_concurrency());
+    if (const std::optional<double> load = systemLoad())
+        std::printf(", load %.1f", *load);
     for (const Medium medium : media) {
         const QString kind = fileSystemOf(medium);
         std::printf("; %s: %s", nameOf(medium), kind.isEmpty() ? "none" : qPrintable(kind));
