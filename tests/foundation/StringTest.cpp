@@ -215,7 +215,8 @@ TEST(String, EnvironmentAndPaths)
     const std::pair<const char*, const char*> cases[] = {
         {"", ""},
         {"<%ZMU_TEST%%ZMU_TEST%>", "<valuevalue>"},
-        {"5% of %ZMU_TEST%", "5% of value"},
+        {"5% of %ZMU_TEST%", "5% of %ZMU_TEST%"},
+        {"5%% of %ZMU_TEST%", "5%% of value"},
         {"%% %ZMU_NONE% %ZMU_TEST", "%% %ZMU_NONE% %ZMU_TEST"}};
     for (const auto& [text, expanded] : cases) {
         EXPECT_STREQ(UTL_String(text).expandEnvironment(), expanded);

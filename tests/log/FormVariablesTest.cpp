@@ -222,7 +222,7 @@ TEST(FormVariablesOfALog, AllHaveTheirValues)
     EXPECT_FALSE(data.recordTag(L"none", static_cast<Zarn_FORM_TAG>(15)));
     EXPECT_FALSE(data.recordTag(L"none", static_cast<Zarn_FORM_TAG>(-1)));
     data.recordTag(static_cast<wchar_t*>(nullptr), Zarn_FORM_TAG_COMPANY_WEBSITE);
-    data.recordTag("Gr\u00fc\u00dfe [DAY] %1!s!", Zarn_FORM_TAG_PRODUCT_NAME);
+    data.recordTag(toNarrow(L"Gr\u00fc\u00dfe [DAY] %1!s!").c_str(), Zarn_FORM_TAG_PRODUCT_NAME);
     ASSERT_TRUE(data.establishLogFile(true));
     const auto now = [] { return QDateTime::currentDateTime(); };
     const QDateTime before = now();

@@ -129,7 +129,7 @@ TEST(Log, IsRefusedWhereNoFileCanBe)
         const QString traced = traces.take();
         EXPECT_FALSE(monitor.get());
         EXPECT_EQ(monitor.createCode(), test.code);
-        if (Traces::isAvailable && test.code == dx::FileNotOpened) {
+        if (test.code == dx::FileNotOpened) {
             EXPECT_TRUE(traced.contains("ZarnData::openFile () caught exception #45 when trying to "
                                         "open file " +
                                         QString::fromStdWString(test.name).left(900)))
@@ -209,13 +209,14 @@ TEST(Log, NomenclatureIsJudgedInOrder)
                 data.setSelfDX_Code(dx::FileNotOpened); // an old code is forgotten first
                 const std::wstring wideForm = wide(test.form);
                 std::wstring wideLog = wide(test.log);
-                std::string narrowLog = test.log ? test.log : "";
+                const std::string narrowForm = toNarrow(wideForm);
+                std::string narrowLog = toNarrow(wideLog);
                 if (isWide)
                     data.recordLogFileNomenclature(test.log ? wideLog.data() : nullptr,
                                                    test.form ? wideForm.c_str() : nullptr, kind);
                 else
-                    data.recordLogFileNomenclature(test.log ? narrowLog.data() : nullptr, test.form,
-                                                   kind);
+                    data.recordLogFileNomenclature(test.log ? narrowLog.data() : nullptr,
+                                                   test.form ? narrowForm.c_str() : nullptr, kind);
                 ASSERT_EQ(data.getSelfDX_Code(), expected) << instantiator << isWide;
                 if (expected == dx::Satisfied) {
                     EXPECT_EQ(data.getFileLogName(), wideLog);

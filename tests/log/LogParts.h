@@ -40,8 +40,10 @@ inline QString plainLog(const QString& entries)
 }
 
 /// `text` as it stands in a log file.
-inline QByteArray logBytes(const QString& text)
+inline QByteArray logBytes(QString text)
 {
+    if (formatterCompletesLineFeeds())
+        text.replace('\n', "\r\n");
     return "\xFF\xFE" + QByteArray(reinterpret_cast<const char*>(text.utf16()), 2 * text.size());
 }
 

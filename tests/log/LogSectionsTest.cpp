@@ -86,10 +86,10 @@ TEST_F(LogSections, EntriesAreNumberedAndColoured)
 
 TEST_F(LogSections, EntryMayFillItsBufferAndNoMore)
 {
-    start(plainForm);
+    start(formOf("<log>\n", "x[SITUATION_DSCRP]%0\n", "</log>\n"));
     const std::wstring longest(1022, L'e');
     EXPECT_EQ(data->report(longest.c_str()), dx::Satisfied);
-    const QByteArray whole = logBytes(plainLog(QString(1022, 'e') + '\n'));
+    const QByteArray whole = logBytes(plainLog('x' + QString(1022, 'e')));
     EXPECT_EQ(readFile(log), whole);
 
     const u64 count = data->getFileLog()->m_logByteCount;
@@ -97,7 +97,7 @@ TEST_F(LogSections, EntryMayFillItsBufferAndNoMore)
     EXPECT_EQ(readFile(log), whole);
     EXPECT_EQ(data->getFileLog()->m_logByteCount, count);
     EXPECT_EQ(data->report(L"next"), dx::Satisfied);
-    EXPECT_EQ(text(), plainLog(QString(1022, 'e') + "\nnext\n"));
+    EXPECT_EQ(text(), plainLog('x' + QString(1022, 'e') + "xnext"));
 }
 
 TEST_F(LogSections, BytesAreCountedOnceAndSaturate)
@@ -122,11 +122,11 @@ TEST_F(LogSections, BytesAreCountedOnceAndSaturate)
 
 TEST_F(LogSections, ShorterTailLeavesTheEndOfTheLongerOne)
 {
-    start(formOf("h\n", "[SITUATION_DSCRP]\n", "tail [SITUATION_ID]\n"));
+    start(formOf("h\n", "[SITUATION_DSCRP]|%0\n", "tail [SITUATION_ID]%0\n"));
     data->recordSituationID_Remote(123456789);
     data->report(L"a");
     data->report(L"b");
-    EXPECT_EQ(text(), "h\na\nb\ntail 100\n789\n");
+    EXPECT_EQ(text(), "h\na|b|tail 1006789");
 }
 
 TEST_F(LogSections, BrokenRecordEndsInItsCodeAndLeavesTheFile)

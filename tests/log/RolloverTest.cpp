@@ -2,6 +2,7 @@
 #include "LogParts.h"
 
 #include <QDir>
+#include <QRegularExpression>
 
 #include <limits>
 
@@ -54,7 +55,8 @@ class Rollover : public testing::Test {
 /// Bytes that an entry of `text` adds in the plain form.
 u64 entryBytes(const wchar_t* text)
 {
-    return 2 * (std::wcslen(text) + 1);
+    const QString line = QString::fromWCharArray(text) + '\n';
+    return static_cast<u64>(logBytes(line).size() - logBytes({}).size());
 }
 
 } // namespace
@@ -233,4 +235,36 @@ TEST_F(Rollover, NotesOfASituationWithAModuleOfItsOwnComeFromTheLibrary)
     EXPECT_EQ(monitor->getSelfDX_Code(), dx::Satisfied);
     EXPECT_EQ(readFile(present()), logBytes(plainLog(seriesNote(2, log) + '\n')));
     EXPECT_EQ(reportText(monitor, L"entry"), dx::Satisfied);
+}
+
+TEST(RolloverNames, StampTakesThePlaceOfAnEarlierOne)
+{
+    const Folder folder;
+    const std::wstring form = folder.write("form.html", plainForm);
+    const std::pair<const char*, const char*> cases[] = {
+        // the name, and what the new stamp follows
+        {"log.html", "log"},
+        {"log_2024-01-02_03-04-05.html", "log"},
+        {"log_12024-01-02_03-04-05-17.html", "log"},
+        {"_2024-01-02_03-04-05.html", ""},
+        {"log-3.html", "log-3"},
+        {"2024-01-02_03-04-05.html", "2024-01-02_03-04-05"},
+        {"log_024-01-02_03-04-05.html", "log_024-01-02_03-04-05"},
+        {"log_2024-01-02_03-04-055.html", "log_2024-01-02_03-04-055"},
+        {"log_2024-01-02_03-04-05-.html", "log_2024-01-02_03-04-05-"},
+        {"log_2024-01-02-03-04-05.html", "log_2024-01-02-03-04-05"},
+    };
+    serveTextSituation();
+    for (const auto& [name, kept] : cases) {
+        SCOPED_TRACE(name);
+        Monitor monitor(folder.path(name), form.c_str());
+        ASSERT_TRUE(monitor.get() && monitor->reestablishLogFile(false));
+        wchar_t path[512] = {};
+        ASSERT_TRUE(monitor->getFileLogName(path, 512));
+        const QString file = QString::fromWCharArray(path).section('/', -1);
+        const QRegularExpression expected('^' + QRegularExpression::escape(kept) +
+                                          "_\\d{4}-\\d\\d-\\d\\d_\\d\\d-\\d\\d-\\d\\d"
+                                          "(-\\d+)?\\.html$");
+        EXPECT_TRUE(expected.match(file).hasMatch()) << qPrintable(file);
+    }
 }

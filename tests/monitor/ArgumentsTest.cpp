@@ -110,8 +110,7 @@ TEST(Arguments, NarrowStringsReachTheText)
 {
     strings()[100] = L"2~0~1~s0`s1~||``%1!hs! and %2!hs!`";
     const Reporter reporter([](OpenData& data) { data.setCharSetExternal(1); });
-    const std::string text = "Gr\xc3\xbc\xc3\x9f"
-                             "e";
+    const std::string text = toNarrow(L"Gr\u00fc\u00dfe");
     reporter->recordArgument(text.c_str(), 0);
     reporter->recordSituationID(100);
     EXPECT_TRUE(reporter->respondToSituation());

@@ -3,6 +3,8 @@
 
 #include <zmu/foundation/UTL_Exception.h>
 
+#include <QDir>
+
 #include <stdexcept>
 
 using namespace zmu_test;
@@ -71,9 +73,7 @@ TEST(Reporting, DisplayFailsAfterTheLogIsWritten)
     EXPECT_EQ(reporter->getSelfDX_Code(), dx::DisplayFunctionThrew);
     EXPECT_EQ(reporter->getDisplayDlgBoxResult(), 0);
     const QString traced = traces.take();
-    if (Traces::isAvailable) {
-        EXPECT_EQ(traced, "ZarnDataForThread::reportDescriptions () caught exception #5.\n");
-    }
+    EXPECT_EQ(traced, "ZarnDataForThread::reportDescriptions () caught exception #5.\n");
     reporter.recover();
 
     reporter->setDisplayDlgBoxFunction(nullptr);
@@ -163,13 +163,17 @@ TEST(Reporting, FailedRolloverOutranksTheDisplay)
 {
     strings()[100] = L"2~0~2~s|&|``%1`";
     QTemporaryDir folder;
-    const std::wstring logName = folder.filePath("log.html").toStdWString();
+    const QDir root(folder.path());
+    ASSERT_TRUE(root.mkdir("logs"));
+    const std::wstring logName = folder.filePath("logs/log.html").toStdWString();
     Monitor monitor(logName);
     ASSERT_TRUE(monitor.get());
     fillToTheLimit(monitor.get(), logName);
     const std::wstring text(900, L'x');
 
-    ASSERT_TRUE(folder.remove()); // the open file goes on, a successor has no place
+    // The open file goes on, a successor has no place.
+    if (!QDir(root).rename("logs", "gone"))
+        GTEST_SKIP() << "the folder of an open file cannot be renamed here";
     monitor->setDisplayDlgBoxFunction(failToShow);
     int code = dx::DisplayFunctionThrew;
     for (int i = 0; i < 10 && code == dx::DisplayFunctionThrew; ++i) {

@@ -47,7 +47,7 @@ void expectReports(const std::vector<Row>& rows)
         EXPECT_EQ(reporter->isSituationNormal(), row.code == 0);
         const QStringList entries = reporter.entries();
         EXPECT_EQ(entries.size(), row.logged.empty() ? 0 : 1);
-        EXPECT_EQ(entries.value(0).toStdWString(), row.logged);
+        EXPECT_EQ(entries.value(0), asLogText(QString::fromStdWString(row.logged)));
         EXPECT_EQ(shown().text, row.shown);
         EXPECT_EQ(shown().count, row.shown.empty() ? 0 : 1);
         EXPECT_EQ(shown().type, row.shown.empty() ? 0 : row.type);

@@ -107,7 +107,7 @@ TEST(Situation, TextsOfOneDoNotShowThroughInTheNext)
     }
     EXPECT_EQ(shown().text, L"A long text for the display.");
     EXPECT_EQ(reporter.entries(),
-              (QStringList{"A long text for the log.", "Log.", "a b\r\nc d\r\ne", "Log.",
+              (QStringList{"A long text for the log.", "Log.", asLogText("a b\r\nc d\r\ne"), "Log.",
                            "A long text for the log."}));
 }
 

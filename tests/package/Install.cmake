@@ -8,7 +8,7 @@ execute_process(
 
 file(GLOB_RECURSE files RELATIVE ${PREFIX} ${PREFIX}/*)
 foreach(file IN LISTS files)
-  if(file MATCHES "/platform/linux/|/internal/|\\.cpp$")
+  if(file MATCHES "/platform/(linux|windows)/|/internal/|\\.cpp$")
     message(SEND_ERROR "installed, but for the library alone: ${file}")
   endif()
 endforeach()

@@ -38,6 +38,11 @@ namespace {
 
 constexpr ulong32 textWithSlots = 0x2400;
 constexpr ulong32 untouched = 777;
+#if defined(_WIN32)
+constexpr bool isOwnFormatter = false;
+#else
+constexpr bool isOwnFormatter = true;
+#endif
 
 u64 slot(const void* text)
 {
@@ -62,7 +67,8 @@ Result format(unsigned width, std::size_t capacity, const wchar_t* message, u64*
     result.length = Zarn::formatMessage(textWithSlots | width, message, output.get(),
                                         static_cast<int>(capacity), values);
     result.error = GetLastError();
-    if (capacity != 0)
+    // A failed call of the system's own formatter may leave anything in the buffer.
+    if (capacity != 0 && (isOwnFormatter || result.length != 0))
         result.text = output.get();
     return result;
 }
@@ -117,8 +123,15 @@ TEST(MessageFormat, RecordedCases)
     EXPECT_EQ(cases, 381);
 }
 
-// What the recorded cases leave out is this system's own choice.
-#if !defined(_WIN32)
+// What the recorded cases leave out is each formatter's own choice.
+#if defined(_WIN32)
+
+TEST(MessageFormatSlots, Texts)
+{
+    GTEST_SKIP() << "what the recorded cases leave out is the choice of the system's formatter";
+}
+
+#else
 
 class MessageFormatSlots : public testing::Test {
   protected:

@@ -1,5 +1,7 @@
 #include "Support.h"
 
+#include <zmu/foundation/UTL_String.h>
+
 #include <gtest/gtest.h>
 
 #include <QDir>
@@ -8,6 +10,7 @@
 
 #include <cwchar>
 #include <ostream>
+#include <utility>
 
 #if !defined(_WIN32)
 #include <unistd.h>
@@ -80,13 +83,34 @@ QByteArray readFile(const std::wstring& path)
     return file.readAll();
 }
 
+bool formatterCompletesLineFeeds()
+{
+    constexpr ulong32 fromStringAndArray = 0x2400;
+    static const bool completes = [] {
+        wchar_t text[8] = {};
+        u64 none = 0;
+        return Zarn::formatMessage(fromStringAndArray, L"\n", text, 8, &none) == 2;
+    }();
+    return completes;
+}
+
 QString logText(const std::wstring& path)
 {
     const QByteArray bytes = readFile(path);
     const QString text(reinterpret_cast<const QChar*>(bytes.constData()), bytes.size() / 2);
     EXPECT_TRUE(text.startsWith(QChar(0xFEFF)));
     EXPECT_EQ(bytes.size() % 2, 0);
-    return text.mid(1);
+    return asLogText(text.mid(1));
+}
+
+QString asLogText(QString text)
+{
+    return formatterCompletesLineFeeds() ? text.replace("\r\n", "\n") : text;
+}
+
+std::string toNarrow(const std::wstring& text)
+{
+    return UTL_String(text.c_str()).narrowText();
 }
 
 QString withoutTimes(QString text)
@@ -99,11 +123,41 @@ QString withoutTimes(QString text)
 // ---- Traces ----------------------------------------------------------------------------------------------
 
 #if defined(_WIN32)
-Traces::Traces() = default;
-Traces::~Traces() = default;
+namespace {
+
+QString caught;
+
+/// Debug output is an exception that a debugger handles, or else the system.
+LONG CALLBACK catchTrace(EXCEPTION_POINTERS* exception)
+{
+    constexpr DWORD printNarrow = 0x40010006;
+    constexpr DWORD printWide = 0x4001000A; // not every version has it
+    const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+    if (record.ExceptionCode == printWide)
+        caught += QString::fromWCharArray(
+            reinterpret_cast<const wchar_t*>(record.ExceptionInformation[1]));
+    else if (record.ExceptionCode == printNarrow)
+        caught +=
+            QString::fromLocal8Bit(reinterpret_cast<const char*>(record.ExceptionInformation[1]));
+    else
+        return EXCEPTION_CONTINUE_SEARCH;
+    return EXCEPTION_CONTINUE_EXECUTION;
+}
+
+} // namespace
+
+Traces::Traces() : m_handler(AddVectoredExceptionHandler(1, catchTrace)) {}
+
+Traces::~Traces()
+{
+    take();
+}
+
 QString Traces::take()
 {
-    return {};
+    if (m_handler)
+        RemoveVectoredExceptionHandler(std::exchange(m_handler, nullptr));
+    return std::exchange(caught, {});
 }
 #else
 Traces::Traces() : m_original(dup(STDERR_FILENO))

@@ -36,20 +36,21 @@ class Folder {
 };
 
 QByteArray readFile(const std::wstring& path);
-/// Text of a log without its byte-order mark; fails the test if the mark is missing.
+/// Whether the system's message formatter makes a line break, CR LF, of a lone line feed.
+bool formatterCompletesLineFeeds();
+/// Text of a log without its byte-order mark, its line breaks as plain line feeds where the
+/// formatter completes them; fails the test if the mark is missing.
 QString logText(const std::wstring& path);
+/// `text` with the line breaks that logText gives.
+QString asLogText(QString text);
+/// `text` in the narrow code page.
+std::string toNarrow(const std::wstring& text);
 /// `text` with each stamp of the built-in form ("2026-11-21 03:00:38.742") as "<time>".
 QString withoutTimes(QString text);
 
-/// Standard error from construction to take(), where the library's traces go. Outside Linux there
-/// is none to catch, and isAvailable is false.
+/// The library's traces from construction to take(); on Linux, all of standard error.
 class Traces {
   public:
-#if defined(_WIN32)
-    static constexpr bool isAvailable = false;
-#else
-    static constexpr bool isAvailable = true;
-#endif
     Traces();
     ~Traces();
     Traces(const Traces&) = delete;
@@ -58,8 +59,12 @@ class Traces {
     QString take();
 
   private:
+#if defined(_WIN32)
+    void* m_handler = nullptr;
+#else
     int m_original = -1;
     int m_file = -1;
+#endif
 };
 
 /// What the display function `show` was told last.

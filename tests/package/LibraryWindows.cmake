@@ -1,0 +1,53 @@
+# The installed LIBRARY for Windows: it exports what the headers in INCLUDE mark with ZMU_API and
+# nothing else, ZRLoadStringW undecorated, and calls the system itself where other systems have a
+# layer in between.
+cmake_minimum_required(VERSION 3.25)
+
+execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE tables COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE "[][;+]" " " tables "${tables}")
+string(REGEX REPLACE "Ordinal/Name Pointer.*" "" imports "${tables}")
+string(REGEX MATCH "Ordinal/Name Pointer.*" exports "${tables}")
+string(REGEX MATCHALL "\n\t +[0-9]+ +[A-Za-z0-9_]+" exports "${exports}")
+
+foreach(call FormatMessageW LoadStringW EnterCriticalSection WideCharToMultiByte)
+  if(NOT imports MATCHES " ${call}\n")
+    message(SEND_ERROR "not the system's own: ${call}")
+  endif()
+endforeach()
+
+file(GLOB_RECURSE headers ${INCLUDE}/zmu/*.h)
+foreach(header IN LISTS headers)
+  file(READ ${header} text)
+  string(REGEX MATCHALL "(class|struct) ZMU_API [A-Za-z0-9_]+" classes "${text}")
+  string(REGEX MATCHALL "ZMU_API [a-z_0-9]+\\*? [A-Za-z0-9_]+\\(" functions "${text}")
+  foreach(marked IN LISTS classes functions)
+    string(REGEX MATCH "([A-Za-z0-9_]+)\\(?$" unused "${marked}")
+    string(LENGTH "${CMAKE_MATCH_1}" length)
+    list(APPEND interface ${length}${CMAKE_MATCH_1}) # as it stands in a decorated name
+  endforeach()
+endforeach()
+
+set(found OFF)
+foreach(name IN LISTS exports)
+  string(REGEX REPLACE ".* " "" name "${name}")
+  if(name STREQUAL "ZRLoadStringW")
+    set(found ON)
+    continue()
+  endif()
+  set(marked OFF)
+  foreach(part IN LISTS interface)
+    if(name MATCHES "${part}")
+      set(marked ON)
+      break()
+    endif()
+  endforeach()
+  if(NOT marked AND NOT name MATCHES "^_Zpl") # the operator+ of strings
+    string(APPEND leaked "\n  ${name}")
+  endif()
+endforeach()
+if(NOT found)
+  message(SEND_ERROR "ZRLoadStringW is not exported undecorated")
+endif()
+if(leaked)
+  message(SEND_ERROR "exported, but not marked as interface:${leaked}")
+endif()
