@@ -50,7 +50,8 @@ class WideBuffer {
 
     /// Tells how far a write through writable() reached: no element behind the first `used` was
     /// changed, a terminator excepted. A write that went further and came back (a text that shrank)
-    /// must not say so: then all of the buffer stays in use. The text ends there at the latest, at N - 1 in any case.
+    /// must not say so: then all of the buffer stays in use. The text ends there at the latest, at
+    /// N - 1 in any case.
     void setUsed(std::size_t used)
     {
         if (used >= N) {

@@ -55,8 +55,8 @@ class FormatOutput {
     void addInsert(int number, const wchar_t* format)
     {
         for (const std::wstring& part :
-             {std::wstring(L"%"), std::to_wstring(number), std::wstring(L"!"),
-              std::wstring(format), std::wstring(L"!")}) {
+             {std::wstring(L"%"), std::to_wstring(number), std::wstring(L"!"), std::wstring(format),
+              std::wstring(L"!")}) {
             part.copy(m_text + m_length, part.size());
             m_length += part.size();
         }

@@ -58,7 +58,8 @@ bool isBlank(const wchar_t* text)
 QString toFileName(const wchar_t* name)
 {
     const QString text = QString::fromWCharArray(name);
-    return text.startsWith(u':') ? QStringLiteral("./") + text : text; // else it would name a resource
+    return text.startsWith(u':') ? QStringLiteral("./") + text
+                                 : text; // else it would name a resource
 }
 
 /// Whether two names mean one file: by their text, or because both lead to it.
@@ -230,8 +231,7 @@ bool ZarnData::closeFile(QTextStream*& stream, const wchar_t* /*name*/)
 
 bool ZarnData::closeLogFile()
 {
-    return isInstantiatorRunningNatively() &&
-           closeFile(m_fileLog.m_logStream, m_fileLog.m_logName);
+    return isInstantiatorRunningNatively() && closeFile(m_fileLog.m_logStream, m_fileLog.m_logName);
 }
 
 // ---- Establishing ----------------------------------------------------------------------------------------
@@ -414,7 +414,6 @@ bool ZarnData::setLogFileByteCountLimit(u64 limit, u64& previous)
         previous = 0;
     }
     if (!section.leave())
-        Zarn_TRACE(
-            L"ZarnData::setLogFileByteCountLimit () failed to leave critical section.\n");
+        Zarn_TRACE(L"ZarnData::setLogFileByteCountLimit () failed to leave critical section.\n");
     return isSelfSatisfied();
 }

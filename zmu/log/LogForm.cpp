@@ -302,11 +302,11 @@ bool ZarnData::learnLogFileFormSectionsFinished(long headStart, std::size_t head
                                *this);
         if (mask & SECTION_BODY) {
             require(bodyLength > 0, dx::BodyWithoutText);
-            requireOrRaiseHeld(learnLogFileFormSectionFinished(
-                                   bodyStart, bodyLength, buffer.get(), bufferLength,
-                                   &file.m_bodyFormat, file.m_bodyVarCount, &file.m_bodyVars,
-                                   &file.m_bodyValues, nullptr),
-                               *this);
+            requireOrRaiseHeld(
+                learnLogFileFormSectionFinished(bodyStart, bodyLength, buffer.get(), bufferLength,
+                                                &file.m_bodyFormat, file.m_bodyVarCount,
+                                                &file.m_bodyVars, &file.m_bodyValues, nullptr),
+                *this);
         }
         if ((mask & SECTION_TAIL) && tailLength > 0)
             requireOrRaiseHeld(learnLogFileFormSectionFinished(
@@ -369,10 +369,10 @@ bool ZarnData::learnLogFileFormSectionsFinished(ulong32 mask, Zarn_LOG kind)
                                    &file.m_headVars, &file.m_headValues, &file.m_headHasEntryId),
                                *this);
         if (mask & SECTION_BODY)
-            requireOrRaiseHeld(learnLogFileFormSectionFinished(
-                                   form.body, &file.m_bodyFormat, file.m_bodyVarCount,
-                                   &file.m_bodyVars, &file.m_bodyValues, nullptr),
-                               *this);
+            requireOrRaiseHeld(
+                learnLogFileFormSectionFinished(form.body, &file.m_bodyFormat, file.m_bodyVarCount,
+                                                &file.m_bodyVars, &file.m_bodyValues, nullptr),
+                *this);
         if (mask & SECTION_TAIL)
             requireOrRaiseHeld(learnLogFileFormSectionFinished(
                                    form.tail, &file.m_tailFormat, file.m_tailVarCount,
@@ -394,8 +394,7 @@ bool ZarnData::learnLogFileFormSectionFinished(unsigned int stringId, wchar_t** 
 {
     runGuarded(*this, dx::SectionFinishUnexpected, [&] {
         require(format, dx::SectionArguments);
-        const int length =
-            loadStringCopy(m_selfResourceModule, stringId, m_scratchpad.m_a, format);
+        const int length = loadStringCopy(m_selfResourceModule, stringId, m_scratchpad.m_a, format);
         require(length >= 0, dx::SectionNotLoaded);
         if (length == 0)
             freeArray(*format);

@@ -98,8 +98,8 @@ class SectionText {
         buffer.clear();
         wchar_t* const output = buffer.writable();
         m_text = output;
-        m_length = Zarn::formatMessage(flags, format, output, static_cast<int>(buffer.capacity),
-                                       values);
+        m_length =
+            Zarn::formatMessage(flags, format, output, static_cast<int>(buffer.capacity), values);
         if (m_length > 0)
             buffer.setUsed(m_length);
         return m_length > 0;
@@ -232,7 +232,8 @@ void formatGrowing(SectionText& text, const wchar_t* format, u64* values, Inject
             require(injected.isAnyOutstanding(), dx::SectionNotFormatted);
             const int argument = injected.giveUpOne();
             require(argument >= 0, dx::SectionNotFormatted);
-            values[argument] = textSlot(row.isEmpty() ? loadDiscardedRow(module, row) : row.c_str());
+            values[argument] =
+                textSlot(row.isEmpty() ? loadDiscardedRow(module, row) : row.c_str());
             size = sizeMin;
         }
         SetLastError(ERROR_SUCCESS);
@@ -258,8 +259,7 @@ u64 writeText(QTextStream& stream, const wchar_t* text, std::size_t length, u64 
                                                static_cast<qsizetype>(unitsCount * sizeof *units));
     // A log without a head has not been given its encoding.
     if (stream.encoding() != QStringConverter::Utf16)
-        bytes = QString(reinterpret_cast<const QChar*>(units),
-                        static_cast<qsizetype>(unitsCount))
+        bytes = QString(reinterpret_cast<const QChar*>(units), static_cast<qsizetype>(unitsCount))
                     .toUtf8();
 
     // The device and not the stream, which would copy and encode the text once more.

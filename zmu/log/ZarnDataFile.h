@@ -19,11 +19,11 @@ struct ZMU_API ZarnDataFile {
 
     // The form and what it injects.
     QTextStream* m_formStream = nullptr;
-    QTemporaryFile* m_injectorFiles = nullptr;  ///< Array of 3.
-    QTextStream** m_injectorStreams = nullptr;  ///< Array of 3; an entry may be null.
-    bool m_formIsBuiltIn = false;               ///< The sections came from the string table.
-    wchar_t* m_formName = nullptr;              ///< Full path.
-    wchar_t m_formMarker = 0;                   ///< First character of a section marker line.
+    QTemporaryFile* m_injectorFiles = nullptr; ///< Array of 3.
+    QTextStream** m_injectorStreams = nullptr; ///< Array of 3; an entry may be null.
+    bool m_formIsBuiltIn = false;              ///< The sections came from the string table.
+    wchar_t* m_formName = nullptr;             ///< Full path.
+    wchar_t m_formMarker = 0;                  ///< First character of a section marker line.
 
     // The compiled sections: a format, and for insert n+1 its variable n and its value n.
     int m_bodyVarCount = 0;

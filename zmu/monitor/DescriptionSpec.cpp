@@ -130,8 +130,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
         TokenWalk groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
         for (int i = 0; wchar_t* group = groups.next(); ++i) {
             if (i == 0) {
-                requireOrRaiseHeld(parseDescriptionSpecDisplayDlgBox(skipWhitespace(group)),
-                                   *this);
+                requireOrRaiseHeld(parseDescriptionSpecDisplayDlgBox(skipWhitespace(group)), *this);
                 continue;
             }
             require(i == 1, dx::DisplaySpecGroupIndex);
@@ -197,8 +196,8 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
 bool ZarnDataForThread::parseMessageFormat(wchar_t* text, Zarn_MSG_FMT format)
 {
     ZarnScratchpad::Buffer& scratch = m_scratchpad.m_a;
-    const bool succeeded = parseDescriptionSpec_MessageFormat(text, format, scratch.writable(),
-                                                              scratch.sizeBytes);
+    const bool succeeded =
+        parseDescriptionSpec_MessageFormat(text, format, scratch.writable(), scratch.sizeBytes);
     scratch.clear();
     return succeeded;
 }
@@ -260,9 +259,9 @@ void ZarnDataForThread::appendRecord(int index, wchar_t* record, Zarn_MSG_FMT fo
         case 1:
         case 3:
             if (*record)
-                requireOrRaiseHeld(parseDescriptionSpec_MessageAffix(record, target.writable(),
-                                                                     target.capacity),
-                                   *this);
+                requireOrRaiseHeld(
+                    parseDescriptionSpec_MessageAffix(record, target.writable(), target.capacity),
+                    *this);
             break;
         case 2:
             require(target.append(record), dx::MessageTextTooLong);

@@ -35,8 +35,7 @@ bool ZarnDataForThread::reportDescriptions()
         Zarn_TRACE(L"ZarnDataForThread::reportDescriptions () caught exception #%d.\n",
                    getSelfDX_Code());
     if (!section.leave())
-        Zarn_TRACE(
-            L"ZarnDataForThread::reportDescriptions () failed to leave critical section.\n");
+        Zarn_TRACE(L"ZarnDataForThread::reportDescriptions () failed to leave critical section.\n");
     return isSelfSatisfied();
 }
 
@@ -86,9 +85,9 @@ bool ZarnDataForThread::reportDescriptionToLogFileIndirectly()
         return isSelfSatisfied();
     if (!m_dataSet) {
         setSelfDX_Code(dx::NoDataSet);
-    } else if (!m_dataSet->logSituationDescriptionViaProxy(
-                   m_situationID, m_situationApprovalKind, m_situationResponseTraits,
-                   m_descriptionForLogFile.c_str())) {
+    } else if (!m_dataSet->logSituationDescriptionViaProxy(m_situationID, m_situationApprovalKind,
+                                                           m_situationResponseTraits,
+                                                           m_descriptionForLogFile.c_str())) {
         m_dataSet->forgetSelfDX_Code();
         setSelfDX_Code(dx::ReportProxyFailed);
     }
@@ -107,9 +106,8 @@ bool ZarnDataForThread::reportDescriptionToDisplay()
         const ZarnDisplayFunction show = m_dataSet->getDisplayDlgBoxFunction();
         require(show, dx::DisplayFunctionMissing);
         try {
-            m_displayDlgBoxResult =
-                show(m_dataSet->getDisplayDlgBoxParent(), text,
-                     m_dataSet->getDisplayDlgBoxCaption(), m_displayDlgBoxType);
+            m_displayDlgBoxResult = show(m_dataSet->getDisplayDlgBoxParent(), text,
+                                         m_dataSet->getDisplayDlgBoxCaption(), m_displayDlgBoxType);
         } catch (...) {
             throw int{dx::DisplayFunctionThrew};
         }

@@ -56,7 +56,8 @@ UTL_String ZarnDataForThread::loadSpec(unsigned int capacity) const
 
 bool ZarnDataForThread::obtainResponseSpecs()
 {
-    constexpr unsigned int specCapacity = ZarnScratchpad::Buffer::capacity + 1; // a longer one shows
+    constexpr unsigned int specCapacity =
+        ZarnScratchpad::Buffer::capacity + 1; // a longer one shows
     constexpr int fieldsCount = 3;
 
     runGuarded(*this, dx::ObtainSpecsUnexpected, [&] {
@@ -196,7 +197,8 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
         const int count = tokensIn(text, *m_tokenSeparator);
         require(copy.assign(text) && count <= m_descriptionFillersQty, dx::FillersTooMany);
         TokenWalk records(copy.inPlace(), m_tokenSeparator);
-        const bool isCollecting = fillerStrings && m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE;
+        const bool isCollecting =
+            fillerStrings && m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE;
         for (int i = 0; i < count; ++i) {
             wchar_t* record = records.next();
             if (m_argSource == 1)

@@ -96,8 +96,7 @@ class ModuleStandIn {
     ModuleStandIn(ZarnData& dataSet, void* module)
         : m_dataSet(dataSet), m_entered(module && dataSet.enterCriticalSection()),
           m_kept(m_entered ? dataSet.setResourceModule(module) : nullptr)
-    {
-    }
+    {}
     ~ModuleStandIn()
     {
         if (m_kept)

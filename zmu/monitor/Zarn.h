@@ -11,7 +11,8 @@
 //
 // Threads: any thread may report; it must not outlive the monitor, and calls removeThread before
 // it ends. A display function and a plug-in run in the midst of a situation: they read it, but do
-// not report to the same monitor, nor destroy it. create, destroy and setBehaviorCriteria take no lock: serialise them.
+// not report to the same monitor, nor destroy it. create, destroy and setBehaviorCriteria take no
+// lock: serialise them.
 #pragma once
 
 #include <zmu/foundation/Export.h>
@@ -102,9 +103,9 @@ class ZMU_API Zarn {
     template <std::same_as<char**> T>
     bool respondToSituation(int situationID, T argV) = delete;
     template <class T>
-        requires(!zmu::SituationArgument<T*> && !std::is_void_v<T> &&
-                 !std::same_as<T, HINSTANCE__>)
-    bool respondToSituation(int situationID, std::nullptr_t, T* argument) = delete;
+    requires(!zmu::SituationArgument<T*> && !std::is_void_v<T> &&
+             !std::same_as<T, HINSTANCE__>) bool respondToSituation(int situationID, std::nullptr_t,
+                                                                    T* argument) = delete;
     /// Reports what recordSituationID and recordArgument have recorded.
     bool respondToSituation();
 
@@ -166,7 +167,10 @@ class ZMU_API Zarn {
     int m_selfDX_Code = 0; ///< Read and written by any thread: through ownCode().
 
   private:
-    std::atomic_ref<int> ownCode() const { return std::atomic_ref<int>(const_cast<int&>(m_selfDX_Code)); }
+    std::atomic_ref<int> ownCode() const
+    {
+        return std::atomic_ref<int>(const_cast<int&>(m_selfDX_Code));
+    }
     bool respondWithValues(int situationID, void* resourceModule, const u64* values,
                            const zmu::SlotKind* kinds, std::size_t count);
 

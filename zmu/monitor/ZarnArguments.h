@@ -17,9 +17,9 @@ template <class T>
 concept IntegerArgument = std::is_integral_v<T> && sizeof(T) <= 4;
 
 template <class T>
-concept StringArgument =
-    std::is_pointer_v<T> && (std::same_as<std::remove_cv_t<std::remove_pointer_t<T>>, char> ||
-                             std::same_as<std::remove_cv_t<std::remove_pointer_t<T>>, wchar_t>);
+concept StringArgument = std::is_pointer_v<T> &&
+    (std::same_as<std::remove_cv_t<std::remove_pointer_t<T>>, char> ||
+     std::same_as<std::remove_cv_t<std::remove_pointer_t<T>>, wchar_t>);
 
 /// What a situation can be given: integers of up to 32 bits and string pointers.
 template <class T>

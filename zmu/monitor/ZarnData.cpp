@@ -311,7 +311,7 @@ bool ZarnData::duplicate_String(wchar_t** target, const wchar_t* source, bool fr
         std::wmemcpy(copy, source, size);
     }
     if (freeOld)
-        delete[] *target;
+        delete[] * target;
     *target = copy;
     return true;
 }
@@ -410,7 +410,8 @@ wchar_t* ZarnData::getLogDirectory()
 bool ZarnData::assimilateDataSetContents(ZarnData* other)
 {
     runGuarded(*this, dx::AssimilateUnexpected, [&] {
-        require(other && other != this && !m_criticalSection && !m_fileLog.m_logStream, dx::AssimilateRefused);
+        require(other && other != this && !m_criticalSection && !m_fileLog.m_logStream,
+                dx::AssimilateRefused);
         require(other->getFileLog(), dx::NoFileLog);
         free_Resources();
 

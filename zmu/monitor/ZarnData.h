@@ -151,18 +151,18 @@ class ZMU_API ZarnData {
 
     // ---- Configuration that ends with initialize: false once it has run -------------------------
 
-    bool setArgsIntQty(int qty);           ///< Slots for recorded ints, 0 to 99.
-    bool setArgsStrQty(int qty);           ///< Slots for recorded strings, 0 to 99.
-    bool setArgsUIntQty(int qty);          ///< Slots for recorded unsigneds, 0 to 99.
+    bool setArgsIntQty(int qty);            ///< Slots for recorded ints, 0 to 99.
+    bool setArgsStrQty(int qty);            ///< Slots for recorded strings, 0 to 99.
+    bool setArgsUIntQty(int qty);           ///< Slots for recorded unsigneds, 0 to 99.
     bool setDescriptionFillersQty(int qty); ///< Inserts a message can have, 5 to 99.
-    bool setCharSetExternal(int charSet);  ///< Recorded strings: 0 or 1 narrow, 2 wide.
+    bool setCharSetExternal(int charSet);   ///< Recorded strings: 0 or 1 narrow, 2 wide.
     /// Stores before initialize only; returns the previous mode in any case.
     Zarn_DX_MODE setSituationMode(Zarn_DX_MODE mode);
 
     // ---- Configuration at any time ----------------------------------------------------------------
 
-    bool setDescriptionAffixID_Min(int id);    ///< String ID of affix 0, 1 to 32767.
-    bool setDescriptionAffixIDsQty(int qty);   ///< Number of affixes, at most 32767.
+    bool setDescriptionAffixID_Min(int id);  ///< String ID of affix 0, 1 to 32767.
+    bool setDescriptionAffixIDsQty(int qty); ///< Number of affixes, at most 32767.
     /// Stores none (0) or forgiving (2) only; returns the previous tolerance.
     Zarn_TOLERANCE setSelfDX_FaultTolerance(Zarn_TOLERANCE tolerance);
     /// Null is ignored; returns the previous function.
@@ -276,7 +276,8 @@ class ZMU_API ZarnData {
     static void setLogVariables(const wchar_t* directory, unsigned int outputLevel,
                                 bool backupEnabled, unsigned int maxFileSize,
                                 unsigned int maxFileAge);
-    /// The directory for temporary files until one is set. Takes no lock: ask once before threads do.
+    /// The directory for temporary files until one is set. Takes no lock: ask once before threads
+    /// do.
     static wchar_t* getLogDirectory();
     static unsigned int getLogOutputLevel() { return s_logOutputLevel; }
     static bool getLogBackupEnabled() { return s_logBackupEnabled; }

@@ -98,21 +98,24 @@ unsigned int* ZarnDataForThread::createArgsUInt()
 {
     if (!m_dataSet)
         return nullptr;
-    return makeSlots(m_argsUInt, m_argsUIntQty, m_dataSet->getArgsUIntQty(), [&] { forgetArgsUInt(); });
+    return makeSlots(m_argsUInt, m_argsUIntQty, m_dataSet->getArgsUIntQty(),
+                     [&] { forgetArgsUInt(); });
 }
 
 char** ZarnDataForThread::createArgsStrA()
 {
     if (!m_dataSet || m_argsStrW || m_dataSet->getCharSetExternal() == ZARN_CHARSET_WIDE)
         return nullptr;
-    return makeSlots(m_argsStrA, m_argsStrQty, m_dataSet->getArgsStrQty(), [&] { forgetArgsStrA(); });
+    return makeSlots(m_argsStrA, m_argsStrQty, m_dataSet->getArgsStrQty(),
+                     [&] { forgetArgsStrA(); });
 }
 
 wchar_t** ZarnDataForThread::createArgsStrW()
 {
     if (!m_dataSet || m_argsStrA || m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE)
         return nullptr;
-    return makeSlots(m_argsStrW, m_argsStrQty, m_dataSet->getArgsStrQty(), [&] { forgetArgsStrW(); });
+    return makeSlots(m_argsStrW, m_argsStrQty, m_dataSet->getArgsStrQty(),
+                     [&] { forgetArgsStrW(); });
 }
 
 bool ZarnDataForThread::createArgsStr()
@@ -135,7 +138,8 @@ u64* ZarnDataForThread::createDescriptionFillers()
     int qty = m_dataSet->getDescriptionFillersQty();
     if (qty < 5 || qty > 99)
         qty = 0;
-    return makeSlots(m_descriptionFillers, m_descriptionFillersQty, qty, [&] { forgetDescriptionFillers(); });
+    return makeSlots(m_descriptionFillers, m_descriptionFillersQty, qty,
+                     [&] { forgetDescriptionFillers(); });
 }
 
 int* ZarnDataForThread::createPlugInsIndirectIndices()
@@ -143,8 +147,7 @@ int* ZarnDataForThread::createPlugInsIndirectIndices()
     if (!m_dataSet)
         return nullptr;
     return makeSlots(m_plugInsIndirectIndices, m_plugInsIndirectIndicesQty,
-                     m_dataSet->getPlugInsQty(),
-                     [&] { forgetPlugInsIndirectIndices(); });
+                     m_dataSet->getPlugInsQty(), [&] { forgetPlugInsIndirectIndices(); });
 }
 
 void ZarnDataForThread::forgetArgs()
@@ -234,7 +237,8 @@ int ZarnDataForThread::recordArgument(const wchar_t* value, int position)
 {
     if (!m_dataSet || m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE)
         return -1;
-    return recordAt(m_argsStrW, m_argsStrQty, m_argsStrCount, const_cast<wchar_t*>(value), position);
+    return recordAt(m_argsStrW, m_argsStrQty, m_argsStrCount, const_cast<wchar_t*>(value),
+                    position);
 }
 
 unsigned int ZarnDataForThread::getArg_UInt(int index) const
@@ -280,8 +284,7 @@ void ZarnDataForThread::requireApproval() const
         return;
     if (!m_dataSet->isSelfApproving())
         throw m_dataSet->getSelfDX_Code();
-    if (!isSelfSatisfied() &&
-        m_dataSet->getSelfDX_FaultTolerance() == Zarn_TOLERANCE_FORGIVING)
+    if (!isSelfSatisfied() && m_dataSet->getSelfDX_FaultTolerance() == Zarn_TOLERANCE_FORGIVING)
         forgetSelfDX_Code();
     requireOrRaiseHeld(isSelfSatisfied(), *this);
 }

@@ -245,6 +245,6 @@ class ZMU_API ZarnDataForThread {
     zmu::SlotKind m_fillerKinds[zmu::ArgumentSlotsQty] = {};
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
     bool m_isResponding = false;
-    u64 m_fileSizeLimit = 0;     ///< Bytes that the log may grow to, as asked for this entry.
+    u64 m_fileSizeLimit = 0;        ///< Bytes that the log may grow to, as asked for this entry.
     u64 m_threadSerial = anyThread; ///< The thread that the engine was made for.
 };

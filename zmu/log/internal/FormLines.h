@@ -14,8 +14,7 @@ class FormLines {
   public:
     explicit FormLines(QTextStream& stream)
         : m_device(*stream.device()), m_size(stream.device()->size())
-    {
-    }
+    {}
 
     /// What no form needs: the sections of a larger file could not be formatted anyway.
     bool isTooLarge() const
@@ -43,7 +42,7 @@ class FormLines {
     {
         constexpr int lineMax = 1024;
         if (atEnd())
-            return false; // a file that goes on without a size would never end
+            return false;                      // a file that goes on without a size would never end
         line = m_device.readLine(lineMax + 1); // which counts a terminator
         if (line.isEmpty())
             return false;

@@ -50,7 +50,6 @@ inline constexpr FormVariable formVariables[] = {
 inline constexpr int formVariablesQty = std::size(formVariables);
 static_assert(formVariablesQty == Zarn_FORM_VAR_YEAR + 1);
 
-
 /// Reports that a form can inject: the variables from SYS_INFO_ENV_APP on.
 inline constexpr int injectorsQty = 3;
 

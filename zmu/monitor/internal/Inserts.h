@@ -9,8 +9,8 @@ namespace zmu {
 
 /// One insert of a format.
 struct Insert {
-    int slot = 0;                          ///< Number of its slot, from 1; stars come before it.
-    SlotKind shows = SlotKind::WideText;   ///< What it takes the slot for.
+    int slot = 0;                        ///< Number of its slot, from 1; stars come before it.
+    SlotKind shows = SlotKind::WideText; ///< What it takes the slot for.
 };
 
 /// Reads the insert behind a percent sign and its first digit; `format` ends up behind it.

@@ -6,8 +6,7 @@ namespace zmu {
 class SeparatorKeeper {
   public:
     explicit SeparatorKeeper(wchar_t (&separator)[2]) : m_separator(separator), m_kept(separator[0])
-    {
-    }
+    {}
     SeparatorKeeper(wchar_t (&separator)[2], wchar_t present) : SeparatorKeeper(separator)
     {
         separator[0] = present;
