@@ -3,13 +3,18 @@
 #include <zmu/platform/Win32.h>
 
 #include <pthread.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace {
 
-/// How often a contended lock is tried before the thread goes to sleep. Most holds in the library
-/// are shorter than going to sleep and waking up.
-constexpr int spinLimit = 100;
+/// How often a contended lock is tried at once: enough for the shortest holds.
+constexpr int spinLimit = 10;
+/// How often it is tried again after a short sleep. Two threads that took turns at every entry would
+/// spend more on moving the log between their processors than on writing it, and waking a sleeper
+/// costs the holder a system call; so a waiter comes back by itself, and queues up only in the end.
+constexpr int sleepLimit = 20;
+constexpr long sleepNanoseconds = 20000;
 
 void pauseProcessor()
 {
@@ -20,13 +25,25 @@ void pauseProcessor()
 #endif
 }
 
+bool tryToAcquire(CRITICAL_SECTION& section)
+{
+    // A look at the owner first keeps the waiting threads from fighting over the gate.
+    return section.owner.load(std::memory_order_relaxed) == 0 && section.gate.try_lock();
+}
+
 void acquire(CRITICAL_SECTION& section)
 {
     for (int i = 0; i < spinLimit; ++i) {
-        // A look at the owner first keeps the waiting threads from fighting over the gate.
-        if (section.owner.load(std::memory_order_relaxed) == 0 && section.gate.try_lock())
+        if (tryToAcquire(section))
             return;
         pauseProcessor();
+    }
+    const zmu::CancellationHold hold; // sleeping is where a thread could be cancelled
+    for (int i = 0; i < sleepLimit; ++i) {
+        const timespec moment{0, sleepNanoseconds};
+        nanosleep(&moment, nullptr);
+        if (tryToAcquire(section))
+            return;
     }
     section.gate.lock();
 }
