@@ -10,9 +10,10 @@ namespace {
 
 /// How often a contended lock is tried at once: enough for the shortest holds.
 constexpr int spinLimit = 10;
-/// How often it is tried again after a short sleep. Two threads that took turns at every entry would
-/// spend more on moving the log between their processors than on writing it, and waking a sleeper
-/// costs the holder a system call; so a waiter comes back by itself, and queues up only in the end.
+/// How often it is tried again after a short sleep. Two threads that took turns at every entry
+/// would spend more on moving the log between their processors than on writing it, and waking a
+/// sleeper costs the holder a system call; so a waiter comes back by itself, and queues up only in
+/// the end.
 constexpr int sleepLimit = 20;
 constexpr long sleepNanoseconds = 20000;
 
