@@ -3,6 +3,7 @@
 #include <zmu/foundation/UTL_String.h>
 
 #include <cwchar>
+#include <utility>
 
 int zmu::loadStringCopy(HMODULE module, unsigned int id, ZarnScratchpad::Buffer& scratch,
                         wchar_t** copy)
@@ -15,8 +16,7 @@ int zmu::loadStringCopy(HMODULE module, unsigned int id, ZarnScratchpad::Buffer&
             const std::size_t loaded = scratch.length();
             auto* fresh = new wchar_t[loaded + 1];
             std::wmemcpy(fresh, scratch.c_str(), loaded + 1);
-            delete[] *copy;
-            *copy = fresh;
+            delete[] std::exchange(*copy, fresh);
             length = static_cast<int>(loaded);
         }
     } catch (...) {
