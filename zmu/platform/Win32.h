@@ -19,6 +19,7 @@
 #endif
 #include <windows.h>
 
+#include <time.h>
 #include <wchar.h>
 
 #else
@@ -27,12 +28,14 @@
 #include <zmu/foundation/Types.h>
 
 #include <atomic>
+#include <ctime>
 #include <mutex>
 
 // ---- Types ---------------------------------------------------------------------------------
 
 using BOOL = int;
 using UINT = unsigned int;
+using WORD = std::uint16_t;
 using DWORD = ulong32;
 
 struct HINSTANCE__;
@@ -57,6 +60,7 @@ inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 inline constexpr DWORD ERROR_NO_WORK_DONE = 235;
 inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
 inline constexpr DWORD ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION = 1459;
+inline constexpr DWORD ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
 
 /// The calling thread's last error; 0 in a thread that has had none.
 ZMU_API DWORD GetLastError();
@@ -108,6 +112,26 @@ FARPROC GetProcAddress(HMODULE module, const char* name);
 /// leaves the last error as it is.
 int LoadStringW(HINSTANCE module, UINT id, wchar_t* buffer, int bufferMax);
 int LoadStringA(HINSTANCE module, UINT id, char* buffer, int bufferMax);
+/// Path of a module's file, null being the process's own image. Returns the elements written
+/// without the terminator; with too small a `size` the path is cut and terminated, the result is
+/// `size` and the last error 122. 0 with ERROR_MOD_NOT_FOUND for a handle of no module.
+DWORD GetModuleFileNameW(HMODULE module, wchar_t* output, DWORD size);
+
+// ---- Version data of modules: linux/VersionData.cpp --------------------------------------------
+//
+// A file is named as a module is ("pv.dll"), and looked for where a module would be loaded from; a
+// name with a path is taken as it is. It is read, never loaded, and nothing in it is trusted.
+
+/// Bytes of the version data of a file; 0 with the last error 1812 when it has none or is no module
+/// of this machine, 2 when there is no such file. `*handle` becomes 0; it may be null.
+DWORD GetFileVersionInfoSizeW(const wchar_t* file, DWORD* handle);
+/// Copies the version data of a file into the `size` bytes of `block`, which must be aligned for
+/// any type. False with a last error as above, or 122 when they are too few. `handle` is ignored.
+BOOL GetFileVersionInfoW(const wchar_t* file, DWORD handle, DWORD size, void* block);
+/// Finds one value in version data, without regard to case: "\VarFileInfo\Translation" gives pairs
+/// of 16-bit words, language and code page, and their bytes; "\StringFileInfo\KEY\NAME" a text and
+/// its elements, terminator included. `*value` points into `block`. False when there is none.
+BOOL VerQueryValueW(const void* block, const wchar_t* address, void** value, UINT* length);
 
 // ---- Threads, processes and locks: linux/Threads.cpp -----------------------------------------
 
@@ -154,6 +178,35 @@ DWORD GetShortPathNameA(const char* path, char* output, DWORD size);
 DWORD GetShortPathNameW(const wchar_t* path, wchar_t* output, DWORD size);
 /// The directory for temporary files, with a separator at its end. Results as above.
 DWORD GetTempPathW(DWORD size, wchar_t* output);
+
+// ---- Time: linux/Time.cpp ----------------------------------------------------------------------
+
+/// A moment in 100 nanoseconds since 1 January 1601, UTC.
+struct FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+/// A moment by the calendar: years 1601 to 30827, months from 1, days of the week from Sunday, 0.
+struct SYSTEMTIME {
+    WORD wYear;
+    WORD wMonth;
+    WORD wDayOfWeek;
+    WORD wDay;
+    WORD wHour;
+    WORD wMinute;
+    WORD wSecond;
+    WORD wMilliseconds;
+};
+
+/// False with ERROR_INVALID_PARAMETER from 2^63 on; `*calendar` is left alone then.
+BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* calendar);
+/// Ignores the day of the week. False with ERROR_INVALID_PARAMETER for what is no date or time of
+/// day; `*time` is left alone then.
+BOOL SystemTimeToFileTime(const SYSTEMTIME* calendar, FILETIME* time);
+/// Seconds since 1 January 1970, UTC; also in `*time` unless that is null.
+i64 _time64(i64* time);
+/// Local broken-down time of a moment. 0, or EINVAL for one that has none: all fields are -1 then.
+int _localtime64_s(std::tm* local, const i64* time);
 
 // ---- Windows: linux/Windows.cpp ----------------------------------------------------------------
 
