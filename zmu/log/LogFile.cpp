@@ -2,11 +2,13 @@
 // by a successor, its byte limit.
 #include <zmu/monitor/ZarnData.h>
 
-#include <zmu/log/internal/SuccessorName.h>
+#include <zmu/foundation/WideBuffer.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/owner/ZarnDataZGW.h>
+#include <zmu/owner/internal/OwnerLock.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -23,6 +25,8 @@ constexpr u64 limitMin = 1048576;  // 1 MiB
 constexpr u64 limitMax = 78643200; // 75 MiB
 constexpr int seriesNote = 10006;
 
+using SuccessorName = WideBuffer<260>;
+
 // The series of log files that the process writes. Touched only under the lock of the data set
 // that is replacing its file.
 wchar_t s_logSeriesOrigin[260 + 1] = {};
@@ -36,6 +40,23 @@ bool isEmpty(const wchar_t* text)
 bool isBlank(const wchar_t* text)
 {
     return text[std::wcsspn(text, L" \t\n\v\f\r")] == L'\0';
+}
+
+/// Composes a fresh name as an owner does, one that lives for no longer. What its constructor
+/// raised is left in `ownerCode`.
+void nameSuccessor(SuccessorName& name, HMODULE self, HMODULE program, Zarn_LOG kind,
+                   int& ownerCode)
+{
+    // The brander that this owner may have to make must not be taken for one to stay.
+    const Synchronized guard(ownersMutex());
+    std::unique_ptr<ZarnDataZGW> owner;
+    try {
+        owner = std::make_unique<ZarnDataZGW>(0, true, self, program, kind);
+    } catch (int code) {
+        ownerCode = code;
+    }
+    require(owner != nullptr, dx::SuccessorOwnerMissing);
+    owner->getLogFileFQPath(name.writable(), SuccessorName::capacity);
 }
 
 } // namespace
@@ -199,8 +220,7 @@ bool ZarnData::closeFile(QTextStream*& stream, const wchar_t* /*name*/)
 
 bool ZarnData::closeLogFile()
 {
-    return isInstantiatorRunningNatively() &&
-           closeFile(m_fileLog.m_logStream, m_fileLog.m_logName);
+    return isInstantiatorRunningNatively() && closeFile(m_fileLog.m_logStream, m_fileLog.m_logName);
 }
 
 // ---- Establishing ----------------------------------------------------------------------------------------
@@ -266,19 +286,22 @@ bool ZarnData::writeHead(ZarnDataForThread& engine)
 bool ZarnData::reestablishLogFile(const bool& force)
 {
     SectionGuard section(*this);
+    int namingCode = 0;
     runGuarded(*this, dx::ReestablishUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(isInstantiatorRunningNatively(), dx::ReestablishNotNative);
         require(section.wasEntered(), dx::LockRefused);
         if (force && m_fileLog.m_logStream && m_fileLog.m_logByteCount >= m_logFileByteCountLimit)
             return;
-        std::wstring successor = successorLogName(m_fileLog.m_logName);
-        require(!successor.empty(), dx::SuccessorNameMissing);
-        reestablishLogFile(successor.data(), m_fileLog.m_formName, m_fileLog.m_logKind);
+        SuccessorName successor;
+        nameSuccessor(successor, m_selfResourceModule, m_resModuleBootstrap, m_fileLog.m_logKind,
+                      namingCode);
+        require(!successor.isEmpty(), dx::SuccessorNameMissing);
+        reestablishLogFile(successor.inPlace(), m_fileLog.m_formName, m_fileLog.m_logKind);
     });
     if (!isSelfSatisfied())
         Zarn_TRACE(L"ZarnData::reestablishLogFile () [2] caught exception #%d/%d.\n",
-                   getSelfDX_Code(), 0);
+                   getSelfDX_Code(), namingCode);
     section.leave();
     return isSelfSatisfied();
 }
@@ -380,7 +403,6 @@ bool ZarnData::setLogFileByteCountLimit(u64 limit, u64& previous)
         previous = 0;
     }
     if (!section.leave())
-        Zarn_TRACE(
-            L"ZarnData::setLogFileByteCountLimit () failed to leave critical section.\n");
+        Zarn_TRACE(L"ZarnData::setLogFileByteCountLimit () failed to leave critical section.\n");
     return isSelfSatisfied();
 }

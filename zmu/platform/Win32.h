@@ -19,6 +19,8 @@
 #endif
 #include <windows.h>
 
+#include <io.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <wchar.h>
 
@@ -39,9 +41,11 @@ using WORD = std::uint16_t;
 using DWORD = ulong32;
 
 struct HINSTANCE__;
+struct HKEY__;
 struct HWND__;
 using HINSTANCE = HINSTANCE__*; ///< A loaded module: what the dynamic loader's dlopen returns.
 using HMODULE = HINSTANCE;
+using HKEY = HKEY__*; ///< A root of settings, or a key of them that is open.
 using HWND = HWND__*; ///< A window of the host's.
 using FARPROC = void (*)();
 
@@ -52,13 +56,21 @@ inline constexpr BOOL TRUE = 1;
 
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
+inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
+inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
+inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr DWORD ERROR_WRITE_FAULT = 29;
 inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
+inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+inline constexpr DWORD ERROR_MORE_DATA = 234;
 inline constexpr DWORD ERROR_NO_WORK_DONE = 235;
+inline constexpr DWORD ERROR_DIRECTORY = 267;
 inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
+inline constexpr DWORD ERROR_FILE_CORRUPT = 1392;
 inline constexpr DWORD ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION = 1459;
 inline constexpr DWORD ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
 
@@ -207,6 +219,47 @@ BOOL SystemTimeToFileTime(const SYSTEMTIME* calendar, FILETIME* time);
 i64 _time64(i64* time);
 /// Local broken-down time of a moment. 0, or EINVAL for one that has none: all fields are -1 then.
 int _localtime64_s(std::tm* local, const i64* time);
+
+// ---- Directories and the user: linux/Directories.cpp ----------------------------------------------
+
+/// Login name of the process's effective user. `*size` is the room in `output`, terminator
+/// included; afterwards the elements with the terminator, also when they were too many (122).
+BOOL GetUserNameW(wchar_t* output, DWORD* size);
+/// Makes one directory, with the rights that the process gives by default; `security` must be null.
+/// False with 3 without a parent or a name, 5 without the right, 183 when something has that name.
+BOOL CreateDirectoryW(const wchar_t* path, void* security);
+/// 0 when the process may use a path as `mode` asks: 0 it exists, 2 write, 4 read. -1 otherwise.
+int _waccess(const wchar_t* path, int mode);
+/// Kind of a file, as far as it is asked for: bit 0x4000 of `st_mode` is a directory.
+struct _stat64i32 {
+    unsigned short st_mode;
+};
+/// 0, or -1 when nothing has that name; `*status` is left alone then.
+int _wstat64i32(const wchar_t* path, struct _stat64i32* status);
+
+// ---- Settings of the machine: linux/Settings.cpp ---------------------------------------------------
+//
+// The key "SOFTWARE\ORGANISATION\PRODUCT\SECTION" is a section of the file ORGANISATION/PRODUCT.ini
+// in the system's folder of settings: /etc/xdg, or what XDG_CONFIG_DIRS names. A whole number of 32
+// bits is a DWORD, anything else a text. All results are error numbers, 0 for success.
+
+inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(0x80000002UL);
+inline constexpr DWORD KEY_ALL_ACCESS = 0xF003F;
+inline constexpr DWORD REG_SZ = 1;
+inline constexpr DWORD REG_DWORD = 4;
+
+/// Opens a key under HKEY_LOCAL_MACHINE for all access. Without a file the key is there and has no
+/// values. 2 for another key, 5 without the right to write the file or to make it, 1392 when what
+/// the file holds is no settings. Balance with RegCloseKey.
+long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD options, DWORD access, HKEY* opened);
+/// Reads a value into the `*size` bytes of `data`; `*type` and `*size` become those of the value,
+/// also when it has no room (234). 2 when there is none.
+long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, u8* data,
+                      DWORD* size);
+/// Writes a REG_DWORD at once. 29 when it did not reach the file.
+long RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const u8* data,
+                    DWORD size);
+long RegCloseKey(HKEY key);
 
 // ---- Windows: linux/Windows.cpp ----------------------------------------------------------------
 
