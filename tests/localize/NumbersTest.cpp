@@ -18,7 +18,7 @@ using Helpers = ZarnLocalizeHelpers;
 
 namespace {
 
-constexpr char numberSpaceUtf8[] = "\xE2\x80\xAF"; // U+202F
+constexpr char numberSpaceUtf8[] = "\u202F";
 
 /// The user's locale for the rest of the test. The C library knows these and "C", no others.
 class Locales {
@@ -84,33 +84,30 @@ TEST(Numbers, AreWrittenAndReadInTheLocale)
                  {"fr_FR.UTF-8", -1234567, "-1" + s + "234" + s + "567"},
                  {"fr_FR.UTF-8", LLONG_MIN,
                   "-9" + s + "223" + s + "372" + s + "036" + s + "854" + s + "775" + s + "808"},
-                 {"nn_NO.ISO-8859-1", 1234,
-                  "1\xC2\xA0"
-                  "234"}, // one byte there, two in UTF-8
-                 "\xE2\x88\x92"
-                 "12"},                      // a sign of three bytes
-        {"bg_BG.UTF-8", 1234567, "1234567"}, // groups and nothing between them
-        {"C", 1234567, "1234567"},
-};
-for (const auto& [locale, value, text] : cases) {
-    locales.enter(locale);
-    char narrow[64];
-    std::memset(narrow, '#', sizeof narrow);
-    EXPECT_EQ(Helpers::convertIntToPunctuatedStrA(value, narrow, 64), text.size()) << locale;
-    EXPECT_STREQ(narrow, text.c_str()) << locale;
-    EXPECT_EQ(narrow[63], '\0');
-    EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), locale);
-    wchar_t wide[64];
-    EXPECT_EQ(Helpers::convertIntToPunctuatedStrW(value, wide, 64), widen(text).size());
-    EXPECT_EQ(wide, widen(text)) << locale;
+                 // One byte there, two in UTF-8.
+                 {"nn_NO.ISO-8859-1", -1234, "-1\u00A0" + std::string("234")},
+                 // Groups, and nothing between them.
+                 {"bg_BG.UTF-8", 1234567, "1234567"},
+                 {"C", 1234567, "1234567"}};
+    for (const auto& [locale, value, text] : cases) {
+        locales.enter(locale);
+        char narrow[64];
+        std::memset(narrow, '#', sizeof narrow);
+        EXPECT_EQ(Helpers::convertIntToPunctuatedStrA(value, narrow, 64), text.size()) << locale;
+        EXPECT_STREQ(narrow, text.c_str()) << locale;
+        EXPECT_EQ(narrow[63], '\0');
+        EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), locale);
+        wchar_t wide[64];
+        EXPECT_EQ(Helpers::convertIntToPunctuatedStrW(value, wide, 64), widen(text).size());
+        EXPECT_EQ(wide, widen(text)) << locale;
 
-    i64 back = 1;
-    const bool isLong = text.size() > 1;
-    EXPECT_EQ(Helpers::convertPunctuatedStrToIntA(narrow, 64, back), true) << locale;
-    EXPECT_EQ(back, value) << locale;
-    EXPECT_EQ(Helpers::convertPunctuatedStrToIntW(wide, 2, back), isLong) << locale;
-    EXPECT_EQ(back, value) << locale;
-}
+        i64 back = 1;
+        const bool isLong = text.size() > 1;
+        EXPECT_EQ(Helpers::convertPunctuatedStrToIntA(narrow, 64, back), true) << locale;
+        EXPECT_EQ(back, value) << locale;
+        EXPECT_EQ(Helpers::convertPunctuatedStrToIntW(wide, 2, back), isLong) << locale;
+        EXPECT_EQ(back, value) << locale;
+    }
 }
 
 TEST(Numbers, AreReadUpToWhatIsNone)
