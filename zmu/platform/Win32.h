@@ -224,7 +224,7 @@ int _localtime64_s(std::tm* local, const i64* time);
 
 /// Login name of the process's effective user. `*size` is the room in `output`, terminator
 /// included; afterwards the elements with the terminator, also when they were too many (122).
-BOOL GetUserNameW(wchar_t* output, DWORD* size);
+ZMU_API BOOL GetUserNameW(wchar_t* output, DWORD* size);
 /// Makes one directory, with the rights that the process gives by default; `security` must be null.
 /// False with 3 without a parent or a name, 5 without the right, 183 when something has that name.
 BOOL CreateDirectoryW(const wchar_t* path, void* security);

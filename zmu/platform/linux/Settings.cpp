@@ -73,6 +73,7 @@ long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD, DWORD, HKEY* opened)
         auto handle = std::make_unique<HKEY__>(parts[1], parts[2], parts[3]);
         if (!handle->settings.isWritable() || handle->settings.status() == QSettings::AccessError)
             return ERROR_ACCESS_DENIED;
+        handle->settings.allKeys(); // reads what is only looked through until a value is asked for
         if (handle->settings.status() != QSettings::NoError)
             return ERROR_FILE_CORRUPT;
         *opened = handle.release();
