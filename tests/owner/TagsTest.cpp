@@ -99,7 +99,7 @@ TEST_F(Tags, WithoutABrander)
     }
     EXPECT_NE(freshTag(Zarn_FORM_TAG_NAME_OF_USER, code), L"");
     EXPECT_EQ(code, 0);
-    for (const int tag : {int{Zarn_FORM_TAG_NAME_OF_SESSION}, 15, 1000, -1}) {
+    for (const int tag : {int{Zarn_FORM_TAG_NAME_OF_SESSION}, Zarn_FORM_TAGS_QTY}) {
         Traces traces;
         EXPECT_EQ(freshTag(Zarn_FORM_TAG(tag), code), L"") << tag;
         EXPECT_EQ(code, 0);

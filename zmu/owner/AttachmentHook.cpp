@@ -24,6 +24,8 @@
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Registry.h>
 
+#include <utility>
+
 #if defined(_WIN32)
 #include <zmu/platform/Win32.h>
 #else
@@ -60,10 +62,16 @@ void onThreadDetach()
     }
 }
 
+/// The log directory of the process, which a library that is unmapped would leave behind.
+struct LogVariables : ZarnData {
+    static void forget() { delete[] std::exchange(s_logDirectory, nullptr); }
+};
+
 void onProcessDetach()
 {
     if (Zarn::getZarnMonitors())
         Zarn::destroy();
+    LogVariables::forget();
 }
 
 } // namespace
