@@ -178,6 +178,7 @@ TEST_F(Assertiveness, IsRepaired)
     Owner owner; // which reads it as well
     constexpr char zero[] = "[AppServer]\nZM_Assertiveness=0\n";
     EXPECT_EQ(content(), zero); // there was no file
+    EXPECT_EQ(level(owner), 0); // and what was written is read
     const struct {
         QByteArray before;
         int level;
@@ -209,7 +210,8 @@ TEST_F(Assertiveness, NeedsTheRightToWrite)
     if (geteuid() == 0 && !getpwnam("nobody"))
         GTEST_SKIP() << "there is no ordinary user to become";
     Owner owner;
-    write("[AppServer]\nZM_Assertiveness=5\n");
+    write(
+        "[AppServer]\nZM_Assertiveness=5\n\n"); // of another size, so that nobody takes it for old
     ASSERT_EQ(chmod(file(), 0444), 0);
     EXPECT_EQ(levelAsUser(owner), -32);
     ASSERT_EQ(chmod(file(), 0666), 0); // the file, though not its directory

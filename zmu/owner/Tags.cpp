@@ -132,7 +132,7 @@ class TagSource {
 
     HINSTANCE module()
     {
-        const HINSTANCE module = m_module ? m_module : GetModuleHandleW(nullptr);
+        HINSTANCE module = m_module ? m_module : GetModuleHandleW(nullptr);
         if (!module) {
             m_code2 = GetLastError();
             throw int{zgw::TagModuleUnknown};

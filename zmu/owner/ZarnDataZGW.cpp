@@ -322,7 +322,7 @@ bool ZarnDataZGW::freeResources()
 bool ZarnDataZGW::freeResourceModuleExternal()
 {
     SetLastError(ERROR_SUCCESS);
-    const HINSTANCE module = std::exchange(m_resourceModuleExternal, nullptr);
+    HINSTANCE module = std::exchange(m_resourceModuleExternal, nullptr);
     const bool isOurs = std::exchange(m_resourceModuleExternalIsOurs, false);
     if (!isOurs || !module || FreeLibrary(module))
         return true;

@@ -3,18 +3,25 @@
 
 namespace zmu {
 
-/// What stands behind a directory in a path that the library composes.
 #if defined(_WIN32)
-inline constexpr wchar_t pathSeparator = L'\\';
-#else
-inline constexpr wchar_t pathSeparator = L'/';
-#endif
 
-/// Whether `c` ends a directory's name. A backslash is a letter like any other where the platform's
-/// own separator is the slash.
+/// What stands behind a directory in a path that the library composes.
+inline constexpr wchar_t pathSeparator = L'\\';
+/// Whether `c` ends a directory's name.
 constexpr bool isPathSeparator(wchar_t c)
 {
-    return c == L'/' || c == pathSeparator;
+    return c == L'/' || c == L'\\';
 }
+
+#else
+
+inline constexpr wchar_t pathSeparator = L'/';
+/// A backslash is a letter like any other here.
+constexpr bool isPathSeparator(wchar_t c)
+{
+    return c == L'/';
+}
+
+#endif
 
 } // namespace zmu

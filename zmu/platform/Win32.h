@@ -243,7 +243,7 @@ int _wstat64i32(const wchar_t* path, struct _stat64i32* status);
 // in the system's folder of settings: /etc/xdg, or what XDG_CONFIG_DIRS names. A whole number of 32
 // bits is a DWORD, anything else a text. All results are error numbers, 0 for success.
 
-inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(0x80000002UL);
+inline HKEY__* const HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(0x80000002UL);
 inline constexpr DWORD KEY_ALL_ACCESS = 0xF003F;
 inline constexpr DWORD REG_SZ = 1;
 inline constexpr DWORD REG_DWORD = 4;

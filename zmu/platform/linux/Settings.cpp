@@ -87,7 +87,11 @@ long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD*, DWORD* type, u8* da
         const QString where = key->nameOf(name);
         if (!key->settings.contains(where))
             return ERROR_FILE_NOT_FOUND;
-        const QString text = key->settings.value(where).toStringList().join(QLatin1String(", "));
+        // A text with commas comes as a list.
+        const QVariant value = key->settings.value(where);
+        const QString text = value.typeId() == QMetaType::QStringList
+                                 ? value.toStringList().join(QLatin1String(", "))
+                                 : value.toString();
         bool isNumber = false;
         const DWORD number = text.toUInt(&isNumber);
         if (isNumber)
@@ -104,7 +108,7 @@ long RegSetValueExW(HKEY key, const wchar_t* name, DWORD, DWORD type, const u8* 
         if (type != REG_DWORD || size != sizeof number)
             return ERROR_INVALID_PARAMETER;
         std::memcpy(&number, data, sizeof number);
-        key->settings.setValue(key->nameOf(name), number);
+        key->settings.setValue(key->nameOf(name), QString::number(number));
         key->settings.sync();
         return key->settings.status() == QSettings::NoError ? ERROR_SUCCESS : ERROR_WRITE_FAULT;
     });
