@@ -1,5 +1,6 @@
 # What `cmake --install` gives: the library, its public headers, and the CMake package `zmu` with the
-# target zmu::zmu. A user of the package needs nothing but a C++20 compiler.
+# target zmu::zmu and the function zmu_module_version. A user of the package needs nothing but a
+# C++20 compiler.
 include(CMakePackageConfigHelpers)
 
 set(ZMU_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zmu)
@@ -25,6 +26,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/zmuConfigVersion.cmake
 install(FILES
   ${PROJECT_BINARY_DIR}/zmuConfig.cmake
   ${PROJECT_BINARY_DIR}/zmuConfigVersion.cmake
+  ${CMAKE_CURRENT_LIST_DIR}/ZmuModuleVersion.cmake
   DESTINATION ${ZMU_PACKAGE_DIR})
 
 # The standard library's headers mark their templates as visible, so every instance of one would be

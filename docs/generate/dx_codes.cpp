@@ -1,16 +1,7 @@
 // Prints docs/dx-codes.md from the table of DX codes.
-#include <algorithm>
-#include <cstdio>
-#include <iterator>
+#include "CodesPage.h"
 
 namespace {
-
-struct Row {
-    int number;
-    const char* name;
-    const char* operations;
-    const char* meaning;
-};
 
 Row table[] = {
 #define ZMU_DX(number, name, operations, meaning) {number, #name, operations, meaning},
@@ -31,37 +22,9 @@ failures of the same work do not replace it. In code the numbers have names from
 |---:|---|---|---|
 )";
 
-// A bar would end the cell.
-void printCell(const char* text)
-{
-    for (; *text != '\0'; ++text) {
-        if (*text == '|')
-            std::putchar('\\');
-        std::putchar(*text);
-    }
-}
-
 } // namespace
 
 int main()
 {
-    std::sort(std::begin(table), std::end(table),
-              [](const Row& left, const Row& right) { return left.number < right.number; });
-    const Row* twice = std::adjacent_find(
-        std::begin(table), std::end(table),
-        [](const Row& left, const Row& right) { return left.number == right.number; });
-    if (twice != std::end(table)) {
-        std::fprintf(stderr, "code %d stands twice in the table\n", twice->number);
-        return 1;
-    }
-
-    std::printf(opening, table[0].name);
-    for (const Row& row : table) {
-        std::printf("| %d | `%s` | ", row.number, row.name);
-        printCell(row.operations);
-        std::printf(" | ");
-        printCell(row.meaning);
-        std::printf(" |\n");
-    }
-    return std::fflush(stdout) == 0 ? 0 : 1;
+    return printPage(opening, table);
 }

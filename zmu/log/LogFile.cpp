@@ -2,12 +2,14 @@
 // by a successor, its byte limit.
 #include <zmu/monitor/ZarnData.h>
 
+#include <zmu/foundation/WideBuffer.h>
 #include <zmu/foundation/internal/Texts.h>
-#include <zmu/log/internal/SuccessorName.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/owner/ZarnDataZGW.h>
+#include <zmu/owner/internal/OwnerLock.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -27,6 +29,8 @@ namespace {
 constexpr u64 limitMin = 1048576;  // 1 MiB
 constexpr u64 limitMax = 78643200; // 75 MiB
 constexpr int seriesNote = 10006;
+
+using SuccessorName = WideBuffer<260>;
 
 // The series of log files that the process writes, shared by all its data sets.
 std::mutex s_logSeriesLock;
@@ -69,6 +73,23 @@ bool isSameFile(const wchar_t* left, const wchar_t* right)
         return true;
     const QString leftPath = QFileInfo(toFileName(left)).canonicalFilePath();
     return !leftPath.isEmpty() && leftPath == QFileInfo(toFileName(right)).canonicalFilePath();
+}
+
+/// Composes a fresh name as an owner does, one that lives for no longer. What its constructor
+/// raised is left in `ownerCode`.
+void nameSuccessor(SuccessorName& name, HMODULE self, HMODULE program, Zarn_LOG kind,
+                   int& ownerCode)
+{
+    // The brander that this owner may have to make must not be taken for one to stay.
+    const Synchronized guard(ownersMutex());
+    std::unique_ptr<ZarnDataZGW> owner;
+    try {
+        owner = std::make_unique<ZarnDataZGW>(0, true, self, program, kind);
+    } catch (int code) {
+        ownerCode = code;
+    }
+    require(owner != nullptr, dx::SuccessorOwnerMissing);
+    owner->getLogFileFQPath(name.writable(), SuccessorName::capacity);
 }
 
 } // namespace
@@ -300,19 +321,22 @@ bool ZarnData::writeHead(ZarnDataForThread& engine)
 bool ZarnData::reestablishLogFile(const bool& force)
 {
     SectionGuard section(*this);
+    int namingCode = 0;
     runGuarded(*this, dx::ReestablishUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(isInstantiatorRunningNatively(), dx::ReestablishNotNative);
         require(section.wasEntered(), dx::LockRefused);
         if (force && m_fileLog.m_logStream && m_fileLog.m_logByteCount >= m_logFileByteCountLimit)
             return;
-        std::wstring successor = successorLogName(m_fileLog.m_logName);
-        require(!successor.empty(), dx::SuccessorNameMissing);
-        reestablishLogFile(successor.data(), m_fileLog.m_formName, m_fileLog.m_logKind);
+        SuccessorName successor;
+        nameSuccessor(successor, m_selfResourceModule, m_resModuleBootstrap, m_fileLog.m_logKind,
+                      namingCode);
+        require(!successor.isEmpty(), dx::SuccessorNameMissing);
+        reestablishLogFile(successor.inPlace(), m_fileLog.m_formName, m_fileLog.m_logKind);
     });
     if (!isSelfSatisfied())
         Zarn_TRACE(L"ZarnData::reestablishLogFile () [2] caught exception #%d/%d.\n",
-                   getSelfDX_Code(), 0);
+                   getSelfDX_Code(), namingCode);
     section.leave();
     return isSelfSatisfied();
 }

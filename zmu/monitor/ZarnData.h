@@ -262,8 +262,9 @@ class ZMU_API ZarnData {
 
     // ---- Log file ------------------------------------------------------------------------------------
 
-    /// Replaces the log file by a successor with a fresh name. With `force` a file at its limit is
-    /// left alone; without, it is always replaced. Enters the lock. 119, 132 to 135, 139 to 141.
+    /// Replaces the log file by a successor with a fresh name in the log directory, as ZarnDataZGW
+    /// composes it. With `force` a file at its limit is left alone; without, it is always replaced.
+    /// Enters the lock. 119, 132 to 135, 139 to 142.
     bool reestablishLogFile(const bool& force);
     /// Sets the byte limit, 1048576 to 78643200; a log that has reached it is replaced at once.
     /// `previous` receives the old limit, 0 on failure. 115 to 118. Enters the lock.

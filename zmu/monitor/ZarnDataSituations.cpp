@@ -2,6 +2,7 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/monitor/ZarnDataForThread.h>
+#include <zmu/monitor/internal/AttachmentHook.h>
 #include <zmu/monitor/internal/Guards.h>
 
 #include <algorithm>
@@ -90,6 +91,7 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
         require(m_mapOfDataForThreads->add(GetCurrentThreadId(), engine.get()),
                 dx::EngineNotInserted);
         created = engine.release();
+        watchThreadEnd();
     });
     section.leave();
     return created;

@@ -3,10 +3,12 @@
 
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/monitor/internal/Registry.h>
 
 #include <climits>
 #include <iterator>
 #include <new>
+#include <utility>
 
 using namespace zmu;
 
@@ -23,7 +25,21 @@ struct CodeHolder {
     void setSelfDX_Code(int value) { code = value; }
 };
 
+constinit std::mutex s_entries;
+
+/// Takes a monitor out of its entry, so that a thread that ends does not meet it half destroyed.
+Zarn* takeOut(Zarn*& entry)
+{
+    const std::lock_guard guard(s_entries);
+    return std::exchange(entry, nullptr);
+}
+
 } // namespace
+
+std::mutex& zmu::registryEntries()
+{
+    return s_entries;
+}
 
 Zarn* Zarn::create(ZarnData* dataSet)
 {
@@ -44,6 +60,7 @@ Zarn* Zarn::create(ZarnData* dataSet)
         monitor = new (std::nothrow) Zarn(newData);
         require(monitor, dx::CreateNoMonitor);
         newData->setOwner(monitor);
+        const std::lock_guard guard(s_entries);
         m_zarnMonitors[m_zarnMonitorsCount++] = monitor;
     });
     if (holder.isSelfSatisfied())
@@ -70,8 +87,7 @@ int Zarn::destroy()
                 continue;
             if (destroyed < INT_MAX)
                 ++destroyed;
-            delete m_zarnMonitors[i];
-            m_zarnMonitors[i] = nullptr;
+            delete takeOut(m_zarnMonitors[i]);
             --m_zarnMonitorsCount;
         }
     } catch (...) {
@@ -96,9 +112,8 @@ bool Zarn::destroy(Zarn** monitor, int startIndex, bool wrap)
         if (++index == m_zarnMonitorsQty)
             index = 0;
     }
-    delete *monitor;
+    delete takeOut(m_zarnMonitors[index]);
     *monitor = nullptr;
-    m_zarnMonitors[index] = nullptr;
     if (m_zarnMonitorsCount >= 1)
         --m_zarnMonitorsCount;
     return true;

@@ -19,6 +19,9 @@
 #endif
 #include <windows.h>
 
+#include <io.h>
+#include <sys/stat.h>
+#include <time.h>
 #include <wchar.h>
 
 #else
@@ -27,18 +30,22 @@
 #include <zmu/foundation/Types.h>
 
 #include <atomic>
+#include <ctime>
 #include <mutex>
 
 // ---- Types ---------------------------------------------------------------------------------
 
 using BOOL = int;
 using UINT = unsigned int;
+using WORD = std::uint16_t;
 using DWORD = ulong32;
 
 struct HINSTANCE__;
+struct HKEY__;
 struct HWND__;
 using HINSTANCE = HINSTANCE__*; ///< A loaded module: what the dynamic loader's dlopen returns.
 using HMODULE = HINSTANCE;
+using HKEY = HKEY__*; ///< A root of settings, or a key of them that is open.
 using HWND = HWND__*; ///< A window of the host's.
 using FARPROC = void (*)();
 
@@ -49,14 +56,23 @@ inline constexpr BOOL TRUE = 1;
 
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
+inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
+inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
+inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr DWORD ERROR_WRITE_FAULT = 29;
 inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
+inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+inline constexpr DWORD ERROR_MORE_DATA = 234;
 inline constexpr DWORD ERROR_NO_WORK_DONE = 235;
+inline constexpr DWORD ERROR_DIRECTORY = 267;
 inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
+inline constexpr DWORD ERROR_FILE_CORRUPT = 1392;
 inline constexpr DWORD ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION = 1459;
+inline constexpr DWORD ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
 
 /// The calling thread's last error; 0 in a thread that has had none.
 ZMU_API DWORD GetLastError();
@@ -110,6 +126,26 @@ FARPROC GetProcAddress(HMODULE module, const char* name);
 /// leaves the last error as it is.
 int LoadStringW(HINSTANCE module, UINT id, wchar_t* buffer, int bufferMax);
 int LoadStringA(HINSTANCE module, UINT id, char* buffer, int bufferMax);
+/// Path of a module's file, null being the process's own image. Returns the elements written
+/// without the terminator; with too small a `size` the path is cut and terminated, the result is
+/// `size` and the last error 122. 0 with ERROR_MOD_NOT_FOUND for a handle of no module.
+DWORD GetModuleFileNameW(HMODULE module, wchar_t* output, DWORD size);
+
+// ---- Version data of modules: linux/VersionData.cpp --------------------------------------------
+//
+// A file is named as a module is ("pv.dll"), and looked for where a module would be loaded from; a
+// name with a path is taken as it is. It is read, never loaded, and nothing in it is trusted.
+
+/// Bytes of the version data of a file; 0 with the last error 1812 when it has none or is no module
+/// of this machine, 2 when there is no such file. `*handle` becomes 0; it may be null.
+DWORD GetFileVersionInfoSizeW(const wchar_t* file, DWORD* handle);
+/// Copies the version data of a file into the `size` bytes of `block`, which must be aligned for
+/// any type. False with a last error as above, or 122 when they are too few. `handle` is ignored.
+BOOL GetFileVersionInfoW(const wchar_t* file, DWORD handle, DWORD size, void* block);
+/// Finds one value in version data, without regard to case: "\VarFileInfo\Translation" gives pairs
+/// of 16-bit words, language and code page, and their bytes; "\StringFileInfo\KEY\NAME" a text and
+/// its elements, terminator included. `*value` points into `block`. False when there is none.
+BOOL VerQueryValueW(const void* block, const wchar_t* address, void** value, UINT* length);
 
 // ---- Threads, processes and locks: linux/Threads.cpp -----------------------------------------
 
@@ -127,15 +163,6 @@ ZMU_API void InitializeCriticalSection(CRITICAL_SECTION* section);
 ZMU_API void DeleteCriticalSection(CRITICAL_SECTION* section);
 ZMU_API void EnterCriticalSection(CRITICAL_SECTION* section);
 ZMU_API void LeaveCriticalSection(CRITICAL_SECTION* section);
-
-// ---- Time: linux/Time.cpp ----------------------------------------------------------------------
-
-struct SYSTEMTIME {
-    unsigned short wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
-};
-
-/// The present moment in local time. Months count from 1, days of the week from Sunday as 0.
-void GetLocalTime(SYSTEMTIME* time);
 
 // ---- Text: linux/Text.cpp ----------------------------------------------------------------------
 
@@ -165,6 +192,78 @@ DWORD GetShortPathNameA(const char* path, char* output, DWORD size);
 DWORD GetShortPathNameW(const wchar_t* path, wchar_t* output, DWORD size);
 /// The directory for temporary files, with a separator at its end. Results as above.
 DWORD GetTempPathW(DWORD size, wchar_t* output);
+
+// ---- Time: linux/Time.cpp ----------------------------------------------------------------------
+
+/// A moment in 100 nanoseconds since 1 January 1601, UTC.
+struct FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+/// A moment by the calendar: years 1601 to 30827, months from 1, days of the week from Sunday, 0.
+struct SYSTEMTIME {
+    WORD wYear;
+    WORD wMonth;
+    WORD wDayOfWeek;
+    WORD wDay;
+    WORD wHour;
+    WORD wMinute;
+    WORD wSecond;
+    WORD wMilliseconds;
+};
+
+/// The present moment in local time.
+void GetLocalTime(SYSTEMTIME* time);
+/// False with ERROR_INVALID_PARAMETER from 2^63 on; `*calendar` is left alone then.
+BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* calendar);
+/// Ignores the day of the week. False with ERROR_INVALID_PARAMETER for what is no date or time of
+/// day; `*time` is left alone then.
+BOOL SystemTimeToFileTime(const SYSTEMTIME* calendar, FILETIME* time);
+/// Seconds since 1 January 1970, UTC; also in `*time` unless that is null.
+i64 _time64(i64* time);
+/// Local broken-down time of a moment. 0, or EINVAL for one that has none: all fields are -1 then.
+int _localtime64_s(std::tm* local, const i64* time);
+
+// ---- Directories and the user: linux/Directories.cpp ----------------------------------------------
+
+/// Login name of the process's effective user. `*size` is the room in `output`, terminator
+/// included; afterwards the elements with the terminator, also when they were too many (122).
+ZMU_API BOOL GetUserNameW(wchar_t* output, DWORD* size);
+/// Makes one directory, with the rights that the process gives by default; `security` must be null.
+/// False with 3 without a parent or a name, 5 without the right, 183 when something has that name.
+BOOL CreateDirectoryW(const wchar_t* path, void* security);
+/// 0 when the process may use a path as `mode` asks: 0 it exists, 2 write, 4 read. -1 otherwise.
+int _waccess(const wchar_t* path, int mode);
+/// Kind of a file, as far as it is asked for: bit 0x4000 of `st_mode` is a directory.
+struct _stat64i32 {
+    unsigned short st_mode;
+};
+/// 0, or -1 when nothing has that name; `*status` is left alone then.
+int _wstat64i32(const wchar_t* path, struct _stat64i32* status);
+
+// ---- Settings of the machine: linux/Settings.cpp ---------------------------------------------------
+//
+// The key "SOFTWARE\ORGANISATION\PRODUCT\SECTION" is a section of the file ORGANISATION/PRODUCT.ini
+// in the system's folder of settings: /etc/xdg, or what XDG_CONFIG_DIRS names. A whole number of 32
+// bits is a DWORD, anything else a text. All results are error numbers, 0 for success.
+
+inline HKEY__* const HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(0x80000002UL);
+inline constexpr DWORD KEY_ALL_ACCESS = 0xF003F;
+inline constexpr DWORD REG_SZ = 1;
+inline constexpr DWORD REG_DWORD = 4;
+
+/// Opens a key under HKEY_LOCAL_MACHINE for all access. Without a file the key is there and has no
+/// values. 2 for another key, 5 without the right to write the file or to make it, 1392 when what
+/// the file holds is no settings. Balance with RegCloseKey.
+long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD options, DWORD access, HKEY* opened);
+/// Reads a value into the `*size` bytes of `data`; `*type` and `*size` become those of the value,
+/// also when it has no room (234). 2 when there is none.
+long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, u8* data,
+                      DWORD* size);
+/// Writes a REG_DWORD at once. 29 when it did not reach the file.
+long RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const u8* data,
+                    DWORD size);
+long RegCloseKey(HKEY key);
 
 // ---- Windows: linux/Windows.cpp ----------------------------------------------------------------
 

@@ -1,4 +1,6 @@
 // Modules by the product's names, on top of the dynamic loader.
+#include <zmu/platform/linux/ModuleFiles.h>
+
 #include <zmu/platform/Win32.h>
 
 #include <dlfcn.h>
@@ -131,23 +133,38 @@ bool isProgramFile(const std::string& path)
            file.st_dev == program.st_dev && file.st_ino == program.st_ino;
 }
 
-/// The loader also searches relative folders of its search path (an empty element of
-/// LD_LIBRARY_PATH is one), which would be looked up from the current folder.
-bool isSystemSearchAbsolute()
+/// The folders that the loader searches for the library's sake, in its order; none if it does not
+/// tell them.
+std::vector<std::string> systemFolders()
 {
     const Reference searcher = openLoaded(libraryPath());
     Dl_serinfo needed{};
     if (!searcher || dlinfo(searcher.get(), RTLD_DI_SERINFOSIZE, &needed) != 0)
-        return false;
+        return {};
     const std::unique_ptr<void, void (*)(void*)> memory(operator new(needed.dls_size),
                                                         [](void* p) { operator delete(p); });
     auto* const list = static_cast<Dl_serinfo*>(memory.get());
     *list = needed;
     if (dlinfo(searcher.get(), RTLD_DI_SERINFO, list) != 0)
-        return false;
+        return {};
+    std::vector<std::string> folders;
     const Dl_serpath* const paths = list->dls_serpath;
-    return std::all_of(paths, paths + list->dls_cnt,
-                       [](const Dl_serpath& path) { return path.dls_name[0] == '/'; });
+    for (unsigned i = 0; i < list->dls_cnt; ++i)
+        folders.emplace_back(paths[i].dls_name);
+    return folders;
+}
+
+bool isAbsolute(std::string_view path)
+{
+    return path.starts_with('/');
+}
+
+/// The loader also searches relative folders of its search path (an empty element of
+/// LD_LIBRARY_PATH is one), which would be looked up from the current folder.
+bool isSystemSearchAbsolute()
+{
+    const std::vector<std::string> folders = systemFolders();
+    return !folders.empty() && std::all_of(folders.begin(), folders.end(), isAbsolute);
 }
 
 // ---- Looking up --------------------------------------------------------------------------------
@@ -204,11 +221,17 @@ std::vector<std::string> candidates(const std::string& folder, const FilePattern
     return files;
 }
 
+/// The folder of a file, with its separator; empty if that is not known from the root on.
+std::string folderOf(const std::string& path)
+{
+    return isAbsolute(path) ? path.substr(0, path.rfind('/') + 1) : std::string();
+}
+
 Reference loadBeside(const std::string& path, const FilePattern& pattern)
 {
-    if (path.empty() || path.front() != '/')
+    const std::string folder = folderOf(path);
+    if (folder.empty())
         return nullptr;
-    const std::string folder = path.substr(0, path.rfind('/') + 1);
     for (const std::string& file : candidates(folder, pattern)) {
         if (Reference module = load(folder + file))
             return module;
@@ -230,6 +253,23 @@ Reference findOrLoad(const std::string& name)
     if (Reference module = loadBeside(libraryPath(), pattern))
         return module;
     return isSystemSearchAbsolute() ? load(pattern.name) : nullptr;
+}
+
+/// Path of the file that a module was loaded from. The loader remembers the path that it was given,
+/// which may have been relative.
+std::string pathOf(HMODULE module)
+{
+    if (!module)
+        return programPath();
+    link_map* map = nullptr;
+    if (dlinfo(module, RTLD_DI_LINKMAP, &map) != 0 || !map->l_name)
+        return {};
+    if (!*map->l_name)
+        return programPath();
+    const std::string path(map->l_name);
+    std::error_code error;
+    const auto absolute = std::filesystem::absolute(path, error);
+    return error ? path : absolute.lexically_normal().string();
 }
 
 /// The frame of the public operations: every failure of `body` is a null with the last error.
@@ -254,6 +294,27 @@ HMODULE handleOf(const Reference& module)
 }
 
 } // namespace
+
+std::string zmu::findModuleFile(const wchar_t* name)
+{
+    std::string file = toFileName(name);
+    if (isPath(file))
+        return file;
+    const FilePattern pattern = patternOf(file);
+    if (pattern.name.empty())
+        return {};
+    std::vector<std::string> folders = {folderOf(programPath()), folderOf(libraryPath())};
+    for (std::string& folder : systemFolders())
+        folders.push_back(std::move(folder) + '/');
+    for (const std::string& folder : folders) {
+        if (!isAbsolute(folder))
+            continue;
+        const std::vector<std::string> files = candidates(folder, pattern);
+        if (!files.empty())
+            return folder + files.front();
+    }
+    return {};
+}
 
 HMODULE GetModuleHandleW(const wchar_t* name)
 {
@@ -296,6 +357,34 @@ FARPROC GetProcAddress(HMODULE module, const char* name)
         return nullptr;
     }
     return reinterpret_cast<FARPROC>(address);
+}
+
+DWORD GetModuleFileNameW(HMODULE module, wchar_t* output, DWORD size)
+{
+    try {
+        const std::string path = pathOf(module);
+        std::vector<wchar_t> wide(path.size() + 1);
+        const int length =
+            path.empty()
+                ? 0
+                : MultiByteToWideChar(CP_ACP, 0, path.data(), static_cast<int>(path.size()),
+                                      wide.data(), static_cast<int>(wide.size()));
+        if (length <= 0) {
+            SetLastError(ERROR_MOD_NOT_FOUND);
+            return 0;
+        }
+        const auto whole = static_cast<DWORD>(length);
+        if (whole >= size) {
+            SetLastError(ERROR_INSUFFICIENT_BUFFER);
+            if (size != 0)
+                wide[size - 1] = L'\0';
+        }
+        std::wmemcpy(output, wide.data(), std::min(whole + 1, size));
+        return std::min(whole, size);
+    } catch (const std::exception&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return 0;
+    }
 }
 
 int LoadStringW(HINSTANCE, UINT, wchar_t*, int)

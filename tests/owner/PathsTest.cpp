@@ -1,0 +1,216 @@
+// Where a log lies and what it is called.
+#include "OwnerParts.h"
+
+#include <QDateTime>
+#include <QRegularExpression>
+
+#include <thread>
+
+using namespace zmu;
+using namespace zmu_test;
+
+namespace {
+
+class Paths : public testing::Test {
+  protected:
+    QString root() const { return QString::fromStdWString(folder.path(".")); }
+    QString inside(const QString& name) const { return root() + '/' + name; }
+
+    const Folder folder;
+};
+
+/// The directory by its specifier; empty with the code on failure.
+std::wstring specifier(const QString& directory)
+{
+    setLogDirectory(directory.toStdWString());
+    UTL_String result(L"left over");
+    return ZarnDataZGW::obtainLogDirectorySpecifier(result, nullptr) ? result.wideText() : L"";
+}
+
+QString nameOf(const std::wstring& path)
+{
+    return QFileInfo(QString::fromStdWString(path)).fileName();
+}
+
+const QString program = "owner_test";
+const QString stamp = "_\\d{4}-\\d\\d-\\d\\d_\\d\\d-\\d\\d-\\d\\d-\\d{3}\\.";
+
+bool isNamed(const QString& name, const QString& beginning, const QString& extension)
+{
+    return QRegularExpression('^' + beginning + stamp + extension + '$').match(name).hasMatch();
+}
+
+} // namespace
+
+TEST_F(Paths, DirectoryIsTakenAsItIs)
+{
+    qputenv("ZMU_TEST_PLACE", root().toUtf8());
+    folder.write("file", "");
+    const QString names[] = {inside("with spaces"),
+                             inside("Größe \u65e5\u672c"),
+                             inside("missing/deep"),
+                             inside("file"),
+                             "relative",
+                             "/"};
+    for (const QString& name : names) {
+        SCOPED_TRACE(name.toStdString());
+        const QString native = QDir::toNativeSeparators(name.endsWith('/') ? name : name + '/');
+        EXPECT_EQ(specifier(name), native.toStdWString());
+        EXPECT_EQ(specifier(native), native.toStdWString());
+    }
+    EXPECT_EQ(specifier("%ZMU_TEST_PLACE%/x"),
+              QDir::toNativeSeparators(root() + "/x/").toStdWString());
+    EXPECT_FALSE(QFile::exists(inside("x"))); // nothing is made
+}
+
+TEST_F(Paths, DirectoryThatIsNoneOrTooLong)
+{
+    EXPECT_EQ(specifier(""), L"");
+    EXPECT_EQ(ZarnDataZGW::getDX_Code1(), zgw::DirectoryNotCreated);
+    EXPECT_EQ(ZarnDataZGW::getDX_Code2(), DWORD{ERROR_PATH_NOT_FOUND});
+    EXPECT_EQ(codeOfConstruction(), zgw::DirectoryNotCreated);
+
+    QString deep = root();
+    while (deep.size() < 1019)
+        deep += '/' + QString(std::min<qsizetype>(100, 1019 - deep.size()), 'd');
+    deep.truncate(1020);
+    deep += QString(1020 - deep.size(), 'd');
+    EXPECT_EQ(specifier(deep).size(), 1021U);
+    EXPECT_EQ(specifier(deep + "dd").size(), 1023U);
+    EXPECT_EQ(specifier(deep + "ddd"), L"");
+    EXPECT_EQ(specifier(deep + QString(400, 'd')), L"");
+    EXPECT_EQ(ZarnDataZGW::getDX_Code1(), zgw::DirectoryTooLong);
+
+#if !defined(_WIN32)
+    // What is left for a name is cut: it can be taken once, and is not shared by the next log.
+    ASSERT_TRUE(QDir().mkpath(deep));
+    setLogDirectory(deep.toStdWString());
+    {
+        Owner first;
+        EXPECT_EQ(first.logPath().size(), 1023U);
+        EXPECT_EQ(codeOfConstruction(), zgw::LogFilePathEmpty);
+    }
+#endif
+}
+
+TEST_F(Paths, NamesOfLogsAndForms)
+{
+    setLogDirectory(root().toStdWString());
+    wchar_t user[256];
+    DWORD size = 256;
+    ASSERT_TRUE(GetUserNameW(user, &size));
+    const QString userProgram = QString::fromWCharArray(user) + '_' + program;
+    const struct {
+        i64 id;
+        QString beginning;
+        QString form;
+    } rows[] = {{ZGW_OWNER_CM, program, "bpw_template.html"},
+                {ZGW_OWNER_LOGON, userProgram, "bpw_template.html"},
+                {ZGW_OWNER_PW, userProgram, "bpw_template.html"},
+                {ZGW_OWNER_APS, program, "aps_template.html"},
+                {0, program, "bpw_template.html"},
+                {-5, program, "bpw_template.html"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.id);
+        Owner owner(row.id);
+        const QString path = QString::fromStdWString(owner.logPath());
+        EXPECT_TRUE(path.startsWith(QDir::toNativeSeparators(root() + '/'))) << qPrintable(path);
+        EXPECT_TRUE(isNamed(nameOf(owner.logPath()), row.beginning, "html")) << qPrintable(path);
+        EXPECT_EQ(
+            owner.formPath(),
+            (QDir::toNativeSeparators(root() + '/') + "Templates/" + row.form).toStdWString());
+
+        Owner dependent(row.id, false);
+        EXPECT_EQ(dependent.logPath(), L"");
+        EXPECT_EQ(dependent.formPath(), owner.formPath());
+    }
+}
+
+TEST_F(Paths, CopyOfThePathNeedsRoom)
+{
+    setLogDirectory(root().toStdWString());
+    Owner owner;
+    wchar_t buffer[600];
+    std::wmemset(buffer, L'x', 600);
+    EXPECT_EQ(owner.getLogFileFQPath(buffer, 259), buffer);
+    EXPECT_EQ(std::wstring(buffer, 260), std::wstring(259, L'\0') + L'x');
+    EXPECT_EQ(owner.getLogFileFQPath(buffer, 0)[0], L'\0');
+    EXPECT_EQ(owner.getLogFileFQPath(nullptr, 600), nullptr);
+    EXPECT_GT(std::wcslen(owner.getLogFileFQPath(buffer, 260)), 20U);
+}
+
+TEST_F(Paths, LogsThatCannotBeMade)
+{
+    folder.write("file", "");
+    ASSERT_TRUE(QDir(root()).mkdir("read-only"));
+    QFile::setPermissions(inside("read-only"), QFile::ReadOwner | QFile::ExeOwner);
+    const bool isBoundByRights = !QFileInfo(inside("read-only")).isWritable();
+    for (const QString& name : {inside("missing"), inside("file"), inside("read-only")}) {
+        if (name.endsWith("read-only") && !isBoundByRights)
+            continue;
+        SCOPED_TRACE(name.toStdString());
+        setLogDirectory(name.toStdWString());
+        Owner owner;
+        EXPECT_EQ(owner.createZarnMonitor(), nullptr);
+        EXPECT_EQ(owner.getDX_Code1(), zgw::MonitorNotCreated);
+        EXPECT_EQ(owner.getDX_Code2(), 45U); // the file could not be opened
+    }
+    EXPECT_EQ(codeOfConstruction(ZGW_OWNER_CM, true, Zarn_LOG_TEXT), zgw::DataSetRefused);
+    EXPECT_EQ(ZarnDataZGW::getDX_Code2(), 143U); // this kind is not served
+    EXPECT_EQ(folder.files(), QStringList("file"));
+}
+
+TEST_F(Paths, FileBelongsToItsFirstMaker)
+{
+    setLogDirectory(root().toStdWString());
+    {
+        Owner unused;
+        ASSERT_EQ(folder.files().size(), 1);
+    }
+    EXPECT_EQ(folder.files().size(), 0); // nobody has asked for it
+    std::wstring name;
+    {
+        Owner asked;
+        name = asked.logPath();
+    }
+    EXPECT_EQ(folder.files(), QStringList(nameOf(name)));
+}
+
+TEST(PathThreads, NoTwoLogsHaveOneName)
+{
+    // As many owners as can be made within a millisecond and a little more, by two threads.
+    const Folder folder;
+    setLogDirectory(folder.path("."));
+    constexpr int owners = 20;
+    std::wstring names[2][owners];
+    std::thread threads[2];
+    for (int i = 0; i < 2; ++i)
+        threads[i] = std::thread([&names, i] {
+            for (std::wstring& name : names[i])
+                name = Owner(i ? ZGW_OWNER_CM : ZGW_OWNER_APS).logPath();
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(folder.files().size(), 2 * owners);
+}
+
+TEST_F(Paths, NameThatIsTakenIsLeftAlone)
+{
+    // Everything that the next half second can give is there already, from another process.
+    setLogDirectory(root().toStdWString());
+    const QDateTime start = QDateTime::currentDateTime();
+    constexpr int milliseconds = 500;
+    for (int i = 0; i < milliseconds; ++i) {
+        const QString moment = start.addMSecs(i).toString("yyyy-MM-dd_HH-mm-ss-zzz");
+        folder.write((program + '_' + moment + ".html").toUtf8(), "somebody else's");
+    }
+    Owner owner;
+    Zarn* monitor = owner.createZarnMonitor();
+    ASSERT_TRUE(monitor);
+    EXPECT_EQ(folder.files().size(), milliseconds + 1);
+    EXPECT_TRUE(Zarn::destroy(&monitor, 0, false));
+    int others = 0;
+    for (const QString& file : folder.files())
+        others += folder.read(file.toUtf8()) == "somebody else's";
+    EXPECT_EQ(others, milliseconds);
+}

@@ -1,0 +1,206 @@
+// Ends: of threads, of processes, of the library's stay in a process.
+#include "OwnerParts.h"
+
+#include <QProcess>
+
+#include <thread>
+#include <vector>
+
+using namespace zmu;
+using namespace zmu_test;
+
+#if defined(__SANITIZE_THREAD__)
+// The C library guards its time zone with a lock that the sanitizer does not see.
+extern "C" const char* __tsan_default_suppressions()
+{
+    return "race:tzset_internal\n";
+}
+#endif
+
+namespace {
+
+/// The engines of a monitor.
+struct Engines : ZarnData {
+    static int count(Zarn* monitor)
+    {
+        struct DataSetOf : Zarn {
+            static ZarnData* of(Zarn* zarn) { return (zarn->*&DataSetOf::getDataSet)(); }
+        };
+        ThreadMap* const map = DataSetOf::of(monitor)->*&Engines::m_mapOfDataForThreads;
+        int engines = 0;
+        for (ThreadMap::Iterator it(*map, true); !it.atEnd(); it.next())
+            ++engines;
+        return engines;
+    }
+};
+
+class OwnerThreads : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        setLogDirectory(folder.path("."));
+        strings()[textSituation] = L"2~0~2~s~||``%1`";
+    }
+
+    const Folder folder;
+};
+
+} // namespace
+
+TEST_F(OwnerThreads, LeaveNoEngineBehind)
+{
+    Zarn* monitor = Owner().createZarnMonitor();
+    Zarn* second = Owner(ZGW_OWNER_APS).createZarnMonitor();
+    ASSERT_TRUE(monitor && second);
+    constexpr int threads = 10000;
+    constexpr int atOnce = 4;
+    for (int i = 0; i < threads / atOnce; ++i) {
+        std::vector<std::thread> running;
+        for (int n = 0; n < atOnce; ++n)
+            running.emplace_back([=] {
+                monitor->respondToSituation(textSituation, nullptr, L"x");
+                if (n == 0)
+                    second->respondToSituation(textSituation, nullptr, L"x");
+            });
+        for (std::thread& thread : running)
+            thread.join();
+    }
+    EXPECT_EQ(Engines::count(monitor), 1); // that of this thread, which has made the monitor
+    EXPECT_EQ(Engines::count(second), 1);
+    wchar_t log[512];
+    ASSERT_TRUE(monitor->getFileLogName(log, 512));
+    EXPECT_EQ(Zarn::destroy(), 2);
+    EXPECT_EQ(logText(log).count(" x<br>\n"), threads);
+}
+
+TEST_F(OwnerThreads, LeaveNoFailedEngineBehind)
+{
+    ZarnData settings;
+    makeReady(settings, folder.path("log.html"));
+    Zarn* monitor = Zarn::create(&settings); // which forgives nothing
+    ASSERT_TRUE(monitor);
+    for (int i = 0; i < 20; ++i)
+        std::thread([=] { monitor->respondToSituation(666, nullptr); }).join();
+    EXPECT_EQ(Engines::count(monitor), 1);
+    EXPECT_EQ(reportText(monitor, L"entry"), 0);
+    EXPECT_TRUE(Zarn::destroy(&monitor, 0, false));
+}
+
+TEST_F(OwnerThreads, MayEndWhileAMonitorIsDestroyed)
+{
+    for (int i = 0; i < 50; ++i) {
+        Zarn* monitor = Owner().createZarnMonitor();
+        ASSERT_TRUE(monitor);
+        std::atomic<int> reported = 0;
+        std::vector<std::thread> threads;
+        for (int n = 0; n < 4; ++n)
+            threads.emplace_back([&, monitor] {
+                monitor->respondToSituation(textSituation, nullptr, L"x");
+                ++reported;
+            });
+        while (reported != 4)
+            std::this_thread::yield();
+        EXPECT_TRUE(ZarnDataZGW::destroyZarnMonitor(monitor));
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+}
+
+TEST_F(OwnerThreads, NameSuccessorsAtOnce)
+{
+    // Two monitors whose logs are replaced again and again, with no owner that keeps a brander.
+    Zarn* monitors[] = {Owner().createZarnMonitor(), Owner().createZarnMonitor()};
+    std::vector<std::thread> threads;
+    for (Zarn* monitor : monitors) {
+        ASSERT_TRUE(monitor);
+        threads.emplace_back([monitor] {
+            for (int i = 0; i < 20; ++i) {
+                EXPECT_TRUE(monitor->reestablishLogFile(false)) << monitor->getSelfDX_Code();
+                monitor->respondToSituation(textSituation, nullptr, L"entry");
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(folder.files().size(), 2 + 2 * 20);
+    EXPECT_EQ(Zarn::destroy(), 2);
+}
+
+// ---- Processes -------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Runs a program that finds its end clean by itself, status 0, and returns the text of its log.
+QString runToItsEnd(const char* program, const QStringList& arguments, const Folder& folder)
+{
+    QProcess process;
+    process.start(QString(PROGRAMS "/") + program, arguments);
+    EXPECT_TRUE(process.waitForFinished(60000)) << qPrintable(process.errorString());
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+    const QStringList files = folder.files();
+    EXPECT_EQ(files.size(), 1);
+    const QString log = files.isEmpty() ? QString() : logText(folder.path(files[0].toUtf8()));
+    EXPECT_TRUE(log.contains(" entry<br>\n")) << qPrintable(log);
+    return log;
+}
+
+bool isWhole(const QString& log)
+{
+    return log.endsWith("</body><html>\n");
+}
+
+QString pathOf(const Folder& folder)
+{
+    return QDir::cleanPath(QString::fromStdWString(folder.path(".")));
+}
+
+class OwnerThreadsProcessEnd : public testing::TestWithParam<const char*> {};
+class OwnerThreadsUnload : public testing::TestWithParam<const char*> {};
+
+std::string wayOf(const testing::TestParamInfo<const char*>& info)
+{
+    return QString(info.param).replace(' ', '_').toStdString();
+}
+
+} // namespace
+
+TEST_P(OwnerThreadsProcessEnd, IsClean)
+{
+    const Folder folder;
+    const QString log = runToItsEnd("owner_host", {GetParam(), pathOf(folder)}, folder);
+    // A thread that is stopped while it writes may leave its last entry unfinished.
+    EXPECT_TRUE(isWhole(log) || GetParam() == std::string("busy thread"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, OwnerThreadsProcessEnd,
+                         testing::Values("return", "exit elsewhere", "idle thread", "busy thread",
+                                         "late in thread", "late in process", "host destroys",
+                                         "host destroys at exit"),
+                         wayOf);
+
+TEST_P(OwnerThreadsUnload, IsClean)
+{
+    const Folder folder;
+    EXPECT_TRUE(isWhole(runToItsEnd(
+        "owner_unloader", {GetParam(), PROGRAMS "/libowner_guest.so", pathOf(folder)}, folder)));
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, OwnerThreadsUnload,
+                         testing::Values("threads have ended", "main has reported",
+                                         "thread lives on"),
+                         wayOf);
+
+TEST(Brander, ThatIsNowhere)
+{
+    // The library in a folder without a brander, as the program's own folder is.
+    const Folder folder;
+    ASSERT_TRUE(QFile::link(LIBRARY_FILE, QString::fromStdWString(folder.path("libzmu.so.0"))));
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("LD_LIBRARY_PATH", pathOf(folder));
+    process.setProcessEnvironment(environment);
+    process.start(PROGRAMS "/owner_host", {"no brander", pathOf(folder)});
+    ASSERT_TRUE(process.waitForFinished(60000));
+    EXPECT_EQ(process.exitCode(), 0);
+}

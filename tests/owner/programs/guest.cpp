@@ -1,0 +1,32 @@
+// A module that reports for a program which knows nothing of the library.
+#include <zmu/localize/ResourceModule.h>
+#include <zmu/monitor/Zarn.h>
+#include <zmu/monitor/ZarnData.h>
+#include <zmu/owner/ZarnDataZGW.h>
+
+#include <cwchar>
+#include <string>
+
+ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
+{
+    SetLastError(id == 100 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+    return id == 100 ? std::swprintf(buffer, std::size_t(bufferMax), L"2~0~2~s~||``%%1`") : 0;
+}
+
+namespace {
+
+Zarn* monitor = nullptr;
+
+} // namespace
+
+extern "C" __attribute__((visibility("default"))) bool guestReport(const char* directory)
+{
+    if (!monitor) {
+        const std::string path = directory;
+        ZarnData::setLogVariables(std::wstring(path.begin(), path.end()).c_str(), 1, true, 20, 7);
+        const HMODULE self = GetModuleHandleW(L"owner_guest.dll");
+        monitor = ZarnDataZGW(0, true, nullptr, self, Zarn_LOG_HTML).createZarnMonitor();
+    }
+    return monitor && monitor->respondToSituation(100, nullptr, L"entry") &&
+           monitor->isSelfSatisfied();
+}

@@ -1,0 +1,188 @@
+// ZarnDataZGW: a module's monitor in one constructor call.
+//
+//     ZarnDataZGW owner(ZGW_OWNER_CM, true, nullptr, nullptr, Zarn_LOG_HTML);
+//     Zarn* monitor = owner.createZarnMonitor();
+//     ...
+//     ZarnDataZGW::destroyZarnMonitor(monitor);
+//
+// The constructor gathers what is particular to the owner: resource modules, the product's texts,
+// the fifteen tags of a form, log directory, names of log and form. createZarnMonitor makes a
+// monitor of that. The object then only holds texts and handles; keep it while tags are asked for.
+//
+// A log is named PROGRAM_YEAR-MONTH-DAY_HOUR-MINUTE-SECOND-MILLISECOND.html in the log directory
+// that ZarnData::setLogVariables has set; owners LOGON and PW put the user's name in front. Its
+// name is taken by making the file, so no other log of this or another process gets the same one:
+// who comes second waits for the next millisecond. A file whose name nobody asked for, and no
+// monitor wrote, goes away with the object.
+//
+// Operations that can fail answer with a bool or a pointer; getDX_Code1 and getDX_Code2 tell why
+// (docs/zgw-codes.md). The codes are those of the calling thread's last operation. Objects are for
+// one thread at a time. Making and destroying them is serialised within the process, since they
+// share the brander; so is the naming of a successor at a log's byte limit, which reporting threads
+// do through this class.
+#pragma once
+
+#include <zmu/foundation/Export.h>
+#include <zmu/foundation/Types.h>
+#include <zmu/foundation/UTL_String.h>
+#include <zmu/log/ZarnForm.h>
+#include <zmu/monitor/ZarnTypes.h>
+#include <zmu/platform/Win32.h>
+
+class Zarn;
+class ZarnData;
+class ZRpbr;
+
+// Owners that are told apart; any other number is an owner, too.
+inline constexpr i64 ZGW_OWNER_CM = 0x80000040;
+inline constexpr i64 ZGW_OWNER_LOGON = 0x80010000;
+inline constexpr i64 ZGW_OWNER_PW = 0x80200000;
+inline constexpr i64 ZGW_OWNER_APS = 0x80000001;
+
+class ZMU_API ZarnDataZGW {
+  public:
+    /// Prepares the data set of a monitor. `standalone`: the owner writes a log of its own;
+    /// otherwise its descriptions go to the proxy under `ownerID`. Null for
+    /// `resourceModuleInternal` means the library's own texts (the first object of a process
+    /// decides), null for `resourceModuleExternal` the program's image. Throws an int, which is
+    /// code 1, on failure.
+    ZarnDataZGW(i64 ownerID, bool standalone, HINSTANCE resourceModuleInternal,
+                HINSTANCE resourceModuleExternal, Zarn_LOG logType);
+    ZarnDataZGW(const ZarnDataZGW&) = delete;
+    ZarnDataZGW& operator=(const ZarnDataZGW&) = delete;
+
+    // ---- The virtual stages, in the order of their slots --------------------------------------
+
+    /// The place for a subclass to change the data set before it becomes a monitor's. Whether it
+    /// may: false with a code (9), or without one (6).
+    virtual bool customizeForOwner();
+
+  protected:
+    virtual bool freeResources();
+    /// Called once, by the constructor, and therefore in this class's form.
+    virtual bool initialize();
+
+  public:
+    virtual ~ZarnDataZGW();
+
+    // ---- Life cycle -------------------------------------------------------------------------------
+
+    /// Makes a monitor of the data set; null on failure (5, 6, 7, 9). Succeeds once.
+    Zarn* createZarnMonitor();
+    /// Destroys a monitor and nulls the pointer; null is a success. False, with the pointer as it
+    /// was, for what is no registered monitor.
+    static bool destroyZarnMonitor(Zarn*& monitor);
+    bool isOwnerRunningStandalone() const { return m_ownerStandalone; }
+    /// Status of the calling thread's last operation of this class, 0 for success.
+    static int getDX_Code1() { return code1(); }
+    /// Its companion: an error of the system, or the code of another object.
+    static ulong32 getDX_Code2() { return code2(); }
+
+    // ---- Settings: no object needed -------------------------------------------------------------
+
+    /// The enablement of each group of criteria that has a bit set.
+    static void mapBehaviorCriteriaZMI_ToEnablementsZMP(u64 criteria, unsigned int& enablements);
+    /// The whole group of each enablement, and the respond bits with any.
+    static void mapEnablementsZMP_ToBehaviorCriteriaZMI(unsigned int enablements, u64& criteria);
+    /// The highest level whose enablements are all present. Enablements without a level: false,
+    /// with 11 and level 1. Level 5 is never the answer.
+    static bool mapEnablementsZMP_ToLogOutputLevel(unsigned int& enablements, ulong32& level);
+    /// Levels are 0 to 6. Any other: false, with level 1 and enablements 11.
+    static bool mapLogOutputLevelToEnablementsZMP(ulong32& level, unsigned int& enablements);
+    /// Criteria of the log output level that is set.
+    static u64 obtainBehaviorCriteria();
+    /// The same, which become those of `data` unless it is null.
+    static u64 updateBehaviorCriteria(ZarnData* data);
+    static ulong32 obtainLogFileOutputLevel();
+    static ulong32 obtainLogFileAgeLimit();
+    /// The log's greatest size that is set, taken as bytes.
+    static u64 obtainLogFileByteCountLimit();
+    /// The same, which becomes that of `data` unless it is null or refuses.
+    static u64 updateLogFileByteCountLimit(ZarnData* data);
+    /// 0 to keep old logs, 1 to remove them.
+    static ulong32 obtainLogFileMaintenanceOperation();
+
+    // ---- Log directory, names, tags ---------------------------------------------------------------
+
+    /// The log directory with a separator at its end, environment references expanded. That it
+    /// exists is not promised. 35 to 50.
+    static bool obtainLogDirectorySpecifier(UTL_String& directory, HINSTANCE module);
+    /// Copies the log's path, which is empty for an owner that does not run standalone. A buffer of
+    /// fewer than 260 elements, or one that the path does not fit, comes back empty. Whoever has
+    /// asked may write the file: it stays.
+    wchar_t* getLogFileFQPath(wchar_t* buffer, u64 capacity);
+
+    /// Fresh values of all tags, "Unknown" where there is none. `values` is an array of `quantity`
+    /// texts; release it with freeLogTagValues. 59, 62 to 65.
+    static bool obtainLogTagValues(UTL_String*& values, int& quantity, i64 ownerID,
+                                   HINSTANCE const& module, ZRpbr* brander, int& code1,
+                                   ulong32& code2);
+    /// A fresh value of one tag; false if it is empty. 56 to 61. `buffer` may be null.
+    static bool obtainLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, i64 ownerID,
+                                  HINSTANCE const& module, ZRpbr* brander, int& code1,
+                                  ulong32& code2, wchar_t* buffer, u64 capacity);
+    /// A tag as `monitor` has it, else as `values` has it, else a fresh value, else "Unknown".
+    static bool getLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, i64 ownerID, HINSTANCE module,
+                               ZRpbr* brander, const UTL_String* values, int quantity,
+                               Zarn* monitor);
+    static void freeLogTagValues(UTL_String*& values, int& quantity);
+
+    // ---- The product's brander ------------------------------------------------------------------
+
+    /// The process's brander, made if it is not alive; `createdHere` tells which. 3, 4.
+    static bool obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName, bool& createdHere);
+    /// Hands the brander to the caller, and the name of its module unless `moduleName` is null.
+    void relinquishProductBrander(ZRpbr*& brander, UTL_String** moduleName);
+    static void destroyProductBrander(ZRpbr*& brander, UTL_String** moduleName);
+
+  protected:
+    /// Bit 4 of `mask` frees the resources, bit 2 clears the codes and the last error. False for
+    /// fewer than one of `passes`, which does nothing.
+    bool setMemberVarsToDefaults(int passes, ulong32 mask);
+    /// The level of self-diagnosis from the machine's settings, 0 to 10. A missing or too high
+    /// value is replaced by 0 there. False, with level 0, when the settings cannot be used; the
+    /// trace tells 31 to 34, the codes of the class stay as they are.
+    bool obtainAssertivenessLevel(Zarn_DX_MODE& mode);
+    bool obtainLogDirectorySpecifier();
+    /// Composes the path of a log that does not exist yet, and makes the file where that is
+    /// possible.
+    bool learnLogFileFQPath(UTL_String& path);
+    bool learnLogFormFQPath(UTL_String& path);
+    bool obtainLogTagValues();
+    bool obtainLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, wchar_t* buffer, u64 capacity);
+
+    /// The calling thread's codes.
+    static int& code1();
+    static ulong32& code2();
+
+    bool m_productBranderIsOurs = false;         ///< This object has made the brander.
+    bool m_resourceModuleExternalIsOurs = false; ///< This object has loaded the module.
+    i64 m_ownerID;
+    bool m_ownerStandalone;
+    UTL_String* m_logDirectorySpecifier = nullptr;
+    UTL_String* m_logFileFQPath = nullptr;
+    Zarn_LOG m_logType;
+    UTL_String* m_logTagValues = nullptr; ///< One for each tag.
+    int m_logTagValuesQty = 0;
+    ZRpbr* m_productBrander = nullptr;
+    UTL_String* m_productBranderModuleName = nullptr;
+    ZarnData* m_dataSet = nullptr;                ///< Under construction; null after the hand-over.
+    HINSTANCE m_resourceModuleExternal = nullptr; ///< Holds the owner's response specs.
+
+    static HINSTANCE m_resourceModuleInternal; ///< Holds the library's own texts; set once.
+
+  private:
+    bool freeResourceModuleExternal();
+    void locateResourceModules(HINSTANCE internal);
+    void tellResourceModuleInternal();
+    void configureDataSet(const UTL_String& formPath);
+    void requireOfDataSet(bool condition);
+    void recordCaption();
+    bool getLogTagValue(UTL_String& value, Zarn_FORM_TAG tag);
+    void freeLogTagValues();
+    bool obtainProductBrander();
+    void destroyProductBrander();
+    void removeUnusedLogFile();
+
+    bool m_logFileIsOurs = false; ///< The log file was made here and is nobody else's yet.
+};

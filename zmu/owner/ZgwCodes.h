@@ -1,0 +1,17 @@
+// Status codes of an owner by name: what ZarnDataZGW::getDX_Code1() answers.
+//
+//     } catch (int code) {
+//         if (code == zmu::zgw::BranderMissing) ...
+//
+// 0 means success. The table itself is ZgwCodes.def; docs/zgw-codes.md shows it for reading.
+#pragma once
+
+namespace zmu::zgw {
+
+inline constexpr int Success = 0;
+
+#define ZMU_ZGW(number, name, operations, meaning) inline constexpr int name = number;
+#include <zmu/owner/ZgwCodes.def>
+#undef ZMU_ZGW
+
+} // namespace zmu::zgw

@@ -1,0 +1,27 @@
+// How paths are put together on this platform.
+#pragma once
+
+namespace zmu {
+
+#if defined(_WIN32)
+
+/// What stands behind a directory in a path that the library composes.
+inline constexpr wchar_t pathSeparator = L'\\';
+/// Whether `c` ends a directory's name.
+constexpr bool isPathSeparator(wchar_t c)
+{
+    return c == L'/' || c == L'\\';
+}
+
+#else
+
+inline constexpr wchar_t pathSeparator = L'/';
+/// A backslash is a letter like any other here.
+constexpr bool isPathSeparator(wchar_t c)
+{
+    return c == L'/';
+}
+
+#endif
+
+} // namespace zmu

@@ -1,0 +1,437 @@
+// Version data of modules: ELF notes that are read from the file, and the block made of them.
+//
+// A module carries one note for each language (zmu_module_version of cmake/ZmuModuleVersion.cmake
+// makes it). The note's name is "zmu" and its type 1. Its descriptor is a row of UTF-8 texts, each
+// with a terminator: the key of the language and code page, then name and value by turns. Files
+// come from anywhere, so every offset and count is checked, and what one file can cost is limited.
+#include <zmu/platform/linux/ModuleFiles.h>
+
+#include <zmu/platform/Win32.h>
+
+#include <elf.h>
+#include <fcntl.h>
+#include <link.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <cwchar>
+#include <exception>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+constexpr std::string_view noteName("zmu", 4); // with its terminator
+constexpr unsigned noteType = 1;
+
+constexpr std::size_t maxHeaders = 1024;         ///< Segments or sections of a file.
+constexpr std::size_t maxNoteBytes = 256 * 1024; ///< Notes that are read of a file, all together.
+constexpr std::size_t maxTextBytes = 64 * 1024;  ///< Version data of a file.
+
+// ---- Reading a file ----------------------------------------------------------------------------
+
+/// A regular file that is open for reading. Others are not opened: a pipe would wait for a writer,
+/// and a device may act on being opened.
+class InputFile {
+  public:
+    explicit InputFile(const std::string& path)
+    {
+        struct stat status = {};
+        if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+            return;
+        m_descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+        if (m_descriptor >= 0 && fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode))
+            m_size = static_cast<u64>(status.st_size);
+    }
+    ~InputFile()
+    {
+        if (m_descriptor >= 0)
+            close(m_descriptor);
+    }
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    bool isOpen() const { return m_descriptor >= 0; }
+
+    bool holds(u64 offset, u64 size) const { return offset <= m_size && size <= m_size - offset; }
+
+    /// Reads all of `size` bytes, or fails. The file may have become shorter meanwhile.
+    bool read(u64 offset, void* target, std::size_t size) const
+    {
+        if (!holds(offset, size))
+            return false;
+        auto* bytes = static_cast<char*>(target);
+        while (size != 0) {
+            const ssize_t count = pread(m_descriptor, bytes, size, static_cast<off_t>(offset));
+            if (count < 0 && errno == EINTR)
+                continue;
+            if (count <= 0)
+                return false;
+            bytes += count;
+            offset += static_cast<u64>(count);
+            size -= static_cast<std::size_t>(count);
+        }
+        return true;
+    }
+
+  private:
+    int m_descriptor = -1;
+    u64 m_size = 0;
+};
+
+// ---- Notes -------------------------------------------------------------------------------------
+
+using FileHeader = ElfW(Ehdr);
+using Segment = ElfW(Phdr);
+using Section = ElfW(Shdr);
+using NoteHeader = ElfW(Nhdr);
+
+bool isOfThisMachine(const FileHeader& header)
+{
+    constexpr unsigned char ownClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
+    constexpr unsigned char ownOrder =
+        std::endian::native == std::endian::little ? ELFDATA2LSB : ELFDATA2MSB;
+    return std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 &&
+           header.e_ident[EI_CLASS] == ownClass && header.e_ident[EI_DATA] == ownOrder;
+}
+
+/// The table of segments or sections; empty if it does not lie in the file.
+template <class Header>
+std::vector<Header> readTable(const InputFile& file, u64 offset, std::size_t count,
+                              std::size_t entrySize)
+{
+    if (entrySize != sizeof(Header) || count > maxHeaders || !file.holds(offset, count * entrySize))
+        return {};
+    std::vector<Header> table(count);
+    if (!file.read(offset, table.data(), count * entrySize))
+        table.clear();
+    return table;
+}
+
+/// Reads runs of notes and keeps the descriptors of ours.
+class NoteReader {
+  public:
+    explicit NoteReader(const InputFile& file) : m_file(file) {}
+
+    void read(u64 offset, u64 size, u64 alignment)
+    {
+        if (size > m_bytesLeft || !m_file.holds(offset, size))
+            return;
+        m_bytesLeft -= static_cast<std::size_t>(size);
+        std::string notes(static_cast<std::size_t>(size), '\0');
+        if (m_file.read(offset, notes.data(), notes.size()))
+            walk(notes, alignment == 8 ? 8 : 4);
+    }
+
+    std::vector<std::string> descriptors;
+
+  private:
+    /// Lengths are of 32 bits and calculated in 64, so that no sum wraps around.
+    void walk(std::string_view notes, u64 alignment)
+    {
+        const auto aligned = [&](u64 size) {
+            return (size + alignment - 1) / alignment * alignment;
+        };
+        while (notes.size() >= sizeof(NoteHeader)) {
+            NoteHeader note;
+            std::memcpy(&note, notes.data(), sizeof note);
+            const u64 nameEnd = sizeof note + u64(note.n_namesz);
+            const u64 descriptor = aligned(nameEnd);
+            const u64 end = descriptor + note.n_descsz;
+            if (end > notes.size())
+                return;
+            if (note.n_type == noteType && notes.substr(sizeof note, note.n_namesz) == noteName)
+                descriptors.emplace_back(notes.substr(descriptor, note.n_descsz));
+            notes.remove_prefix(std::min<u64>(aligned(end), notes.size()));
+        }
+    }
+
+    const InputFile& m_file;
+    std::size_t m_bytesLeft = maxNoteBytes;
+};
+
+/// Descriptors of a module's version notes. A loaded module shows them in its segments; one whose
+/// link left them out of these still has the sections.
+std::vector<std::string> readVersionNotes(const InputFile& file)
+{
+    FileHeader header{};
+    if (!file.read(0, &header, sizeof header) || !isOfThisMachine(header))
+        return {};
+    NoteReader reader(file);
+    for (const Segment& segment :
+         readTable<Segment>(file, header.e_phoff, header.e_phnum, header.e_phentsize)) {
+        if (segment.p_type == PT_NOTE)
+            reader.read(segment.p_offset, segment.p_filesz, segment.p_align);
+    }
+    if (!reader.descriptors.empty())
+        return reader.descriptors;
+    for (const Section& section :
+         readTable<Section>(file, header.e_shoff, header.e_shnum, header.e_shentsize)) {
+        if (section.sh_type == SHT_NOTE)
+            reader.read(section.sh_offset, section.sh_size, section.sh_addralign);
+    }
+    return reader.descriptors;
+}
+
+// ---- The block ---------------------------------------------------------------------------------
+//
+// A header, the translations, then for each language in wide, terminated texts: its key, names and
+// values by turns, and an empty text.
+
+struct Translation {
+    WORD language;
+    WORD codePage;
+};
+
+struct BlockHeader {
+    char magic[8];
+    DWORD textCount; ///< Elements of all texts with their terminators.
+    DWORD translationCount;
+};
+constexpr BlockHeader emptyHeader = {{'z', 'm', 'u', ' ', 'v', 'e', 'r', 's'}, 0, 0};
+
+/// What the block holds, before it is one. Texts are aligned by what stands in front of them.
+struct VersionData {
+    std::vector<Translation> translations;
+    std::wstring texts;
+
+    std::size_t size() const
+    {
+        return sizeof(BlockHeader) + translations.size() * sizeof(Translation) +
+               texts.size() * sizeof(wchar_t);
+    }
+};
+static_assert(sizeof(BlockHeader) % alignof(wchar_t) == 0);
+static_assert(sizeof(Translation) % alignof(wchar_t) == 0);
+
+/// Takes one terminated text off `bytes`; nothing if the terminator is missing.
+std::optional<std::string_view> takeText(std::string_view& bytes)
+{
+    const std::size_t length = bytes.find('\0');
+    if (length == bytes.npos)
+        return std::nullopt;
+    const std::string_view text = bytes.substr(0, length);
+    bytes.remove_prefix(length + 1);
+    return text;
+}
+
+void appendWide(std::wstring& texts, std::string_view text)
+{
+    if (!text.empty()) {
+        std::wstring wide(text.size(), L'\0');
+        const int count = MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
+                                              wide.data(), static_cast<int>(wide.size()));
+        texts.append(wide, 0, static_cast<std::size_t>(std::max(count, 0)));
+    }
+    texts += L'\0';
+}
+
+/// A key is eight hexadecimal digits, the language before the code page.
+std::optional<Translation> translationOf(std::string_view key)
+{
+    DWORD words = 0;
+    if (key.size() != 8)
+        return std::nullopt;
+    for (const char c : key) {
+        const auto digit = static_cast<DWORD>(c >= '0' && c <= '9'   ? c - '0'
+                                              : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                              : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                                                     : 16);
+        if (digit > 15)
+            return std::nullopt;
+        words = words << 4 | digit;
+    }
+    return Translation{static_cast<WORD>(words >> 16), static_cast<WORD>(words)};
+}
+
+/// Adds one language. A descriptor that ends in the middle counts as far as it is whole.
+void addLanguage(VersionData& data, std::string_view descriptor)
+{
+    const auto key = takeText(descriptor);
+    if (!key)
+        return;
+    if (const auto translation = translationOf(*key))
+        data.translations.push_back(*translation);
+    appendWide(data.texts, *key);
+    while (true) {
+        const auto name = takeText(descriptor);
+        const auto value = name ? takeText(descriptor) : std::nullopt;
+        if (!value || name->empty())
+            break;
+        appendWide(data.texts, *name);
+        appendWide(data.texts, *value);
+    }
+    data.texts += L'\0';
+}
+
+/// The version data of a file by the name of a module; empty with the last error when there is
+/// none.
+VersionData load(const wchar_t* name)
+{
+    VersionData data;
+    const InputFile file(name ? zmu::findModuleFile(name) : std::string());
+    std::size_t textBytes = 0;
+    for (const std::string& descriptor : readVersionNotes(file)) {
+        textBytes += descriptor.size();
+        if (textBytes > maxTextBytes)
+            break;
+        addLanguage(data, descriptor);
+    }
+    if (data.texts.empty())
+        SetLastError(file.isOpen() ? ERROR_RESOURCE_DATA_NOT_FOUND : ERROR_FILE_NOT_FOUND);
+    return data;
+}
+
+void write(const VersionData& data, void* block)
+{
+    BlockHeader header = emptyHeader;
+    header.textCount = static_cast<DWORD>(data.texts.size());
+    header.translationCount = static_cast<DWORD>(data.translations.size());
+    auto* bytes = static_cast<char*>(block);
+    const auto put = [&bytes](const void* source, std::size_t size) {
+        if (size != 0)
+            std::memcpy(bytes, source, size);
+        bytes += size;
+    };
+    put(&header, sizeof header);
+    put(data.translations.data(), data.translations.size() * sizeof(Translation));
+    put(data.texts.data(), data.texts.size() * sizeof(wchar_t));
+}
+
+/// Runs a body that allocates; short memory becomes the failure that a caller knows.
+template <class Body>
+DWORD withoutThrowing(Body body)
+{
+    try {
+        return body();
+    } catch (const std::exception&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return 0;
+    }
+}
+
+// ---- Asking the block --------------------------------------------------------------------------
+
+/// One value in the block: where it begins, and its length as the caller is told it.
+struct Value {
+    const void* start = nullptr;
+    std::size_t length = 0;
+};
+
+/// The texts of a block, taken one by one.
+class TextWalk {
+  public:
+    TextWalk(const wchar_t* texts, std::size_t count) : m_position(texts), m_end(texts + count) {}
+
+    bool atEnd() const { return m_position == m_end; }
+    const wchar_t* take()
+    {
+        const wchar_t* const text = m_position;
+        m_position += std::wcslen(text) + 1;
+        return text;
+    }
+
+  private:
+    const wchar_t* m_position;
+    const wchar_t* m_end;
+};
+
+Value findText(TextWalk texts, const wchar_t* key, const wchar_t* name)
+{
+    while (!texts.atEnd()) {
+        const bool isLanguage = _wcsicmp(texts.take(), key) == 0;
+        for (const wchar_t* next = texts.take(); *next; next = texts.take()) {
+            const wchar_t* const value = texts.take();
+            if (isLanguage && _wcsicmp(next, name) == 0)
+                return {value, std::wcslen(value) + 1};
+        }
+    }
+    return {};
+}
+
+/// The parts of an address, each led by a backslash. None for an address that has no such form.
+std::vector<std::wstring> splitAddress(std::wstring_view address)
+{
+    std::vector<std::wstring> parts;
+    while (address.starts_with(L'\\')) {
+        address.remove_prefix(1);
+        const std::size_t length = std::min(address.find(L'\\'), address.size());
+        parts.emplace_back(address.substr(0, length));
+        address.remove_prefix(length);
+    }
+    return address.empty() ? parts : std::vector<std::wstring>();
+}
+
+Value findValue(const void* block, const wchar_t* address)
+{
+    const std::vector<std::wstring> parts = splitAddress(address);
+    BlockHeader header;
+    std::memcpy(&header, block, sizeof header);
+    if (std::memcmp(header.magic, emptyHeader.magic, sizeof header.magic) != 0)
+        return {};
+    const auto* const translations =
+        reinterpret_cast<const Translation*>(static_cast<const char*>(block) + sizeof header);
+    const auto* const texts =
+        reinterpret_cast<const wchar_t*>(translations + header.translationCount);
+
+    if (parts.size() == 2 && _wcsicmp(parts[0].c_str(), L"VarFileInfo") == 0 &&
+        _wcsicmp(parts[1].c_str(), L"Translation") == 0 && header.translationCount != 0)
+        return {translations, header.translationCount * sizeof(Translation)};
+    if (parts.size() == 3 && _wcsicmp(parts[0].c_str(), L"StringFileInfo") == 0)
+        return findText(TextWalk(texts, header.textCount), parts[1].c_str(), parts[2].c_str());
+    return {};
+}
+
+} // namespace
+
+DWORD GetFileVersionInfoSizeW(const wchar_t* file, DWORD* handle)
+{
+    if (handle)
+        *handle = 0;
+    return withoutThrowing([file] {
+        const VersionData data = load(file);
+        return data.texts.empty() ? 0 : static_cast<DWORD>(data.size());
+    });
+}
+
+BOOL GetFileVersionInfoW(const wchar_t* file, DWORD, DWORD size, void* block)
+{
+    const DWORD isDone = withoutThrowing([=]() -> DWORD {
+        const VersionData data = load(file);
+        if (data.texts.empty())
+            return FALSE;
+        if (!block || data.size() > size) {
+            SetLastError(ERROR_INSUFFICIENT_BUFFER);
+            return FALSE;
+        }
+        write(data, block);
+        return TRUE;
+    });
+    return isDone != 0;
+}
+
+BOOL VerQueryValueW(const void* block, const wchar_t* address, void** value, UINT* length)
+{
+    Value found;
+    if (block && address && value && length) {
+        withoutThrowing([&]() -> DWORD {
+            found = findValue(block, address);
+            return TRUE;
+        });
+    }
+    if (!found.start) {
+        SetLastError(ERROR_RESOURCE_DATA_NOT_FOUND);
+        return FALSE;
+    }
+    *value = const_cast<void*>(found.start);
+    *length = static_cast<UINT>(found.length);
+    return TRUE;
+}
