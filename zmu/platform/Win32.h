@@ -61,6 +61,7 @@ inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
 inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 inline constexpr DWORD ERROR_WRITE_FAULT = 29;
+inline constexpr DWORD ERROR_NOT_SUPPORTED = 50;
 inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
@@ -264,6 +265,24 @@ long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* typ
 long RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const u8* data,
                     DWORD size);
 long RegCloseKey(HKEY key);
+
+// ---- The machine: zmu/platform/Machine.h fills these ---------------------------------------------
+
+struct MEMORYSTATUSEX {
+    DWORD dwLength;
+    u64 ullTotalPhys; ///< Bytes, like the others.
+    u64 ullTotalPageFile;
+    u64 ullAvailPageFile;
+};
+struct OSVERSIONINFOEXW {
+    DWORD dwOSVersionInfoSize;
+    DWORD dwMajorVersion;
+    DWORD dwMinorVersion;
+    DWORD dwBuildNumber;
+    DWORD dwPlatformId;
+    wchar_t szCSDVersion[128];
+    u8 wProductType;
+};
 
 // ---- Windows: linux/Windows.cpp ----------------------------------------------------------------
 

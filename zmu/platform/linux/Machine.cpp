@@ -1,0 +1,199 @@
+// The machine, by what the kernel and the files of the system say.
+#include <zmu/platform/Machine.h>
+
+#include <zmu/platform/linux/SystemFiles.h>
+
+#include <QString>
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/sysinfo.h>
+#include <sys/sysmacros.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+
+namespace zmu::machine {
+
+namespace {
+
+constexpr std::size_t fileSizeMax = 64 * 1024;
+constexpr std::size_t mountsSizeMax = 4 * 1024 * 1024;
+
+std::wstring widen(const std::string& text)
+{
+    return QString::fromStdString(text).toStdWString();
+}
+
+/// What has no counterpart here.
+template <class Answer>
+Answer notSupported()
+{
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return Answer();
+}
+
+std::string hostName()
+{
+    char name[256] = {};
+    return gethostname(name, sizeof name - 1) == 0 ? name : "";
+}
+
+std::vector<Mount> mounts()
+{
+    return visibleMounts(readSystemFile("/proc/self/mountinfo", mountsSizeMax));
+}
+
+/// "8:1" of the block device that a mount is made from.
+std::string blockDevice(const Mount& mount)
+{
+    struct stat status = {};
+    if (!mount.device.starts_with("0:") || stat(mount.source.c_str(), &status) != 0)
+        return mount.device;
+    return std::to_string(major(status.st_rdev)) + ':' + std::to_string(minor(status.st_rdev));
+}
+
+/// A disk says itself whether it is removable, a partition's disk lies above it.
+bool isRemovable(const Mount& mount)
+{
+    const std::string folder = "/sys/dev/block/" + blockDevice(mount);
+    return readSystemFile(folder + "/removable", 16).starts_with('1') ||
+           readSystemFile(folder + "/../removable", 16).starts_with('1');
+}
+
+/// Containers have single files of a disk's mounted; those are no drives.
+bool isDirectory(const Mount& mount)
+{
+    struct stat status = {};
+    return stat(mount.point.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+} // namespace
+
+bool readMemoryStatus(MEMORYSTATUSEX& status) noexcept
+{
+    struct sysinfo facts = {};
+    if (sysinfo(&facts) != 0)
+        return false;
+    const u64 unit = facts.mem_unit;
+    status = {sizeof status, facts.totalram * unit, facts.totalswap * unit, facts.freeswap * unit};
+    return true;
+}
+
+bool readVersion(OSVERSIONINFOEXW& version) noexcept
+{
+    try {
+        utsname names = {};
+        KernelVersion kernel;
+        if (uname(&names) != 0 || !parseKernelRelease(names.release, kernel))
+            return false;
+        std::string name = distributionName(readSystemFile("/etc/os-release", fileSizeMax));
+        if (name.empty())
+            name = distributionName(readSystemFile("/usr/lib/os-release", fileSizeMax));
+        version = {sizeof version, kernel.major, kernel.minor, kernel.build, platformLinux, {}, 0};
+        (name.empty() ? L"Unknown" : widen(name))
+            .copy(version.szCSDVersion, std::size(version.szCSDVersion) - 1);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+Edition edition()
+{
+    return {};
+}
+
+bool readHotfixes(std::vector<Hotfix>&)
+{
+    return notSupported<bool>();
+}
+
+std::wstring computerName()
+{
+    return widen(hostName());
+}
+
+std::wstring accountDomain()
+{
+    const std::string host = hostName();
+    std::string domain = host.substr(std::min(host.find('.'), host.size() - 1) + 1);
+    if (domain.empty()) {
+        char name[256] = {};
+        if (getdomainname(name, sizeof name - 1) == 0)
+            domain = name;
+    }
+    if (domain.empty() || domain == "(none)")
+        domain = resolverDomain(readSystemFile("/etc/resolv.conf", fileSizeMax));
+    return widen(domain);
+}
+
+unsigned languageID()
+{
+    return notSupported<unsigned>();
+}
+
+std::wstring windowsDirectory()
+{
+    return notSupported<std::wstring>();
+}
+
+std::wstring systemDirectory()
+{
+    return notSupported<std::wstring>();
+}
+
+bool listFixedDrives(std::vector<std::wstring>& drives, std::wstring&)
+{
+    const auto isFixed = [](const Mount& mount) {
+        return isDirectory(mount) && !isRemovable(mount);
+    };
+    for (const Mount& mount : fixedMounts(mounts(), isFixed))
+        drives.push_back(widen(mount.point));
+    return true;
+}
+
+std::optional<u64> freeBytes(const std::wstring& drive)
+{
+    struct statvfs status = {};
+    if (statvfs(QString::fromStdWString(drive).toStdString().c_str(), &status) != 0)
+        return std::nullopt;
+    return u64{status.f_bfree} * status.f_frsize;
+}
+
+std::wstring fileSystem(const std::wstring& drive)
+{
+    for (const Mount& mount : mounts()) {
+        if (widen(mount.point) == drive)
+            return widen(mount.type);
+    }
+    return {};
+}
+
+Processor processor()
+{
+    const ProcessorFacts facts = processorFacts(readSystemFile("/proc/cpuinfo", fileSizeMax));
+    Processor processor;
+    if (!facts.vendor.empty())
+        processor.vendor = widen(facts.vendor);
+    if (!facts.model.empty())
+        processor.identifier = widen(facts.model);
+    processor.megahertz = facts.megahertz;
+    return processor;
+}
+
+unsigned processorCount()
+{
+    const long count = sysconf(_SC_NPROCESSORS_ONLN);
+    return count > 0 ? static_cast<unsigned>(count) : 0;
+}
+
+std::wstring subsystemCommandLine()
+{
+    return notSupported<std::wstring>();
+}
+
+} // namespace zmu::machine

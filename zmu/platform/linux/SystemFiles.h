@@ -1,0 +1,61 @@
+// What the system's own text files say. The readers take a file's text and trust nothing in it:
+// what is missing or broken is as if it were not there.
+#pragma once
+
+#include <zmu/platform/Win32.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zmu {
+
+/// Text of a regular file, without the part behind `sizeMax` bytes and then without the line that
+/// is cut there. Empty when it cannot be read. Never waits for another process.
+std::string readSystemFile(const std::string& path, std::size_t sizeMax);
+
+/// Numbers of a kernel's release such as "6.1.0-13-amd64"; the third may be missing.
+struct KernelVersion {
+    DWORD major = 0;
+    DWORD minor = 0;
+    DWORD build = 0;
+};
+bool parseKernelRelease(std::string_view release, KernelVersion& version);
+
+/// The distribution's name in the text of os-release; empty if it has none.
+std::string distributionName(std::string_view osRelease);
+
+/// The first processor in the text of /proc/cpuinfo. A text is empty, and the clock 0, that is not
+/// told.
+struct ProcessorFacts {
+    std::string vendor;
+    std::string model;
+    DWORD megahertz = 0;
+};
+ProcessorFacts processorFacts(std::string_view cpuInfo);
+
+/// The machine's domain in the text of resolv.conf; empty if it has none.
+std::string resolverDomain(std::string_view resolvConf);
+
+/// One line of /proc/self/mountinfo.
+struct Mount {
+    int id = 0;
+    int parent = 0;
+    std::string
+        device; ///< "8:1"; the major number is 0 when the file system has no disk of its own.
+    std::string point;
+    std::string type;
+    std::string source;
+};
+
+/// The mounts that a path can lead to: not those that a later one hides. The points of all others
+/// must be left alone: what is mounted over them may be a network's, and never answer.
+std::vector<Mount> visibleMounts(std::string_view mountInfo);
+
+/// Those of `mounts` that are on a disk, once a file system, sorted by their points. "/" is always
+/// among them, on whatever it is. `isFixed` is asked about each mount with a block device.
+std::vector<Mount> fixedMounts(const std::vector<Mount>& mounts,
+                               const std::function<bool(const Mount&)>& isFixed);
+
+} // namespace zmu
