@@ -139,7 +139,7 @@ TEST_F(Rollover, FailureKeepsTheOldFile)
 {
     start();
     count() = limitMin;
-    strings()[101] = L"2~0~2~s~|``%1!s! shown`|``%1`";
+    strings()[101] = L"2~0~2~s~|~``%1!s! shown`|``%1`";
     refuse();
     for (const wchar_t* text : {L"first", L"second"}) {
         monitor->respondToSituation(101, nullptr, text);
