@@ -102,12 +102,11 @@ void complainOfOwner()
 {
     s_isAllTaken = false;
     std::fprintf(stderr, "quickstart: no monitor: ZGW codes %d and %u, see docs/zgw-codes.md\n",
-                 ZarnDataZGW::getDX_Code1(),
-                 static_cast<unsigned int>(ZarnDataZGW::getDX_Code2()));
+                 ZarnDataZGW::getDX_Code1(), static_cast<unsigned int>(ZarnDataZGW::getDX_Code2()));
 }
 
-/// The monitor of this program, null on failure. It logs into `logFolder`, where its form lies, too,
-/// and an administrator may change it; without one the built-in form serves.
+/// The monitor of this program, null on failure. It logs into `logFolder`, where its form lies,
+/// too, and an administrator may change it; without one the built-in form serves.
 Zarn* createMonitor(HMODULE strings, const fs::path& logFolder)
 {
     constexpr unsigned int outputLevel = 1;
