@@ -235,6 +235,7 @@ TEST(LogFailures, FullDiskAtARolloverIsToldAndEndsWithTheRoom)
     if (const std::string why = mountSmallDisk(disk); !why.empty())
         GTEST_SKIP() << why;
     const std::string ballast = disk + "/ballast";
+    setLogDirectory(folder.path("disk"));
     Stages data(folder.path("disk/log.html"), folder.write("form.html", plainForm));
     ASSERT_TRUE(data.establishLogFile(true));
     fill(ballast);

@@ -91,6 +91,7 @@ TEST(LogThreads, LogIsReplacedWhileOthersReport)
     constexpr int qty = 300;
     const Folder folder;
     const std::wstring log = folder.path("log");
+    setLogDirectory(folder.path("."));
     serveTextSituation();
     Stages settings(log, folder.write("form.html", plainForm));
     settings.setLimit(10000);

@@ -15,12 +15,6 @@
 
 namespace zmu_test {
 
-/// The log variables of the process with another directory.
-inline void setLogDirectory(const std::wstring& directory)
-{
-    ZarnData::setLogVariables(directory.c_str(), 1, true, 20, 7);
-}
-
 /// An owner that runs standalone, unless told otherwise, with what a subclass can reach.
 class Owner : public ZarnDataZGW {
   public:

@@ -50,7 +50,7 @@ TEST_F(Tags, OfEachOwner)
         const char* name;
     } rows[] = {{ZGW_OWNER_CM, "cm"}, {ZGW_OWNER_LOGON, "logon"},
                 {ZGW_OWNER_PW, "pw"}, {ZGW_OWNER_APS, "any"},
-                {0, "any"},           {12345, "any"}};
+                {12345, "any"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.id);
         const Owner owner(row.id, false);

@@ -217,6 +217,11 @@ void makeReady(ZarnData& settings, const std::wstring& logName, const wchar_t* f
     settings.recordLogFileNomenclature(name.data(), formName, Zarn_LOG_HTML);
 }
 
+void setLogDirectory(const std::wstring& directory)
+{
+    ZarnData::setLogVariables(directory.c_str(), 1, true, 20, 7);
+}
+
 Monitor::Monitor(const std::wstring& logName, const wchar_t* formName)
 {
     ZarnData settings;

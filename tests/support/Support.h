@@ -82,6 +82,9 @@ int show(HWND parent, const wchar_t* text, const wchar_t* caption, unsigned int 
 /// display function that notes, and a log in `logName`. `formName` null: the built-in form.
 void makeReady(ZarnData& settings, const std::wstring& logName, const wchar_t* formName = nullptr);
 
+/// The log variables of the process with another directory, the one of successors.
+void setLogDirectory(const std::wstring& directory);
+
 /// A monitor with the settings of makeReady, destroyed with this object.
 class Monitor {
   public:
