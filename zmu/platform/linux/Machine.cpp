@@ -149,7 +149,7 @@ std::wstring systemDirectory()
 bool listFixedDrives(std::vector<std::wstring>& drives, std::wstring&)
 {
     const auto isFixed = [](const Mount& mount) {
-        return isDirectory(mount) && !isRemovable(mount);
+        return !isRemovable(mount) && isDirectory(mount);
     };
     for (const Mount& mount : fixedMounts(mounts(), isFixed))
         drives.push_back(widen(mount.point));
