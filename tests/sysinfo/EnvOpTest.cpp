@@ -190,30 +190,29 @@ TEST_F(OperatingEnvironment, NoFactsAndNoFixedDrive)
 TEST_F(OperatingEnvironment, PlatformNames)
 {
     const struct {
-        DWORD platform, major, minor;
-        u8 productType;
-        bool isX64, isSecondRelease;
-        const wchar_t* name;
-    } cases[] = {{2, 5, 0, 1, true, true, L"Platform=Windows"},
-                 {2, 5, 1, 3, true, true, L"Platform=Windows XP"},
-                 {2, 5, 2, 1, true, true, L"Platform=Windows XP Professional x64 Edition"},
-                 {2, 5, 2, 1, false, false, L"Platform=Windows Server 2003"},
-                 {2, 5, 2, 3, true, false, L"Platform=Windows Server 2003"},
-                 {2, 5, 2, 3, true, true, L"Platform=Windows Server 2003 R2"},
-                 {2, 6, 0, 1, false, false, L"Platform=Windows Vista"},
-                 {2, 6, 0, 2, false, false, L"Platform=Windows Server 2008"},
-                 {2, 6, 1, 3, false, false, L"Platform=Windows Server 2008 R2"},
-                 {2, 6, 1, 1, true, true, L"Platform=Windows 7"},
-                 {2, 10, 0, 1, true, true, L"Platform=Windows"},
-                 {1, 6, 1, 1, true, true, L"Platform=Unknown"},
-                 {machine::platformLinux, 6, 1, 1, true, true, L"Platform=Linux"}};
-    for (const auto& row : cases) {
-        facts.version.dwPlatformId = row.platform;
-        facts.version.dwMajorVersion = row.major;
-        facts.version.dwMinorVersion = row.minor;
-        facts.version.wProductType = row.productType;
-        facts.edition = {row.isX64, row.isSecondRelease};
-        EXPECT_EQ(pairNow(0), row.name);
+        DWORD numbers[4]; ///< Platform, major, minor, product type.
+        machine::Edition edition;
+        const wchar_t* pair;
+    } cases[] = {{{2, 5, 0, 1}, {true, true}, L"Platform=Windows"},
+                 {{2, 5, 1, 3}, {true, true}, L"Platform=Windows XP"},
+                 {{2, 5, 2, 1}, {true, true}, L"Platform=Windows XP Professional x64 Edition"},
+                 {{2, 5, 2, 1}, {false, false}, L"Platform=Windows Server 2003"},
+                 {{2, 5, 2, 3}, {true, false}, L"Platform=Windows Server 2003"},
+                 {{2, 5, 2, 3}, {true, true}, L"Platform=Windows Server 2003 R2"},
+                 {{2, 6, 0, 1}, {}, L"Platform=Windows Vista"},
+                 {{2, 6, 0, 2}, {}, L"Platform=Windows Server 2008"},
+                 {{2, 6, 1, 3}, {}, L"Platform=Windows Server 2008 R2"},
+                 {{2, 6, 1, 1}, {}, L"Platform=Windows 7"},
+                 {{2, 10, 0, 1}, {}, L"Platform=Windows"},
+                 {{1, 6, 1, 1}, {}, L"Platform=Unknown"},
+                 {{machine::platformLinux, 6, 1, 1}, {}, L"Platform=Linux"}};
+    for (const auto& [numbers, edition, pair] : cases) {
+        facts.version.dwPlatformId = numbers[0];
+        facts.version.dwMajorVersion = numbers[1];
+        facts.version.dwMinorVersion = numbers[2];
+        facts.version.wProductType = static_cast<u8>(numbers[3]);
+        facts.edition = edition;
+        EXPECT_EQ(pairNow(0), pair);
     }
 }
 

@@ -7,22 +7,15 @@
 
 namespace {
 
-void set(const std::wstring& key, const wchar_t* value, DWORD type, const void* data,
-         std::size_t size)
+void set(const std::wstring& key, const wchar_t* value, DWORD number)
 {
-    EXPECT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), value, type, data,
-                              static_cast<DWORD>(size)),
-              ERROR_SUCCESS);
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), value, REG_DWORD, &number, sizeof number);
 }
 
 void set(const std::wstring& key, const wchar_t* value, const std::wstring& text)
 {
-    set(key, value, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
-}
-
-void set(const std::wstring& key, const wchar_t* value, DWORD number)
-{
-    set(key, value, REG_DWORD, &number, sizeof number);
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), value, REG_SZ, text.c_str(),
+                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
 }
 
 std::wstring datum(int position)
