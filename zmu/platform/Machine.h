@@ -5,6 +5,7 @@
 // which throws, nothing fails otherwise. Any thread.
 #pragma once
 
+#include <zmu/foundation/Types.h>
 #include <zmu/platform/Win32.h>
 
 #include <optional>

@@ -444,6 +444,7 @@ bool ZarnSysInfoEnvOp::learnNumFixedDrives()
 {
     m_fixedDrivesLearned = true;
     if (!machine::listFixedDrives(m_fixedDrives, m_drive)) {
+        m_fixedDrives.clear();
         m_error = ErrorDrives;
         return false;
     }

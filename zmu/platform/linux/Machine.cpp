@@ -12,16 +12,16 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <exception>
 #include <iterator>
+#include <string_view>
 
 namespace zmu::machine {
 
 namespace {
 
-constexpr std::size_t fileSizeMax = 64 * 1024;
-constexpr std::size_t mountsSizeMax = 4 * 1024 * 1024;
+constexpr std::size_t fileSizeMax = 0x10000;
+constexpr std::size_t mountsSizeMax = 0x400000;
 
 std::wstring widen(const std::string& text)
 {
@@ -51,7 +51,8 @@ std::vector<Mount> mounts()
 std::string blockDevice(const Mount& mount)
 {
     struct stat status = {};
-    if (!mount.device.starts_with("0:") || stat(mount.source.c_str(), &status) != 0)
+    if (!mount.device.starts_with("0:") || !mount.source.starts_with('/') ||
+        stat(mount.source.c_str(), &status) != 0)
         return mount.device;
     return std::to_string(major(status.st_rdev)) + ':' + std::to_string(minor(status.st_rdev));
 }
@@ -120,15 +121,14 @@ std::wstring computerName()
 std::wstring accountDomain()
 {
     const std::string host = hostName();
-    std::string domain = host.substr(std::min(host.find('.'), host.size() - 1) + 1);
-    if (domain.empty()) {
-        char name[256] = {};
-        if (getdomainname(name, sizeof name - 1) == 0)
-            domain = name;
-    }
-    if (domain.empty() || domain == "(none)")
-        domain = resolverDomain(readSystemFile("/etc/resolv.conf", fileSizeMax));
-    return widen(domain);
+    const std::size_t dot = host.find('.');
+    if (dot != host.npos && dot + 1 < host.size())
+        return widen(host.substr(dot + 1));
+    char name[256] = {};
+    const bool hasName = getdomainname(name, sizeof name - 1) == 0 && *name;
+    if (hasName && name != std::string_view("(none)"))
+        return widen(name);
+    return widen(resolverDomain(readSystemFile("/etc/resolv.conf", fileSizeMax)));
 }
 
 unsigned languageID()
@@ -149,7 +149,7 @@ std::wstring systemDirectory()
 bool listFixedDrives(std::vector<std::wstring>& drives, std::wstring&)
 {
     const auto isFixed = [](const Mount& mount) {
-        return isDirectory(mount) && !isRemovable(mount);
+        return !isRemovable(mount) && isDirectory(mount);
     };
     for (const Mount& mount : fixedMounts(mounts(), isFixed))
         drives.push_back(widen(mount.point));

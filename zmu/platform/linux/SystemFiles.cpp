@@ -62,21 +62,24 @@ std::string readSystemFile(const std::string& path, std::size_t sizeMax)
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (file < 0)
         return text;
+    const struct Closer {
+        int file;
+        ~Closer() { close(file); }
+    } closer{file};
     struct stat status = {};
-    ssize_t count = fstat(file, &status) == 0 && S_ISREG(status.st_mode) ? 1 : 0;
+    if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode))
+        return text;
     char block[4096];
-    while (count > 0 && text.size() <= sizeMax) {
-        do
-            count = read(file, block, sizeof block);
-        while (count < 0 && errno == EINTR);
-        if (count > 0)
-            text.append(block, static_cast<std::size_t>(count));
+    while (text.size() <= sizeMax) {
+        const ssize_t count = read(file, block, sizeof block);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return text;
+        text.append(block, static_cast<std::size_t>(count));
     }
-    close(file);
-    if (text.size() > sizeMax) {
-        text.resize(sizeMax);
-        text.resize(text.rfind('\n') + 1);
-    }
+    text.resize(sizeMax);
+    text.resize(text.rfind('\n') + 1);
     return text;
 }
 
@@ -250,47 +253,64 @@ bool parseMount(std::string_view line, Mount& mount)
     }
     mount.type = take(line, ' ');
     mount.source = decodeOctal(take(line, ' '));
-    return mount.point.starts_with('/') && mount.point.find('\0') == std::string::npos &&
-           !mount.type.empty() && !mount.source.empty();
+    return mount.point.starts_with('/') && mount.point.find('\0') == std::string::npos;
 }
 
-/// Whether a path to `point` leads through `upper`.
-bool isAtOrAbove(std::string_view upper, std::string_view point)
+/// All mounts, by their ids and by their points.
+class MountTree {
+  public:
+    explicit MountTree(const std::vector<Mount>& mounts)
+    {
+        for (const Mount& mount : mounts) {
+            m_parents[mount.id] = mount.parent;
+            m_points.emplace(mount.point, mount.id);
+        }
+    }
+
+    /// A path to a mount's point meets what is mounted there and above. Those that the mount itself
+    /// is mounted on lie below it; any other has been mounted over it.
+    bool isVisible(const Mount& mount) const
+    {
+        std::set<int> below;
+        for (auto at = m_parents.find(mount.id);
+             at != m_parents.end() && below.insert(at->first).second;)
+            at = m_parents.find(at->second);
+
+        const std::string_view point = mount.point;
+        for (std::size_t end = 1;; end = point.find('/', end + 1)) {
+            const auto [first, last] = m_points.equal_range(point.substr(0, end));
+            if (!std::all_of(first, last,
+                             [&](const auto& row) { return below.count(row.second) != 0; }))
+                return false;
+            if (end == point.npos)
+                return true;
+        }
+    }
+
+  private:
+    std::map<int, int> m_parents;
+    std::multimap<std::string_view, int> m_points;
+};
+
+constexpr std::string_view poolType = "zfs";
+
+/// What mounts of the same file system have in common. The parts of a pool count as one.
+std::string diskOf(const Mount& mount)
 {
-    return upper == "/" || (point.starts_with(upper) &&
-                            (point.size() == upper.size() || point[upper.size()] == '/'));
+    return mount.type == poolType ? mount.source.substr(0, mount.source.find('/')) : mount.device;
 }
 
-using MountsByID = std::map<int, const Mount*>;
-
-/// A path to a mount's point meets what is mounted there and above. Those that the mount itself is
-/// mounted on lie below it; any other has been mounted over it.
-bool isVisible(const Mount& mount, const std::vector<Mount>& mounts, const MountsByID& byID)
+bool isOnDisk(const Mount& mount)
 {
-    std::set<int> below{mount.id};
-    for (int id = mount.parent; below.insert(id).second;) {
-        const auto parent = byID.find(id);
-        if (parent == byID.end())
-            break;
-        id = parent->second->parent;
-    }
-    return std::all_of(mounts.begin(), mounts.end(), [&](const Mount& other) {
-        return !isAtOrAbove(other.point, mount.point) || below.count(other.id) != 0;
-    });
-}
-
-/// What is mounted from a device, but is not on a disk of this machine.
-bool isForeign(const Mount& mount)
-{
-    for (const char* const type : {"fuse", "nfs", "cifs", "smb", "9p", "virtiofs"}) {
-        if (mount.type.starts_with(type))
-            return true;
-    }
-    for (const char* const source : {"/dev/loop", "/dev/sr", "/dev/fd", "/dev/ram", "/dev/zram"}) {
-        if (mount.source.starts_with(source))
-            return true;
-    }
-    return false;
+    const auto startsWithOneOf = [](const std::string& text, auto... prefixes) {
+        return (text.starts_with(prefixes) || ...);
+    };
+    if (mount.type == poolType)
+        return true;
+    return mount.source.starts_with("/dev/") &&
+           !startsWithOneOf(mount.source, "/dev/loop", "/dev/sr", "/dev/fd", "/dev/ram",
+                            "/dev/zram") &&
+           !startsWithOneOf(mount.type, "fuse", "nfs", "cifs", "smb", "9p", "virtiofs");
 }
 
 } // namespace
@@ -303,12 +323,10 @@ std::vector<Mount> visibleMounts(std::string_view mountInfo)
         if (parseMount(take(mountInfo, '\n'), mount))
             all.push_back(std::move(mount));
     }
-    MountsByID byID;
-    for (const Mount& mount : all)
-        byID[mount.id] = &mount;
+    const MountTree tree(all);
     std::vector<Mount> visible;
     std::copy_if(all.begin(), all.end(), std::back_inserter(visible),
-                 [&](const Mount& mount) { return isVisible(mount, all, byID); });
+                 [&](const Mount& mount) { return tree.isVisible(mount); });
     return visible;
 }
 
@@ -317,17 +335,16 @@ std::vector<Mount> fixedMounts(const std::vector<Mount>& mounts,
 {
     Mount root;
     root.point = "/";
-    std::set<std::string> devices;
     for (const Mount& mount : mounts) {
         if (mount.point == root.point)
             root = mount;
     }
-    devices.insert(root.device);
+    std::set<std::string> disks{diskOf(root)};
     std::vector<Mount> fixed{root};
     for (const Mount& mount : mounts) {
-        if (mount.source.starts_with("/dev/") && !isForeign(mount) &&
-            devices.count(mount.device) == 0 && isFixed(mount)) {
-            devices.insert(mount.device);
+        const std::string disk = diskOf(mount);
+        if (isOnDisk(mount) && disks.count(disk) == 0 && isFixed(mount)) {
+            disks.insert(disk);
             fixed.push_back(mount);
         }
     }
