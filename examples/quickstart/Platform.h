@@ -30,7 +30,5 @@ End waitFor(const Launch& started);
 std::vector<std::string> defaultCommands();
 
 std::filesystem::path programPath(); ///< Empty if the system does not tell.
-std::string hostName();
-std::string userName();
 
 } // namespace platform

@@ -1,9 +1,7 @@
 #include "Platform.h"
 
 #include <cerrno>
-#include <climits>
 #include <fcntl.h>
-#include <pwd.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -86,16 +84,4 @@ std::filesystem::path platform::programPath()
 {
     std::error_code ignored;
     return std::filesystem::read_symlink("/proc/self/exe", ignored);
-}
-
-std::string platform::hostName()
-{
-    char name[HOST_NAME_MAX + 1] = {};
-    return gethostname(name, sizeof name - 1) == 0 ? name : "";
-}
-
-std::string platform::userName()
-{
-    const passwd* user = getpwuid(geteuid());
-    return user ? user->pw_name : std::to_string(geteuid());
 }

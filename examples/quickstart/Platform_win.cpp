@@ -39,17 +39,3 @@ std::filesystem::path platform::programPath()
     const DWORD length = GetModuleFileNameW(nullptr, path, 1024);
     return length < 1024 ? std::filesystem::path(path, path + length) : std::filesystem::path();
 }
-
-std::string platform::hostName()
-{
-    char name[MAX_COMPUTERNAME_LENGTH + 1];
-    DWORD size = sizeof name;
-    return GetComputerNameA(name, &size) ? name : "";
-}
-
-std::string platform::userName()
-{
-    char name[257];
-    DWORD size = sizeof name;
-    return GetUserNameA(name, &size) ? name : "";
-}

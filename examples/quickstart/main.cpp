@@ -12,10 +12,10 @@
 
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
+#include <zmu/owner/ZarnDataZGW.h>
 
 #include <atomic>
 #include <cstdio>
-#include <ctime>
 #include <map>
 #include <system_error>
 #include <thread>
@@ -71,58 +71,57 @@ void check(Zarn* monitor, const char* what)
 
 // ---- Setting up --------------------------------------------------------------------------------------
 
-/// A name that no file has yet. The time goes where a successor's time will go, should the log
-/// reach its limit.
-fs::path freshLogPath(const fs::path& folder)
+/// The owner of this program's monitor. It has found the branding texts, the tags and the names of
+/// log and form by the time that it is asked what else is particular to the program.
+class QuickstartOwner : public ZarnDataZGW {
+  public:
+    explicit QuickstartOwner(HMODULE strings)
+        : ZarnDataZGW(ZGW_OWNER_CM, true, nullptr, nullptr, Zarn_LOG_HTML), m_strings(strings)
+    {}
+
+    bool customizeForOwner() override
+    {
+        if (!ZarnDataZGW::customizeForOwner())
+            return false;
+        m_dataSet->setResourceModule(m_strings);
+        m_dataSet->setDescriptionAffixID_Min(affixID_Min);
+        m_dataSet->setDescriptionAffixIDsQty(affixIDsQty);
+        m_dataSet->setDisplayDlgBoxFunction(showOnTerminal);
+        m_dataSet->recordDialogBoxCaption("quickstart:");
+        ZarnPlugIn* const plugIns = m_dataSet->createPlugIns(1);
+        if (plugIns)
+            plugIns[0] = countSituation;
+        return plugIns != nullptr;
+    }
+
+  private:
+    HMODULE m_strings;
+};
+
+void complainOfOwner()
 {
-    char stamp[32] = {};
-    const std::time_t now = std::time(nullptr);
-    if (const std::tm* local = std::localtime(&now))
-        std::strftime(stamp, sizeof stamp, "_%Y-%m-%d_%H-%M-%S", local);
-    fs::path path = folder / (std::string("quickstart") + stamp + ".html");
-    for (int number = 2; fs::exists(path); ++number)
-        path =
-            folder / (std::string("quickstart") + stamp + '-' + std::to_string(number) + ".html");
-    return path;
+    s_isAllTaken = false;
+    std::fprintf(stderr, "quickstart: no monitor: ZGW codes %d and %u, see docs/zgw-codes.md\n",
+                 ZarnDataZGW::getDX_Code1(), static_cast<unsigned int>(ZarnDataZGW::getDX_Code2()));
 }
 
-void recordTags(ZarnData& settings)
-{
-    settings.recordTag("zmu quickstart", Zarn_FORM_TAG_PRODUCT_NAME);
-    settings.recordTag(QUICKSTART_VERSION, Zarn_FORM_TAG_PRODUCT_VERSION);
-    settings.recordTag("quickstart", Zarn_FORM_TAG_MODULE_NAME);
-    settings.recordTag(platform::programPath().wstring().c_str(), Zarn_FORM_TAG_MODULE_FILE_NAME);
-    settings.recordTag(platform::hostName().c_str(), Zarn_FORM_TAG_NAME_OF_HOST);
-    settings.recordTag(platform::userName().c_str(), Zarn_FORM_TAG_NAME_OF_USER);
-}
-
-/// The monitor of this program, null on failure. Its form lies in the folder of the logs, where an
-/// administrator may change it; without one the built-in form serves.
+/// The monitor of this program, null on failure. It logs into `logFolder`, where its form lies,
+/// too, and an administrator may change it; without one the built-in form serves.
 Zarn* createMonitor(HMODULE strings, const fs::path& logFolder)
 {
-    std::wstring log = freshLogPath(logFolder).wstring();
-    const std::wstring form = (logFolder / "Templates" / "bpw_template.html").wstring();
+    constexpr unsigned int outputLevel = 1;
+    constexpr unsigned int logBytesMax = 20 * 1024 * 1024;
+    constexpr unsigned int logDaysMax = 7;
 
-    ZarnData settings;
-    settings.setCharSetExternal(2); // recorded strings are wide
-    settings.setArgsUIntQty(2);
-    settings.setArgsIntQty(1);
-    settings.setArgsStrQty(2);
-    settings.setDescriptionAffixID_Min(affixID_Min);
-    settings.setDescriptionAffixIDsQty(affixIDsQty);
-    settings.setResourceModule(strings);
-    settings.setDisplayDlgBoxFunction(showOnTerminal);
-    settings.recordDialogBoxCaption("quickstart:");
-    recordTags(settings);
-
-    ZarnPlugIn* const plugIns = settings.createPlugIns(1);
-    if (plugIns)
-        plugIns[0] = countSituation;
+    ZarnData::setLogVariables(logFolder.wstring().c_str(), outputLevel, true, logBytesMax,
+                              logDaysMax);
     Zarn* monitor = nullptr;
-    if (plugIns && settings.recordLogFileNomenclature(log.data(), form.c_str(), Zarn_LOG_HTML))
-        monitor = Zarn::create(&settings);
+    try {
+        monitor = QuickstartOwner(strings).createZarnMonitor();
+    } catch (int) { // is code 1
+    }
     if (!monitor)
-        complain("no monitor", settings.getSelfDX_Code());
+        complainOfOwner();
     return monitor;
 }
 
@@ -171,7 +170,7 @@ void reportEnded(Zarn* monitor, const Session& session, unsigned int processID, 
     check(monitor, "session ended");
 }
 
-/// One thread for each session. It gives up what zmu keeps for it before it ends.
+/// One thread for each session. What zmu keeps for a thread goes away at the thread's end.
 void runSession(Zarn* monitor, Session& session)
 {
     const platform::Launch launch = platform::launch(session.command);
@@ -186,8 +185,6 @@ void runSession(Zarn* monitor, Session& session)
         session.outcome = end.bySignal || end.value ? Session::HasFailed : Session::EndedWell;
         reportEnded(monitor, session, launch.processID, end);
     }
-    if (!monitor->removeThread())
-        complain("thread not removed", monitor->getSelfDX_Code());
 }
 
 void runSessions(Zarn* monitor, std::vector<Session>& sessions)
@@ -239,7 +236,7 @@ int main(int argc, char** argv)
         runSessions(monitor, sessions);
         if (!monitor->getFileLogName(logName, std::size(logName)))
             check(monitor, "name of the log");
-        Zarn::destroy(&monitor, 0, false);
+        ZarnDataZGW::destroyZarnMonitor(monitor);
     }
     FreeLibrary(strings);
 

@@ -1,6 +1,8 @@
 #include <zmu/localize/ResourceModule.h>
 #include <zmu/monitor/Zarn.h>
-#include <zmu/monitor/ZarnData.h>
+#include <zmu/owner/ZarnDataZGW.h>
+
+#include <cstdio>
 
 ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
 {
@@ -10,16 +12,18 @@ ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, in
 }
 
 int main()
-{
-    wchar_t logName[] = L"shortest.html";
-    ZarnData settings;
-    settings.setCharSetExternal(2);
-    settings.setResourceModule(GetModuleHandleW(nullptr));
-    settings.recordLogFileNomenclature(logName, nullptr, Zarn_LOG_HTML);
-    Zarn* monitor = Zarn::create(&settings);
-    if (monitor)
-        monitor->respondToSituation(1001, nullptr, 7U, L"Ada");
-    const bool isWritten = monitor && monitor->isSelfSatisfied();
-    Zarn::destroy(&monitor, 0, false);
-    return isWritten ? 0 : 1;
+try {
+    ZarnDataZGW owner(ZGW_OWNER_CM, true, nullptr, nullptr, Zarn_LOG_HTML);
+    Zarn* monitor = owner.createZarnMonitor();
+    if (!monitor)
+        return ZarnDataZGW::getDX_Code1();
+    monitor->respondToSituation(1001, nullptr, 7U, L"Ada");
+    const int code = monitor->getSelfDX_Code();
+    wchar_t logName[1024] = {};
+    if (monitor->getFileLogName(logName, 1024))
+        std::printf("%ls\n", logName);
+    ZarnDataZGW::destroyZarnMonitor(monitor);
+    return code;
+} catch (int code) {
+    return code; // why there is no owner
 }

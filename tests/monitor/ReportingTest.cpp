@@ -3,7 +3,6 @@
 
 #include <zmu/foundation/UTL_Exception.h>
 
-
 #include <stdexcept>
 
 using namespace zmu_test;

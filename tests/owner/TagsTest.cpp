@@ -48,8 +48,10 @@ TEST_F(Tags, OfEachOwner)
     const struct {
         i64 id;
         const char* name;
-    } rows[] = {{ZGW_OWNER_CM, "cm"}, {ZGW_OWNER_LOGON, "logon"},
-                {ZGW_OWNER_PW, "pw"}, {ZGW_OWNER_APS, "any"},
+    } rows[] = {{ZGW_OWNER_CM, "cm"},
+                {ZGW_OWNER_LOGON, "logon"},
+                {ZGW_OWNER_PW, "pw"},
+                {ZGW_OWNER_APS, "any"},
                 {12345, "any"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.id);

@@ -1,5 +1,7 @@
 #include <zmu/foundation/UTF8String.h>
 
+#include <zmu/foundation/internal/Utf16.h>
+
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -45,23 +47,6 @@ Decoded decodeElement(const char* utf8, std::size_t remaining)
         return first;
     return {0x10000 + ((first.unit & 0x3FF) << 10 | (second.unit & 0x3FF)),
             first.bytesUsed + second.bytesUsed};
-}
-
-/// Cuts an element into one or two 16-bit units and returns how many there are.
-int cut(wchar_t element, unsigned (&units)[2])
-{
-    const auto point = static_cast<char32_t>(element);
-    if (point <= 0xFFFF) {
-        units[0] = point;
-        return 1;
-    }
-    if (point > 0x10FFFF) {
-        units[0] = 0xFFFD;
-        return 1;
-    }
-    units[0] = 0xD800 | (point - 0x10000) >> 10;
-    units[1] = 0xDC00 | (point & 0x3FF);
-    return 2;
 }
 
 /// Encodes one unit into [out, end); null when its bytes do not fit.
@@ -125,9 +110,9 @@ int UTF8String::toUtf8(char* buffer, unsigned size) const
     char* out = buffer;
     const char* end = buffer + std::min(size, static_cast<unsigned>(INT_MAX));
     for (u64 i = 0; i < count; ++i) {
-        unsigned units[2];
-        const int unitCount = cut(text[i], units);
-        for (int unit = 0; unit < unitCount; ++unit) {
+        char16_t units[zmu::utf16UnitsMax];
+        const std::size_t unitsQty = zmu::toUtf16(text + i, 1, units);
+        for (std::size_t unit = 0; unit < unitsQty; ++unit) {
             if (out == end)
                 return static_cast<int>(out - buffer);
             out = encodeUnit(units[unit], out, end);

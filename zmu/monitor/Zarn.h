@@ -9,8 +9,8 @@
 // A situation's number selects its response spec, a line of text in the resource module; the spec
 // says where its arguments are and what the display and the log are told.
 //
-// Threads: any thread may report; it must not outlive the monitor, and calls removeThread before
-// it ends. A display function and a plug-in run in the midst of a situation: they read it, but do
+// Threads: any thread may report while the monitor lives; what is kept for it goes away when it
+// ends. A display function and a plug-in run in the midst of a situation: they read it, but do
 // not report to the same monitor, nor destroy it. create, destroy and setBehaviorCriteria take no
 // lock: serialise them.
 #pragma once
@@ -118,7 +118,7 @@ class ZMU_API Zarn {
     int recordSituationID(int situationID);
     /// An ID on behalf of another party, shown in the log instead.
     int recordSituationID_Remote(int situationID);
-    /// Deletes what the calling thread keeps in this monitor.
+    /// Deletes what is kept for the calling thread, ahead of its end.
     bool removeThread();
 
     // ---- What is known of the calling thread's situation ---------------------------------------------

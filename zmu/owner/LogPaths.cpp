@@ -354,7 +354,7 @@ bool ZarnDataZGW::learnLogFormFQPath(UTL_String& path)
     OwnerStatus status(code1());
     runGuarded(status, zgw::LogFormPathUnexpected, [&] {
         if (!m_logDirectorySpecifier || m_logDirectorySpecifier->length() == 0)
-            require(obtainLogDirectorySpecifier(), code1());
+            requireOrRaiseHeld(obtainLogDirectorySpecifier(), status);
         orRaise(zgw::LogFormDirectoryNotCopied, [&] { path = *m_logDirectorySpecifier; });
 
         PathBuffer folder;

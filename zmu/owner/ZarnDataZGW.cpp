@@ -70,7 +70,7 @@ ZarnDataZGW::ZarnDataZGW(i64 ownerID, bool standalone, HINSTANCE resourceModuleI
     OwnerStatus status(code1());
     runGuarded(status, zgw::ConstructorUnexpected, [&] {
         locateResourceModules(resourceModuleInternal);
-        require(initialize(), code1());
+        requireOrRaiseHeld(initialize(), status);
     });
     if (status.isSelfSatisfied())
         return;
@@ -132,7 +132,7 @@ bool ZarnDataZGW::initialize()
         m_dataSet = new (std::nothrow) ZarnData(m_ownerStandalone ? 0 : m_ownerID);
         require(m_dataSet, zgw::NoDataSet);
         tellResourceModuleInternal();
-        require(obtainProductBrander(), code1());
+        requireOrRaiseHeld(obtainProductBrander(), status);
         require(obtainLogTagValues(), zgw::TagValuesUnknown);
         m_logDirectorySpecifier = new (std::nothrow) UTL_String;
         require(m_logDirectorySpecifier, zgw::NoDirectoryString);

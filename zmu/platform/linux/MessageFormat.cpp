@@ -2,6 +2,7 @@
 // into the caller's buffer. It runs for every situation: nothing here allocates (except for the
 // buffer that the caller asks for), looks at the locale or calls the printf family.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Utf8.h>
 
 #include <algorithm>
 #include <climits>
@@ -10,13 +11,13 @@
 #include <cwchar>
 #include <string_view>
 
+using namespace zmu;
+
 namespace {
 
 constexpr DWORD lineWidthMask = 0xFF;
 constexpr unsigned onlyHardBreaks = 255; ///< The line width at which nothing wraps.
 constexpr unsigned lastSlot = 99;        ///< Inserts and their stars take slots from 1 to here.
-constexpr wchar_t replacementCharacter = 0xFFFD;
-constexpr wchar_t lastCodePoint = 0x10FFFF;
 
 // ---- Output ------------------------------------------------------------------------------------
 
@@ -450,46 +451,21 @@ class WideReader {
     const wchar_t* m_text;
 };
 
-/// The same for UTF-8. What is no valid sequence reads as U+FFFD; a sequence that the terminator
-/// cuts short is left before the terminator.
+/// The same for UTF-8. What is no valid sequence reads as U+FFFD.
 class NarrowReader {
   public:
-    explicit NarrowReader(const char* text)
-        : m_text(reinterpret_cast<const u8*>(text ? text : "(null)"))
-    {}
+    explicit NarrowReader(const char* text) : m_text(text ? text : "(null)") {}
 
     bool read(wchar_t& character)
     {
-        const u8 lead = *m_text;
-        if (lead == 0)
+        if (*m_text == '\0')
             return false;
-        ++m_text;
-        character = lead < 0x80 ? static_cast<wchar_t>(lead) : readSequence(lead);
+        character = static_cast<wchar_t>(takeUtf8(m_text, nullptr));
         return true;
     }
 
   private:
-    /// Rejecting a lead's second byte outside its range rules out overlong forms, surrogates and
-    /// what lies beyond the last code point.
-    wchar_t readSequence(u8 lead)
-    {
-        if (lead < 0xC2 || lead > 0xF4)
-            return replacementCharacter;
-        int pending = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-        u8 least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-        u8 most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-        unsigned codePoint = lead & (0x3Fu >> pending);
-        for (; pending != 0; --pending) {
-            if (*m_text < least || *m_text > most)
-                return replacementCharacter;
-            codePoint = codePoint << 6 | (*m_text++ & 0x3Fu);
-            least = 0x80;
-            most = 0xBF;
-        }
-        return static_cast<wchar_t>(codePoint);
-    }
-
-    const u8* m_text;
+    const char* m_text;
 };
 
 /// Counts what `reader` would give, up to `limit`, without touching anything behind that.
@@ -551,13 +527,13 @@ bool writeCharacter(Output& output, InsertSpec spec, wchar_t character)
 wchar_t wideCharacter(u64 slot)
 {
     const auto codePoint = static_cast<std::uint32_t>(slot);
-    return codePoint <= lastCodePoint ? static_cast<wchar_t>(codePoint) : replacementCharacter;
+    return static_cast<wchar_t>(codePoint <= lastCodePoint ? codePoint : replacementCharacter);
 }
 
 wchar_t narrowCharacter(u64 slot)
 {
     const auto byte = static_cast<u8>(slot);
-    return byte < 0x80 ? static_cast<wchar_t>(byte) : replacementCharacter;
+    return static_cast<wchar_t>(byte < 0x80 ? byte : replacementCharacter);
 }
 
 // ---- The message -------------------------------------------------------------------------------

@@ -1,67 +1,21 @@
 // The narrow code page, which is UTF-8, and comparisons of wide text.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Utf8.h>
 
 #include <climits>
 #include <cstddef>
 #include <cstring>
 #include <cwchar>
 
+using namespace zmu;
+
 namespace {
-
-constexpr char32_t replacement = 0xFFFD;
-constexpr char32_t lastCodePoint = 0x10FFFF;
-
-/// What a lead byte asks for: how many bytes follow, and the range of the first of them, which is
-/// what keeps out overlong forms, surrogates and anything above the last code point.
-struct Lead {
-    int following = 0; // -1: no lead byte
-    unsigned char lowest = 0x80;
-    unsigned char highest = 0xBF;
-};
-
-Lead classify(unsigned char byte)
-{
-    if (byte < 0x80)
-        return {0};
-    if (byte < 0xC2 || byte > 0xF4)
-        return {-1};
-    if (byte < 0xE0)
-        return {1};
-    if (byte < 0xF0)
-        return {2, static_cast<unsigned char>(byte == 0xE0 ? 0xA0 : 0x80),
-                static_cast<unsigned char>(byte == 0xED ? 0x9F : 0xBF)};
-    return {3, static_cast<unsigned char>(byte == 0xF0 ? 0x90 : 0x80),
-            static_cast<unsigned char>(byte == 0xF4 ? 0x8F : 0xBF)};
-}
-
-/// Takes one code point off `source`. A sequence that breaks off gives one U+FFFD for the bytes
-/// that could have begun it, so the byte that broke it is looked at again.
-char32_t decodeNext(const char*& source, const char* end)
-{
-    const auto first = static_cast<unsigned char>(*source++);
-    Lead lead = classify(first);
-    if (lead.following == 0)
-        return first;
-    if (lead.following < 0)
-        return replacement;
-    char32_t point = first & (0x3F >> lead.following);
-    for (; lead.following > 0; --lead.following) {
-        const auto next = static_cast<unsigned char>(source != end ? *source : '\0');
-        if (next < lead.lowest || next > lead.highest)
-            return replacement;
-        lead.lowest = 0x80;
-        lead.highest = 0xBF;
-        point = point << 6 | (next & 0x3F);
-        ++source;
-    }
-    return point;
-}
 
 /// Writes `point` to `bytes` and returns how many there are, up to four.
 int encode(char32_t point, char (&bytes)[4])
 {
     if (point > lastCodePoint || (point >= 0xD800 && point <= 0xDFFF))
-        point = replacement;
+        point = replacementCharacter;
     if (point < 0x80) {
         bytes[0] = static_cast<char>(point);
         return 1;
@@ -102,7 +56,7 @@ int MultiByteToWideChar(UINT codePage, DWORD, const char* source, int sourceLeng
 
     int written = 0;
     for (const char* end = source + length; source != end; ++written) {
-        const char32_t point = decodeNext(source, end);
+        const char32_t point = takeUtf8(source, end);
         if (outputLength == 0)
             continue;
         if (written == outputLength)

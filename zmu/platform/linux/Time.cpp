@@ -40,9 +40,14 @@ void GetLocalTime(SYSTEMTIME* time)
         second = now.tv_sec;
     }
     const auto field = [](long value) { return static_cast<WORD>(value); };
-    *time = {field(yearOfZero + local.tm_year), field(local.tm_mon + 1), field(local.tm_wday),
-             field(local.tm_mday),              field(local.tm_hour),    field(local.tm_min),
-             field(local.tm_sec),               field(now.tv_nsec / nanosecondsOfMillisecond)};
+    *time = {field(yearOfZero + local.tm_year),
+             field(local.tm_mon + 1),
+             field(local.tm_wday),
+             field(local.tm_mday),
+             field(local.tm_hour),
+             field(local.tm_min),
+             field(local.tm_sec),
+             field(now.tv_nsec / nanosecondsOfMillisecond)};
 }
 
 BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* calendar)
