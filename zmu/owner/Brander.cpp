@@ -6,6 +6,7 @@
 #include <zmu/owner/internal/BranderModule.h>
 #include <zmu/owner/internal/OwnerLock.h>
 #include <zmu/owner/internal/OwnerStatus.h>
+#include <zmu/platform/EntryPoint.h>
 
 #include <utility>
 
@@ -27,7 +28,7 @@ struct Entries {
 template <class Entry>
 bool findEntry(HMODULE module, const char* name, Entry& entry)
 {
-    entry = reinterpret_cast<Entry>(GetProcAddress(module, name));
+    entry = entryPoint<Entry>(module, name);
     return entry != nullptr;
 }
 
