@@ -91,16 +91,9 @@ __asm__(
   set(${result} ${source} PARENT_SCOPE)
 endfunction()
 
-# Writes the version resource. The numbers that the system itself compares are the leading ones of
-# the texts, up to four.
+# Writes the version resource: one for all languages of the target, which each call adds to. The
+# numbers that the system itself compares are the leading ones of the first call's texts, up to four.
 function(_zmu_version_resource result)
-  foreach(key FILE_VERSION PRODUCT_VERSION)
-    string(REGEX MATCH "^[0-9]+(\\.[0-9]+)?(\\.[0-9]+)?(\\.[0-9]+)?" number "${version_${key}}")
-    string(REPLACE "." ";" number "${number}")
-    list(APPEND number 0 0 0 0)
-    list(SUBLIST number 0 4 number)
-    list(JOIN number "," ${key}_NUMBER)
-  endforeach()
   set(lines "")
   foreach(key name IN ZIP_LISTS keys names)
     if(DEFINED version_${key})
@@ -112,30 +105,53 @@ function(_zmu_version_resource result)
   endforeach()
   string(SUBSTRING ${version_LANGUAGE} 0 4 language)
   string(SUBSTRING ${version_LANGUAGE} 4 4 code_page)
+  set_property(TARGET ${target} APPEND_STRING PROPERTY ZMU_VERSION_BLOCKS
+    "        BLOCK \"${version_LANGUAGE}\"\n        BEGIN\n${lines}        END\n")
+  set_property(TARGET ${target} APPEND_STRING PROPERTY ZMU_VERSION_TRANSLATIONS
+    ", 0x${language}, 0x${code_page}")
 
-  # Each language is a resource of the same name and another language.
-  math(EXPR primary "0x${language} & 0x3FF")
-  math(EXPR sub "0x${language} >> 10")
-  set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_version_${version_LANGUAGE}.rc)
-  file(CONFIGURE OUTPUT ${source} @ONLY CONTENT [[
+  get_target_property(source ${target} ZMU_VERSION_RESOURCE)
+  if(source)
+    set(${result} "" PARENT_SCOPE)
+    return()
+  endif()
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc)
+  set(${result} ${source} PARENT_SCOPE)
+  set_target_properties(${target} PROPERTIES ZMU_VERSION_RESOURCE ${source})
+  foreach(key FILE_VERSION PRODUCT_VERSION)
+    string(REGEX MATCH "^[0-9]+(\\.[0-9]+)?(\\.[0-9]+)?(\\.[0-9]+)?" number "${version_${key}}")
+    string(REPLACE "." ";" number "${number}")
+    list(APPEND number 0 0 0 0)
+    list(SUBLIST number 0 4 number)
+    list(JOIN number "," ${key}_NUMBER)
+  endforeach()
+  if(type STREQUAL EXECUTABLE)
+    set(file_type VFT_APP)
+  else()
+    set(file_type VFT_DLL)
+  endif()
+  set(blocks "$<TARGET_PROPERTY:${target},ZMU_VERSION_BLOCKS>")
+  set(translations "$<TARGET_PROPERTY:${target},ZMU_VERSION_TRANSLATIONS>")
+  string(CONFIGURE [[
 // Version data, made by zmu_module_version.
+#include <winver.h>
 #pragma code_page(65001)
-LANGUAGE @primary@, @sub@
-1 VERSIONINFO
+LANGUAGE 0, 0
+VS_VERSION_INFO VERSIONINFO
 FILEVERSION @FILE_VERSION_NUMBER@
 PRODUCTVERSION @PRODUCT_VERSION_NUMBER@
+FILEFLAGSMASK VS_FFI_FILEFLAGSMASK
+FILEOS VOS_NT_WINDOWS32
+FILETYPE @file_type@
 BEGIN
     BLOCK "StringFileInfo"
     BEGIN
-        BLOCK "@version_LANGUAGE@"
-        BEGIN
-@lines@        END
-    END
+@blocks@    END
     BLOCK "VarFileInfo"
     BEGIN
-        VALUE "Translation", 0x@language@, 0x@code_page@
+        VALUE "Translation"@translations@
     END
 END
-]])
-  set(${result} ${source} PARENT_SCOPE)
+]] content @ONLY)
+  file(GENERATE OUTPUT ${source} CONTENT "${content}")
 endfunction()

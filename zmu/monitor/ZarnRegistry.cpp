@@ -25,7 +25,7 @@ struct CodeHolder {
     void setSelfDX_Code(int value) { code = value; }
 };
 
-constinit std::mutex s_entries;
+std::mutex s_entries;
 
 /// Takes a monitor out of its entry, so that a thread that ends does not meet it half destroyed.
 Zarn* takeOut(Zarn*& entry)
