@@ -63,6 +63,53 @@ TEST_F(Paths, DirectoryIsTakenAsItIs)
     EXPECT_FALSE(QFile::exists(inside("x"))); // nothing is made
 }
 
+TEST_F(Paths, DirectoryThatCannotBeExpandedIsMade)
+{
+    qputenv("ZMU_TEST_LOOP", "%ZMU_TEST_LOOP%x");
+    const QString name = inside("%ZMU_TEST_LOOP%");
+    EXPECT_EQ(specifier(name), name.toStdWString());
+    EXPECT_TRUE(QFileInfo(name).isDir());
+    EXPECT_EQ(specifier(name + '/'), name.toStdWString() + L'/');
+    EXPECT_EQ(specifier(name + "/missing/%ZMU_TEST_LOOP%"), L"");
+    EXPECT_EQ(ZarnDataZGW::getDX_Code1(), zgw::DirectoryNotCreated);
+    EXPECT_EQ(ZarnDataZGW::getDX_Code2(), DWORD{ERROR_PATH_NOT_FOUND});
+    folder.write("file%ZMU_TEST_LOOP%", "");
+    EXPECT_EQ(specifier(inside("file%ZMU_TEST_LOOP%")), L"");
+    EXPECT_EQ(ZarnDataZGW::getDX_Code1(), zgw::PathIsNoDirectory);
+    EXPECT_EQ(ZarnDataZGW::getDX_Code2(), DWORD{ERROR_DIRECTORY});
+}
+
+TEST_F(Paths, LogLiesWhereItIsSaid)
+{
+    qputenv("ZMU_TEST_PLACE", root().toUtf8());
+    ASSERT_TRUE(QDir(root()).mkpath("with spaces/Größe \u65e5"));
+    ASSERT_TRUE(QDir().mkpath(inside(":colon")));
+    ASSERT_TRUE(QDir::setCurrent(root()));
+    const QString places[] = {
+        "%ZMU_TEST_PLACE%/with spaces/Größe \u65e5",
+#if !defined(_WIN32) // where no name has a colon
+        ":colon",
+#endif
+        "with spaces"
+    };
+    for (const QString& place : places) {
+        SCOPED_TRACE(place.toStdString());
+        setLogDirectory(place.toStdWString());
+        Owner owner;
+        Zarn* monitor = owner.createZarnMonitor();
+        ASSERT_TRUE(monitor);
+        EXPECT_EQ(reportText(monitor, L"entry"), 0);
+        EXPECT_TRUE(ZarnDataZGW::destroyZarnMonitor(monitor));
+        QString path = place;
+        const QDir directory("./" + path.replace("%ZMU_TEST_PLACE%", "."));
+        const QStringList files = directory.entryList(QDir::Files);
+        ASSERT_EQ(files.size(), 1);
+        EXPECT_TRUE(isNamed(files[0], program, "html"));
+        EXPECT_TRUE(logText(directory.filePath(files[0]).toStdWString()).contains("entry<br>\n"));
+    }
+    EXPECT_TRUE(QDir::setCurrent("/"));
+}
+
 TEST_F(Paths, DirectoryThatIsNoneOrTooLong)
 {
     EXPECT_EQ(specifier(""), L"");

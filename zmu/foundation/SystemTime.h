@@ -16,7 +16,8 @@ namespace zr {
 /// library knows it. Any thread may make and read stamps.
 ///
 /// A moment for which the C library has no local time, since its year is too large or, on Windows,
-/// since it lies before 1970, has what that library leaves: year 1899, month 0, and -1 for all else.
+/// since it lies before 1970, has what that library leaves: year 1899, month 0, and -1 for all
+/// else.
 class ZMU_API SystemTime {
   public:
     /// The current moment.

@@ -40,9 +40,9 @@ class ZMU_API ZarnLocalizeHelpers {
 
     /// Writes `value` with the sign and the groups of the locale. Returns the elements written
     /// without the terminator. 0 when `buffer` has fewer than 2 elements, and is then left alone;
-    /// 0 and an empty `buffer` when it has too few, when the system does not know the user's locale, and for a negative value where the
-    /// locale has no negative sign (as "C" has none). All of `buffer` that is not in use becomes
-    /// zero.
+    /// 0 and an empty `buffer` when it has too few, when the system does not know the user's
+    /// locale, and for a negative value where the locale has no negative sign (as "C" has none).
+    /// All of `buffer` that is not in use becomes zero.
     static u64 convertIntToPunctuatedStrA(i64 value, char* buffer, u64 capacity);
     static u64 convertIntToPunctuatedStrW(i64 value, wchar_t* buffer, u64 capacity);
 
@@ -102,8 +102,9 @@ class ZMU_API ZarnLocalizeHelpers {
     // ---- Version data of modules ----
     //
     // A module is named by its handle, by its file, or by a block that was loaded before. A file's
-    // name without a path is looked for in the folders of the program, the library and the system; it is read and
-    // never loaded. A module whose path has 260 elements or more is not found by its handle.
+    // name without a path is looked for in the folders of the program, the library and the system;
+    // it is read and never loaded. A module whose path has 260 elements or more is not found by its
+    // handle.
 
     /// Loads the version data of a file into a new block; the one that `block` held is deleted.
     /// False and null when there is none. The caller deletes the block.

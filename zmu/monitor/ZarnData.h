@@ -138,7 +138,8 @@ class ZMU_API ZarnData {
 
   public:
     /// Deletes the calling thread's engine; true as well if it has none. A registered monitor's
-    /// goes by itself when the thread ends. 275; 276 in the midst of a situation; a held code refuses.
+    /// goes by itself when the thread ends. 275; 276 in the midst of a situation; a held code
+    /// refuses.
     virtual bool removeThread();
     virtual ~ZarnData();
 

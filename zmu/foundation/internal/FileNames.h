@@ -1,6 +1,7 @@
 // Names of files for Qt.
 #pragma once
 
+#include <QDir>
 #include <QFile>
 #include <QString>
 
@@ -9,7 +10,7 @@ namespace zmu {
 /// `name` as the name of a file, whatever it begins with: to Qt a colon means a resource.
 inline QString toFileName(const QString& name)
 {
-    return name.startsWith(u':') ? QStringLiteral("./") + name : name;
+    return name.startsWith(u':') ? QDir::currentPath() + u'/' + name : name;
 }
 inline QString toFileName(const wchar_t* name)
 {
