@@ -295,8 +295,8 @@ TEST(LogFailures, KilledProcessLeavesEveryEntryThatItHadReported)
             expected += QStringLiteral("entry %1\n").arg(i);
         const QByteArray bytes = readFile(log);
         EXPECT_TRUE(bytes.startsWith(logBytes(expected))) << last;
-        // Behind it stands the tail, and over it what has been written of the next entry: the system
-        // writes page by page, and a process can be killed between two.
+        // Behind it stands the tail, and over it what has been written of the next entry: the
+        // system writes page by page, and a process can be killed between two.
         const QString rest = QString::fromUtf16(
             reinterpret_cast<const char16_t*>(bytes.constData() + logBytes(expected).size()),
             (bytes.size() - logBytes(expected).size()) / 2);

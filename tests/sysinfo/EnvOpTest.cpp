@@ -182,7 +182,7 @@ TEST_F(OperatingEnvironment, NoFactsAndNoFixedDrive)
     facts.drives = {L"C:"};
     ZarnSysInfoEnvOp failing;
     EXPECT_EQ(walk(failing), expected + L"|!Available Space on Drive Z:=Unknown"
-                                        L"|!Partition Type=Unknown|!Processor Information=Unknown");
+                                        L"|!Z: Partition Type=CDFS|!Processor Information=Unknown");
 }
 
 // ---- Single items ----------------------------------------------------------------------------------------

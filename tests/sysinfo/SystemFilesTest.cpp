@@ -99,7 +99,7 @@ std::vector<std::string> drivesOf(std::string_view mountInfo)
         return mount.source != "/dev/sdr1" && mount.point.find("file") == std::string::npos;
     };
     std::vector<std::string> drives;
-    for (const Mount& mount : fixedMounts(visibleMounts(mountInfo), isFixed))
+    for (const Mount& mount : fixedMounts(mountsWithinReach(mountInfo), isFixed))
         drives.push_back(mount.point + ' ' + mount.type);
     return drives;
 }
@@ -110,8 +110,8 @@ TEST(SystemFiles, MountsOfDisks)
 {
     const std::string text = "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
                              "27 1 8:2 / / rw shared:1 master:2 - ext4 /dev/sda2 rw\n"
-                             "28 27 8:3 / /var/lib/my\\040data\\134\\011x rw - xfs /dev/sda3 rw\n"
                              "29 27 8:3 /sub /bind rw - xfs /dev/sda3 rw\n"
+                             "28 27 8:3 / /var/lib/my\\040data\\134\\011x rw - xfs /dev/sda3 rw\n"
                              "30 27 0:50 /@home /home rw - btrfs /dev/mapper/vg-home rw\n"
                              "31 30 0:50 /@x /home/x rw - btrfs /dev/mapper/vg-home rw\n"
                              "32 27 8:4 /a/file /etc/file rw - ext4 /dev/sdb1 rw\n"
@@ -139,8 +139,10 @@ TEST(SystemFiles, MountsThatOthersHide)
         {"1 0 8:1 / / rw - ext4 /dev/sda1 rw\n2 1 8:2 / /srv rw - xfs /dev/sda2 rw\n"
          "3 2 0:70 / /srv rw - nfs server:/srv rw\n4 1 8:3 / /data/disk rw - xfs /dev/sda3 rw\n"
          "5 1 0:71 / /data rw - nfs server:/ rw\n6 5 8:4 / /data/new rw - xfs /dev/sda4 rw\n"
-         "7 1 0:72 / /dat rw - tmpfs  rw\n",
-         {"/ ext4", "/data/new xfs"}},
+         "7 1 0:72 / /dat rw - tmpfs  rw\n8 7 8:5 / /dat/a rw - xfs /dev/sda5 rw\n",
+         {"/ ext4", "/dat/a xfs"}}, // /data/new lies behind a network's
+        {"1 0 0:1 / / rw - nfs server:/ rw\n2 1 8:1 / /disk rw - ext4 /dev/sda1 rw\n",
+         {"/ nfs", "/disk ext4"}},
         // The first root stays below the second.
         {"1 0 0:1 / / rw - rootfs rootfs rw\n2 1 8:1 / / rw - ext4 /dev/sda1 rw\n", {"/ ext4"}},
         // Mounts that rest on each other, and on themselves.

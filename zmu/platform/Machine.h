@@ -1,8 +1,8 @@
 // What the platform says about the machine: the sources of the operating environment.
 //
 // A function that answers with a text gives an empty one, and one that answers with a number 0,
-// when the platform cannot tell, with the reason as the last error. Apart from a lack of memory,
-// which throws, nothing fails otherwise. Any thread.
+// when the platform cannot tell; languageID and the two directories then leave the reason as the
+// last error. Apart from a lack of memory, which throws, nothing fails otherwise. Any thread.
 #pragma once
 
 #include <zmu/foundation/Types.h>

@@ -182,7 +182,8 @@ class ZarnSysInfoEnvOp::Item {
         m_row = &rows[position];
         if (attempt(m_row->source))
             return true;
-        const bool succeeded = attempt(m_row->fallback);
+        // A pair that was written stays, though an earlier failure makes the result false.
+        const bool succeeded = !m_isWritten && attempt(m_row->fallback);
         SetLastError(ERROR_SUCCESS);
         return succeeded;
     }
@@ -219,12 +220,14 @@ class ZarnSysInfoEnvOp::Item {
 
     bool write(const std::wstring& caption, const std::wstring& datum)
     {
+        m_isWritten = true;
         return m_owner.formatDataPair(m_caption, m_datum, m_captionSize, m_datumSize,
                                       caption.c_str(), datum.c_str());
     }
     bool write(const std::wstring& datum) { return write(caption(), datum); }
     bool writeNumber(DWORD number)
     {
+        m_isWritten = true;
         return m_owner.formatDataPair(m_caption, m_datum, m_captionSize, m_datumSize,
                                       caption().c_str(), static_cast<int>(number), false);
     }
@@ -369,6 +372,7 @@ class ZarnSysInfoEnvOp::Item {
     int m_captionSize;
     int m_datumSize;
     const Row* m_row = nullptr;
+    bool m_isWritten = false;
     DWORD m_reason = 0; ///< Last error of a source that gave nothing.
 };
 
@@ -442,8 +446,10 @@ bool ZarnSysInfoEnvOp::learnNextPosition()
 
 bool ZarnSysInfoEnvOp::learnNumFixedDrives()
 {
+    m_fixedDrives.clear();
+    const bool areListed = machine::listFixedDrives(m_fixedDrives, m_drive);
     m_fixedDrivesLearned = true;
-    if (!machine::listFixedDrives(m_fixedDrives, m_drive)) {
+    if (!areListed) {
         m_fixedDrives.clear();
         m_error = ErrorDrives;
         return false;

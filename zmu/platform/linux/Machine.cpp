@@ -44,7 +44,7 @@ std::string hostName()
 
 std::vector<Mount> mounts()
 {
-    return visibleMounts(readSystemFile("/proc/self/mountinfo", mountsSizeMax));
+    return mountsWithinReach(readSystemFile("/proc/self/mountinfo", mountsSizeMax));
 }
 
 /// "8:1" of the block device that a mount is made from.
@@ -65,11 +65,12 @@ bool isRemovable(const Mount& mount)
            readSystemFile(folder + "/../removable", 16).starts_with('1');
 }
 
-/// Containers have single files of a disk's mounted; those are no drives.
+/// Containers have single files of a disk's mounted; those are no drives. What the user may not
+/// look at is taken for one.
 bool isDirectory(const Mount& mount)
 {
     struct stat status = {};
-    return stat(mount.point.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    return stat(mount.point.c_str(), &status) != 0 || S_ISDIR(status.st_mode);
 }
 
 } // namespace
@@ -179,6 +180,8 @@ Processor processor()
     Processor processor;
     if (!facts.vendor.empty())
         processor.vendor = widen(facts.vendor);
+    else if (!facts.model.empty())
+        processor.vendor = L"Unknown"; // as on POWER, where the rest is told
     if (!facts.model.empty())
         processor.identifier = widen(facts.model);
     processor.megahertz = facts.megahertz;

@@ -74,7 +74,9 @@ std::string readSystemFile(const std::string& path, std::size_t sizeMax)
         const ssize_t count = read(file, block, sizeof block);
         if (count < 0 && errno == EINTR)
             continue;
-        if (count <= 0)
+        if (count < 0)
+            return {};
+        if (count == 0)
             return text;
         text.append(block, static_cast<std::size_t>(count));
     }
@@ -182,15 +184,17 @@ First firstOf(First first, Others... others)
 ProcessorFacts processorFacts(std::string_view cpuInfo)
 {
     // Kinds of processors differ in what they are told by: "model name" is missing on many ARM
-    // machines, "cpu" and "clock" are POWER's.
+    // machines, "cpu" and "clock" are POWER's, capitals LoongArch's, "uarch" is RISC-V's.
     ProcessorFacts facts;
     facts.vendor = firstOf(std::string(fieldValue(cpuInfo, "vendor_id")),
                            fieldWithName(cpuInfo, "CPU implementer"));
-    facts.model =
-        firstOf(std::string(fieldValue(cpuInfo, "model name")),
-                std::string(fieldValue(cpuInfo, "Processor")),
-                std::string(fieldValue(cpuInfo, "cpu")), fieldWithName(cpuInfo, "CPU part"));
-    std::string_view clock = firstOf(fieldValue(cpuInfo, "cpu MHz"), fieldValue(cpuInfo, "clock"));
+    facts.model = firstOf(
+        std::string(fieldValue(cpuInfo, "model name")),
+        std::string(fieldValue(cpuInfo, "Processor")), std::string(fieldValue(cpuInfo, "cpu")),
+        std::string(fieldValue(cpuInfo, "Model Name")), std::string(fieldValue(cpuInfo, "uarch")),
+        fieldWithName(cpuInfo, "CPU part"));
+    std::string_view clock = firstOf(fieldValue(cpuInfo, "cpu MHz"), fieldValue(cpuInfo, "clock"),
+                                     fieldValue(cpuInfo, "CPU MHz"));
     if (!takeNumber(clock, facts.megahertz))
         facts.megahertz = 0;
     return facts;
@@ -247,13 +251,26 @@ bool parseMount(std::string_view line, Mount& mount)
     if (!takeNumber(id, mount.id) || !takeNumber(parent, mount.parent))
         return false;
     mount.device = take(line, ' ');
-    take(line, ' '); // the part of the file system that is mounted
+    mount.part = decodeOctal(take(line, ' '));
     mount.point = decodeOctal(take(line, ' '));
     while (!line.empty() && take(line, ' ') != "-") {
     }
     mount.type = take(line, ' ');
     mount.source = decodeOctal(take(line, ' '));
     return mount.point.starts_with('/') && mount.point.find('\0') == std::string::npos;
+}
+
+bool startsWithOneOf(const std::string& text, std::initializer_list<const char*> beginnings)
+{
+    return std::any_of(beginnings.begin(), beginnings.end(),
+                       [&](const char* beginning) { return text.starts_with(beginning); });
+}
+
+/// Whether somebody else answers for a mount, another machine or a process, who may never do so.
+bool mayNeverAnswer(const Mount& mount)
+{
+    return startsWithOneOf(mount.type, {"fuse", "nfs", "cifs", "smb", "9p", "virtiofs", "ceph",
+                                        "afs", "gfs", "ocfs", "lustre"});
 }
 
 /// All mounts, by their ids and by their points.
@@ -263,13 +280,14 @@ class MountTree {
     {
         for (const Mount& mount : mounts) {
             m_parents[mount.id] = mount.parent;
-            m_points.emplace(mount.point, mount.id);
+            m_points.emplace(mount.point, &mount);
         }
     }
 
     /// A path to a mount's point meets what is mounted there and above. Those that the mount itself
-    /// is mounted on lie below it; any other has been mounted over it.
-    bool isVisible(const Mount& mount) const
+    /// is mounted on lie below it, and the way leads through them; any other has been mounted over
+    /// it. Without an answer for "/" nothing on the machine works.
+    bool isWithinReach(const Mount& mount) const
     {
         std::set<int> below;
         for (auto at = m_parents.find(mount.id);
@@ -279,8 +297,11 @@ class MountTree {
         const std::string_view point = mount.point;
         for (std::size_t end = 1;; end = point.find('/', end + 1)) {
             const auto [first, last] = m_points.equal_range(point.substr(0, end));
-            if (!std::all_of(first, last,
-                             [&](const auto& row) { return below.count(row.second) != 0; }))
+            if (!std::all_of(first, last, [&](const auto& row) {
+                    const Mount& crossed = *row.second;
+                    return below.count(crossed.id) != 0 &&
+                           (crossed.id == mount.id || end == 1 || !mayNeverAnswer(crossed));
+                }))
                 return false;
             if (end == point.npos)
                 return true;
@@ -289,7 +310,7 @@ class MountTree {
 
   private:
     std::map<int, int> m_parents;
-    std::multimap<std::string_view, int> m_points;
+    std::multimap<std::string_view, const Mount*> m_points;
 };
 
 constexpr std::string_view poolType = "zfs";
@@ -302,20 +323,16 @@ std::string diskOf(const Mount& mount)
 
 bool isOnDisk(const Mount& mount)
 {
-    const auto startsWithOneOf = [](const std::string& text, auto... prefixes) {
-        return (text.starts_with(prefixes) || ...);
-    };
     if (mount.type == poolType)
         return true;
-    return mount.source.starts_with("/dev/") &&
-           !startsWithOneOf(mount.source, "/dev/loop", "/dev/sr", "/dev/fd", "/dev/ram",
-                            "/dev/zram") &&
-           !startsWithOneOf(mount.type, "fuse", "nfs", "cifs", "smb", "9p", "virtiofs");
+    return mount.source.starts_with("/dev/") && !mayNeverAnswer(mount) &&
+           !startsWithOneOf(mount.source,
+                            {"/dev/loop", "/dev/sr", "/dev/fd", "/dev/ram", "/dev/zram"});
 }
 
 } // namespace
 
-std::vector<Mount> visibleMounts(std::string_view mountInfo)
+std::vector<Mount> mountsWithinReach(std::string_view mountInfo)
 {
     std::vector<Mount> all;
     while (!mountInfo.empty()) {
@@ -324,10 +341,10 @@ std::vector<Mount> visibleMounts(std::string_view mountInfo)
             all.push_back(std::move(mount));
     }
     const MountTree tree(all);
-    std::vector<Mount> visible;
-    std::copy_if(all.begin(), all.end(), std::back_inserter(visible),
-                 [&](const Mount& mount) { return tree.isVisible(mount); });
-    return visible;
+    std::vector<Mount> within;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(within),
+                 [&](const Mount& mount) { return tree.isWithinReach(mount); });
+    return within;
 }
 
 std::vector<Mount> fixedMounts(const std::vector<Mount>& mounts,
@@ -341,7 +358,11 @@ std::vector<Mount> fixedMounts(const std::vector<Mount>& mounts,
     }
     std::set<std::string> disks{diskOf(root)};
     std::vector<Mount> fixed{root};
-    for (const Mount& mount : mounts) {
+    // A disk is shown where all of it is mounted, if it is anywhere.
+    std::vector<Mount> candidates = mounts;
+    std::stable_partition(candidates.begin(), candidates.end(),
+                          [](const Mount& mount) { return mount.part == "/"; });
+    for (const Mount& mount : candidates) {
         const std::string disk = diskOf(mount);
         if (isOnDisk(mount) && disks.count(disk) == 0 && isFixed(mount)) {
             disks.insert(disk);

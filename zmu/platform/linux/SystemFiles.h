@@ -42,19 +42,20 @@ std::string resolverDomain(std::string_view resolvConf);
 struct Mount {
     int id = 0;
     int parent = 0;
-    std::string
-        device; ///< "8:1"; the major number is 0 when the file system has no disk of its own.
+    /// "8:1"; the major number is 0 when the file system has no disk of its own.
+    std::string device;
+    std::string part; ///< Of the file system, that is mounted: "/" for all of it.
     std::string point;
     std::string type;
     std::string source;
 };
 
-/// The mounts that a path can lead to: not those that a later one hides. The points of all others
-/// must be left alone: what is mounted over them may be a network's, and never answer.
-std::vector<Mount> visibleMounts(std::string_view mountInfo);
+/// The mounts that a path can lead to: not those that a later one hides, nor those behind one that
+/// may never answer, a network's or a process's. The points of all others must be left alone.
+std::vector<Mount> mountsWithinReach(std::string_view mountInfo);
 
 /// Those of `mounts` that are on a disk, once a file system, sorted by their points. "/" is always
-/// among them, on whatever it is. `isFixed` is asked about each mount with a block device.
+/// among them, on whatever it is. `isFixed` is asked about each that is on a disk not yet there.
 std::vector<Mount> fixedMounts(const std::vector<Mount>& mounts,
                                const std::function<bool(const Mount&)>& isFixed);
 
