@@ -107,8 +107,10 @@ int readTexts(const std::string& path, BrandTexts& texts)
     std::error_code error;
     if (path.empty() || !std::filesystem::exists(file, error))
         return error ? Unreadable : Success;
+    if (!std::filesystem::is_regular_file(file, error)) // opening a pipe waits for its writer
+        return Unreadable;
     std::ifstream stream(file, std::ios::binary);
-    if (!std::filesystem::is_regular_file(file, error) || !stream)
+    if (!stream)
         return Unreadable;
 
     BrandTexts changed = texts;

@@ -16,6 +16,8 @@ std::string zbr4u::textsFile()
         return {};
     std::wstring path(longestPath, L'\0');
     path.resize(GetModuleFileNameW(self, path.data(), longestPath));
+    if (path.empty())
+        return {};
     const std::u8string file =
         std::filesystem::path(path).replace_filename(L"zbr4u.ini").u8string();
     return std::string(file.begin(), file.end());

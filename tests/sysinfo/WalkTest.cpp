@@ -72,7 +72,6 @@ TEST(Walk, DomainOfTheAccount)
     qunsetenv("USERDOMAIN");
     const std::wstring own = domain();
     EXPECT_NE(own, L"");
-    EXPECT_NE(own, L"%USERDOMAIN%");
     for (const char* const nothing : {"", "%USERDOMAIN%"}) {
         qputenv("USERDOMAIN", nothing);
         EXPECT_EQ(domain(), own);

@@ -12,11 +12,11 @@
 
 namespace zr {
 
-/// A time stamp, fixed at its construction. Local time is that of the process's time zone; the zone
-/// is read when the stamp is made. Any thread may make and read stamps.
+/// A time stamp, fixed at its construction. Local time is that of the process's time zone as the C
+/// library knows it. Any thread may make and read stamps.
 ///
-/// A moment that has no local time, since its year is too large for the C library, has what that
-/// library leaves: year 1899, month 0, and -1 for all else.
+/// A moment for which the C library has no local time, since its year is too large or, on Windows,
+/// since it lies before 1970, has what that library leaves: year 1899, month 0, and -1 for all else.
 class ZMU_API SystemTime {
   public:
     /// The current moment.

@@ -21,7 +21,6 @@ constexpr std::size_t pathCapacity = 260;
 constexpr std::size_t addressCapacity = 260;
 constexpr std::size_t valueNameCapacity = 48;
 constexpr std::size_t keyCapacity = 16;
-constexpr std::size_t keyLength = 8;
 constexpr wchar_t translationAddress[] = L"\\VarFileInfo\\Translation";
 
 /// Empties an output; false when there is none.
@@ -29,8 +28,7 @@ bool clear(wchar_t* buffer, u64 capacity)
 {
     if (!buffer || capacity < 1)
         return false;
-    if (buffer[0])
-        std::wmemset(buffer, L'\0', capacity);
+    std::wmemset(buffer, L'\0', capacity);
     return true;
 }
 
@@ -177,15 +175,12 @@ bool ZarnLocalizeHelpers::extractModuleVerTranslation(const wchar_t* file, wchar
 {
     unsigned short language = 0;
     unsigned short codePage = 0;
-    if (!clear(buffer, capacity) ||
-        !extractModuleVerTranslation(file, language, codePage, translationBlock))
+    if (!buffer)
         return false;
-    wchar_t key[keyCapacity];
-    writeKey(key, keyCapacity, language, codePage);
-    const u64 length = std::min<u64>(capacity - 1, keyLength);
-    std::wmemcpy(buffer, key, length);
-    buffer[length] = L'\0';
-    return true;
+    clear(buffer, capacity);
+    if (!extractModuleVerTranslation(file, language, codePage, translationBlock))
+        return false;
+    return writeKey(buffer, keyCapacity, language, codePage);
 }
 
 bool ZarnLocalizeHelpers::extractModuleVerTranslation(void*& block, wchar_t* buffer, u64 capacity,
@@ -198,7 +193,7 @@ bool ZarnLocalizeHelpers::extractModuleVerTranslation(void*& block, wchar_t* buf
         return false;
     if (writeKey(buffer, capacity, language, codePage))
         return true;
-    std::wmemset(buffer, L'\0', capacity);
+    clear(buffer, capacity);
     return false;
 }
 
@@ -317,9 +312,8 @@ bool ZarnLocalizeHelpers::extractModuleVerValueSFI_(void*& block, wchar_t* buffe
 bool ZarnLocalizeHelpers::obtainVersionZGW(wchar_t* buffer, u64 capacity, Zarn_FORM_TAG tag,
                                            HINSTANCE module)
 {
-    if (!buffer || capacity < 2)
+    if (!clear(buffer, capacity) || capacity < 2)
         return false;
-    std::wmemset(buffer, L'\0', capacity);
     const auto ask = [&](auto from) {
         constexpr wchar_t block[] = L"StringFileInfo";
         switch (tag) {

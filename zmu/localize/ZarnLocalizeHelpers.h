@@ -39,8 +39,8 @@ class ZMU_API ZarnLocalizeHelpers {
     // empty no groups are made.
 
     /// Writes `value` with the sign and the groups of the locale. Returns the elements written
-    /// without the terminator. 0 and an empty `buffer` when it has fewer than 2 elements or too
-    /// few, when the system does not know the user's locale, and for a negative value where the
+    /// without the terminator. 0 when `buffer` has fewer than 2 elements, and is then left alone;
+    /// 0 and an empty `buffer` when it has too few, when the system does not know the user's locale, and for a negative value where the
     /// locale has no negative sign (as "C" has none). All of `buffer` that is not in use becomes
     /// zero.
     static u64 convertIntToPunctuatedStrA(i64 value, char* buffer, u64 capacity);
@@ -102,7 +102,7 @@ class ZMU_API ZarnLocalizeHelpers {
     // ---- Version data of modules ----
     //
     // A module is named by its handle, by its file, or by a block that was loaded before. A file's
-    // name without a path is looked for where a module would be loaded from; the file is read and
+    // name without a path is looked for in the folders of the program, the library and the system; it is read and
     // never loaded. A module whose path has 260 elements or more is not found by its handle.
 
     /// Loads the version data of a file into a new block; the one that `block` held is deleted.
@@ -123,8 +123,8 @@ class ZMU_API ZarnLocalizeHelpers {
     static bool extractModuleVerTranslation(void*& block, unsigned short& language,
                                             unsigned short& codePage,
                                             const wchar_t* translationBlock);
-    /// The same as the key "040904B0". `buffer` should have 16 elements. By block, fewer than 9 are
-    /// a failure; by module or file the key is cut to what fits.
+    /// The same as the key "040904B0", into a `buffer` that must have 16 elements. By block, a
+    /// `capacity` below 9 is a failure; by module or file it only tells how much is emptied first.
     static bool extractModuleVerTranslation(HINSTANCE module, wchar_t* buffer, u64 capacity,
                                             const wchar_t* translationBlock);
     static bool extractModuleVerTranslation(const wchar_t* file, wchar_t* buffer, u64 capacity,

@@ -3,13 +3,13 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/foundation/WideBuffer.h>
+#include <zmu/foundation/internal/FileNames.h>
 #include <zmu/foundation/internal/Texts.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZarnDataZGW.h>
-#include <zmu/owner/internal/OwnerLock.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -59,13 +59,6 @@ bool isBlank(const wchar_t* text)
     return !*text;
 }
 
-QString toFileName(const wchar_t* name)
-{
-    const QString text = QString::fromWCharArray(name);
-    return text.startsWith(u':') ? QStringLiteral("./") + text
-                                 : text; // else it would name a resource
-}
-
 /// Whether two names mean one file: by their text, or because both lead to it.
 bool isSameFile(const wchar_t* left, const wchar_t* right)
 {
@@ -80,8 +73,6 @@ bool isSameFile(const wchar_t* left, const wchar_t* right)
 void nameSuccessor(SuccessorName& name, HMODULE self, HMODULE program, Zarn_LOG kind,
                    int& ownerCode)
 {
-    // The brander that this owner may have to make must not be taken for one to stay.
-    const Synchronized guard(ownersMutex());
     std::unique_ptr<ZarnDataZGW> owner;
     try {
         owner = std::make_unique<ZarnDataZGW>(0, true, self, program, kind);
@@ -333,6 +324,8 @@ bool ZarnData::reestablishLogFile(const bool& force)
                       namingCode);
         require(!successor.isEmpty(), dx::SuccessorNameMissing);
         reestablishLogFile(successor.inPlace(), m_fileLog.m_formName, m_fileLog.m_logKind);
+        if (!isSelfSatisfied())
+            removeIfEmpty(successor.c_str()); // the name was taken by making the file
     });
     if (!isSelfSatisfied())
         Zarn_TRACE(L"ZarnData::reestablishLogFile () [2] caught exception #%d/%d.\n",

@@ -11,6 +11,7 @@
 #include <climits>
 #include <cstring>
 #include <cwchar>
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -382,6 +383,16 @@ char* ZarnData::getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag)
 
 // ---- Settings of the process -----------------------------------------------------------------------------
 
+namespace {
+
+std::mutex& logDirectoryLock()
+{
+    static std::mutex lock;
+    return lock;
+}
+
+} // namespace
+
 void ZarnData::setLogVariables(const wchar_t* directory, unsigned int outputLevel,
                                bool backupEnabled, unsigned int maxFileSize,
                                unsigned int maxFileAge)
@@ -390,6 +401,7 @@ void ZarnData::setLogVariables(const wchar_t* directory, unsigned int outputLeve
     s_logBackupEnabled = backupEnabled;
     s_logMaxFileSize = maxFileSize;
     s_logMaxFileAge = maxFileAge;
+    const std::lock_guard guard(logDirectoryLock());
     duplicate_String(&s_logDirectory, directory, true);
     s_logInformationInitialized = true;
 }
@@ -397,6 +409,7 @@ void ZarnData::setLogVariables(const wchar_t* directory, unsigned int outputLeve
 wchar_t* ZarnData::getLogDirectory()
 {
     constexpr DWORD directoryQty = 261;
+    const std::lock_guard guard(logDirectoryLock());
     if (!s_logDirectory) {
         wchar_t directory[directoryQty] = {};
         const DWORD length = GetTempPathW(directoryQty, directory);

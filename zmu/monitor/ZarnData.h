@@ -137,8 +137,8 @@ class ZMU_API ZarnData {
     virtual bool reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG kind);
 
   public:
-    /// Deletes the calling thread's engine; true as well if it has none. Call it when a thread
-    /// that has reported ends. 275; 276 in the midst of a situation; a held code refuses.
+    /// Deletes the calling thread's engine; true as well if it has none. A registered monitor's
+    /// goes by itself when the thread ends. 275; 276 in the midst of a situation; a held code refuses.
     virtual bool removeThread();
     virtual ~ZarnData();
 
@@ -277,8 +277,7 @@ class ZMU_API ZarnData {
     static void setLogVariables(const wchar_t* directory, unsigned int outputLevel,
                                 bool backupEnabled, unsigned int maxFileSize,
                                 unsigned int maxFileAge);
-    /// The directory for temporary files until one is set. Takes no lock: ask once before threads
-    /// do.
+    /// The directory for temporary files until one is set. The text is good until another is.
     static wchar_t* getLogDirectory();
     static unsigned int getLogOutputLevel() { return s_logOutputLevel; }
     static bool getLogBackupEnabled() { return s_logBackupEnabled; }

@@ -8,15 +8,14 @@
 //   takes effect when the threads have ended. A thread's own destructors may report once more after
 //   the exit function; that gives the thread an engine again, which registers the function again.
 // - A static object destroys the monitors: when the library is unmapped, or when the process exits.
-//   It is made when the library is loaded, so it goes after every static object of the host, which
-//   may still report or destroy its monitor itself, and before those of the libraries below. The
+//   It is made when the library is loaded, so it goes after every static object of a host that was
+//   linked with it, which may still report or destroy its monitor itself, and before those of the libraries below. The
 //   exit functions of the thread that exits, main or another, have run by then.
 // - Exit does not stop other threads. While one of them has reported and lives on, its next report
 //   may come at any moment, and no lock could keep a monitor from being destroyed under it. The
 //   monitors are left alone then: a log is whole after each of its entries, and the system closes
 //   it.
-// - A monitor leaves the registry before it is destroyed, under a lock that the exit function
-// holds,
+// - A monitor leaves the registry before it is destroyed, under a lock that exit functions hold,
 //   too. A thread that ends later finds no entry; its engines went with the data set.
 #include <zmu/monitor/internal/AttachmentHook.h>
 

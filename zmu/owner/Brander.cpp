@@ -4,7 +4,6 @@
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZgwCodes.h>
 #include <zmu/owner/internal/BranderModule.h>
-#include <zmu/owner/internal/OwnerLock.h>
 #include <zmu/owner/internal/OwnerStatus.h>
 #include <zmu/platform/EntryPoint.h>
 
@@ -18,12 +17,10 @@ constexpr wchar_t branderModuleName[] = L"zbr4u.dll";
 constexpr wchar_t branderName[] = L"zbr4";
 constexpr int branderKind = 2;
 
-struct Entries {
-    brander::GetProductBrander getProductBrander = nullptr;
-    brander::Create create = nullptr;
-    brander::GetSelfDX_Code getSelfDX_Code = nullptr;
-    brander::Destroy destroy = nullptr;
-};
+// Owners that hold the brander, and whether one of those that have let go had made it: it goes when
+// the last one does. Touched only under branderLock.
+int s_owners = 0;
+bool s_isDestroyDue = false;
 
 template <class Entry>
 bool findEntry(HMODULE module, const char* name, Entry& entry)
@@ -32,89 +29,88 @@ bool findEntry(HMODULE module, const char* name, Entry& entry)
     return entry != nullptr;
 }
 
-/// The module's entries; null if it cannot be loaded or lacks one, with the last error.
-const Entries* loadedEntries()
+bool findEntries(HMODULE module, BranderModule& entries)
 {
-    static Entries entries;
-    if (entries.destroy)
-        return &entries;
-    const HMODULE module = LoadLibraryW(branderModuleName);
-    if (!module)
-        return nullptr;
-    Entries found;
-    if (findEntry(module, brander::GetProductBranderEntry, found.getProductBrander) &&
-        findEntry(module, brander::CreateEntry, found.create) &&
-        findEntry(module, brander::GetSelfDX_CodeEntry, found.getSelfDX_Code) &&
-        findEntry(module, brander::DestroyEntry, found.destroy)) {
-        entries = found;
-        return &entries;
-    }
-    const DWORD error = GetLastError();
-    FreeLibrary(module);
-    SetLastError(error);
-    return nullptr;
+    return findEntry(module, brander::GetProductBranderEntry, entries.getProductBrander) &&
+           findEntry(module, brander::CreateEntry, entries.create) &&
+           findEntry(module, brander::GetSelfDX_CodeEntry, entries.getSelfDX_Code) &&
+           findEntry(module, brander::DestroyEntry, entries.destroy);
 }
 
 } // namespace
 
 // ---- The module ------------------------------------------------------------------------------------------
 
-ZRpbr* BranderModule::getProductBrander()
+Mutex& zmu::branderLock()
 {
-    const Entries* entries = loadedEntries();
-    return entries ? entries->getProductBrander() : nullptr;
+    static Mutex lock;
+    return lock;
 }
 
-ZRpbr* BranderModule::create(int kind)
+const BranderModule* zmu::loadedBranderModule()
 {
-    const Entries* entries = loadedEntries();
-    return entries ? entries->create(kind) : nullptr;
-}
-
-int BranderModule::getSelfDX_Code()
-{
-    const Entries* entries = loadedEntries();
-    return entries ? entries->getSelfDX_Code() : static_cast<int>(GetLastError());
-}
-
-void BranderModule::destroy()
-{
-    if (const Entries* entries = loadedEntries())
-        entries->destroy();
+    static BranderModule loaded;
+    static bool isLoaded = false;
+    {
+        const Synchronized guard(branderLock());
+        if (isLoaded)
+            return &loaded;
+    }
+    const HMODULE module = LoadLibraryW(branderModuleName);
+    if (!module)
+        return nullptr;
+    BranderModule entries;
+    if (!findEntries(module, entries)) {
+        const DWORD error = GetLastError();
+        FreeLibrary(module);
+        SetLastError(error);
+        return nullptr;
+    }
+    const Synchronized guard(branderLock());
+    if (!std::exchange(isLoaded, true))
+        loaded = entries;
+    return &loaded;
 }
 
 // ---- Obtaining -------------------------------------------------------------------------------------------
 
-bool ZarnDataZGW::obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName, bool& createdHere)
+bool ZarnDataZGW::obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName, bool& createdHere,
+                                       int owners)
 {
-    const Synchronized guard(ownersMutex());
     code2() = 0;
     OwnerStatus status(code1());
     if (brander && moduleName && moduleName->length() > 0)
         return status.isSelfSatisfied();
     runGuarded(status, zgw::BranderUnexpected, [&] {
+        const BranderModule* const module = brander ? nullptr : loadedBranderModule();
+        if (!brander && !module) {
+            code2() = GetLastError();
+            throw int{zgw::BranderMissing};
+        }
+        const Synchronized guard(branderLock());
         if (!brander) {
-            brander = BranderModule::getProductBrander();
+            brander = module->getProductBrander();
             createdHere = false;
         }
         if (!brander) {
-            brander = BranderModule::create(branderKind);
+            brander = module->create(branderKind);
             createdHere = brander != nullptr;
         }
         if (!brander) {
-            code2() = static_cast<ulong32>(BranderModule::getSelfDX_Code());
+            code2() = static_cast<ulong32>(module->getSelfDX_Code());
             throw int{zgw::BranderMissing};
         }
-        if (moduleName && moduleName->length() > 0)
-            return;
         try {
             if (!moduleName)
                 moduleName = new UTL_String;
-            *moduleName = UTL_String(branderName);
+            if (moduleName->length() == 0)
+                *moduleName = UTL_String(branderName);
         } catch (...) {
             if (moduleName)
                 moduleName->clear();
         }
+        if (status.isSelfSatisfied())
+            s_owners += owners;
     });
     if (status.isSelfSatisfied())
         return true;
@@ -123,21 +119,27 @@ bool ZarnDataZGW::obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName,
     return false;
 }
 
+bool ZarnDataZGW::obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName, bool& createdHere)
+{
+    return obtainProductBrander(brander, moduleName, createdHere, 0);
+}
+
 bool ZarnDataZGW::obtainProductBrander()
 {
     setMemberVarsToDefaults(1, 2);
     return obtainProductBrander(m_productBrander, m_productBranderModuleName,
-                                m_productBranderIsOurs);
+                                m_productBranderIsOurs, 1);
 }
 
 // ---- Giving back -----------------------------------------------------------------------------------------
 
 void ZarnDataZGW::destroyProductBrander(ZRpbr*& brander, UTL_String** moduleName)
 {
-    const Synchronized guard(ownersMutex());
     try {
-        if (brander)
-            BranderModule::destroy();
+        const BranderModule* const module = brander ? loadedBranderModule() : nullptr;
+        const Synchronized guard(branderLock());
+        if (module)
+            module->destroy();
     } catch (...) {
     }
     brander = nullptr;
@@ -147,15 +149,28 @@ void ZarnDataZGW::destroyProductBrander(ZRpbr*& brander, UTL_String** moduleName
 
 void ZarnDataZGW::destroyProductBrander()
 {
-    ZRpbr* brander = m_productBranderIsOurs ? m_productBrander : nullptr;
+    const Synchronized guard(branderLock());
+    ZRpbr* brander = letGoOfBrander(m_productBranderIsOurs);
     destroyProductBrander(brander, &m_productBranderModuleName);
-    m_productBrander = nullptr;
     m_productBranderIsOurs = false;
+}
+
+ZRpbr* ZarnDataZGW::letGoOfBrander(bool mayDestroy)
+{
+    ZRpbr* const brander = std::exchange(m_productBrander, nullptr);
+    if (!brander)
+        return nullptr;
+    s_isDestroyDue = s_isDestroyDue || mayDestroy;
+    if (--s_owners > 0)
+        return nullptr;
+    return std::exchange(s_isDestroyDue, false) ? brander : nullptr;
 }
 
 void ZarnDataZGW::relinquishProductBrander(ZRpbr*& brander, UTL_String** moduleName)
 {
-    brander = std::exchange(m_productBrander, nullptr);
+    const Synchronized guard(branderLock());
+    brander = m_productBrander;
+    letGoOfBrander(false);
     UTL_String* const name = std::exchange(m_productBranderModuleName, nullptr);
     if (moduleName)
         *moduleName = name;

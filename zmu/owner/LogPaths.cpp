@@ -2,8 +2,10 @@
 #include <zmu/owner/ZarnDataZGW.h>
 
 #include <zmu/foundation/WideBuffer.h>
+#include <zmu/foundation/internal/FileNames.h>
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 #include <zmu/monitor/Trace.h>
+#include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZgwCodes.h>
@@ -138,7 +140,7 @@ void composeLastResort(PathBuffer& path, HINSTANCE module)
 
 void makeUsable(const PathBuffer& path, ulong32& code2)
 {
-    const QFileInfo info(QString::fromWCharArray(path.c_str()));
+    const QFileInfo info(toFileName(path.c_str()));
     if (info.isWritable()) {
         if (info.isDir())
             return;
@@ -198,28 +200,37 @@ enum class Claim { Made, Taken, Impossible };
 /// at all; whoever opens the log will tell.
 Claim claim(const QString& name)
 {
-    QFile file(name);
-    if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
-        return Claim::Made;
-    const QFileInfo info(name);
-    return info.exists() || info.isSymLink() ? Claim::Taken : Claim::Impossible;
+    constexpr int attempts = 2; // what was there may have gone when it is looked at
+    for (int i = 0; i < attempts; ++i) {
+        QFile file(name);
+        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+            return Claim::Made;
+        const QFileInfo info(name);
+        if (info.exists() || info.isSymLink())
+            return Claim::Taken;
+    }
+    return Claim::Impossible;
 }
 
-/// Composes names until one is free. Empty if none is: a name that is cut is the same at any time.
+/// A path as far as it has room.
+struct Name {
+    QString path;
+    bool isCut = false;
+};
+
+/// Composes names until one is free; empty if none is. A name that is cut may lack the moment, and
+/// then stays the same: it is used as it is.
 template <class Compose>
 QString claimName(Compose compose, bool& wasMade)
 {
     constexpr int attempts = 1000;
     constexpr unsigned long untilNextMillisecond = 1;
-    QString name;
     for (int i = 0; i < attempts; ++i) {
-        const QString previous = std::exchange(name, compose(QDateTime::currentDateTime()));
-        const Claim result = name.isEmpty() ? Claim::Impossible : claim(name);
+        const Name name = compose(QDateTime::currentDateTime());
+        const Claim result = claim(toFileName(name.path));
         wasMade = result == Claim::Made;
-        if (result != Claim::Taken)
-            return name;
-        if (name == previous)
-            return {};
+        if (result != Claim::Taken || name.isCut)
+            return name.path;
         QThread::msleep(untilNextMillisecond);
     }
     return {};
@@ -298,7 +309,9 @@ bool ZarnDataZGW::learnLogFileFQPath(UTL_String& path)
                                                                     : unknown;
         const auto compose = [&](const QDateTime& moment) {
             const std::wstring whole = beginning + stampOf(moment) + L'.' + extension;
-            return QDir::toNativeSeparators(QString::fromStdWString(whole.substr(0, pathQty - 1)));
+            const std::wstring fitting = whole.substr(0, pathQty - 1);
+            return Name{QDir::toNativeSeparators(QString::fromStdWString(fitting)),
+                        fitting.size() < whole.size()};
         };
         bool wasMade = false;
         const QString name = claimName(compose, wasMade);
@@ -307,10 +320,11 @@ bool ZarnDataZGW::learnLogFileFQPath(UTL_String& path)
         } catch (...) {
             path.clear();
             if (wasMade)
-                QFile::remove(name);
+                QFile::remove(toFileName(name));
         }
         require(path.length() > 0, zgw::LogFilePathEmpty);
-        m_logFileIsOurs = wasMade && &path == m_logFileFQPath;
+        if (&path == m_logFileFQPath)
+            m_logFileIsOurs = wasMade;
     });
     if (status.isSelfSatisfied())
         return true;
@@ -322,8 +336,9 @@ bool ZarnDataZGW::learnLogFileFQPath(UTL_String& path)
 wchar_t* ZarnDataZGW::getLogFileFQPath(wchar_t* buffer, u64 capacity)
 {
     constexpr u64 leastCapacity = 260;
-    if (!buffer || capacity == 0)
+    if (!buffer)
         return buffer;
+    buffer[0] = L'\0';
     std::wmemset(buffer, L'\0', static_cast<std::size_t>(capacity));
     if (capacity >= leastCapacity && m_logFileFQPath && m_logFileFQPath->length() > 0 &&
         m_logFileFQPath->length() < capacity) {
@@ -333,16 +348,22 @@ wchar_t* ZarnDataZGW::getLogFileFQPath(wchar_t* buffer, u64 capacity)
     return buffer;
 }
 
+/// The monitor may have been given another log: the file is its only if it bears that name.
+void ZarnDataZGW::leaveLogFileTo(Zarn& monitor)
+{
+    if (!m_logFileIsOurs)
+        return;
+    PathBuffer name;
+    if (monitor.getFileLogName(name.writable(), pathQty))
+        m_logFileIsOurs = std::wcscmp(name.c_str(), m_logFileFQPath->wideText()) != 0;
+    else
+        monitor.forgetSelfDX_Code();
+}
+
 void ZarnDataZGW::removeUnusedLogFile()
 {
-    if (!std::exchange(m_logFileIsOurs, false) || !m_logFileFQPath)
-        return;
-    try {
-        QFile file(QString::fromWCharArray(m_logFileFQPath->wideText()));
-        if (file.size() == 0)
-            file.remove();
-    } catch (...) {
-    }
+    if (std::exchange(m_logFileIsOurs, false) && m_logFileFQPath)
+        removeIfEmpty(m_logFileFQPath->wideText());
 }
 
 // ---- Log form --------------------------------------------------------------------------------------------

@@ -7,7 +7,6 @@
 #include <zmu/owner/ZgwCodes.h>
 #include <zmu/owner/internal/OwnerStatus.h>
 
-#include <algorithm>
 #include <iterator>
 
 using namespace zmu;

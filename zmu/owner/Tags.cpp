@@ -8,6 +8,7 @@
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZRpbr.h>
 #include <zmu/owner/ZgwCodes.h>
+#include <zmu/owner/internal/BranderModule.h>
 #include <zmu/owner/internal/OwnerStatus.h>
 #include <zmu/owner/internal/OwnerTable.h>
 #include <zmu/owner/internal/ProgramFile.h>
@@ -102,6 +103,7 @@ class TagSource {
     void readBrand(int id)
     {
         require(m_brander, zgw::BrandTextNoBrander);
+        const Synchronized guard(branderLock());
         try {
             m_value = UTL_String(m_brander->getBrandText(id, m_buffer, m_capacity));
         } catch (...) {
@@ -279,10 +281,14 @@ bool ZarnDataZGW::getLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, i64 owner
             value = values[tag];
         } else if (!obtainLogTagValue(value, tag, ownerID, module, brander, code1(), code2(),
                                       nullptr, 0)) {
+            try {
+                value = UTL_String(m_resourceModuleInternal, text::Unknown, text::capacity);
+            } catch (...) {
+                value.clear();
+            }
             code1() = zgw::Success;
             code2() = 0;
             SetLastError(ERROR_SUCCESS);
-            value = UTL_String(m_resourceModuleInternal, text::Unknown, text::capacity);
         }
     } catch (...) {
         value.clear();

@@ -20,7 +20,7 @@
 #endif
 
 /// The one brander of a process. The static operations are the module's; others reach them through
-/// its entries. One thread at a time.
+/// its entries. One thread at a time, which must neither report to a monitor nor wait for another.
 class ZRpbr {
   public:
     /// The brander that is alive, null if none is.

@@ -8,9 +8,9 @@
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZgwCodes.h>
-#include <zmu/owner/internal/OwnerLock.h>
 #include <zmu/owner/internal/OwnerStatus.h>
 #include <zmu/owner/internal/OwnerTable.h>
+#include <zmu/platform/Threads.h>
 
 #include <new>
 #include <string>
@@ -18,7 +18,7 @@
 
 using namespace zmu;
 
-HINSTANCE ZarnDataZGW::m_resourceModuleInternal = nullptr;
+std::atomic<HINSTANCE> ZarnDataZGW::m_resourceModuleInternal = nullptr;
 
 namespace {
 
@@ -47,12 +47,6 @@ ulong32& ZarnDataZGW::code2()
     return s_code2;
 }
 
-Mutex& zmu::ownersMutex()
-{
-    static Mutex mutex;
-    return mutex;
-}
-
 // ---- Construction ----------------------------------------------------------------------------------------
 
 ZarnDataZGW::ZarnDataZGW(i64 ownerID, bool standalone, HINSTANCE resourceModuleInternal,
@@ -60,7 +54,7 @@ ZarnDataZGW::ZarnDataZGW(i64 ownerID, bool standalone, HINSTANCE resourceModuleI
     : m_ownerID(ownerID), m_ownerStandalone(standalone), m_logType(logType),
       m_resourceModuleExternal(resourceModuleExternal)
 {
-    const Synchronized guard(ownersMutex());
+    const CancellationHold hold;
     constexpr ulong32 startMask = clearStatus | resetMembers;
     if (!setMemberVarsToDefaults(1, startMask))
         Zarn_TRACE(L"ZarnDataZGW::ZarnDataZGW () [3]: The startup call to "
@@ -90,8 +84,11 @@ ZarnDataZGW::ZarnDataZGW(i64 ownerID, bool standalone, HINSTANCE resourceModuleI
 
 void ZarnDataZGW::locateResourceModules(HINSTANCE internal)
 {
-    if (!m_resourceModuleInternal)
-        m_resourceModuleInternal = internal ? internal : GetModuleHandleW(libraryName);
+    if (!m_resourceModuleInternal) {
+        HINSTANCE none = nullptr;
+        m_resourceModuleInternal.compare_exchange_strong(
+            none, internal ? internal : GetModuleHandleW(libraryName));
+    }
     if (!m_resourceModuleInternal) {
         code1() = zgw::BootstrapModuleMissing;
         code2() = GetLastError();
@@ -260,7 +257,7 @@ Zarn* ZarnDataZGW::createZarnMonitor()
         }
     }
     if (code1() == zgw::Success) {
-        m_logFileIsOurs = false;
+        leaveLogFileTo(*monitor);
         delete std::exchange(m_dataSet, nullptr);
         return monitor;
     }
@@ -286,7 +283,7 @@ bool ZarnDataZGW::destroyZarnMonitor(Zarn*& monitor)
 
 ZarnDataZGW::~ZarnDataZGW()
 {
-    const Synchronized guard(ownersMutex());
+    const CancellationHold hold;
     constexpr ulong32 mask = freeAll | resetMembers;
     if (!setMemberVarsToDefaults(1, mask))
         Zarn_TRACE(L"ZarnDataZGW::~ZarnDataZGW (): The call to "

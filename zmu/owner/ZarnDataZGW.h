@@ -7,7 +7,7 @@
 //
 // The constructor gathers what is particular to the owner: resource modules, the product's texts,
 // the fifteen tags of a form, log directory, names of log and form. createZarnMonitor makes a
-// monitor of that. The object then only holds texts and handles; keep it while tags are asked for.
+// monitor of that, which does without its owner from then on.
 //
 // A log is named PROGRAM_YEAR-MONTH-DAY_HOUR-MINUTE-SECOND-MILLISECOND.html in the log directory
 // that ZarnData::setLogVariables has set; owners LOGON and PW put the user's name in front. Its
@@ -16,10 +16,10 @@
 // monitor wrote, goes away with the object.
 //
 // Operations that can fail answer with a bool or a pointer; getDX_Code1 and getDX_Code2 tell why
-// (docs/zgw-codes.md). The codes are those of the calling thread's last operation. Objects are for
-// one thread at a time. Making and destroying them is serialised within the process, since they
-// share the brander; so is the naming of a successor at a log's byte limit, which reporting threads
-// do through this class.
+// (docs/zgw-codes.md). The codes are those of the calling thread's last operation. An object is for
+// one thread at a time; several may be made and destroyed at once. createZarnMonitor and
+// destroyZarnMonitor enter and leave the registry of monitors, and so are for one thread at a time
+// in the process.
 #pragma once
 
 #include <zmu/foundation/Export.h>
@@ -28,6 +28,8 @@
 #include <zmu/log/ZarnForm.h>
 #include <zmu/monitor/ZarnTypes.h>
 #include <zmu/platform/Win32.h>
+
+#include <atomic>
 
 class Zarn;
 class ZarnData;
@@ -67,7 +69,7 @@ class ZMU_API ZarnDataZGW {
 
     // ---- Life cycle -------------------------------------------------------------------------------
 
-    /// Makes a monitor of the data set; null on failure (5, 6, 7, 9). Succeeds once.
+    /// Makes a monitor of the data set; null on failure (5, 6, 7). Succeeds once.
     Zarn* createZarnMonitor();
     /// Destroys a monitor and nulls the pointer; null is a success. False, with the pointer as it
     /// was, for what is no registered monitor.
@@ -105,7 +107,8 @@ class ZMU_API ZarnDataZGW {
     // ---- Log directory, names, tags ---------------------------------------------------------------
 
     /// The log directory with a separator at its end, environment references expanded. That it
-    /// exists is not promised. 35 to 50.
+    /// exists is not promised. One that cannot be expanded is taken as it stands, and made if it
+    /// does not exist: 35, 43 to 46, 49, 50.
     static bool obtainLogDirectorySpecifier(UTL_String& directory, HINSTANCE module);
     /// Copies the log's path, which is empty for an owner that does not run standalone. A buffer of
     /// fewer than 260 elements, or one that the path does not fit, comes back empty. Whoever has
@@ -129,7 +132,8 @@ class ZMU_API ZarnDataZGW {
 
     // ---- The product's brander ------------------------------------------------------------------
 
-    /// The process's brander, made if it is not alive; `createdHere` tells which. 3, 4.
+    /// The process's brander, made if it is not alive; `createdHere` tells which. 3, 4. A code that
+    /// the calling thread still holds is a failure, too, and one costs the process its brander.
     static bool obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName, bool& createdHere);
     /// Hands the brander to the caller, and the name of its module unless `moduleName` is null.
     void relinquishProductBrander(ZRpbr*& brander, UTL_String** moduleName);
@@ -169,7 +173,8 @@ class ZMU_API ZarnDataZGW {
     ZarnData* m_dataSet = nullptr;                ///< Under construction; null after the hand-over.
     HINSTANCE m_resourceModuleExternal = nullptr; ///< Holds the owner's response specs.
 
-    static HINSTANCE m_resourceModuleInternal; ///< Holds the library's own texts; set once.
+    /// Holds the library's own texts; set once.
+    static std::atomic<HINSTANCE> m_resourceModuleInternal;
 
   private:
     bool freeResourceModuleExternal();
@@ -182,6 +187,12 @@ class ZMU_API ZarnDataZGW {
     void freeLogTagValues();
     bool obtainProductBrander();
     void destroyProductBrander();
+    /// As the public form; `owners` is how many objects more hold the brander on success.
+    static bool obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName, bool& createdHere,
+                                     int owners);
+    /// Gives up the brander; the result is to be destroyed. Under the branders' lock.
+    ZRpbr* letGoOfBrander(bool mayDestroy);
+    void leaveLogFileTo(Zarn& monitor);
     void removeUnusedLogFile();
 
     bool m_logFileIsOurs = false; ///< The log file was made here and is nobody else's yet.

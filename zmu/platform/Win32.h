@@ -60,13 +60,16 @@ inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
 inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
 inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr DWORD ERROR_WRITE_PROTECT = 19;
 inline constexpr DWORD ERROR_WRITE_FAULT = 29;
 inline constexpr DWORD ERROR_NOT_SUPPORTED = 50;
 inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+inline constexpr DWORD ERROR_DISK_FULL = 112;
 inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 inline constexpr DWORD ERROR_MORE_DATA = 234;
 inline constexpr DWORD ERROR_NO_WORK_DONE = 235;
 inline constexpr DWORD ERROR_DIRECTORY = 267;
@@ -134,11 +137,11 @@ DWORD GetModuleFileNameW(HMODULE module, wchar_t* output, DWORD size);
 
 // ---- Version data of modules: linux/VersionData.cpp --------------------------------------------
 //
-// A file is named as a module is ("pv.dll"), and looked for where a module would be loaded from; a
-// name with a path is taken as it is. It is read, never loaded, and nothing in it is trusted.
+// A file is named as a module is ("pv.dll"), and looked for in the folders of the program, of the
+// library and of the loader's own list; a name with a path is taken as it is. It is read, never loaded, and nothing in it is trusted.
 
 /// Bytes of the version data of a file; 0 with the last error 1812 when it has none or is no module
-/// of this machine, 2 when there is no such file. `*handle` becomes 0; it may be null.
+/// in the word size and byte order of this process, 2 when there is no such file. `*handle` becomes 0; it may be null.
 DWORD GetFileVersionInfoSizeW(const wchar_t* file, DWORD* handle);
 /// Copies the version data of a file into the `size` bytes of `block`, which must be aligned for
 /// any type. False with a last error as above, or 122 when they are too few. `handle` is ignored.
@@ -231,7 +234,8 @@ int _localtime64_s(std::tm* local, const i64* time);
 /// included; afterwards the elements with the terminator, also when they were too many (122).
 ZMU_API BOOL GetUserNameW(wchar_t* output, DWORD* size);
 /// Makes one directory, with the rights that the process gives by default; `security` must be null.
-/// False with 3 without a parent or a name, 5 without the right, 183 when something has that name.
+/// False with 3 without a parent or a name, 5 without the right, 8 without memory, 19 on a read-only
+/// file system, 112 without room, 183 when something has that name, 206 for too long a name.
 BOOL CreateDirectoryW(const wchar_t* path, void* security);
 /// 0 when the process may use a path as `mode` asks: 0 it exists, 2 write, 4 read. -1 otherwise.
 int _waccess(const wchar_t* path, int mode);
@@ -261,7 +265,8 @@ long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD options, DWORD access, H
 /// also when it has no room (234). 2 when there is none.
 long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, u8* data,
                       DWORD* size);
-/// Writes a REG_DWORD at once. 29 when it did not reach the file.
+/// Writes a REG_DWORD at once. 29 when the file does not hold it then. Waits for another process
+/// that is writing.
 long RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const u8* data,
                     DWORD size);
 long RegCloseKey(HKEY key);

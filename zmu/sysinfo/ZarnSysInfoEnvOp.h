@@ -28,7 +28,7 @@
 ///
 /// What cannot be learned reads "Unknown", "None" or "Unavailable", so that it does not end a walk;
 /// only a failure to list the drives does. Memory and version are those at construction. Nothing
-/// here waits for a network.
+/// waits for a network, but Windows may ask it for the domain where USERDOMAIN is not set.
 class ZMU_API ZarnSysInfoEnvOp : public ZarnSysInfo {
   public:
     ZarnSysInfoEnvOp();

@@ -7,51 +7,36 @@
 
 namespace {
 
-class LocalMachine : public testing::Test {
-  protected:
-    void SetUp() override
-    {
-        TearDown();
-        ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, name, &m_key), ERROR_SUCCESS);
-        ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, m_key), ERROR_SUCCESS);
-    }
-    void TearDown() override
-    {
-        RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
-        RegCloseKey(m_key);
-        RegDeleteTreeW(HKEY_CURRENT_USER, name);
-    }
-
-    static void set(const std::wstring& key, const wchar_t* value, const std::wstring& text)
-    {
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), value, REG_SZ, text.c_str(),
-                        static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
-    }
-    static void set(const std::wstring& key, const wchar_t* value, DWORD number)
-    {
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), value, REG_DWORD, &number, sizeof number);
-    }
-    static std::wstring datum(int position)
-    {
-        wchar_t datum[256];
-        ZarnSysInfoEnvOp source;
-        return source.getDataPair(position, nullptr, datum, 0, 256) ? datum : L"none";
-    }
-
-  private:
-    static constexpr wchar_t name[] = L"Software\\zmu_test_registry";
-    HKEY m_key = nullptr;
-};
-
-TEST_F(LocalMachine, IsReadAsItIs)
+void set(const std::wstring& key, const wchar_t* value, DWORD number)
 {
-    EXPECT_EQ(datum(4), L"Unavailable");
-    EXPECT_EQ(datum(17), L"Unknown");
-    EXPECT_EQ(datum(22), L"none");
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), value, REG_DWORD, &number, sizeof number);
+}
+
+void set(const std::wstring& key, const wchar_t* value, const std::wstring& text)
+{
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), value, REG_SZ, text.c_str(),
+                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+std::wstring datum(int position)
+{
+    wchar_t datum[256];
+    ZarnSysInfoEnvOp source;
+    return source.getDataPair(position, nullptr, datum, 0, 256) ? datum : L"none";
+}
+
+TEST(LocalMachine, IsReadAsItIs)
+{
+    const wchar_t name[] = L"Software\\zmu_test_registry";
+    RegDeleteTreeW(HKEY_CURRENT_USER, name);
+    HKEY machine = nullptr;
+    ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, name, &machine), ERROR_SUCCESS);
+    ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine), ERROR_SUCCESS);
+    EXPECT_EQ(datum(4) + L'|' + datum(17) + L'|' + datum(22), L"Unavailable|Unknown|none");
 
     const std::wstring hotfixes = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\HotFix";
     set(hotfixes + L"\\KB1", L"Installed", 1);
-    set(hotfixes + L"\\KB2", L"Installed", L"12"); // no number, though of a number's size
+    set(hotfixes + L"\\KB2", L"Installed", L"2"); // of a number's size, but none
     set(hotfixes + L"\\KB3", L"Installed", 0xFFFFFFFF);
     EXPECT_EQ(datum(4), L"KB1(1), KB2, KB3(-1)");
 
@@ -65,10 +50,13 @@ TEST_F(LocalMachine, IsReadAsItIs)
     const wchar_t subsystems[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\SubSystems";
     const std::wstring sizes = L" SharedSection=1024,20480,768";
     set(subsystems, L"Windows", std::wstring(1023 - sizes.size(), L'x') + sizes);
-    EXPECT_EQ(datum(22), L"1024 KB");
-    EXPECT_EQ(datum(24), L"768 KB");
+    EXPECT_EQ(datum(22) + L'|' + datum(24), L"1024 KB|768 KB");
     set(subsystems, L"Windows", std::wstring(1024 - sizes.size(), L'x') + sizes);
     EXPECT_EQ(datum(22), L"none");
+
+    RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+    RegCloseKey(machine);
+    RegDeleteTreeW(HKEY_CURRENT_USER, name);
 }
 
 } // namespace

@@ -2,20 +2,26 @@
 // can do without it.
 #pragma once
 
+#include <zmu/foundation/Mutex.h>
 #include <zmu/owner/ZRpbr.h>
 
 namespace zmu {
 
-/// The static operations of ZRpbr by way of the module's entries. What needs the module answers
-/// null without it, and getSelfDX_Code then tells the system's error: 126 no module, 127 an entry
-/// is missing. The module stays loaded: a brander that others have made may live on in it. Under
-/// the owners' mutex.
-class BranderModule {
-  public:
-    static ZRpbr* getProductBrander();
-    static ZRpbr* create(int kind);
-    static int getSelfDX_Code();
-    static void destroy();
+/// The static operations of ZRpbr, which are the module's entries. Under branderLock.
+struct BranderModule {
+    brander::GetProductBrander getProductBrander = nullptr;
+    brander::Create create = nullptr;
+    brander::GetSelfDX_Code getSelfDX_Code = nullptr;
+    brander::Destroy destroy = nullptr;
 };
+
+/// The module, loaded if need be; it stays loaded, as a brander that others have made may live on
+/// in it. Null without it, with the system's error: 126 no module, 127 an entry is missing. Not
+/// under branderLock: loading waits for whoever loads another module, who may be making an owner.
+const BranderModule* loadedBranderModule();
+
+/// What keeps branders to one thread at a time: held over each call of one, and never while
+/// waiting for anything else.
+Mutex& branderLock();
 
 } // namespace zmu

@@ -2,8 +2,11 @@
 // both standard error here.
 #include <zmu/platform/Win32.h>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -89,6 +92,41 @@ bool isErrorWritable()
     return false;
 }
 
+/// Writes to standard error without ever waiting there: somebody else may have taken the room that
+/// was seen a moment ago. Whether the host's own descriptor waits is the host's affair, and those
+/// who share it; so a pipe or a terminal is opened once more.
+class ErrorChannel {
+  public:
+    ErrorChannel()
+    {
+        struct stat status;
+        if (fstat(STDERR_FILENO, &status) != 0)
+            return;
+        m_isSocket = S_ISSOCK(status.st_mode);
+        if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode))
+            m_own = open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    }
+    ~ErrorChannel()
+    {
+        if (m_own >= 0)
+            close(m_own);
+    }
+    ErrorChannel(const ErrorChannel&) = delete;
+    ErrorChannel& operator=(const ErrorChannel&) = delete;
+
+    /// As write(2); EAGAIN if there is no room.
+    ssize_t put(const char* bytes, std::size_t size) const
+    {
+        if (m_isSocket)
+            return send(STDERR_FILENO, bytes, size, MSG_DONTWAIT);
+        return write(m_own >= 0 ? m_own : STDERR_FILENO, bytes, size);
+    }
+
+  private:
+    bool m_isSocket = false;
+    int m_own = -1;
+};
+
 /// Collects text in UTF-8 and writes it to standard error, in one piece as long as it fits here.
 class ErrorStream {
   public:
@@ -119,12 +157,14 @@ class ErrorStream {
     /// What cannot be written is dropped: there is nowhere to tell.
     void flush()
     {
+        constexpr int attemptsMax = 10; // others may take the room again and again
+        const ErrorChannel channel;
         const char* bytes = m_bytes;
-        while (m_used != 0) {
+        for (int attempt = 0; m_used != 0 && attempt < attemptsMax; ++attempt) {
             if (!isErrorWritable())
                 break;
-            const ssize_t written = write(STDERR_FILENO, bytes, m_used);
-            if (written < 0 && errno == EINTR)
+            const ssize_t written = channel.put(bytes, m_used);
+            if (written < 0 && (errno == EINTR || errno == EAGAIN))
                 continue;
             if (written < 0)
                 m_hold.noteFailure();

@@ -94,6 +94,14 @@ BOOL CreateDirectoryW(const wchar_t* path, void*)
         return fail(ERROR_ALREADY_EXISTS);
     case ENOMEM:
         return fail(ERROR_NOT_ENOUGH_MEMORY);
+    case EROFS:
+        return fail(ERROR_WRITE_PROTECT);
+    case ENOSPC:
+    case EDQUOT:
+        return fail(ERROR_DISK_FULL);
+    case ENAMETOOLONG:
+    case ELOOP:
+        return fail(ERROR_FILENAME_EXCED_RANGE);
     default:
         return fail(ERROR_ACCESS_DENIED);
     }

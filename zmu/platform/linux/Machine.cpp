@@ -20,8 +20,8 @@ namespace zmu::machine {
 
 namespace {
 
-constexpr std::size_t fileSizeMax = 64 * 1024;
-constexpr std::size_t mountsSizeMax = 4 * 1024 * 1024;
+constexpr std::size_t fileSizeMax = 0x10000;
+constexpr std::size_t mountsSizeMax = 0x400000;
 
 std::wstring widen(const std::string& text)
 {
@@ -149,7 +149,7 @@ std::wstring systemDirectory()
 bool listFixedDrives(std::vector<std::wstring>& drives, std::wstring&)
 {
     const auto isFixed = [](const Mount& mount) {
-        return isDirectory(mount) && !isRemovable(mount);
+        return !isRemovable(mount) && isDirectory(mount);
     };
     for (const Mount& mount : fixedMounts(mounts(), isFixed))
         drives.push_back(widen(mount.point));

@@ -256,7 +256,7 @@ Reference findOrLoad(const std::string& name)
 }
 
 /// Path of the file that a module was loaded from. The loader remembers the path that it was given,
-/// which may have been relative.
+/// which may have been relative, and the folder that it found.
 std::string pathOf(HMODULE module)
 {
     if (!module)
@@ -266,10 +266,13 @@ std::string pathOf(HMODULE module)
         return {};
     if (!*map->l_name)
         return programPath();
-    const std::string path(map->l_name);
-    std::error_code error;
-    const auto absolute = std::filesystem::absolute(path, error);
-    return error ? path : absolute.lexically_normal().string();
+    const std::filesystem::path path(map->l_name);
+    if (path.is_absolute())
+        return path.lexically_normal().string();
+    char folder[PATH_MAX];
+    if (dlinfo(module, RTLD_DI_ORIGIN, folder) != 0)
+        return path.string();
+    return (std::filesystem::path(folder) / path.filename()).lexically_normal().string();
 }
 
 /// The frame of the public operations: every failure of `body` is a null with the last error.

@@ -1,6 +1,9 @@
 // The machine's settings: one section of an INI file stands for a key.
 #include <zmu/platform/Win32.h>
 
+#include <QByteArray>
+#include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 #include <QString>
 #include <QStringList>
@@ -18,13 +21,24 @@ struct HKEY__ {
           section(sectionName)
     {
         settings.setFallbacksEnabled(false);
-        // Who may write the file need not be allowed to make another one beside it.
-        settings.setAtomicSyncRequired(false);
+        // A file that takes the old one's place loses nothing when there is no room for it. Only
+        // who may write the file, and not make another one beside it, writes into it.
+        const QFileInfo folder(QFileInfo(settings.fileName()).path());
+        settings.setAtomicSyncRequired(!folder.exists() || folder.isWritable());
     }
 
     QString nameOf(const wchar_t* value) const
     {
         return section + QLatin1Char('/') + QString::fromWCharArray(value);
+    }
+
+    /// Whether the file itself holds a line "name=value", which a full disk may have prevented.
+    bool isWritten(const wchar_t* name, DWORD value) const
+    {
+        QFile file(settings.fileName());
+        const QByteArray line =
+            QString::fromWCharArray(name).toUtf8() + '=' + QByteArray::number(value);
+        return file.open(QIODevice::ReadOnly) && file.readAll().split('\n').contains(line);
     }
 
     QSettings settings;
@@ -110,7 +124,9 @@ long RegSetValueExW(HKEY key, const wchar_t* name, DWORD, DWORD type, const u8* 
         std::memcpy(&number, data, sizeof number);
         key->settings.setValue(key->nameOf(name), QString::number(number));
         key->settings.sync();
-        return key->settings.status() == QSettings::NoError ? ERROR_SUCCESS : ERROR_WRITE_FAULT;
+        return key->settings.status() == QSettings::NoError && key->isWritten(name, number)
+                   ? ERROR_SUCCESS
+                   : ERROR_WRITE_FAULT;
     });
 }
 

@@ -94,7 +94,8 @@ using Segment = ElfW(Phdr);
 using Section = ElfW(Shdr);
 using NoteHeader = ElfW(Nhdr);
 
-bool isOfThisMachine(const FileHeader& header)
+/// Whether the structures of the file are this process's own.
+bool isReadable(const FileHeader& header)
 {
     constexpr unsigned char ownClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
     constexpr unsigned char ownOrder =
@@ -163,7 +164,7 @@ class NoteReader {
 std::vector<std::string> readVersionNotes(const InputFile& file)
 {
     FileHeader header{};
-    if (!file.read(0, &header, sizeof header) || !isOfThisMachine(header))
+    if (!file.read(0, &header, sizeof header) || !isReadable(header))
         return {};
     NoteReader reader(file);
     for (const Segment& segment :
