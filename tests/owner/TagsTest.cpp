@@ -69,7 +69,7 @@ TEST_F(Tags, OfEachOwner)
         {Zarn_FORM_TAG_COMPANY_NAME_LONG, QString::fromUtf8("\xC3\x84 \xF0\x9F\x98\x80 long")},
         {Zarn_FORM_TAG_COMPANY_NAME_SHORT, "short"},
         {Zarn_FORM_TAG_COMPANY_WEBSITE, "web"},
-        {Zarn_FORM_TAG_HOME_DIRECTORY, QFileInfo(BRANDER_FILE).path()},
+        {Zarn_FORM_TAG_HOME_DIRECTORY, QFileInfo(BRANDER_FILE).absolutePath()},
         {Zarn_FORM_TAG_NAME_OF_SESSION, "Unknown"},
         {Zarn_FORM_TAG_NAME_OF_USER, QString::fromWCharArray(user)},
         {Zarn_FORM_TAG_SUITE_NAME, "suite"}};
@@ -153,7 +153,7 @@ TEST_F(Tags, HomeDirectoryWithAndWithoutAnApplication)
     char* argv[] = {name, nullptr};
     const QCoreApplication application(argc, argv);
     EXPECT_EQ(freshTag(Zarn_FORM_TAG_HOME_DIRECTORY, code), without);
-    EXPECT_EQ(QString::fromStdWString(without), QFileInfo(BRANDER_FILE).path());
+    EXPECT_EQ(QString::fromStdWString(without), QFileInfo(BRANDER_FILE).absolutePath());
 }
 
 // ---- The brander -----------------------------------------------------------------------------------------
