@@ -32,6 +32,9 @@ TEST(Lock, HeldTwiceNeedsTwoReleases)
         Synchronized guard(mutex);
         hasEntered = true;
     });
+    std::thread([&] { EXPECT_FALSE(mutex.tryLock()); }).join();
+    EXPECT_TRUE(mutex.tryLock()); // a third time
+    EXPECT_TRUE(mutex.unlock());
     // Long enough for the other thread to give up spinning and go to sleep.
     const auto wait = [] { std::this_thread::sleep_for(std::chrono::milliseconds(20)); };
     wait();

@@ -72,7 +72,7 @@ TEST_F(Tags, OfEachOwner)
         {Zarn_FORM_TAG_COMPANY_NAME_SHORT, "short"},
         {Zarn_FORM_TAG_COMPANY_WEBSITE, "web"},
         {Zarn_FORM_TAG_FILE_VERSION, "3.1"},
-        {Zarn_FORM_TAG_HOME_DIRECTORY, QFileInfo(BRANDER_FILE).path()},
+        {Zarn_FORM_TAG_HOME_DIRECTORY, QFileInfo(BRANDER_FILE).absolutePath()},
         {Zarn_FORM_TAG_MODULE_FILE_NAME, "owner.original"},
         {Zarn_FORM_TAG_NAME_OF_DOMAIN, "a domain"},
         {Zarn_FORM_TAG_NAME_OF_SESSION, "Unknown"},
@@ -158,7 +158,7 @@ TEST_F(Tags, HomeDirectoryWithAndWithoutAnApplication)
     char* argv[] = {name, nullptr};
     const QCoreApplication application(argc, argv);
     EXPECT_EQ(freshTag(Zarn_FORM_TAG_HOME_DIRECTORY, code), without);
-    EXPECT_EQ(QString::fromStdWString(without), QFileInfo(BRANDER_FILE).path());
+    EXPECT_EQ(QString::fromStdWString(without), QFileInfo(BRANDER_FILE).absolutePath());
 }
 
 // ---- The brander -----------------------------------------------------------------------------------------

@@ -83,6 +83,15 @@ QByteArray readFile(const std::wstring& path)
     return file.readAll();
 }
 
+bool runsUnderWine()
+{
+#if defined(_WIN32)
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+#else
+    return false;
+#endif
+}
+
 bool formatterCompletesLineFeeds()
 {
     constexpr ulong32 fromStringAndArray = 0x2400;

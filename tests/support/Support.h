@@ -36,6 +36,8 @@ class Folder {
 };
 
 QByteArray readFile(const std::wstring& path);
+/// Whether Windows is Wine, whose gaps are none of ours.
+bool runsUnderWine();
 /// Whether the system's message formatter makes a line break, CR LF, of a lone line feed.
 bool formatterCompletesLineFeeds();
 /// Text of a log without its byte-order mark, its line breaks as plain line feeds where the

@@ -13,9 +13,22 @@ Mutex::~Mutex()
 int Mutex::lock()
 {
     EnterCriticalSection(&m_section);
+    countLock();
+    return 0;
+}
+
+bool Mutex::tryLock()
+{
+    if (!TryEnterCriticalSection(&m_section))
+        return false;
+    countLock();
+    return true;
+}
+
+void Mutex::countLock()
+{
     // Only the holder writes the count, so it needs no atomic increment.
     m_lockCount.store(m_lockCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    return 0;
 }
 
 bool Mutex::unlock()

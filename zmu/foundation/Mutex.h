@@ -26,11 +26,16 @@ class ZMU_API Mutex {
     /// Takes the lock, waiting for as long as another thread holds it. Returns 0; never fails.
     int lock();
 
+    /// Takes the lock if that needs no waiting. Whether it did.
+    bool tryLock();
+
     /// Releases the lock once. Returns false, and does nothing, when nobody holds it. A thread that
     /// does not hold it must not call this while another does: that case is not detected.
     bool unlock();
 
   private:
+    void countLock();
+
     CRITICAL_SECTION m_section;
     /// How often the lock is held and not yet released. Changed by the holder only; unlock() reads
     /// it before it knows whether it is the holder.

@@ -114,6 +114,8 @@ class TObjectMap {
 
     /// Takes the map's lock for a walk; the holder may call all other operations.
     void lock() { m_mutex.lock(); }
+    /// The same if that needs no waiting. Whether it was taken.
+    bool tryLock() { return m_mutex.tryLock(); }
     /// Releases the lock taken by lock().
     void unlock() { m_mutex.unlock(); }
 

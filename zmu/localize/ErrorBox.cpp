@@ -3,8 +3,8 @@
 
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/foundation/WideBuffer.h>
+#include <zmu/foundation/internal/WideFormat.h>
 
-#include <cstdio>
 #include <cwchar>
 
 namespace {
@@ -35,7 +35,7 @@ void loadIntrinsic(WideBuffer<N>& text, unsigned id, const wchar_t* fallback)
 template <class... Arguments>
 void format(Text& text, const wchar_t* form, Arguments... arguments)
 {
-    const int length = std::swprintf(text.writable(), Text::capacity, form, arguments...);
+    const int length = zmu::formatWide(text.writable(), Text::capacity, form, arguments...);
     text.setUsed(Text::capacity);
     if (length < 1)
         text.clear();

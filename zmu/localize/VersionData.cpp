@@ -2,12 +2,16 @@
 // block that is loaded from it: the last form of each operation does the work.
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
+#include <zmu/foundation/internal/Texts.h>
+#include <zmu/foundation/internal/WideFormat.h>
+
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <cwchar>
 #include <iterator>
 #include <new>
+
+using namespace zmu;
 
 namespace {
 
@@ -18,11 +22,6 @@ constexpr std::size_t addressCapacity = 260;
 constexpr std::size_t valueNameCapacity = 48;
 constexpr std::size_t keyCapacity = 16;
 constexpr wchar_t translationAddress[] = L"\\VarFileInfo\\Translation";
-
-bool isEmpty(const wchar_t* text)
-{
-    return !text || !*text;
-}
 
 /// Empties an output; false when there is none.
 bool clear(wchar_t* buffer, u64 capacity)
@@ -88,7 +87,7 @@ const void* query(const void* block, const wchar_t* address, UINT& length)
 
 bool writeKey(wchar_t* buffer, u64 capacity, unsigned short language, unsigned short codePage)
 {
-    return std::swprintf(buffer, capacity, L"%04X%04X", unsigned(language), unsigned(codePage)) > 0;
+    return formatWide(buffer, capacity, L"%04X%04X", unsigned(language), unsigned(codePage)) > 0;
 }
 
 } // namespace
@@ -241,9 +240,9 @@ bool ZarnLocalizeHelpers::extractModuleVerValue(void*& block, wchar_t* buffer, u
         translation = key;
     }
     wchar_t address[addressCapacity];
-    if (std::swprintf(address, addressCapacity, L"%lc%ls%lc%ls%lc%ls", std::wint_t(separator),
-                      infoBlock, std::wint_t(separator), translation, std::wint_t(separator),
-                      valueName) < 1)
+    if (formatWide(address, addressCapacity, L"%lc%ls%lc%ls%lc%ls", std::wint_t(separator),
+                   infoBlock, std::wint_t(separator), translation, std::wint_t(separator),
+                   valueName) < 1)
         return false;
     return extractModuleVerValue_(block, buffer, capacity, address);
 }

@@ -155,6 +155,19 @@ bool ZarnData::leaveCriticalSection() const
     }
 }
 
+bool ZarnData::isAtRest() const
+{
+    const auto isFree = [](auto* lock) {
+        if (!lock)
+            return true;
+        const bool taken = lock->tryLock();
+        if (taken)
+            lock->unlock();
+        return taken;
+    };
+    return isFree(m_criticalSection) && isFree(m_mapOfDataForThreads);
+}
+
 // ---- Configuration ---------------------------------------------------------------------------------------
 
 bool ZarnData::setArgsIntQty(int qty)

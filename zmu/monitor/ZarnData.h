@@ -210,6 +210,8 @@ class ZMU_API ZarnData {
     bool isSelfSatisfied() const { return getSelfDX_Code() == 0; }
     /// Whether the data set itself holds no code, whatever the engines hold.
     bool isFreeOfCode() const { return m_selfDX_Code == 0; }
+    /// Whether no other thread holds one of the locks at this moment. Waits for nobody.
+    bool isAtRest() const;
     void forgetSelfDX_Code() const;
     /// The gate that every operation passes first: true without a held code, or after a forgiving
     /// tolerance has erased it.

@@ -2,7 +2,7 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/monitor/ZarnDataForThread.h>
-#include <zmu/monitor/internal/AttachmentHook.h>
+#include <zmu/platform/Attachment.h>
 #include <zmu/monitor/internal/Guards.h>
 
 #include <algorithm>

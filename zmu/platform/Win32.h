@@ -168,6 +168,8 @@ struct CRITICAL_SECTION {
 ZMU_API void InitializeCriticalSection(CRITICAL_SECTION* section);
 ZMU_API void DeleteCriticalSection(CRITICAL_SECTION* section);
 ZMU_API void EnterCriticalSection(CRITICAL_SECTION* section);
+/// Enters if that needs no waiting. Whether it did.
+BOOL TryEnterCriticalSection(CRITICAL_SECTION* section);
 ZMU_API void LeaveCriticalSection(CRITICAL_SECTION* section);
 
 // ---- Text: linux/Text.cpp ----------------------------------------------------------------------

@@ -1,9 +1,13 @@
 #include <zmu/sysinfo/ZarnSysInfo.h>
 
+#include <zmu/foundation/internal/WideFormat.h>
+
 #include <cwchar>
 #include <iterator>
 #include <new>
 #include <utility>
+
+using namespace zmu;
 
 namespace {
 
@@ -92,8 +96,8 @@ bool ZarnSysInfo::formatDataPair(wchar_t* caption, wchar_t* datum, int captionSi
     wchar_t text[20] = {};
     constexpr int hexDigits = 8;
     const int length =
-        hex ? std::swprintf(text, std::size(text), L"0x%0*X", hexDigits, unsigned(value))
-            : std::swprintf(text, std::size(text), L"%d", value);
+        hex ? formatWide(text, std::size(text), L"0x%0*X", hexDigits, unsigned(value))
+            : formatWide(text, std::size(text), L"%d", value);
     if (length < 1)
         m_error = ErrorNumberFormat;
     return formatDataPair(caption, datum, captionSize, datumSize, captionText, text);

@@ -1,5 +1,6 @@
 #include <zmu/sysinfo/ZarnSysInfoEnvOp.h>
 
+#include <zmu/foundation/internal/WideFormat.h>
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 #include <zmu/platform/Machine.h>
 
@@ -49,7 +50,7 @@ template <class Number>
 std::wstring format(const Intrinsic& form, Number number)
 {
     wchar_t text[256] = {};
-    if (std::swprintf(text, std::size(text), load(form).c_str(), number) < 0)
+    if (formatWide(text, std::size(text), load(form).c_str(), number) < 0)
         throw false;
     return text;
 }

@@ -19,7 +19,7 @@ Zarn* monitor = nullptr;
 
 } // namespace
 
-extern "C" __attribute__((visibility("default"))) bool guestReport(const char* directory)
+ZMU_RESOURCE_MODULE_ENTRY bool guestReport(const char* directory)
 {
     if (!monitor) {
         const std::string path = directory;

@@ -1,21 +1,91 @@
 // A program that loads the library with a module and lets it go: `owner_unloader WAY GUEST
 // DIRECTORY`.
-#include <dirent.h>
-#include <dlfcn.h>
-#include <unistd.h>
-
-#include <climits>
 #include <cstdlib>
 #include <future>
 #include <string>
 #include <string_view>
 #include <thread>
 
+#if defined(_WIN32)
+#include <filesystem>
+#include <windows.h>
+#else
+#include <climits>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 std::string directory;
 
-/// Whether the process has a file of `directory` open: the monitor lives.
+#if defined(_WIN32)
+
+constexpr bool staysWithThreads =
+    false; ///< The library, for as long as one lives that has used it.
+
+HMODULE load(const char* file)
+{
+    return LoadLibraryA(file);
+}
+
+bool unload(HMODULE module)
+{
+    return FreeLibrary(module);
+}
+
+void* find(HMODULE module, const char* name)
+{
+    return reinterpret_cast<void*>(GetProcAddress(module, name));
+}
+
+bool isLibraryLoaded()
+{
+    return GetModuleHandleA("zmu.dll") != nullptr;
+}
+
+/// Whether a file of `directory` is open: the monitor lives.
+bool isLogOpen()
+{
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        const HANDLE file =
+            CreateFileW(entry.path().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (file == INVALID_HANDLE_VALUE)
+            return true;
+        CloseHandle(file);
+    }
+    return false;
+}
+
+#else
+
+constexpr bool staysWithThreads = true;
+
+void* load(const char* file)
+{
+    // What the library rests on stays: some of that leaves memory behind when it is unmapped.
+    return dlopen("libQt6Core.so.6", RTLD_NOW) ? dlopen(file, RTLD_NOW) : nullptr;
+}
+
+bool unload(void* module)
+{
+    return dlclose(module) == 0;
+}
+
+void* find(void* module, const char* name)
+{
+    return dlsym(module, name);
+}
+
+bool isLibraryLoaded()
+{
+    void* const library = dlopen("libzmu.so.0", RTLD_LAZY | RTLD_NOLOAD);
+    if (library)
+        dlclose(library);
+    return library != nullptr;
+}
+
 bool isLogOpen()
 {
     bool isOpen = false;
@@ -31,13 +101,7 @@ bool isLogOpen()
     return isOpen;
 }
 
-bool isLibraryLoaded()
-{
-    void* const library = dlopen("libzmu.so.0", RTLD_LAZY | RTLD_NOLOAD);
-    if (library)
-        dlclose(library);
-    return library != nullptr;
-}
+#endif
 
 void require(bool condition, int status)
 {
@@ -59,24 +123,24 @@ int main(int argc, char** argv)
     const std::string_view way = argv[1];
     directory = argv[3];
     std::atexit(checkAtEnd); // before the library comes: it runs after the library's own
-    // What the library rests on stays: some of that leaves memory behind when it is unmapped.
-    require(dlopen("libQt6Core.so.6", RTLD_NOW) != nullptr, 8);
-    void* const guest = dlopen(argv[2], RTLD_NOW);
+    const auto guest = load(argv[2]);
     require(guest != nullptr, 3);
-    const auto report = reinterpret_cast<bool (*)(const char*)>(dlsym(guest, "guestReport"));
+    const auto report = reinterpret_cast<bool (*)(const char*)>(find(guest, "guestReport"));
     const auto inThread = [&] {
         std::thread([&] { require(report(directory.c_str()), 4); }).join();
+    };
+    const auto letGo = [&](bool stays) {
+        require(isLogOpen(), 5);
+        require(unload(guest), 6);
+        require(isLogOpen() == stays && isLibraryLoaded() == stays, 7);
     };
     if (way == "threads have ended") {
         inThread();
         inThread();
-        require(isLogOpen(), 5);
-        require(dlclose(guest) == 0, 6);
-        require(!isLogOpen() && !isLibraryLoaded(), 7);
+        letGo(false);
     } else if (way == "main has reported") {
         require(report(directory.c_str()), 4);
-        require(dlclose(guest) == 0, 6);
-        require(isLogOpen() && isLibraryLoaded(), 7);
+        letGo(staysWithThreads);
     } else if (way == "thread lives on") {
         std::promise<void> reported, closed;
         std::thread thread([&] {
@@ -85,8 +149,7 @@ int main(int argc, char** argv)
             closed.get_future().wait();
         });
         reported.get_future().wait();
-        require(dlclose(guest) == 0, 6);
-        require(isLibraryLoaded(), 7); // the thread's exit function is still to run in it
+        letGo(staysWithThreads);
         closed.set_value();
         thread.join();
     } else {

@@ -49,6 +49,22 @@ void acquire(CRITICAL_SECTION& section)
     section.gate.lock();
 }
 
+/// Whether the calling thread, `self`, is the owner already; it then has entered once more.
+bool enterAgain(CRITICAL_SECTION& section, DWORD self)
+{
+    // Only this thread ever stores its own identity, so no order is needed to recognise it.
+    if (section.owner.load(std::memory_order_relaxed) != self)
+        return false;
+    ++section.depth;
+    return true;
+}
+
+void becomeOwner(CRITICAL_SECTION& section, DWORD self)
+{
+    section.owner.store(self, std::memory_order_relaxed);
+    section.depth = 1;
+}
+
 } // namespace
 
 DWORD GetCurrentThreadId()
@@ -75,14 +91,21 @@ void DeleteCriticalSection(CRITICAL_SECTION*) {} // its members need no more tha
 void EnterCriticalSection(CRITICAL_SECTION* section)
 {
     const DWORD self = GetCurrentThreadId();
-    // Only this thread ever stores its own identity, so no order is needed to recognise it.
-    if (section->owner.load(std::memory_order_relaxed) == self) {
-        ++section->depth;
+    if (enterAgain(*section, self))
         return;
-    }
     acquire(*section);
-    section->owner.store(self, std::memory_order_relaxed);
-    section->depth = 1;
+    becomeOwner(*section, self);
+}
+
+BOOL TryEnterCriticalSection(CRITICAL_SECTION* section)
+{
+    const DWORD self = GetCurrentThreadId();
+    if (enterAgain(*section, self))
+        return TRUE;
+    if (!tryToAcquire(*section))
+        return FALSE;
+    becomeOwner(*section, self);
+    return TRUE;
 }
 
 void LeaveCriticalSection(CRITICAL_SECTION* section)
