@@ -138,10 +138,12 @@ DWORD GetModuleFileNameW(HMODULE module, wchar_t* output, DWORD size);
 // ---- Version data of modules: linux/VersionData.cpp --------------------------------------------
 //
 // A file is named as a module is ("pv.dll"), and looked for in the folders of the program, of the
-// library and of the loader's own list; a name with a path is taken as it is. It is read, never loaded, and nothing in it is trusted.
+// library and of the loader's own list; a name with a path is taken as it is. It is read, never
+// loaded, and nothing in it is trusted.
 
 /// Bytes of the version data of a file; 0 with the last error 1812 when it has none or is no module
-/// in the word size and byte order of this process, 2 when there is no such file. `*handle` becomes 0; it may be null.
+/// in the word size and byte order of this process, 2 when there is no such file. `*handle` becomes
+/// 0; it may be null.
 DWORD GetFileVersionInfoSizeW(const wchar_t* file, DWORD* handle);
 /// Copies the version data of a file into the `size` bytes of `block`, which must be aligned for
 /// any type. False with a last error as above, or 122 when they are too few. `handle` is ignored.
@@ -236,8 +238,9 @@ int _localtime64_s(std::tm* local, const i64* time);
 /// included; afterwards the elements with the terminator, also when they were too many (122).
 ZMU_API BOOL GetUserNameW(wchar_t* output, DWORD* size);
 /// Makes one directory, with the rights that the process gives by default; `security` must be null.
-/// False with 3 without a parent or a name, 5 without the right, 8 without memory, 19 on a read-only
-/// file system, 112 without room, 183 when something has that name, 206 for too long a name.
+/// False with 3 without a parent or a name, 5 without the right, 8 without memory, 19 on a
+/// read-only file system, 112 without room, 183 when something has that name, 206 for too long a
+/// name.
 BOOL CreateDirectoryW(const wchar_t* path, void* security);
 /// 0 when the process may use a path as `mode` asks: 0 it exists, 2 write, 4 read. -1 otherwise.
 int _waccess(const wchar_t* path, int mode);
