@@ -1,5 +1,7 @@
 // A program that loads the library with a module and lets it go: `owner_unloader WAY GUEST
 // DIRECTORY`.
+#include "CrashStatus.h"
+
 #include <chrono>
 #include <cstdlib>
 #include <future>
