@@ -7,8 +7,9 @@
 # The prefix is in $ZMU_CACHE, see prepare.sh.
 WINEPREFIX=${ZMU_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/zmu}/wine
 WINEDEBUG=${WINEDEBUG:--all}
-# No questions about components that nothing here uses, and no entries in the user's desktop menus.
-WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
+# No questions about components that nothing here uses, no entries in the user's desktop menus, and
+# no desktop, which would outlive the program whose window is the first.
+WINEDLLOVERRIDES='mscoree,mshtml,explorer.exe,winemenubuilder.exe='
 WINEARCH=win64
 # File names are UTF-8 whatever the caller's locale is.
 LC_ALL=C.UTF-8

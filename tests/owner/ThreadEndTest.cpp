@@ -179,7 +179,8 @@ TEST_P(OwnerThreadsProcessEnd, IsClean)
 
 INSTANTIATE_TEST_SUITE_P(Ways, OwnerThreadsProcessEnd,
                          testing::Values("return", "exit elsewhere", "idle thread", "busy thread",
-                                         "late in thread", "late in process", "host destroys",
+                                         "thread in a situation", "late in thread",
+                                         "late in process", "host destroys",
                                          "host destroys at exit"),
                          wayOf);
 

@@ -2,11 +2,11 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/monitor/ZarnDataForThread.h>
-#include <zmu/platform/Attachment.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/platform/Attachment.h>
+#include <zmu/platform/Threads.h>
 
 #include <algorithm>
-#include <atomic>
 #include <limits>
 #include <memory>
 #include <new>
@@ -41,18 +41,6 @@ bool ZarnData::isSelfApproving() const
     return isSelfSatisfied();
 }
 
-namespace {
-
-/// A number from 1 that no other thread of the process has or had.
-u64 serialOfThisThread()
-{
-    static std::atomic<u64> last = 0;
-    thread_local const u64 serial = ++last;
-    return serial;
-}
-
-} // namespace
-
 // ---- The engines ---------------------------------------------------------------------------------------
 
 ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
@@ -68,7 +56,7 @@ ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
     if (m_mapOfDataForThreads->find(GetCurrentThreadId(), &found)) {
         auto* engine = static_cast<ZarnDataForThread*>(found);
         if (engine->m_threadSerial == ZarnDataForThread::anyThread ||
-            engine->m_threadSerial == serialOfThisThread())
+            engine->m_threadSerial == threadSerial())
             return engine;
         // This thread has the identity of one that has ended.
         m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr);
@@ -85,7 +73,7 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
         require(section.wasEntered(), dx::LockRefused);
         std::unique_ptr<ZarnDataForThread> engine(m_engineFactory());
         require(engine != nullptr, dx::NoEngine);
-        engine->m_threadSerial = serialOfThisThread();
+        engine->m_threadSerial = threadSerial();
         // The engine forwards to this data set, which it must be able to change.
         requireOrRaiseHeld(engine->initialize(const_cast<ZarnData*>(this)), *engine);
         require(m_mapOfDataForThreads->add(GetCurrentThreadId(), engine.get()),

@@ -21,12 +21,13 @@ Zarn* monitor = nullptr;
 
 ZMU_RESOURCE_MODULE_ENTRY bool guestReport(const char* directory)
 {
-    if (!monitor) {
-        const std::string path = directory;
-        ZarnData::setLogVariables(std::wstring(path.begin(), path.end()).c_str(), 1, true, 20, 7);
-        const HMODULE self = GetModuleHandleW(L"owner_guest.dll");
-        monitor = ZarnDataZGW(0, true, nullptr, self, Zarn_LOG_HTML).createZarnMonitor();
-    }
+    const std::string path = directory;
+    ZarnData::setLogVariables(std::wstring(path.begin(), path.end()).c_str(), 1, true, 20, 7);
+    const HMODULE self = GetModuleHandleW(L"owner_guest.dll");
+    // One in each thread; the log of those that make no monitor goes with them.
+    ZarnDataZGW owner(0, true, nullptr, self, Zarn_LOG_HTML);
+    if (!monitor)
+        monitor = owner.createZarnMonitor();
     return monitor && monitor->respondToSituation(100, nullptr, L"entry") &&
            monitor->isSelfSatisfied();
 }

@@ -1,4 +1,6 @@
 // A program that reports and ends: `owner_host WAY DIRECTORY`.
+#include "CrashStatus.h"
+
 #include <zmu/localize/ResourceModule.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
@@ -13,10 +15,23 @@
 #include <string_view>
 #include <thread>
 
+namespace {
+
+constexpr int textSituation = 100;
+constexpr int endlessSituation = 101; ///< Whoever reports it comes back no more.
+std::promise<void> hasEnteredEndless;
+
+} // namespace
+
 ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
 {
-    SetLastError(id == 100 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
-    return id == 100 ? std::swprintf(buffer, std::size_t(bufferMax), L"2~0~2~s~||``%%1`") : 0;
+    if (id == endlessSituation) {
+        hasEnteredEndless.set_value();
+        std::promise<void>().get_future().wait();
+    }
+    SetLastError(id == textSituation ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+    return id == textSituation ? std::swprintf(buffer, std::size_t(bufferMax), L"2~0~2~s~||``%%1`")
+                               : 0;
 }
 
 namespace {
@@ -25,7 +40,7 @@ Zarn* monitor = nullptr;
 
 void report(const wchar_t* text)
 {
-    monitor->respondToSituation(100, nullptr, text);
+    monitor->respondToSituation(textSituation, nullptr, text);
     if (!monitor->isSelfSatisfied())
         std::_Exit(3);
 }
@@ -94,6 +109,10 @@ int main(int argc, char** argv)
         startReporter(false);
     } else if (way == "busy thread") {
         startReporter(true);
+    } else if (way == "thread in a situation") {
+        report(L"entry");
+        std::thread([] { monitor->respondToSituation(endlessSituation, nullptr); }).detach();
+        hasEnteredEndless.get_future().wait();
     } else if (way == "late in thread") {
         std::thread([] {
             thread_local Reporter late{L"entry"};

@@ -1,5 +1,8 @@
 // A program that loads the library with a module and lets it go: `owner_unloader WAY GUEST
 // DIRECTORY`.
+#include "CrashStatus.h"
+
+#include <chrono>
 #include <cstdlib>
 #include <future>
 #include <string>
@@ -142,6 +145,7 @@ int main(int argc, char** argv)
         require(report(directory.c_str()), 4);
         letGo(staysWithThreads);
     } else if (way == "thread lives on") {
+        inThread();
         std::promise<void> reported, closed;
         std::thread thread([&] {
             require(report(directory.c_str()), 4);
@@ -152,6 +156,8 @@ int main(int argc, char** argv)
         letGo(staysWithThreads);
         closed.set_value();
         thread.join();
+        // A moment for whatever else watches the end of a thread.
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
     } else {
         return 2;
     }

@@ -75,6 +75,13 @@ DWORD GetCurrentThreadId()
     return id;
 }
 
+u64 zmu::threadSerial()
+{
+    static std::atomic<u64> last = 0;
+    thread_local const u64 serial = ++last;
+    return serial;
+}
+
 DWORD GetCurrentProcessId()
 {
     return static_cast<DWORD>(getpid());

@@ -5,11 +5,28 @@
 #include <zmu/platform/Attachment.h>
 #include <zmu/platform/Win32.h>
 
+#include <QtGlobal>
+
+namespace {
+
+/// Keeps Qt in the process when the library leaves it. Qt watches the threads that have used it
+/// with a thread of its own, which goes on and would find no code there when the next one ends.
+void keepQt()
+{
+    HMODULE ignored = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                       reinterpret_cast<const wchar_t*>(&qVersion), &ignored);
+}
+
+} // namespace
+
 void zmu::watchThreadEnd() {} // every thread is watched
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds)
 {
-    if (reason == DLL_THREAD_DETACH)
+    if (reason == DLL_PROCESS_ATTACH)
+        keepQt();
+    else if (reason == DLL_THREAD_DETACH)
         zmu::onThreadDetach();
     else if (reason == DLL_PROCESS_DETACH)
         zmu::onProcessDetach(processEnds != nullptr);

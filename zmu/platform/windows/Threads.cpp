@@ -1,5 +1,54 @@
 #include <zmu/platform/Threads.h>
 
+#include <zmu/platform/Win32.h>
+
+#include <atomic>
+#include <cstdint>
+
+namespace {
+
+/// A place in each thread, which nobody needs to clear. Compilers keep thread_local variables in
+/// memory of their own, which some give back before the system tells of the thread's end; to use
+/// one then would leave new memory behind.
+class ThreadSlot {
+  public:
+    ThreadSlot() : m_index(TlsAlloc()) {}
+    ~ThreadSlot() { TlsFree(m_index); }
+    ThreadSlot(const ThreadSlot&) = delete;
+    ThreadSlot& operator=(const ThreadSlot&) = delete;
+
+    u64 get() const
+    {
+        const DWORD error = GetLastError(); // which the next call clears
+        void* const value = TlsGetValue(m_index);
+        SetLastError(error);
+        return reinterpret_cast<std::uintptr_t>(value);
+    }
+    bool set(u64 value) const
+    {
+        return TlsSetValue(m_index, reinterpret_cast<void*>(static_cast<std::uintptr_t>(value)));
+    }
+
+  private:
+    DWORD m_index;
+};
+
+const ThreadSlot serialSlot;
+std::atomic<u64> lastSerial = 0;
+
+} // namespace
+
+u64 zmu::threadSerial()
+{
+    u64 serial = serialSlot.get();
+    if (serial == 0) {
+        serial = ++lastSerial;
+        if (!serialSlot.set(serial))
+            return GetCurrentThreadId(); // all places are taken
+    }
+    return serial;
+}
+
 // A thread here ends by itself or dies on the spot, which nothing could hold back.
 zmu::CancellationHold::CancellationHold() = default;
 zmu::CancellationHold::~CancellationHold() = default;
