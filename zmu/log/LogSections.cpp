@@ -12,7 +12,6 @@
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
-#include <zmu/monitor/internal/Inserts.h>
 #include <zmu/platform/Files.h>
 
 #include <QFile>
@@ -177,12 +176,6 @@ void addSaturating(u64& count, u64 bytes)
     count += std::min(bytes, byteCountMax - count);
 }
 
-SlotKind kindOf(Zarn_FORM_VAR var)
-{
-    const bool isText = formVariables[var].insert[0] == L's';
-    return isText ? SlotKind::WideText : SlotKind::Number;
-}
-
 /// The log's file, null if it is none that the library opened.
 LogDevice* deviceOf(const ZarnDataFile* file)
 {
@@ -331,8 +324,6 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
         }
 
         SectionText text;
-        require(insertsFit(format, varCount, [&](int slot) { return kindOf(vars[slot - 1]); }),
-                dx::SectionNotFormatted);
         if (!mayAllocate)
             require(text.formatInto(m_scratchpad.m_a, format, values), dx::SectionNotFormatted);
         else
