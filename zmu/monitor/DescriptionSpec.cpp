@@ -8,7 +8,7 @@
 #include <zmu/monitor/internal/Inserts.h>
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
-#include <zmu/monitor/internal/TokenWalk.h>
+#include <zmu/monitor/internal/TokenList.h>
 
 #include <cwchar>
 #include <cwctype>
@@ -58,14 +58,13 @@ bool ZarnDataForThread::parseDescriptionSpecLogFile()
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepGroup();
         m_descriptionLogFileLineWd = getDefaultLineWidth(Zarn_MSG_FMT_LOGFILE);
 
-        const int count = tokensIn(m_descriptionForLogFile.c_str(), *m_tokenSeparator);
-        require(count == groupsCount, dx::LogSpecGroups);
         m_scratchpad.m_b.assign(m_descriptionForLogFile.c_str());
-        TokenWalk groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
-        for (int i = 0; wchar_t* group = groups.next(); ++i) {
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
+        require(groups.count() == groupsCount, dx::LogSpecGroups);
+        for (int i = 0; i < groups.count(); ++i) {
             require(i == 0, dx::LogSpecGroupIndex);
-            require(count == groupsCount, dx::LogSpecFormatMisplaced);
-            requireOrRaiseHeld(parseMessageFormat(group, Zarn_MSG_FMT_LOGFILE), *this);
+            require(groups.count() == groupsCount, dx::LogSpecFormatMisplaced);
+            requireOrRaiseHeld(parseMessageFormat(groups[i].text, Zarn_MSG_FMT_LOGFILE), *this);
         }
     });
     if (!isSelfSatisfied()) {
@@ -118,23 +117,22 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
             return;
         }
 
-        const int count = tokensIn(m_descriptionForDisplay.c_str(), *m_tokenSeparator);
-        require(count <= groupsCount, dx::DisplaySpecGroups);
-        if (count == 1 && isDupeForm(spec)) {
+        m_scratchpad.m_b.assign(m_descriptionForDisplay.c_str());
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
+        require(groups.count() <= groupsCount, dx::DisplaySpecGroups);
+        if (groups.count() == 1 && isDupeForm(spec)) {
             m_descriptionDisplayIsDupe = true;
             return;
         }
-        require(count == groupsCount, dx::DisplaySpecGroups);
-
-        m_scratchpad.m_b.assign(m_descriptionForDisplay.c_str());
-        TokenWalk groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
-        for (int i = 0; wchar_t* group = groups.next(); ++i) {
+        require(groups.count() == groupsCount, dx::DisplaySpecGroups);
+        for (int i = 0; i < groups.count(); ++i) {
+            wchar_t* const group = groups[i].text;
             if (i == 0) {
                 requireOrRaiseHeld(parseDescriptionSpecDisplayDlgBox(skipWhitespace(group)), *this);
                 continue;
             }
             require(i == 1, dx::DisplaySpecGroupIndex);
-            require(count == groupsCount, dx::DisplaySpecFormatMisplaced);
+            require(groups.count() == groupsCount, dx::DisplaySpecFormatMisplaced);
             requireOrRaiseHeld(parseMessageFormat(group, Zarn_MSG_FMT_DISPLAY), *this);
         }
     });
@@ -160,11 +158,11 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
         resetDialogSpec();
 
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        const int count = tokensIn(text, *m_tokenSeparator);
-        require(copy.assign(text) && count <= recordsMax, dx::DialogSpecRecords);
-        TokenWalk records(copy.inPlace(), m_tokenSeparator);
-        for (int i = 0; i < count; ++i) {
-            const wchar_t* record = skipWhitespace(records.next());
+        require(copy.assign(text), dx::DialogSpecRecords);
+        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
+        require(records.count() <= recordsMax, dx::DialogSpecRecords);
+        for (int i = 0; i < records.count(); ++i) {
+            const wchar_t* record = skipWhitespace(records[i].text);
             if (!*record)
                 continue;
             switch (i) {
@@ -228,11 +226,11 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
         require(text && scratch && scratchQty > 0 && copyText(scratch, scratchQty, text),
                 dx::MessageFormatRecords);
         scratchUsed = std::wcslen(scratch);
-        const int count = tokensIn(scratch, *m_tokenSeparator);
-        require(count >= recordsMin && count <= recordsMax, dx::MessageFormatRecords);
-        TokenWalk records(scratch, m_tokenSeparator);
-        for (int i = 0; i < count; ++i)
-            appendRecord(i, records.next(), format);
+        const TokenList<recordsMax> records(scratch, m_tokenSeparator);
+        require(records.count() >= recordsMin && records.count() <= recordsMax,
+                dx::MessageFormatRecords);
+        for (int i = 0; i < records.count(); ++i)
+            appendRecord(i, records[i], format);
     });
     if (!isSelfSatisfied() && isTargetKnown)
         resetTarget();
@@ -241,10 +239,11 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
     return isSelfSatisfied();
 }
 
-void ZarnDataForThread::appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format)
+void ZarnDataForThread::appendRecord(int index, const Token& token, Zarn_MSG_FMT format)
 {
     constexpr int lineWidthMax = 255;
 
+    wchar_t* record = token.text;
     withTarget(format, [&](auto& target, u8& lineWidth) {
         switch (index) {
         case 0:
@@ -264,7 +263,7 @@ void ZarnDataForThread::appendRecord(int index, wchar_t* record, Zarn_MSG_FMT fo
                     *this);
             break;
         case 2:
-            require(target.append(record), dx::MessageTextTooLong);
+            require(target.append(record, token.length), dx::MessageTextTooLong);
             break;
         default:
             throw int{dx::MessageFormatRecordIndex};
@@ -290,8 +289,11 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t
 
         wchar_t* position = target + std::wcslen(target);
         wchar_t* const end = target + targetCharacters;
-        TokenWalk affixes(text, m_tokenSeparator);
-        for (wchar_t* affix = affixes.next(); affix && *affix; affix = affixes.next()) {
+        std::size_t start = 0;
+        std::size_t cut = 0;
+        std::size_t length = static_cast<std::size_t>(-1);
+        const auto next = [&] { return nextToken(text, m_tokenSeparator, start, cut, length); };
+        for (const wchar_t* affix = next(); affix && *affix; affix = next()) {
             require(isDigit(*affix), dx::AffixNotNumber);
             const int number = toNumber(affix);
             require(number < m_dataSet->getDescriptionAffixIDsQty(), dx::AffixOutOfRange);
