@@ -269,7 +269,8 @@ u64 writeText(QTextStream& stream, const wchar_t* text, std::size_t length, u64 
         throw WriteFailed{};
     auto* file = qobject_cast<QFileDevice*>(&device);
     const bool isBuffered = file && !(file->openMode() & QIODevice::Unbuffered);
-    if (device.write(bytes) != bytes.size() || (isBuffered && !file->flush())) {
+    if (device.write(bytes.constData(), bytes.size()) != bytes.size() ||
+        (isBuffered && !file->flush())) {
         if (file)
             file->unsetError(); // or the next write would not even be tried
         throw WriteFailed{};

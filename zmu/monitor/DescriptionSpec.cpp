@@ -2,6 +2,7 @@
 // these with the situation's inserts.
 #include <zmu/monitor/ZarnDataForThread.h>
 
+#include <zmu/monitor/Tokens.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
@@ -10,6 +11,7 @@
 #include <zmu/monitor/internal/SeparatorKeeper.h>
 #include <zmu/monitor/internal/TokenList.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <cwctype>
 
@@ -17,16 +19,15 @@ using namespace zmu;
 
 namespace {
 
-/// Copies `source` into `capacity` elements; false if it fills the last one. The copy is
-/// terminated in any case.
-bool copyText(wchar_t* target, std::size_t capacity, const wchar_t* source)
+/// Copies `source` into `capacity` elements, and answers how many it took. When it has no fewer the
+/// last element is missing: the copy is terminated in any case.
+std::size_t copyText(wchar_t* target, std::size_t capacity, const wchar_t* source)
 {
     const std::size_t length = wcsnlen(source, capacity);
-    const bool fits = length < capacity;
-    const std::size_t copied = fits ? length : capacity - 1;
+    const std::size_t copied = std::min(length, capacity - 1);
     std::wmemcpy(target, source, copied);
     target[copied] = L'\0';
-    return fits;
+    return length;
 }
 
 void zeroText(wchar_t* text)
@@ -59,7 +60,7 @@ bool ZarnDataForThread::parseDescriptionSpecLogFile()
         m_descriptionLogFileLineWd = getDefaultLineWidth(Zarn_MSG_FMT_LOGFILE);
 
         m_scratchpad.m_b.assign(m_descriptionForLogFile.c_str());
-        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), *m_tokenSeparator);
         require(groups.count() == groupsCount, dx::LogSpecGroups);
         for (int i = 0; i < groups.count(); ++i) {
             require(i == 0, dx::LogSpecGroupIndex);
@@ -118,7 +119,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
         }
 
         m_scratchpad.m_b.assign(m_descriptionForDisplay.c_str());
-        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), *m_tokenSeparator);
         require(groups.count() <= groupsCount, dx::DisplaySpecGroups);
         if (groups.count() == 1 && isDupeForm(spec)) {
             m_descriptionDisplayIsDupe = true;
@@ -159,7 +160,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
 
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
         require(copy.assign(text), dx::DialogSpecRecords);
-        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
+        const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
         require(records.count() <= recordsMax, dx::DialogSpecRecords);
         for (int i = 0; i < records.count(); ++i) {
             const wchar_t* record = skipWhitespace(records[i].text);
@@ -223,10 +224,10 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
         resetTarget();
 
-        require(text && scratch && scratchQty > 0 && copyText(scratch, scratchQty, text),
-                dx::MessageFormatRecords);
-        scratchUsed = std::wcslen(scratch);
-        const TokenList<recordsMax> records(scratch, m_tokenSeparator);
+        require(text && scratch && scratchQty > 0, dx::MessageFormatRecords);
+        scratchUsed = copyText(scratch, scratchQty, text);
+        require(scratchUsed < scratchQty, dx::MessageFormatRecords);
+        const TokenList<recordsMax> records(scratch, *m_tokenSeparator);
         require(records.count() >= recordsMin && records.count() <= recordsMax,
                 dx::MessageFormatRecords);
         for (int i = 0; i < records.count(); ++i)

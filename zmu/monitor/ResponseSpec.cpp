@@ -3,6 +3,7 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 
 #include <zmu/foundation/internal/LoadString.h>
+#include <zmu/monitor/Tokens.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Numbers.h>
@@ -83,7 +84,7 @@ bool ZarnDataForThread::obtainResponseSpecs()
 
         ZarnScratchpad::Buffer& spec = m_scratchpad.m_a;
         loadSpec(spec);
-        const TokenList<fieldsCount> fields(spec.inPlace(), m_tokenSeparator);
+        const TokenList<fieldsCount> fields(spec.inPlace(), *m_tokenSeparator);
         require(fields.count() == fieldsCount, dx::SpecFields);
         for (int i = 0; i < fieldsCount; ++i) {
             const auto [field, length] = fields[i];
@@ -135,7 +136,7 @@ bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
         forgetTextFillers(); // a failed situation left them, and its texts may be gone
         m_argSource = 0;
 
-        const TokenList<groupsMax> groups(m_responseSpecHeader.inPlace(), m_tokenSeparator);
+        const TokenList<groupsMax> groups(m_responseSpecHeader.inPlace(), *m_tokenSeparator);
         require(groups.count() >= groupsMin && groups.count() <= groupsMax, dx::HeaderGroups);
         for (int i = 0; i < groups.count(); ++i) {
             wchar_t* const group = groups[i].text;
@@ -213,7 +214,7 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
 
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
         require(copy.assign(text), dx::FillersTooMany);
-        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
+        const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
         require(records.count() <= m_descriptionFillersQty, dx::FillersTooMany);
         const bool isCollecting =
             fillerStrings && m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE;
@@ -303,7 +304,7 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
         const int qty = std::min(m_plugInsIndirectIndicesQty, m_dataSet->getPlugInsQty());
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
         require(copy.assign(text), dx::PlugInIdsTooMany);
-        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
+        const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
         require(records.count() <= qty, dx::PlugInIdsTooMany);
         for (int i = 0; i < records.count(); ++i) {
             const wchar_t* digits = findDigit(records[i].text);

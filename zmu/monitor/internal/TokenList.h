@@ -1,9 +1,8 @@
 // The parsers' way with tokens: a text is cut and counted in one go, and then read token by token.
 #pragma once
 
-#include <zmu/monitor/Tokens.h>
-
 #include <cstddef>
+#include <cwchar>
 
 namespace zmu {
 
@@ -12,23 +11,23 @@ struct Token {
     std::size_t length;
 };
 
-/// The tokens of a text, which is cut in place: the first `tokensMax` of them, and how many there
-/// are.
+/// The tokens of a text, which is cut in place as nextToken cuts it: the first `tokensMax` of them,
+/// and how many there are.
 template <int tokensMax>
 class TokenList {
   public:
-    TokenList(wchar_t* text, const wchar_t* delimiters)
+    TokenList(wchar_t* text, wchar_t delimiter)
     {
-        std::size_t start = 0;
-        std::size_t position = 0;
-        std::size_t length = static_cast<std::size_t>(-1);
-        for (std::size_t begin = 0; m_count <= tokensMax; begin = start) {
-            wchar_t* const token = nextToken(text, delimiters, start, position, length);
-            if (!token)
-                break;
+        wchar_t* token = *text ? text : nullptr;
+        while (token && m_count <= tokensMax) {
+            wchar_t* const end = std::wcschr(token, delimiter);
             if (m_count < tokensMax)
-                m_tokens[m_count] = {token, start - begin - 1};
+                m_tokens[m_count] = {token, end ? static_cast<std::size_t>(end - token)
+                                                : std::wcslen(token)};
             ++m_count;
+            if (end)
+                *end = L'\0';
+            token = end ? end + 1 : nullptr;
         }
     }
 

@@ -44,9 +44,14 @@ class Output {
         return append(character);
     }
 
+    /// For short texts; see putBlock().
     bool put(std::wstring_view text)
     {
-        return std::all_of(text.begin(), text.end(), [this](wchar_t c) { return put(c); });
+        for (const wchar_t character : text) {
+            if (!put(character))
+                return false;
+        }
+        return true;
     }
 
     /// As put(), in one piece: for output that does not wrap, and text that may be long.
@@ -63,12 +68,13 @@ class Output {
     /// below `lowest`, or a place where a line could break or is full. Returns what is left of it.
     const wchar_t* putPlain(const wchar_t* text, wchar_t lowest)
     {
-        wchar_t* position = m_position;
-        wchar_t* const stop = position + (wraps() ? std::min(room(), lineRoom()) : room());
-        while (position < stop && *text >= lowest && *text != L'%')
-            *position++ = *text++;
-        m_position = position;
-        return text;
+        wchar_t* const output = m_position;
+        const std::size_t limit = wraps() ? std::min(room(), lineRoom()) : room();
+        std::size_t count = 0;
+        for (; count < limit && text[count] >= lowest && text[count] != L'%'; ++count)
+            output[count] = text[count];
+        m_position += count;
+        return text + count;
     }
 
     bool fill(wchar_t character, std::size_t count)
