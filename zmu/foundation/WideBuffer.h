@@ -32,15 +32,9 @@ class WideBuffer {
 
     /// Replaces the text; null counts as empty, and `text` may lie in this buffer. False when it
     /// has more than N - 1 elements: the buffer then holds the first N - 1.
-    bool assign(const wchar_t* text) { return put(0, text, lengthOf(text, N)); }
-    /// The same of a text whose length is known.
-    bool assign(const wchar_t* text, std::size_t length) { return put(0, text, length); }
+    bool assign(const wchar_t* text) { return put(0, text); }
     /// Adds to the end of the text; otherwise as assign().
-    bool append(const wchar_t* text) { return put(length(), text, lengthOf(text, N)); }
-    bool append(const wchar_t* text, std::size_t length)
-    {
-        return put(this->length(), text, length);
-    }
+    bool append(const wchar_t* text) { return put(length(), text); }
 
     /// The raw array, to be written by others. All N elements count as in use until setUsed(),
     /// assign() or clear(); whoever writes keeps the text terminated.
@@ -83,14 +77,9 @@ class WideBuffer {
             std::wmemset(m_text + begin, L'\0', end - begin);
     }
 
-    static std::size_t lengthOf(const wchar_t* text, std::size_t limit)
+    bool put(std::size_t at, const wchar_t* text)
     {
-        return text ? wcsnlen(text, limit) : 0;
-    }
-
-    bool put(std::size_t at, const wchar_t* text, std::size_t length)
-    {
-        const std::size_t count = std::min(length, N - at);
+        const std::size_t count = text ? wcsnlen(text, N - at) : 0;
         if (count != 0)
             std::wmemmove(m_text + at, text, count);
         const std::size_t written = at + count;

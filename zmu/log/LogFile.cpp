@@ -199,9 +199,13 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
         }
 
         QIODevice::OpenMode mode(openMode);
-        if (mode & QIODevice::WriteOnly)
+        std::unique_ptr<QFile> file;
+        if (mode & QIODevice::WriteOnly) {
             mode |= QIODevice::Unbuffered; // nothing is kept after a failure
-        auto file = std::make_unique<LogDevice>(toFileName(*nameSlot));
+            file = std::make_unique<LogDevice>(toFileName(*nameSlot));
+        } else {
+            file = std::make_unique<QFile>(toFileName(*nameSlot));
+        }
         // A pipe or a device would block, or never end.
         const QFileInfo info(*file);
         require(!info.exists() || info.isFile(), dx::FileNotOpened);

@@ -65,7 +65,7 @@ bool ZarnDataForThread::parseDescriptionSpecLogFile()
         for (int i = 0; i < groups.count(); ++i) {
             require(i == 0, dx::LogSpecGroupIndex);
             require(groups.count() == groupsCount, dx::LogSpecFormatMisplaced);
-            requireOrRaiseHeld(parseMessageFormat(groups[i].text, Zarn_MSG_FMT_LOGFILE), *this);
+            requireOrRaiseHeld(parseMessageFormat(groups[i], Zarn_MSG_FMT_LOGFILE), *this);
         }
     });
     if (!isSelfSatisfied()) {
@@ -127,7 +127,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
         }
         require(groups.count() == groupsCount, dx::DisplaySpecGroups);
         for (int i = 0; i < groups.count(); ++i) {
-            wchar_t* const group = groups[i].text;
+            wchar_t* const group = groups[i];
             if (i == 0) {
                 requireOrRaiseHeld(parseDescriptionSpecDisplayDlgBox(skipWhitespace(group)), *this);
                 continue;
@@ -163,7 +163,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
         const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
         require(records.count() <= recordsMax, dx::DialogSpecRecords);
         for (int i = 0; i < records.count(); ++i) {
-            const wchar_t* record = skipWhitespace(records[i].text);
+            const wchar_t* record = skipWhitespace(records[i]);
             if (!*record)
                 continue;
             switch (i) {
@@ -240,11 +240,10 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
     return isSelfSatisfied();
 }
 
-void ZarnDataForThread::appendRecord(int index, const Token& token, Zarn_MSG_FMT format)
+void ZarnDataForThread::appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format)
 {
     constexpr int lineWidthMax = 255;
 
-    wchar_t* record = token.text;
     withTarget(format, [&](auto& target, u8& lineWidth) {
         switch (index) {
         case 0:
@@ -264,7 +263,7 @@ void ZarnDataForThread::appendRecord(int index, const Token& token, Zarn_MSG_FMT
                     *this);
             break;
         case 2:
-            require(target.append(record, token.length), dx::MessageTextTooLong);
+            require(target.append(record), dx::MessageTextTooLong);
             break;
         default:
             throw int{dx::MessageFormatRecordIndex};

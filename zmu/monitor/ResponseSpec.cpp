@@ -87,18 +87,16 @@ bool ZarnDataForThread::obtainResponseSpecs()
         const TokenList<fieldsCount> fields(spec.inPlace(), *m_tokenSeparator);
         require(fields.count() == fieldsCount, dx::SpecFields);
         for (int i = 0; i < fieldsCount; ++i) {
-            const auto [field, length] = fields[i];
+            const wchar_t* const field = fields[i];
             switch (i) {
             case 0:
-                require(length > 0 && m_responseSpecHeader.assign(field, length),
-                        dx::HeaderFieldUnusable);
+                require(*field && m_responseSpecHeader.assign(field), dx::HeaderFieldUnusable);
                 break;
             case 1:
-                require(m_descriptionForDisplay.assign(field, length), dx::DisplayFieldTooLong);
+                require(m_descriptionForDisplay.assign(field), dx::DisplayFieldTooLong);
                 break;
             case 2:
-                require(length > 0 && m_descriptionForLogFile.assign(field, length),
-                        dx::LogFieldUnusable);
+                require(*field && m_descriptionForLogFile.assign(field), dx::LogFieldUnusable);
                 break;
             default:
                 throw int{dx::SpecFieldIndex};
@@ -139,7 +137,7 @@ bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
         const TokenList<groupsMax> groups(m_responseSpecHeader.inPlace(), *m_tokenSeparator);
         require(groups.count() >= groupsMin && groups.count() <= groupsMax, dx::HeaderGroups);
         for (int i = 0; i < groups.count(); ++i) {
-            wchar_t* const group = groups[i].text;
+            wchar_t* const group = groups[i];
             switch (i) {
             case 0:
                 parseApprovalKind(group);
@@ -219,7 +217,7 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
         const bool isCollecting =
             fillerStrings && m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE;
         for (int i = 0; i < records.count(); ++i) {
-            wchar_t* const record = records[i].text;
+            wchar_t* const record = records[i];
             if (m_argSource == 1)
                 fillFromRecorded(i, record);
             else
@@ -307,7 +305,7 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
         const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
         require(records.count() <= qty, dx::PlugInIdsTooMany);
         for (int i = 0; i < records.count(); ++i) {
-            const wchar_t* digits = findDigit(records[i].text);
+            const wchar_t* digits = findDigit(records[i]);
             require(digits, dx::PlugInIdNotNumber);
             const int id = toNumber(digits);
             require(id < qty, dx::PlugInIdOutOfRange);

@@ -22,10 +22,6 @@
 
 class ZarnData;
 struct ZarnDataFile;
-namespace zmu {
-struct Token;
-}
-
 class ZMU_API ZarnDataForThread {
   public:
     ZarnDataForThread() = default;
@@ -223,7 +219,7 @@ class ZMU_API ZarnDataForThread {
     bool parseMessageFormat(wchar_t* text, Zarn_MSG_FMT format);
     template <class Body>
     void withTarget(Zarn_MSG_FMT format, Body body);
-    void appendRecord(int index, const zmu::Token& token, Zarn_MSG_FMT format);
+    void appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format);
     template <class Buffer>
     void formatDescription(Buffer& description, u8 lineWidth, int failed);
     std::size_t loadAffix(int number, wchar_t* output, std::size_t room) const;

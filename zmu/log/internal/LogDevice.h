@@ -3,10 +3,10 @@
 
 #include <zmu/foundation/internal/Utf16.h>
 #include <zmu/monitor/ZarnScratchpad.h>
+#include <zmu/platform/Files.h>
 
 #include <QFile>
 
-#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -14,6 +14,9 @@ namespace zmu {
 
 /// A file that is opened without a buffer, and whose writes can be held back for a moment. Held
 /// writes count in the position, and keep their order with all else that is done to the file.
+///
+/// The position is kept here and told with each write: the system's own is of no account, and a
+/// seek costs nothing.
 class LogDevice : public QFile {
   public:
     using QFile::QFile;
@@ -37,17 +40,16 @@ class LogDevice : public QFile {
     bool drop()
     {
         m_isHolding = false;
-        if (const qint64 size = std::exchange(m_heldSize, 0))
-            QFile::seek(pos() - size);
+        QIODevice::seek(pos() - std::exchange(m_heldSize, 0));
         return m_isIntact;
     }
 
-    bool seek(qint64 position) override { return writeHeld() && QFile::seek(position); }
+    bool seek(qint64 position) override { return writeHeld() && QIODevice::seek(position); }
 
   protected:
     qint64 readData(char* data, qint64 size) override
     {
-        return writeHeld() ? QFile::readData(data, size) : -1;
+        return writeHeld() && QFile::seek(pos()) ? QFile::readData(data, size) : -1;
     }
 
     qint64 writeData(const char* data, qint64 size) override
@@ -60,7 +62,7 @@ class LogDevice : public QFile {
         if (!writeHeld())
             return -1;
         m_isIntact = false;
-        return QFile::writeData(data, size);
+        return writeAt(handle(), pos(), data, size);
     }
 
   private:
@@ -74,12 +76,11 @@ class LogDevice : public QFile {
             return true;
         m_isIntact = false;
         const qint64 size = std::exchange(m_heldSize, 0);
-        const qint64 written = QFile::writeData(m_held, size);
-        if (written == size)
-            return true;
-        QFile::seek(pos() - size + std::max<qint64>(written, 0));
-        unsetError();
-        return false;
+        const qint64 start = pos() - size;
+        const qint64 written = writeAt(handle(), start, m_held, size);
+        if (written != size)
+            QIODevice::seek(start + written);
+        return written == size;
     }
 
     bool m_isHolding = false;

@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <limits>
 
 namespace {
@@ -27,4 +28,18 @@ u64 zmu::fileSizeLimit()
     if (!readFileSizeLimit(limit) || limit.rlim_cur == RLIM_INFINITY)
         return std::numeric_limits<u64>::max();
     return limit.rlim_cur;
+}
+
+i64 zmu::writeAt(int file, i64 position, const char* data, i64 size)
+{
+    i64 written = 0;
+    while (written < size) {
+        const ssize_t count = pwrite(file, data + written, static_cast<std::size_t>(size - written),
+                                     position + written);
+        if (count > 0)
+            written += count;
+        else if (count == 0 || errno != EINTR)
+            break;
+    }
+    return written;
 }
