@@ -42,6 +42,29 @@ struct EngineOf : ZarnDataForThread {
     }
 };
 
+/// An engine that looks back at the entry before its tail, and puts a mark between them.
+struct Interposing : ZarnDataForThread {
+    static inline QByteArray seen;
+
+  protected:
+    bool logFormSection(wchar_t* format, int varCount, Zarn_FORM_VAR* vars, u64* values,
+                        u64& bytesWritten, bool countBytes) override
+    {
+        const ZarnDataFile& file = *m_dataSet->getFileLog();
+        if (format == file.m_tailFormat && isResponding()) {
+            QTextStream& stream = *file.m_logStream;
+            const qint64 position = stream.pos();
+            stream.seek(position - 4);
+            seen = stream.device()->read(4);
+            stream.setGenerateByteOrderMark(false);
+            stream << '|';
+            stream.flush();
+        }
+        return ZarnDataForThread::logFormSection(format, varCount, vars, values, bytesWritten,
+                                                 countBytes);
+    }
+};
+
 /// A data set whose reports are given texts; a null text is a report that failed.
 class Injecting : public Stages {
   public:
@@ -127,6 +150,40 @@ TEST_F(LogSections, ShorterTailLeavesTheEndOfTheLongerOne)
     data->report(L"a");
     data->report(L"b");
     EXPECT_EQ(text(), "h\na|b|tail 1006789");
+}
+
+TEST_F(LogSections, EntryIsInTheFileForWhoeverLooksBeforeItsTail)
+{
+    serveTextSituation();
+    data.emplace();
+    data->setEngineFactory([]() -> ZarnDataForThread* { return new Interposing; });
+    makeReady(*data, log, folder.write("form.html", plainForm).c_str());
+    ASSERT_TRUE(data->establishLogFile(true)) << data->getSelfDX_Code();
+    for (const wchar_t* entry : {L"one", L"two"}) {
+        EXPECT_EQ(data->report(entry), dx::Satisfied);
+        EXPECT_EQ(Interposing::seen, logBytes(QString::fromWCharArray(entry) + '\n').right(4));
+    }
+    EXPECT_EQ(text(), "<log>\none\ntwo\n|</log>\n");
+}
+
+TEST_F(LogSections, TailThatFailsTakesItsEntryAlong)
+{
+    start(plainForm);
+    ASSERT_EQ(data->report(L"first"), dx::Satisfied);
+    ZarnDataFile& file = *data->getFileLog();
+    const ZarnDataFile intact = file;
+    Zarn_FORM_VAR noSuch = Zarn_FORM_VAR_UNKNOWN;
+    u64 value = 0;
+    file.m_tailVarCount = 1;
+    file.m_tailVars = &noSuch;
+    file.m_tailValues = &value;
+    EXPECT_EQ(data->report(L"an entry that is longer than the tail"), dx::SectionVarUnknown);
+    EXPECT_EQ(readFile(log), logBytes(plainLog("first\n")));
+    EXPECT_EQ(file.m_logByteCount, intact.m_logByteCount);
+    EXPECT_EQ(file.m_tailPosition, intact.m_tailPosition);
+    file = intact;
+    EXPECT_EQ(data->report(L"next"), dx::Satisfied);
+    EXPECT_EQ(readFile(log), logBytes(plainLog("first\nnext\n")));
 }
 
 TEST_F(LogSections, BrokenRecordEndsInItsCodeAndLeavesTheFile)

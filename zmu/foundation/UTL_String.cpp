@@ -1,4 +1,5 @@
 #include <zmu/foundation/UTL_String.h>
+#include <zmu/foundation/internal/LoadString.h>
 #include <zmu/localize/ResourceModule.h>
 #include <zmu/platform/EntryPoint.h>
 
@@ -195,6 +196,25 @@ Elements<Char> askTwice(const Char* text, Call call)
 }
 
 } // namespace
+
+int zmu::loadString(HMODULE module, unsigned int id, wchar_t* buffer, int bufferMax)
+{
+    SetLastError(ERROR_SUCCESS);
+    int length = 0;
+    const auto entry = entryPoint<LoadStringFunction>(module, LoadStringEntry);
+    if (entry)
+        length = terminate(buffer, entry(id, buffer, bufferMax), bufferMax);
+    else
+        SetLastError(ERROR_FILE_NOT_FOUND);
+    if (length == 0) {
+        // A string table without the string must not turn the entry's "exists and is empty" into
+        // an error.
+        const DWORD answer = GetLastError();
+        length = terminate(buffer, LoadStringW(module, id, buffer, bufferMax), bufferMax);
+        SetLastError(answer);
+    }
+    return length;
+}
 
 // ---- The two representations ----
 
@@ -463,23 +483,8 @@ int UTL_String::loadFromModule(HMODULE module, unsigned id, unsigned capacity)
     if (capacity == 0 || !module)
         throw UTL_Exception(StringFault::BadArguments);
     clear();
-    SetLastError(ERROR_SUCCESS);
     adopt(allocate<wchar_t>(capacity - 1).release(), 0);
-
-    const int bufferMax = toBufferMax(capacity);
-    int length = 0;
-    const auto entry = zmu::entryPoint<zmu::LoadStringFunction>(module, zmu::LoadStringEntry);
-    if (entry)
-        length = terminate(m_wide, entry(id, m_wide, bufferMax), bufferMax);
-    else
-        SetLastError(ERROR_FILE_NOT_FOUND);
-    if (length == 0) {
-        // A string table without the string must not turn the entry's "exists and is empty" into
-        // an error.
-        const DWORD answer = GetLastError();
-        length = terminate(m_wide, LoadStringW(module, id, m_wide, bufferMax), bufferMax);
-        SetLastError(answer);
-    }
+    const int length = zmu::loadString(module, id, m_wide, toBufferMax(capacity));
     m_length = static_cast<u64>(length);
     return length;
 }

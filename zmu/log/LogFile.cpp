@@ -5,6 +5,7 @@
 #include <zmu/foundation/WideBuffer.h>
 #include <zmu/foundation/internal/FileNames.h>
 #include <zmu/foundation/internal/Texts.h>
+#include <zmu/log/internal/LogDevice.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnDataForThread.h>
@@ -189,9 +190,13 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
         }
 
         QIODevice::OpenMode mode(openMode);
-        if (mode & QIODevice::WriteOnly)
-            mode |= QIODevice::Unbuffered; // one write a section, and nothing kept after a failure
-        auto file = std::make_unique<QFile>(toFileName(*nameSlot));
+        std::unique_ptr<QFile> file;
+        if (mode & QIODevice::WriteOnly) {
+            mode |= QIODevice::Unbuffered; // nothing is kept after a failure
+            file = std::make_unique<LogDevice>(toFileName(*nameSlot));
+        } else {
+            file = std::make_unique<QFile>(toFileName(*nameSlot));
+        }
         // A pipe or a device would block, or never end.
         const QFileInfo info(*file);
         require(!info.exists() || info.isFile(), dx::FileNotOpened);

@@ -7,6 +7,7 @@
 #include <zmu/log/internal/LoadStringCopy.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/monitor/internal/Inserts.h>
 
 #include <algorithm>
 #include <cwchar>
@@ -58,6 +59,15 @@ void freeArray(T*& array)
 wchar_t widen(char byte)
 {
     return static_cast<wchar_t>(static_cast<char16_t>(static_cast<signed char>(byte)));
+}
+
+/// Whether a compiled section can be formatted. Its own text may ask for inserts, too.
+bool isFormattable(const wchar_t* format, int varCount, const Zarn_FORM_VAR* vars)
+{
+    return !format || insertsFit(format, varCount, [vars](int slot) {
+        const bool isText = formVariables[vars[slot - 1]].insert[0] == L's';
+        return isText ? SlotKind::WideText : SlotKind::Number;
+    });
 }
 
 /// The four keywords of marker lines.
@@ -416,6 +426,9 @@ bool ZarnData::learnLogFileFormSectionFinishedBasic(wchar_t** format, int& varCo
     runGuarded(*this, dx::SectionFinishUnexpected, [&] {
         requireOrRaiseHeld(composeLogFileFormSectionFormat(format, varCount, vars, values), *this);
         found = *vars && isVarInLogFileFormSection(Zarn_FORM_VAR_ENTRY_ID, varCount, *vars);
+        // Nobody checks it again: it becomes one that the formatter refuses.
+        if (!isFormattable(*format, varCount, *vars))
+            require(duplicate_String(format, L"%", true), dx::ReformatNoMemory);
     });
     if (hasEntryId)
         *hasEntryId = found && isSelfSatisfied();

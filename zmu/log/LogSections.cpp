@@ -8,10 +8,10 @@
 #include <zmu/foundation/internal/Texts.h>
 #include <zmu/foundation/internal/Utf16.h>
 #include <zmu/log/internal/FormVariable.h>
+#include <zmu/log/internal/LogDevice.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
-#include <zmu/monitor/internal/Inserts.h>
 #include <zmu/platform/Files.h>
 
 #include <QFile>
@@ -176,10 +176,11 @@ void addSaturating(u64& count, u64 bytes)
     count += std::min(bytes, byteCountMax - count);
 }
 
-SlotKind kindOf(Zarn_FORM_VAR var)
+/// The log's file, null if it is none that the library opened.
+LogDevice* deviceOf(const ZarnDataFile* file)
 {
-    const bool isText = formVariables[var].insert[0] == L's';
-    return isText ? SlotKind::WideText : SlotKind::Number;
+    return file && file->m_logStream ? dynamic_cast<LogDevice*>(file->m_logStream->device())
+                                     : nullptr;
 }
 
 /// A stream on a text has no device, and is no log.
@@ -267,7 +268,9 @@ u64 writeText(QTextStream& stream, const wchar_t* text, std::size_t length, u64 
     if (static_cast<u64>(device.pos() + bytes.size()) > limit)
         throw WriteFailed{};
     auto* file = qobject_cast<QFileDevice*>(&device);
-    if (device.write(bytes) != bytes.size() || (file && !file->flush())) {
+    const bool isBuffered = file && !(file->openMode() & QIODevice::Unbuffered);
+    if (device.write(bytes.constData(), bytes.size()) != bytes.size() ||
+        (isBuffered && !file->flush())) {
         if (file)
             file->unsetError(); // or the next write would not even be tried
         throw WriteFailed{};
@@ -322,8 +325,6 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
         }
 
         SectionText text;
-        require(insertsFit(format, varCount, [&](int slot) { return kindOf(vars[slot - 1]); }),
-                dx::SectionNotFormatted);
         if (!mayAllocate)
             require(text.formatInto(m_scratchpad.m_a, format, values), dx::SectionNotFormatted);
         else
@@ -457,40 +458,60 @@ bool ZarnDataForThread::logFormSectionTail()
     return isSelfSatisfied();
 }
 
-// ---- An entry taken back ---------------------------------------------------------------------------------
+// ---- An entry and its tail, or neither -------------------------------------------------------------------
 
-ZarnDataForThread::LogMark ZarnDataForThread::markLog() const
+ZarnDataForThread::LogMark ZarnDataForThread::beginEntry()
 {
     const ZarnDataFile* file = m_dataSet->getFileLog();
+    if (LogDevice* device = deviceOf(file))
+        device->hold();
     return {file ? file->m_logByteCount : 0, file ? file->m_tailPosition : 0,
-            m_dataSet->getSituationsCount()};
+            file && file->m_tailCountsBytes, m_dataSet->getSituationsCount()};
 }
 
-void ZarnDataForThread::restoreLog(const LogMark& mark)
+bool ZarnDataForThread::finishEntry()
+{
+    LogDevice* device = deviceOf(m_dataSet->getFileLog());
+    if (device && !device->release())
+        setSelfDX_Code(dx::LogSectionUnexpected); // which is where the write was to be made
+    return isSelfSatisfied();
+}
+
+void ZarnDataForThread::takeEntryBack(const LogMark& mark)
 {
     ZarnDataFile* file = m_dataSet->getFileLog();
     if (!file || !file->m_logStream)
         return;
+    LogDevice* held = deviceOf(file);
+    const bool isIntact = held && held->drop();
     const int code = getSelfDX_Code();
-    if (code != dx::LogSectionUnexpected && file->m_tailPosition == mark.tailPosition)
+    if (!isIntact && code != dx::LogSectionUnexpected && file->m_tailPosition == mark.tailPosition)
         return; // nothing was written
     forgetSelfDX_Code();
 
-    // What stands behind the failed write, if anything, is older than this log and stays.
-    auto* device = qobject_cast<QFile*>(file->m_logStream->device());
-    const bool isLastInFile = device && device->size() <= device->pos();
-
-    file->m_tailPosition = mark.tailPosition;
     const ulong32 counted = m_dataSet->getSituationsCount();
     if (counted > mark.situationsCount)
         m_dataSet->decrementSituationsCount(counted - mark.situationsCount);
+    file->m_tailPosition = mark.tailPosition;
+    if (!isIntact)
+        rewriteTail(*file);
+    file->m_tailCountsBytes = mark.tailCountsBytes;
+    file->m_logByteCount = mark.byteCount;
+    m_fileSizeLimit = 0;
+    forgetSelfDX_Code();
+    setSelfDX_Code(code);
+}
+
+void ZarnDataForThread::rewriteTail(const ZarnDataFile& file)
+{
+    // What stands behind the failed write, if anything, is older than this log and stays.
+    auto* device = qobject_cast<QFile*>(file.m_logStream->device());
+    const bool isLastInFile = device && device->size() <= device->pos();
+
     // The old tail stood here, so there is room for it. Without it the entries are still whole.
-    if (file->m_logStream->seek(mark.tailPosition)) {
+    if (file.m_logStream->seek(file.m_tailPosition)) {
         logFormSectionTail();
         if (isLastInFile)
             device->resize(device->pos());
     }
-    file->m_logByteCount = mark.byteCount;
-    forgetSelfDX_Code();
-    setSelfDX_Code(code);
 }

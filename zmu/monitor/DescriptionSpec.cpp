@@ -2,14 +2,16 @@
 // these with the situation's inserts.
 #include <zmu/monitor/ZarnDataForThread.h>
 
+#include <zmu/monitor/Tokens.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Inserts.h>
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
-#include <zmu/monitor/internal/TokenWalk.h>
+#include <zmu/monitor/internal/TokenList.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <cwctype>
 
@@ -17,16 +19,15 @@ using namespace zmu;
 
 namespace {
 
-/// Copies `source` into `capacity` elements; false if it fills the last one. The copy is
-/// terminated in any case.
-bool copyText(wchar_t* target, std::size_t capacity, const wchar_t* source)
+/// Copies `source` into `capacity` elements, and answers how many it took. When it has no fewer the
+/// last element is missing: the copy is terminated in any case.
+std::size_t copyText(wchar_t* target, std::size_t capacity, const wchar_t* source)
 {
     const std::size_t length = wcsnlen(source, capacity);
-    const bool fits = length < capacity;
-    const std::size_t copied = fits ? length : capacity - 1;
+    const std::size_t copied = std::min(length, capacity - 1);
     std::wmemcpy(target, source, copied);
     target[copied] = L'\0';
-    return fits;
+    return length;
 }
 
 void zeroText(wchar_t* text)
@@ -58,14 +59,13 @@ bool ZarnDataForThread::parseDescriptionSpecLogFile()
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepGroup();
         m_descriptionLogFileLineWd = getDefaultLineWidth(Zarn_MSG_FMT_LOGFILE);
 
-        const int count = tokensIn(m_descriptionForLogFile.c_str(), *m_tokenSeparator);
-        require(count == groupsCount, dx::LogSpecGroups);
         m_scratchpad.m_b.assign(m_descriptionForLogFile.c_str());
-        TokenWalk groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
-        for (int i = 0; wchar_t* group = groups.next(); ++i) {
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), *m_tokenSeparator);
+        require(groups.count() == groupsCount, dx::LogSpecGroups);
+        for (int i = 0; i < groups.count(); ++i) {
             require(i == 0, dx::LogSpecGroupIndex);
-            require(count == groupsCount, dx::LogSpecFormatMisplaced);
-            requireOrRaiseHeld(parseMessageFormat(group, Zarn_MSG_FMT_LOGFILE), *this);
+            require(groups.count() == groupsCount, dx::LogSpecFormatMisplaced);
+            requireOrRaiseHeld(parseMessageFormat(groups[i], Zarn_MSG_FMT_LOGFILE), *this);
         }
     });
     if (!isSelfSatisfied()) {
@@ -118,23 +118,22 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
             return;
         }
 
-        const int count = tokensIn(m_descriptionForDisplay.c_str(), *m_tokenSeparator);
-        require(count <= groupsCount, dx::DisplaySpecGroups);
-        if (count == 1 && isDupeForm(spec)) {
+        m_scratchpad.m_b.assign(m_descriptionForDisplay.c_str());
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), *m_tokenSeparator);
+        require(groups.count() <= groupsCount, dx::DisplaySpecGroups);
+        if (groups.count() == 1 && isDupeForm(spec)) {
             m_descriptionDisplayIsDupe = true;
             return;
         }
-        require(count == groupsCount, dx::DisplaySpecGroups);
-
-        m_scratchpad.m_b.assign(m_descriptionForDisplay.c_str());
-        TokenWalk groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
-        for (int i = 0; wchar_t* group = groups.next(); ++i) {
+        require(groups.count() == groupsCount, dx::DisplaySpecGroups);
+        for (int i = 0; i < groups.count(); ++i) {
+            wchar_t* const group = groups[i];
             if (i == 0) {
                 requireOrRaiseHeld(parseDescriptionSpecDisplayDlgBox(skipWhitespace(group)), *this);
                 continue;
             }
             require(i == 1, dx::DisplaySpecGroupIndex);
-            require(count == groupsCount, dx::DisplaySpecFormatMisplaced);
+            require(groups.count() == groupsCount, dx::DisplaySpecFormatMisplaced);
             requireOrRaiseHeld(parseMessageFormat(group, Zarn_MSG_FMT_DISPLAY), *this);
         }
     });
@@ -160,11 +159,11 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
         resetDialogSpec();
 
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        const int count = tokensIn(text, *m_tokenSeparator);
-        require(copy.assign(text) && count <= recordsMax, dx::DialogSpecRecords);
-        TokenWalk records(copy.inPlace(), m_tokenSeparator);
-        for (int i = 0; i < count; ++i) {
-            const wchar_t* record = skipWhitespace(records.next());
+        require(copy.assign(text), dx::DialogSpecRecords);
+        const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
+        require(records.count() <= recordsMax, dx::DialogSpecRecords);
+        for (int i = 0; i < records.count(); ++i) {
+            const wchar_t* record = skipWhitespace(records[i]);
             if (!*record)
                 continue;
             switch (i) {
@@ -225,14 +224,14 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
         resetTarget();
 
-        require(text && scratch && scratchQty > 0 && copyText(scratch, scratchQty, text),
+        require(text && scratch && scratchQty > 0, dx::MessageFormatRecords);
+        scratchUsed = copyText(scratch, scratchQty, text);
+        require(scratchUsed < scratchQty, dx::MessageFormatRecords);
+        const TokenList<recordsMax> records(scratch, *m_tokenSeparator);
+        require(records.count() >= recordsMin && records.count() <= recordsMax,
                 dx::MessageFormatRecords);
-        scratchUsed = std::wcslen(scratch);
-        const int count = tokensIn(scratch, *m_tokenSeparator);
-        require(count >= recordsMin && count <= recordsMax, dx::MessageFormatRecords);
-        TokenWalk records(scratch, m_tokenSeparator);
-        for (int i = 0; i < count; ++i)
-            appendRecord(i, records.next(), format);
+        for (int i = 0; i < records.count(); ++i)
+            appendRecord(i, records[i], format);
     });
     if (!isSelfSatisfied() && isTargetKnown)
         resetTarget();
@@ -290,8 +289,11 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t
 
         wchar_t* position = target + std::wcslen(target);
         wchar_t* const end = target + targetCharacters;
-        TokenWalk affixes(text, m_tokenSeparator);
-        for (wchar_t* affix = affixes.next(); affix && *affix; affix = affixes.next()) {
+        std::size_t start = 0;
+        std::size_t cut = 0;
+        std::size_t length = static_cast<std::size_t>(-1);
+        const auto next = [&] { return nextToken(text, m_tokenSeparator, start, cut, length); };
+        for (const wchar_t* affix = next(); affix && *affix; affix = next()) {
             require(isDigit(*affix), dx::AffixNotNumber);
             const int number = toNumber(affix);
             require(number < m_dataSet->getDescriptionAffixIDsQty(), dx::AffixOutOfRange);

@@ -63,9 +63,9 @@ bool ZarnDataForThread::reportDescriptionToLogFileDirectly()
         requireApproval();
         require(m_dataSet->isInstantiatorRunningNatively(), dx::ReportLogNotNative);
         require(section.wasEntered(), dx::LockRefused);
-        const LogMark before = markLog();
-        if (!logFormSectionBody() || !logFormSectionTail()) {
-            restoreLog(before);
+        const LogMark before = beginEntry();
+        if (!logFormSectionBody() || !logFormSectionTail() || !finishEntry()) {
+            takeEntryBack(before);
             throw getSelfDX_Code();
         }
     });

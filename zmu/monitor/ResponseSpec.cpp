@@ -2,16 +2,27 @@
 // header. DescriptionSpec.cpp parses the other two fields.
 #include <zmu/monitor/ZarnDataForThread.h>
 
+#include <zmu/foundation/internal/LoadString.h>
+#include <zmu/monitor/Tokens.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
-#include <zmu/monitor/internal/TokenWalk.h>
+#include <zmu/monitor/internal/TokenList.h>
 
 #include <algorithm>
 #include <cwchar>
+#include <iterator>
+#include <limits>
 
 using namespace zmu;
+
+namespace {
+
+/// A list in a scratch buffer can hold no more.
+constexpr int recordsMax = ZarnScratchpad::Buffer::capacity;
+
+} // namespace
 
 bool ZarnDataForThread::learnResponse()
 {
@@ -45,19 +56,24 @@ void ZarnDataForThread::clearSpecFields()
     m_descriptionForLogFile.clear();
 }
 
-UTL_String ZarnDataForThread::loadSpec(unsigned int capacity) const
+void ZarnDataForThread::loadSpec(ZarnScratchpad::Buffer& spec) const
 {
+    wchar_t text[ZarnScratchpad::Buffer::capacity + 1]; // a text that is too long shows
+    const HMODULE module = m_dataSet->getResourceModule();
+    bool isLoaded = false;
     try {
-        return {m_dataSet->getResourceModule(), static_cast<unsigned int>(m_situationID), capacity};
+        isLoaded = module && (loadString(module, static_cast<unsigned int>(m_situationID), text,
+                                         static_cast<int>(std::size(text))) > 0 ||
+                              GetLastError() == ERROR_SUCCESS);
     } catch (...) {
-        throw int{dx::SpecNotLoaded};
+        isLoaded = false;
     }
+    require(isLoaded, dx::SpecNotLoaded);
+    require(spec.assign(text), dx::SpecTooLong);
 }
 
 bool ZarnDataForThread::obtainResponseSpecs()
 {
-    constexpr unsigned int specCapacity =
-        ZarnScratchpad::Buffer::capacity + 1; // a longer one shows
     constexpr int fieldsCount = 3;
 
     runGuarded(*this, dx::ObtainSpecsUnexpected, [&] {
@@ -67,12 +83,11 @@ bool ZarnDataForThread::obtainResponseSpecs()
         const SeparatorKeeper separator(m_tokenSeparator, m_dataSet->getResStrTokenSepField());
 
         ZarnScratchpad::Buffer& spec = m_scratchpad.m_a;
-        require(spec.assign(loadSpec(specCapacity).wideText()), dx::SpecTooLong);
-
-        require(tokensIn(spec.c_str(), *m_tokenSeparator) == fieldsCount, dx::SpecFields);
-        TokenWalk fields(spec.inPlace(), m_tokenSeparator);
+        loadSpec(spec);
+        const TokenList<fieldsCount> fields(spec.inPlace(), *m_tokenSeparator);
+        require(fields.count() == fieldsCount, dx::SpecFields);
         for (int i = 0; i < fieldsCount; ++i) {
-            const wchar_t* field = fields.next();
+            const wchar_t* const field = fields[i];
             switch (i) {
             case 0:
                 require(*field && m_responseSpecHeader.assign(field), dx::HeaderFieldUnusable);
@@ -119,12 +134,10 @@ bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
         forgetTextFillers(); // a failed situation left them, and its texts may be gone
         m_argSource = 0;
 
-        const int count = tokensIn(m_responseSpecHeader.c_str(), *m_tokenSeparator);
-        require(count >= groupsMin && count <= groupsMax, dx::HeaderGroups);
-
-        TokenWalk groups(m_responseSpecHeader.inPlace(), m_tokenSeparator);
-        for (int i = 0; i < count; ++i) {
-            wchar_t* group = groups.next();
+        const TokenList<groupsMax> groups(m_responseSpecHeader.inPlace(), *m_tokenSeparator);
+        require(groups.count() >= groupsMin && groups.count() <= groupsMax, dx::HeaderGroups);
+        for (int i = 0; i < groups.count(); ++i) {
+            wchar_t* const group = groups[i];
             switch (i) {
             case 0:
                 parseApprovalKind(group);
@@ -164,9 +177,13 @@ void ZarnDataForThread::parseApprovalKind(wchar_t* group)
 
 void ZarnDataForThread::parseResponseTraits(const wchar_t* group)
 {
-    const wchar_t* number = std::wcspbrk(group, L"-0123456789");
-    require(number, dx::TraitsNotNumber);
-    m_situationResponseTraits = std::wcstoull(number, nullptr, 10); // a minus wraps
+    while (*group && *group != L'-' && !isDigit(*group))
+        ++group;
+    require(*group, dx::TraitsNotNumber);
+    const bool isMinus = *group == L'-';
+    const u64 number = toNumber<u64>(group + isMinus);
+    m_situationResponseTraits =
+        isMinus && number != std::numeric_limits<u64>::max() ? 0 - number : number;
 }
 
 void ZarnDataForThread::parseArgSource(wchar_t* group)
@@ -194,13 +211,13 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
         forgetDescriptionFillers();
 
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        const int count = tokensIn(text, *m_tokenSeparator);
-        require(copy.assign(text) && count <= m_descriptionFillersQty, dx::FillersTooMany);
-        TokenWalk records(copy.inPlace(), m_tokenSeparator);
+        require(copy.assign(text), dx::FillersTooMany);
+        const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
+        require(records.count() <= m_descriptionFillersQty, dx::FillersTooMany);
         const bool isCollecting =
             fillerStrings && m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE;
-        for (int i = 0; i < count; ++i) {
-            wchar_t* record = records.next();
+        for (int i = 0; i < records.count(); ++i) {
+            wchar_t* const record = records[i];
             if (m_argSource == 1)
                 fillFromRecorded(i, record);
             else
@@ -240,7 +257,8 @@ void ZarnDataForThread::fillFromRecorded(int filler, wchar_t* record)
 
 void ZarnDataForThread::fillFromCursor(int filler, const wchar_t* record)
 {
-    require(record[0] && !record[1] && std::wcschr(L"dsu", record[0]), dx::FillerLetterUnknown);
+    const bool isNumber = record[0] == L'd' || record[0] == L'u';
+    require((isNumber || record[0] == L's') && !record[1], dx::FillerLetterUnknown);
 
     SlotKind kind = SlotKind::Unknown;
     u64 slot = m_argumentBlock.take(*m_descriptionArgV, kind);
@@ -248,7 +266,7 @@ void ZarnDataForThread::fillFromCursor(int filler, const wchar_t* record)
         slot = toArgumentSlot(static_cast<int>(slot));
     else if (record[0] == L'u')
         slot = toArgumentSlot(static_cast<unsigned int>(slot));
-    if (record[0] != L's')
+    if (isNumber)
         kind = SlotKind::Number;
     else if (kind == SlotKind::Unknown || !slot)
         kind = SlotKind::AnyText;
@@ -283,11 +301,11 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
 
         const int qty = std::min(m_plugInsIndirectIndicesQty, m_dataSet->getPlugInsQty());
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        const int count = tokensIn(text, *m_tokenSeparator);
-        require(copy.assign(text) && count <= qty, dx::PlugInIdsTooMany);
-        TokenWalk records(copy.inPlace(), m_tokenSeparator);
-        for (int i = 0; i < count; ++i) {
-            const wchar_t* digits = findDigit(records.next());
+        require(copy.assign(text), dx::PlugInIdsTooMany);
+        const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
+        require(records.count() <= qty, dx::PlugInIdsTooMany);
+        for (int i = 0; i < records.count(); ++i) {
+            const wchar_t* digits = findDigit(records[i]);
             require(digits, dx::PlugInIdNotNumber);
             const int id = toNumber(digits);
             require(id < qty, dx::PlugInIdOutOfRange);
@@ -295,7 +313,7 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
                 require(m_plugInsIndirectIndices[earlier] != id, dx::PlugInIdRepeated);
             m_plugInsIndirectIndices[i] = id;
         }
-        m_plugInsIndirectQty = count;
+        m_plugInsIndirectQty = records.count();
     });
     if (!isSelfSatisfied())
         forgetPlugInsIndirectIndices();

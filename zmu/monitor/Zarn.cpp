@@ -129,9 +129,8 @@ bool Zarn::respondWithValues(int situationID, void* resourceModule, const u64* v
 {
     if (!m_dataSet)
         return false;
-    m_dataSet->recordSituationID(situationID);
     const ModuleStandIn standIn(*m_dataSet, resourceModule);
-    m_dataSet->respondToSituation(values, kinds, count);
+    m_dataSet->respondToSituation(situationID, values, kinds, count);
     return true; // how the situation went is not the answer here; getSelfDX_Code tells
 }
 

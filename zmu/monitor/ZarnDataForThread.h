@@ -22,7 +22,6 @@
 
 class ZarnData;
 struct ZarnDataFile;
-
 class ZMU_API ZarnDataForThread {
   public:
     ZarnDataForThread() = default;
@@ -204,10 +203,11 @@ class ZMU_API ZarnDataForThread {
     struct LogMark {
         u64 byteCount;
         int tailPosition;
+        bool tailCountsBytes;
         ulong32 situationsCount;
     };
 
-    UTL_String loadSpec(unsigned int capacity) const;
+    void loadSpec(ZarnScratchpad::Buffer& spec) const;
     void clearSpecFields();
     void parseApprovalKind(wchar_t* group);
     void parseResponseTraits(const wchar_t* group);
@@ -228,9 +228,13 @@ class ZMU_API ZarnDataForThread {
     void resetDialogSpec();
     void replaceLogFileAtLimit();
     void runPlugIn(ZarnPlugIn plugIn);
-    LogMark markLog() const;
+    /// Holds back what the sections write, for one write of an entry and its tail.
+    LogMark beginEntry();
+    /// Makes that write; failing that the code is that of a section.
+    bool finishEntry();
     /// Brings the log back to where it stood: the entry that failed is gone, the tail is whole.
-    void restoreLog(const LogMark& mark);
+    void takeEntryBack(const LogMark& mark);
+    void rewriteTail(const ZarnDataFile& file);
     /// The checks that every section writer begins with, and the log's record.
     ZarnDataFile& requireLog(bool sectionEntered, int notNative);
     u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;

@@ -152,9 +152,11 @@ bool ZarnData::respondToSituation(char** argV)
     });
 }
 
-bool ZarnData::respondToSituation(const u64* values, const SlotKind* kinds, std::size_t count)
+bool ZarnData::respondToSituation(int situationID, const u64* values, const SlotKind* kinds,
+                                  std::size_t count)
 {
     return forwardTo(obtainDataForCurrentThread(true), false, [=](ZarnDataForThread& engine) {
+        engine.recordSituationID(situationID);
         engine.setArguments(values, kinds, count);
         return engine.respondToSituation();
     });

@@ -18,9 +18,3 @@ bool ZarnScratchpad::setMemberVarsToDefaults(int passes, ulong32 mask)
         clear();
     return true;
 }
-
-void ZarnScratchpad::clear()
-{
-    m_a.clear();
-    m_b.clear();
-}

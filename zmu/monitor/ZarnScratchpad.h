@@ -16,7 +16,11 @@ class ZMU_API ZarnScratchpad {
     bool setMemberVarsToDefaults(int passes, ulong32 mask);
 
     /// Zeroes what is in use of both buffers.
-    void clear();
+    void clear()
+    {
+        m_a.clear();
+        m_b.clear();
+    }
 
     Buffer m_a; ///< Scratch A.
     Buffer m_b; ///< Scratch B.

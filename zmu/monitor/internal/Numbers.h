@@ -1,7 +1,7 @@
 // Decimal numbers of the spec grammars.
 #pragma once
 
-#include <climits>
+#include <limits>
 
 namespace zmu {
 
@@ -20,14 +20,16 @@ inline wchar_t* findDigit(wchar_t* text)
     return nullptr;
 }
 
-/// The number that begins at `text`; saturates at INT_MAX.
-inline int toNumber(const wchar_t* text)
+/// The number that begins at `text`; saturates at the type's greatest one.
+template <class T = int>
+T toNumber(const wchar_t* text)
 {
-    int number = 0;
+    constexpr T max = std::numeric_limits<T>::max();
+    T number = 0;
     for (; isDigit(*text); ++text) {
-        const int digit = *text - L'0';
-        if (number > (INT_MAX - digit) / 10)
-            return INT_MAX;
+        const T digit = static_cast<T>(*text - L'0');
+        if (number > (max - digit) / 10)
+            return max;
         number = number * 10 + digit;
     }
     return number;

@@ -45,10 +45,19 @@ class Output {
         return append(character);
     }
 
-    bool put(const wchar_t* text, std::size_t length)
+    /// For short texts; see putBlock().
+    bool put(std::wstring_view text)
     {
-        if (wraps())
-            return std::all_of(text, text + length, [this](wchar_t c) { return putWrapped(c); });
+        for (const wchar_t character : text) {
+            if (!put(character))
+                return false;
+        }
+        return true;
+    }
+
+    /// As put(), in one piece: for output that does not wrap, and text that may be long.
+    bool putBlock(const wchar_t* text, std::size_t length)
+    {
         if (length > room())
             return false;
         std::wmemcpy(m_position, text, length);
@@ -56,15 +65,17 @@ class Output {
         return true;
     }
 
-    /// Copies the start of a message's text that needs no second look: neither an escape nor a
-    /// place where a line could break or is full. Returns what is left of it.
-    const wchar_t* putPlain(const wchar_t* text)
+    /// Copies the start of a message's text that needs no second look: up to an escape, a character
+    /// below `lowest`, or a place where a line could break or is full. Returns what is left of it.
+    const wchar_t* putPlain(const wchar_t* text, wchar_t lowest)
     {
-        const wchar_t* const stop = m_position + (wraps() ? std::min(room(), lineRoom()) : room());
-        const wchar_t lowest = wraps() ? L' ' + 1 : L' ';
-        while (m_position < stop && *text >= lowest && *text != L'%')
-            *m_position++ = *text++;
-        return text;
+        wchar_t* const output = m_position;
+        const std::size_t limit = wraps() ? std::min(room(), lineRoom()) : room();
+        std::size_t count = 0;
+        for (; count < limit && text[count] >= lowest && text[count] != L'%'; ++count)
+            output[count] = text[count];
+        m_position += count;
+        return text + count;
     }
 
     bool fill(wchar_t character, std::size_t count)
@@ -212,9 +223,11 @@ class SpecParser {
             spec.conversion = L'\0';
             return true;
         }
-        parseFlags(spec);
-        if (!parseWidth(spec) || !parsePrecision(spec))
-            return false;
+        if (*m_text <= L'9') { // the letters stand behind all that can come before them
+            parseFlags(spec);
+            if (!parseWidth(spec) || !parsePrecision(spec))
+                return false;
+        }
         spec.size = parseSize();
         spec.conversion = *m_text;
         return spec.conversion != L'\0' && (++m_text, skip(L'!'));
@@ -348,7 +361,7 @@ class Digits {
     Digits(const Digits&) = delete;
     Digits& operator=(const Digits&) = delete;
 
-    const wchar_t* text() const { return m_first; }
+    std::wstring_view text() const { return {m_first, length()}; }
     std::size_t length() const { return static_cast<std::size_t>(m_text + capacity - m_first); }
 
   private:
@@ -364,7 +377,7 @@ bool writeNumber(Output& output, const InsertSpec& spec, std::wstring_view prefi
     const std::size_t least = spec.hasPrecision ? spec.precision : 1;
     std::size_t zeros = least > digits.length() ? least - digits.length() : 0;
     if (spec.conversion == L'o' && spec.isAlternate && zeros == 0 &&
-        (digits.length() == 0 || *digits.text() != L'0'))
+        (digits.length() == 0 || digits.text().front() != L'0'))
         zeros = 1;
 
     const std::size_t length = prefix.size() + zeros + digits.length();
@@ -373,9 +386,8 @@ bool writeNumber(Output& output, const InsertSpec& spec, std::wstring_view prefi
         zeros += padding;
         padding = 0;
     }
-    return (spec.isLeft || output.fill(L' ', padding)) &&
-           output.put(prefix.data(), prefix.size()) && output.fill(L'0', zeros) &&
-           output.put(digits.text(), digits.length()) &&
+    return (spec.isLeft || output.fill(L' ', padding)) && output.put(prefix) &&
+           output.fill(L'0', zeros) && output.put(digits.text()) &&
            (!spec.isLeft || output.fill(L' ', padding));
 }
 
@@ -499,8 +511,8 @@ bool copyCharacters(Output& output, const WideReader& reader, std::size_t limit)
     if (output.wraps())
         return copyCharacters<WideReader>(output, reader, limit);
     // One more than fits is enough to see that it does not fit.
-    return output.put(reader.position(),
-                      wcsnlen(reader.position(), std::min(limit, output.room() + 1)));
+    return output.putBlock(reader.position(),
+                           wcsnlen(reader.position(), std::min(limit, output.room() + 1)));
 }
 
 template <typename Reader>
@@ -542,46 +554,37 @@ wchar_t narrowCharacter(u64 slot)
 class Formatter {
   public:
     Formatter(const wchar_t* format, const u64* slots, bool keepsBreaks, Output& output)
-        : m_text(format), m_end(format + std::wcslen(format)), m_slots(slots),
-          m_keepsBreaks(keepsBreaks), m_output(output)
+        : m_text(format), m_slots(slots), m_keepsBreaks(keepsBreaks),
+          m_lowestPlain(keepsBreaks      ? L'\0' + 1
+                        : output.wraps() ? L' ' + 1
+                                         : L' '),
+          m_output(output)
     {}
 
     /// The last error: what stopped the formatting, or ERROR_SUCCESS.
     DWORD run()
     {
-        while (m_error == ERROR_SUCCESS && m_text != m_end) {
+        while (m_error == ERROR_SUCCESS) {
+            m_text = m_output.putPlain(m_text, m_lowestPlain);
+            if (*m_text == L'\0')
+                break;
             if (*m_text == L'%')
                 expandEscape();
-            else if (m_keepsBreaks)
-                copyRun();
             else
-                copyWord();
+                copyCharacter();
         }
         return m_error;
     }
 
   private:
-    /// Everything up to the next escape, as it is.
-    void copyRun()
+    /// A character that is not plain. A line break of the message's own text becomes a blank unless
+    /// breaks are kept. (Those of an insert belong to its value and stay.)
+    void copyCharacter()
     {
-        const auto left = static_cast<std::size_t>(m_end - m_text);
-        const wchar_t* const escape = std::wmemchr(m_text, L'%', left);
-        const wchar_t* const stop = escape ? escape : m_end;
-        check(m_output.put(m_text, static_cast<std::size_t>(stop - m_text)));
-        m_text = stop;
-    }
-
-    /// A word and the blank behind it, which a line break of the message's own text becomes. (Those
-    /// of an insert belong to its value and stay.)
-    void copyWord()
-    {
-        m_text = m_output.putPlain(m_text);
-        if (m_text == m_end || *m_text == L'%')
-            return;
         const wchar_t character = *m_text++;
-        if (character == L'\r' && *m_text == L'\n')
+        const bool isBreak = !m_keepsBreaks && (character == L'\r' || character == L'\n');
+        if (isBreak && character == L'\r' && *m_text == L'\n')
             ++m_text;
-        const bool isBreak = character == L'\r' || character == L'\n';
         check(m_output.put(isBreak ? L' ' : character));
     }
 
@@ -594,7 +597,7 @@ class Formatter {
             m_error = ERROR_INVALID_PARAMETER;
             break;
         case L'0':
-            m_text = m_end;
+            m_text = L"";
             break;
         case L'n':
             check(m_output.breakLine());
@@ -698,9 +701,9 @@ class Formatter {
     }
 
     const wchar_t* m_text;
-    const wchar_t* const m_end;
     const u64* const m_slots;
     const bool m_keepsBreaks;
+    const wchar_t m_lowestPlain;
     Output& m_output;
     DWORD m_error = ERROR_SUCCESS;
 };

@@ -1,0 +1,92 @@
+// The file of a log: an entry and the tail behind it reach it in one write.
+#pragma once
+
+#include <zmu/foundation/internal/Utf16.h>
+#include <zmu/monitor/ZarnScratchpad.h>
+#include <zmu/platform/Files.h>
+
+#include <QFile>
+
+#include <cstring>
+#include <utility>
+
+namespace zmu {
+
+/// A file that is opened without a buffer, and whose writes can be held back for a moment. Held
+/// writes count in the position, and keep their order with all else that is done to the file.
+///
+/// The position is kept here and told with each write: the system's own is of no account, and a
+/// seek costs nothing.
+class LogDevice : public QFile {
+  public:
+    using QFile::QFile;
+
+    /// Holds writes from here on, until release() or drop().
+    void hold()
+    {
+        m_isHolding = true;
+        m_isIntact = true;
+    }
+
+    /// Makes the held writes, all in one. False if the system refuses: the position is then behind
+    /// what it has taken.
+    bool release()
+    {
+        m_isHolding = false;
+        return writeHeld();
+    }
+
+    /// Forgets the held writes. True if the file is as it was when the hold began.
+    bool drop()
+    {
+        m_isHolding = false;
+        QIODevice::seek(pos() - std::exchange(m_heldSize, 0));
+        return m_isIntact;
+    }
+
+    bool seek(qint64 position) override { return writeHeld() && QIODevice::seek(position); }
+
+  protected:
+    qint64 readData(char* data, qint64 size) override
+    {
+        return writeHeld() && QFile::seek(pos()) ? QFile::readData(data, size) : -1;
+    }
+
+    qint64 writeData(const char* data, qint64 size) override
+    {
+        if (m_isHolding && size <= capacity - m_heldSize) {
+            std::memcpy(m_held + m_heldSize, data, static_cast<std::size_t>(size));
+            m_heldSize += size;
+            return size;
+        }
+        if (!writeHeld())
+            return -1;
+        m_isIntact = false;
+        return writeAt(handle(), pos(), data, size);
+    }
+
+  private:
+    /// Bytes of the longest entry and the longest tail.
+    static constexpr qint64 capacity =
+        2 * ZarnScratchpad::Buffer::capacity * utf16UnitsMax * sizeof(char16_t);
+
+    bool writeHeld()
+    {
+        if (m_heldSize == 0)
+            return true;
+        m_isIntact = false;
+        const qint64 size = std::exchange(m_heldSize, 0);
+        const qint64 start = pos() - size;
+        const qint64 written = writeAt(handle(), start, m_held, size);
+        if (written != size)
+            QIODevice::seek(start + written);
+        return written == size;
+    }
+
+    bool m_isHolding = false;
+    bool m_isIntact = true;
+    qint64 m_heldSize = 0;
+    char m_held[capacity];
+};
+
+} // namespace zmu
