@@ -9,14 +9,6 @@
 using namespace zmu;
 using namespace zmu_test;
 
-#if defined(__SANITIZE_THREAD__)
-// The C library guards its time zone with a lock that the sanitizer does not see.
-extern "C" const char* __tsan_default_suppressions()
-{
-    return "race:tzset_internal\n";
-}
-#endif
-
 namespace {
 
 /// The engines of a monitor.
