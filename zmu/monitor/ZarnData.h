@@ -419,7 +419,7 @@ class ZMU_API ZarnData {
     ulong32 m_situationsQty = 0;
     wchar_t* m_tags[Zarn_FORM_TAGS_QTY] = {};
 
-    static HMODULE m_resModuleBootstrap;
+    static std::atomic<HMODULE> m_resModuleBootstrap;
     static unsigned int s_logOutputLevel;
     static bool s_logBackupEnabled;
     static unsigned int s_logMaxFileSize;
