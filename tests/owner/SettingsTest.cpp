@@ -1,9 +1,9 @@
 // What the product's settings mean, and the setting of the machine.
+#include "MachineSettings.h"
 #include "OwnerParts.h"
 
 #if !defined(_WIN32)
 #include <pwd.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -112,118 +112,129 @@ TEST(Settings, LogVariables)
 
 // ---- The setting of the machine --------------------------------------------------------------------------
 
-#if !defined(_WIN32)
-
 namespace {
 
-/// The machine's settings in a folder that anybody may search.
+/// The level, negated code as the trace tells it on failure.
+int level(Owner& owner)
+{
+    Traces traces;
+    owner.code1() = 77;
+    Zarn_DX_MODE mode = 99;
+    const bool succeeded = owner.obtainAssertivenessLevel(mode);
+    const QString trace = traces.take();
+    if (owner.code1() != 77 || (!succeeded && mode != 0))
+        return 1000;
+    return succeeded ? mode : -trace.section("(ZGW", 1).section('/', 0, 0).toInt();
+}
+
 class Assertiveness : public testing::Test {
   protected:
-    void SetUp() override
-    {
-        qputenv("XDG_CONFIG_DIRS", root());
-        setLogDirectory(folder.path("."));
-        ASSERT_EQ(chmod(root(), 0755), 0);
-    }
-    QByteArray root() const { return QFile::encodeName(QString::fromStdWString(folder.path("."))); }
-    QByteArray file() const { return root() + "/Quorvane/Farrowlink.ini"; }
-    void write(const QByteArray& content)
-    {
-        QDir().mkpath(QString(root()) + "/Quorvane");
-        QFile ini(file());
-        ASSERT_TRUE(ini.open(QIODevice::WriteOnly) && ini.write(content) == content.size());
-    }
-    QByteArray content()
-    {
-        QFile ini(file());
-        return ini.open(QIODevice::ReadOnly) ? ini.readAll() : QByteArray("(no file)");
-    }
-    /// The level, negated code as the trace tells it on failure.
-    static int level(Owner& owner)
-    {
-        Traces traces;
-        owner.code1() = 77;
-        Zarn_DX_MODE mode = 99;
-        if (owner.obtainAssertivenessLevel(mode))
-            return owner.code1() == 77 ? mode : 1000;
-        const QString trace = traces.take();
-        return mode == 0 && owner.code1() == 77
-                   ? -trace.section("(ZGW", 1).section('/', 0, 0).toInt()
-                   : 1000;
-    }
-    /// The same as an ordinary user, in a process of its own.
-    static int levelAsUser(Owner& owner)
-    {
-        const passwd* const nobody = getpwnam("nobody");
-        const pid_t child = fork();
-        if (child == 0) {
-            if (geteuid() == 0 && (!nobody || setgid(nobody->pw_gid) || setuid(nobody->pw_uid)))
-                _exit(99);
-            const int result = level(owner);
-            _exit(result < 0 ? 100 - result : result);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 1000;
-        return result > 100 ? 100 - result : result;
-    }
+    Assertiveness() { setLogDirectory(folder.path(".")); }
 
     const Folder folder;
+    MachineSettings settings;
 };
 
 } // namespace
 
 TEST_F(Assertiveness, IsRepaired)
 {
-    Owner owner; // which reads it as well
-    constexpr char zero[] = "[AppServer]\nZM_Assertiveness=0\n";
-    EXPECT_EQ(content(), zero); // there was no file
-    EXPECT_EQ(level(owner), 0); // and what was written is read
+    Owner owner;
     const struct {
-        QByteArray before;
+        const char* before; // null for no value
         int level;
-        QByteArray after;
+        const char* after;
     } rows[] = {
-        {"", 0, zero},
-        {"[AppServer]\nZM_Assertiveness=10\n", 10, {}},
-        {"[AppServer]\nZM_Assertiveness=\"7\"\n", 7, {}},
-        {"[AppServer]\nZM_Assertiveness=11\n", 0, zero},
-        {"[AppServer]\nZM_Assertiveness=4294967295\n", 0, zero},
-        {"[AppServer]\nOther=x\n", 0, "[AppServer]\nOther=x\nZM_Assertiveness=0\n"},
-        {"[AppServer]\nZM_Assertiveness=high\n", -33, {}},
-        {"[AppServer]\nZM_Assertiveness=\n", -33, {}},
-        {"[AppServer]\nZM_Assertiveness=4294967296\n", -33, {}},
-        {"[AppServer]\nZM_Assertiveness=-1\n", -33, {}},
-        {"[AppServer]\nZM_Assertiveness=1, 2\n", -33, {}},
-        {"no settings at all\n", -32, {}},
+        {nullptr, 0, "0"},      {"0", 0, "0"},
+        {"10", 10, "10"},       {"11", 0, "0"},
+        {"4294967295", 0, "0"}, {"high", -33, "high"},
+        {"", -33, ""},          {"4294967296", -33, "4294967296"},
+        {"-1", -33, "-1"},      {"1, 2", -33, "1, 2"},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.before.toStdString());
-        write(row.before);
+        SCOPED_TRACE(row.before ? row.before : "no value");
+        settings.store(row.before);
         EXPECT_EQ(level(owner), row.level);
-        EXPECT_EQ(content(), row.after.isNull() ? row.before : row.after);
+        EXPECT_EQ(settings.stored(), row.after);
+        EXPECT_EQ(level(owner), row.level);
     }
 }
+
+#if defined(_WIN32)
+
+TEST_F(Assertiveness, NeedsAKeyAndANumber)
+{
+    Owner owner;
+    settings.remove();
+    EXPECT_EQ(level(owner), -32);
+    EXPECT_EQ(settings.stored(), "(none)");
+    const std::pair<DWORD, DWORD> kinds[] = {{REG_BINARY, 4}, {REG_QWORD, 8}, {REG_DWORD, 2},
+                                             {REG_DWORD, 8},  {REG_SZ, 4},    {REG_NONE, 0}};
+    const BYTE bytes[8] = {5};
+    for (const auto& [type, size] : kinds) {
+        settings.store(type, bytes, size);
+        EXPECT_EQ(level(owner), -33) << type << ' ' << size;
+    }
+}
+
+#else
+
+TEST_F(Assertiveness, IsMadeInTheFileAsItIs)
+{
+    settings.remove();
+    Owner owner;
+    EXPECT_EQ(settings.content(), "[AppServer]\nZM_Assertiveness=0\n"); // there was no file
+    settings.write("[AppServer]\nOther=x\n");
+    EXPECT_EQ(level(owner), 0);
+    EXPECT_EQ(settings.content(), "[AppServer]\nOther=x\nZM_Assertiveness=0\n");
+    settings.write("[AppServer]\nZM_Assertiveness=\"7\"\n");
+    EXPECT_EQ(level(owner), 7);
+    settings.write("no settings at all\n");
+    EXPECT_EQ(level(owner), -32);
+    EXPECT_EQ(settings.content(), "no settings at all\n");
+}
+
+namespace {
+
+/// The level as an ordinary user gets it, in a process of its own.
+int levelAsUser(Owner& owner)
+{
+    const passwd* const nobody = getpwnam("nobody");
+    const pid_t child = fork();
+    if (child == 0) {
+        if (geteuid() == 0 && (!nobody || setgid(nobody->pw_gid) || setuid(nobody->pw_uid)))
+            _exit(99);
+        const int result = level(owner);
+        _exit(result < 0 ? 100 - result : result);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 1000;
+    return result > 100 ? 100 - result : result;
+}
+
+} // namespace
 
 TEST_F(Assertiveness, NeedsTheRightToWrite)
 {
     if (geteuid() == 0 && !getpwnam("nobody"))
         GTEST_SKIP() << "there is no ordinary user to become";
     Owner owner;
-    write(
-        "[AppServer]\nZM_Assertiveness=5\n\n"); // of another size, so that nobody takes it for old
-    ASSERT_EQ(chmod(file(), 0444), 0);
+    const QByteArray file = settings.file();
+    // Of another size, so that nobody takes it for old.
+    settings.write("[AppServer]\nZM_Assertiveness=5\n\n");
+    ASSERT_EQ(chmod(file, 0444), 0);
     EXPECT_EQ(levelAsUser(owner), -32);
-    ASSERT_EQ(chmod(file(), 0666), 0); // the file, though not its directory
+    ASSERT_EQ(chmod(file, 0666), 0); // the file, though not its directory
     EXPECT_EQ(levelAsUser(owner), 5);
-    write("[AppServer]\nZM_Assertiveness=12\n");
+    settings.store("12");
     EXPECT_EQ(levelAsUser(owner), 0);
-    EXPECT_EQ(content(), "[AppServer]\nZM_Assertiveness=0\n");
-    ASSERT_TRUE(QFile::remove(file()));
+    EXPECT_EQ(settings.stored(), "0");
+    settings.remove();
     EXPECT_EQ(levelAsUser(owner), -32);
-    ASSERT_EQ(chmod(root() + "/Quorvane", 0777), 0);
+    ASSERT_EQ(chmod(file.left(file.lastIndexOf('/')), 0777), 0);
     EXPECT_EQ(levelAsUser(owner), 0);
-    EXPECT_EQ(content(), "[AppServer]\nZM_Assertiveness=0\n");
+    EXPECT_EQ(settings.stored(), "0");
 }
 
 #endif
