@@ -197,14 +197,18 @@ wine_files() {
 make_wine_prefix() {
     local ready=$cache/wine.ready version
     version=$(source_version wine64)
-    if [ -s "$cache/wine/system.reg" ] && [ "$(cat "$ready" 2>/dev/null)" = "$version, $(wine_files)" ]; then
-        return 0
+    if [ ! -s "$cache/wine/system.reg" ] || [ "$(cat "$ready" 2>/dev/null)" != "$version, $(wine_files)" ]; then
+        say "Creating the Wine prefix"
+        rm -rf "$cache/wine" "$ready"
+        "$here/wine.sh" wineboot --init </dev/null >&2 9>&-
+        "$here/wine.sh" --wait 9>&-
+        echo "$version, $(wine_files)" >"$ready"
     fi
-    say "Creating the Wine prefix"
-    rm -rf "$cache/wine" "$ready"
-    "$here/wine.sh" wineboot --init </dev/null >&2 9>&-
-    "$here/wine.sh" --wait 9>&-
-    echo "$version, $(wine_files)" >"$ready"
+    # Windows without a display.
+    if ! grep -q '^"Graphics"="null"' "$cache/wine/user.reg"; then
+        "$here/wine.sh" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f </dev/null >&2 9>&-
+        "$here/wine.sh" --wait 9>&-
+    fi
 }
 
 # ---- All of it ---------------------------------------------------------------------------------

