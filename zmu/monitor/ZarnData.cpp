@@ -17,7 +17,7 @@
 
 using namespace zmu;
 
-HMODULE ZarnData::m_resModuleBootstrap = nullptr;
+std::atomic<HMODULE> ZarnData::m_resModuleBootstrap = nullptr;
 unsigned int ZarnData::s_logOutputLevel = 1;
 bool ZarnData::s_logBackupEnabled = true;
 unsigned int ZarnData::s_logMaxFileSize = 20;

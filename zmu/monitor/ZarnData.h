@@ -317,8 +317,8 @@ class ZMU_API ZarnData {
     bool respondToSituation();
     /// `argV`: a pointer to a cursor over 64-bit argument slots, which the spec advances.
     bool respondToSituation(char** argV);
-    /// Records the ID and goes on with the arguments of a call, which are copied; `kinds` tells what
-    /// each was packed from.
+    /// Records the ID and goes on with the arguments of a call, which are copied; `kinds` tells
+    /// what each was packed from.
     bool respondToSituation(int situationID, const u64* values, const zmu::SlotKind* kinds,
                             std::size_t count);
     /// Stores an argument at `position` (ZARN_ARG_NEXT: behind the last) and returns the position,
@@ -419,7 +419,7 @@ class ZMU_API ZarnData {
     ulong32 m_situationsQty = 0;
     wchar_t* m_tags[Zarn_FORM_TAGS_QTY] = {};
 
-    static HMODULE m_resModuleBootstrap;
+    static std::atomic<HMODULE> m_resModuleBootstrap;
     static unsigned int s_logOutputLevel;
     static bool s_logBackupEnabled;
     static unsigned int s_logMaxFileSize;

@@ -5,6 +5,7 @@
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Registry.h>
 
+#include <algorithm>
 #include <climits>
 #include <iterator>
 #include <new>
@@ -28,9 +29,10 @@ struct CodeHolder {
 std::mutex s_entries;
 
 /// Takes a monitor out of its entry, so that a thread that ends does not meet it half destroyed.
-Zarn* takeOut(Zarn*& entry)
+Zarn* takeOut(Zarn*& entry, int& count)
 {
     const std::lock_guard guard(s_entries);
+    count = std::max(count - 1, 0);
     return std::exchange(entry, nullptr);
 }
 
@@ -87,8 +89,7 @@ int Zarn::destroy()
                 continue;
             if (destroyed < INT_MAX)
                 ++destroyed;
-            delete takeOut(m_zarnMonitors[i]);
-            --m_zarnMonitorsCount;
+            delete takeOut(m_zarnMonitors[i], m_zarnMonitorsCount);
         }
     } catch (...) {
         return -destroyed;
@@ -112,10 +113,8 @@ bool Zarn::destroy(Zarn** monitor, int startIndex, bool wrap)
         if (++index == m_zarnMonitorsQty)
             index = 0;
     }
-    delete takeOut(m_zarnMonitors[index]);
+    delete takeOut(m_zarnMonitors[index], m_zarnMonitorsCount);
     *monitor = nullptr;
-    if (m_zarnMonitorsCount >= 1)
-        --m_zarnMonitorsCount;
     return true;
 }
 
