@@ -13,46 +13,31 @@ using namespace zmu_test;
 
 TEST(Settings, LevelsAndEnablements)
 {
-    const struct {
-        ulong32 level;
-        unsigned int enablements;
-        ulong32 back;
-    } rows[] = {{0, 0, 0}, {1, 3, 1}, {2, 35, 2}, {3, 39, 3}, {4, 47, 4}, {5, 63, 6}, {6, 63, 6}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.level);
-        ulong32 level = row.level;
+    constexpr unsigned int ofLevels[] = {0, 3, 35, 39, 47, 63, 63, 11, 11}; // two that are none
+    for (ulong32 i = 0; i < std::size(ofLevels); ++i) {
+        ulong32 level = i;
         unsigned int enablements = 99;
-        EXPECT_TRUE(ZarnDataZGW::mapLogOutputLevelToEnablementsZMP(level, enablements));
-        EXPECT_EQ(level, row.level);
-        EXPECT_EQ(enablements, row.enablements);
-        EXPECT_TRUE(ZarnDataZGW::mapEnablementsZMP_ToLogOutputLevel(enablements, level));
-        EXPECT_EQ(level, row.back);
+        EXPECT_EQ(ZarnDataZGW::mapLogOutputLevelToEnablementsZMP(level, enablements), i <= 6);
+        EXPECT_EQ(level, i <= 6 ? i : 1);
+        EXPECT_EQ(enablements, ofLevels[i]);
     }
-    for (const ulong32 invalid : {7U, 0xFFFFFFFFU}) {
-        ulong32 level = invalid;
-        unsigned int enablements = 0;
-        EXPECT_FALSE(ZarnDataZGW::mapLogOutputLevelToEnablementsZMP(level, enablements));
+    const std::pair<unsigned int, ulong32> levels[] = {
+        {0, 0},  {3, 1},  {11, 1},      {7, 1},  {35, 2},      {43, 2},  {35 | 16, 2},
+        {39, 3}, {47, 4}, {39 | 16, 3}, {63, 6}, {64 | 63, 6}, {~0U, 6},
+    };
+    for (const auto& [word, expected] : levels) {
+        unsigned int enablements = word;
+        ulong32 level = 99;
+        EXPECT_TRUE(ZarnDataZGW::mapEnablementsZMP_ToLogOutputLevel(enablements, level));
+        EXPECT_EQ(level, expected) << word;
+        EXPECT_EQ(enablements, word);
+    }
+    for (const unsigned int word : {1U, 2U, 4U, 0x38U, 64U}) {
+        unsigned int enablements = word;
+        ulong32 level = 99;
+        EXPECT_FALSE(ZarnDataZGW::mapEnablementsZMP_ToLogOutputLevel(enablements, level)) << word;
         EXPECT_EQ(level, 1U);
         EXPECT_EQ(enablements, 11U);
-    }
-}
-
-TEST(Settings, EnablementsBetweenTheLevels)
-{
-    const struct {
-        unsigned int enablements;
-        ulong32 level; // 0: none
-    } rows[] = {{4, 0},  {1, 0},       {2, 0},         {0x38, 0}, {11, 1},
-                {43, 2}, {47, 4},      {39 | 16, 3},   {7, 1},    {35 | 16, 2},
-                {64, 0}, {64 | 63, 6}, {0xFFFFFFFF, 6}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.enablements);
-        unsigned int enablements = row.enablements;
-        ulong32 level = 99;
-        EXPECT_EQ(ZarnDataZGW::mapEnablementsZMP_ToLogOutputLevel(enablements, level),
-                  row.level != 0);
-        EXPECT_EQ(level, row.level ? row.level : 1);
-        EXPECT_EQ(enablements, row.level ? row.enablements : 11);
     }
 }
 
