@@ -81,16 +81,6 @@ TEST(ResponseSpec, Fields)
     });
 }
 
-TEST(ResponseSpec, UnknownSituation)
-{
-    const Reporter reporter;
-    for (const int id : {101, 0, -1}) {
-        reporter.report(id);
-        EXPECT_EQ(reporter->getSelfDX_Code(), dx::SpecNotLoaded);
-        reporter.recover();
-    }
-}
-
 TEST(ResponseSpec, HeaderGroups)
 {
     expectReports({

@@ -15,9 +15,6 @@ namespace {
 struct Engines : ZarnData {
     static int count(Zarn* monitor)
     {
-        struct DataSetOf : Zarn {
-            static ZarnData* of(Zarn* zarn) { return (zarn->*&DataSetOf::getDataSet)(); }
-        };
         ThreadMap* const map = DataSetOf::of(monitor)->*&Engines::m_mapOfDataForThreads;
         int engines = 0;
         for (ThreadMap::Iterator it(*map, true); !it.atEnd(); it.next())
@@ -28,11 +25,7 @@ struct Engines : ZarnData {
 
 class OwnerThreads : public testing::Test {
   protected:
-    void SetUp() override
-    {
-        setLogDirectory(folder.path("."));
-        strings()[textSituation] = L"2~0~2~s~||``%1`";
-    }
+    void SetUp() override { setLogDirectory(folder.path(".")); }
 
     const Folder folder;
 };
