@@ -92,8 +92,8 @@ TEST(StringSearch, CutsDelimitersBlanksAndQuotes)
             EXPECT_STREQ(text.prefixBefore(c.delimiters).narrowText(), c.prefix) << c.text;
         });
     }
-    const std::pair<const char*, const char*> cuts[] = {// of blanks, then of quotes
-                                                        {" \t\na b\n\t ", "a b"},
+    // Of blanks, then of quotes.
+    const std::pair<const char*, const char*> cuts[] = {{" \t\na b\n\t ", "a b"},
                                                         {" ", ""},
                                                         {" \n ", ""},
                                                         {" a", "a"},
