@@ -47,12 +47,6 @@ inline QString seriesNote(int number, const std::wstring& origin)
         .arg(QString::fromStdWString(origin));
 }
 
-inline void forgive(Zarn* monitor)
-{
-    monitor->forgetSelfDX_Code();
-    monitor->forgetSituation();
-}
-
 /// A data set on its own, whose stages can be called and whose limit can be any.
 class Stages : public ZarnData {
   public:

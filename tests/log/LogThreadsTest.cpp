@@ -2,7 +2,6 @@
 #include "LogParts.h"
 
 #include <atomic>
-#include <set>
 #include <thread>
 
 using namespace zmu;

@@ -148,7 +148,8 @@ TEST_F(Rollover, FailureKeepsTheOldFile)
         EXPECT_EQ(monitor->getSelfDX_Code(), dx::RolloverFailed);
         EXPECT_EQ(monitor->getSituationID(), 101);
         EXPECT_EQ(shown().text, text + std::wstring(L" shown"));
-        forgive(monitor);
+        monitor->forgetSelfDX_Code();
+        monitor->forgetSituation();
     }
     EXPECT_EQ(readFile(log), logBytes(plainLog("first\nsecond\n")));
     EXPECT_EQ(logs().size(), 1);

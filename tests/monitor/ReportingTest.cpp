@@ -57,8 +57,7 @@ TEST(Reporting, DisplayFailsAfterTheLogIsWritten)
     reporter.report(100);
     EXPECT_EQ(reporter->getSelfDX_Code(), dx::DisplayFunctionThrew);
     EXPECT_EQ(reporter->getDisplayDlgBoxResult(), 0);
-    const QString traced = traces.take();
-    EXPECT_EQ(traced, "ZarnDataForThread::reportDescriptions () caught exception #5.\n");
+    EXPECT_EQ(traces.take(), "ZarnDataForThread::reportDescriptions () caught exception #5.\n");
     reporter.recover();
 
     reporter->setDisplayDlgBoxFunction(nullptr);

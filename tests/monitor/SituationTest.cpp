@@ -1,8 +1,6 @@
 // The life of a situation: phase by phase, what a failure leaves, stages that are replaced.
 #include "Reporter.h"
 
-#include <stdexcept>
-
 using namespace zmu_test;
 
 TEST(Situation, CanBeDrivenByPhases)
