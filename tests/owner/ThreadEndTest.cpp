@@ -6,6 +6,10 @@
 #include <thread>
 #include <vector>
 
+#if !defined(_WIN32)
+#include <malloc.h>
+#endif
+
 using namespace zmu;
 using namespace zmu_test;
 
@@ -23,6 +27,23 @@ struct Engines : ZarnData {
     }
 };
 
+/// Bytes of the heap in use; 0 where a sanitizer has a heap of its own.
+i64 heapBytes()
+{
+#if defined(_WIN32)
+    HANDLE heaps[64];
+    i64 bytes = 0;
+    for (DWORD i = std::min<DWORD>(GetProcessHeaps(64, heaps), 64); i-- > 0;) {
+        PROCESS_HEAP_ENTRY entry = {};
+        while (HeapWalk(heaps[i], &entry))
+            bytes += entry.wFlags & PROCESS_HEAP_ENTRY_BUSY ? entry.cbData : 0;
+    }
+    return bytes;
+#else
+    return static_cast<i64>(mallinfo2().uordblks);
+#endif
+}
+
 class OwnerThreads : public testing::Test {
   protected:
     void SetUp() override { setLogDirectory(folder.path(".")); }
@@ -39,7 +60,10 @@ TEST_F(OwnerThreads, LeaveNoEngineBehind)
     ASSERT_TRUE(monitor && second);
     constexpr int threads = 10000;
     constexpr int atOnce = 4;
+    i64 bytes = 0;
     for (int i = 0; i < threads / atOnce; ++i) {
+        if (i * atOnce == threads / 10)
+            bytes = heapBytes();
         std::vector<std::thread> running;
         for (int n = 0; n < atOnce; ++n)
             running.emplace_back([=] {
@@ -50,6 +74,8 @@ TEST_F(OwnerThreads, LeaveNoEngineBehind)
         for (std::thread& thread : running)
             thread.join();
     }
+    constexpr i64 bytesPerThread = 8;
+    EXPECT_LT(heapBytes() - bytes, bytesPerThread * threads);
     EXPECT_EQ(Engines::count(monitor), 1); // that of this thread, which has made the monitor
     EXPECT_EQ(Engines::count(second), 1);
     wchar_t log[512];
