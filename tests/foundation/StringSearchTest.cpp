@@ -9,6 +9,7 @@
 namespace {
 
 constexpr u64 npos = UTL_String::npos;
+using Pair = std::pair<const char*, const char*>;
 
 template <class Body>
 void inBothWidths(const char* text, Body body)
@@ -92,19 +93,18 @@ TEST(StringSearch, CutsDelimitersBlanksAndQuotes)
             EXPECT_STREQ(text.prefixBefore(c.delimiters).narrowText(), c.prefix) << c.text;
         });
     }
-    const std::pair<const char*, const char*> cuts[] = {// of blanks, then of quotes
-                                                        {" \t\na b\n\t ", "a b"},
-                                                        {" ", ""},
-                                                        {" \n ", ""},
-                                                        {" a", "a"},
-                                                        {"a ", "a"},
-                                                        {"a\r\n", "a\r"},
-                                                        {" \xC3\xA9 ", "\xC3\xA9"},
-                                                        {"\"ab\" ", "ab"},
-                                                        {"\"\"", ""},
-                                                        {"\"", "\""},
-                                                        {"\"ab", "\"ab"},
-                                                        {"", ""}};
+    // Of blanks, then of quotes.
+    const Pair cuts[] = {{" \t\na b\n\t ", "a b"},
+                         {" \n ", ""},
+                         {" a", "a"},
+                         {"a ", "a"},
+                         {"a\r\n", "a\r"},
+                         {" \xC3\xA9 ", "\xC3\xA9"},
+                         {"\"ab\" ", "ab"},
+                         {"\"\"", ""},
+                         {"\"", "\""},
+                         {"\"ab", "\"ab"},
+                         {"", ""}};
     for (const auto& cut : cuts) {
         inBothWidths(cut.first, [&](const UTL_String& text) {
             EXPECT_STREQ(text.trimmed().stripQuotes().narrowText(), cut.second) << cut.first;
@@ -116,7 +116,7 @@ TEST(StringSearch, CutsDelimitersBlanksAndQuotes)
 
 TEST(StringSearch, WildcardsTakeNothingAtTheEnd)
 {
-    using Pair = std::pair<const char*, const char*>; // text and pattern
+    // Text and pattern.
     const Pair good[] = {{"", ""},      {"", "**"},      {"a", "a*"},         {"ab", "*b"},
                          {"b", "*b"},   {"ab", "a*b"},   {"axxb", "a**b"},    {"axb", "a?b"},
                          {"aa", "*a*"}, {"abab", "*ab"}, {"abcabd", "a*c*d"}, {"abc", "*?c"},

@@ -22,11 +22,6 @@ using namespace zmu_test;
 
 namespace {
 
-std::string narrow(const std::wstring& path)
-{
-    return QString::fromStdWString(path).toStdString();
-}
-
 /// The greatest size of a file, for the life of this object.
 class SizeLimit {
   public:
@@ -151,7 +146,6 @@ TEST(LogFailures, SizeLimitInAHeadRefusesTheLog)
     const Folder folder;
     const std::wstring log = folder.path("log.html");
     const std::wstring form = folder.write("form.html", plainForm);
-    serveTextSituation();
     const qint64 size = logBytes(plainLog({})).size();
     for (qint64 limit = 0; limit < size; ++limit) {
         SCOPED_TRACE(limit);
@@ -182,7 +176,7 @@ TEST(LogFailures, FullDiskLosesNothingThatWasWritten)
 {
     const Folder folder;
     const Alarm alarm;
-    const std::string disk = narrow(folder.path("disk"));
+    const std::string disk = toNarrow(folder.path("disk"));
     ASSERT_TRUE(QDir().mkpath(QString::fromStdString(disk)));
     if (const std::string why = mountSmallDisk(disk); !why.empty())
         GTEST_SKIP() << why;
@@ -230,7 +224,7 @@ TEST(LogFailures, FullDiskLosesNothingThatWasWritten)
 TEST(LogFailures, FullDiskAtARolloverIsToldAndEndsWithTheRoom)
 {
     const Folder folder;
-    const std::string disk = narrow(folder.path("disk"));
+    const std::string disk = toNarrow(folder.path("disk"));
     ASSERT_TRUE(QDir().mkpath(QString::fromStdString(disk)));
     if (const std::string why = mountSmallDisk(disk); !why.empty())
         GTEST_SKIP() << why;
@@ -257,7 +251,6 @@ TEST(LogFailures, KilledProcessLeavesEveryEntryThatItHadReported)
     const Folder folder;
     const std::wstring form = folder.write("form.html", plainForm);
     const std::wstring log = folder.path("log.html");
-    serveTextSituation();
     std::mt19937 random(20061);
     int entriesQty = 0;
     for (int round = 0; round < 40; ++round) {
@@ -316,11 +309,10 @@ TEST(LogFailures, PipesAndDevicesAreNoFiles)
     const Folder folder;
     const Alarm alarm;
     const std::wstring pipe = folder.path("pipe");
-    ASSERT_EQ(mkfifo(narrow(pipe).c_str(), 0600), 0);
-    serveTextSituation();
+    ASSERT_EQ(mkfifo(toNarrow(pipe).c_str(), 0600), 0);
     for (const std::wstring& name : {pipe, std::wstring(L"/dev/null"), std::wstring(L"/dev/full"),
                                      std::wstring(L"/dev/zero")}) {
-        SCOPED_TRACE(narrow(name));
+        SCOPED_TRACE(toNarrow(name));
         EXPECT_EQ(Monitor(name).createCode(), dx::FileNotOpened);
         const Monitor monitor(folder.path("log.html"), name.c_str());
         ASSERT_TRUE(monitor.get()) << monitor.createCode();
@@ -334,12 +326,12 @@ TEST(LogFailures, PermissionsAreRespected)
     const Folder folder;
     const std::wstring form = folder.write("form.html", plainForm);
     const std::wstring kept = folder.write("kept.html", "what stands here");
-    chmod(narrow(kept).c_str(), 0444);
+    chmod(toNarrow(kept).c_str(), 0444);
     obeyPermissions();
-    chmod(narrow(folder.path(".")).c_str(), 0555);
+    chmod(toNarrow(folder.path(".")).c_str(), 0555);
     EXPECT_EQ(Monitor(kept, form.c_str()).createCode(), dx::FileNotOpened);
     EXPECT_EQ(Monitor(folder.path("new.html"), form.c_str()).createCode(), dx::FileNotOpened);
     EXPECT_EQ(folder.read("kept.html"), "what stands here");
-    chmod(narrow(folder.path(".")).c_str(), 0755);
+    chmod(toNarrow(folder.path(".")).c_str(), 0755);
     EXPECT_TRUE(Monitor(folder.path("new.html"), form.c_str()).get());
 }

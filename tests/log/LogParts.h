@@ -12,18 +12,10 @@
 
 namespace zmu_test {
 
-/// Situation of reportText: its entry is the text that it is given.
-inline constexpr int textSituation = 100;
-
 /// Literals with more than ASCII.
 inline QString text(const char16_t* literal)
 {
     return QString::fromUtf16(literal);
-}
-
-inline void serveTextSituation()
-{
-    strings()[textSituation] = L"2~0~2~s~||``%1`";
 }
 
 inline QByteArray formOf(const QByteArray& head, const QByteArray& body, const QByteArray& tail)
@@ -55,18 +47,6 @@ inline QString seriesNote(int number, const std::wstring& origin)
         .arg(QString::fromStdWString(origin));
 }
 
-inline int reportText(Zarn* monitor, const wchar_t* text)
-{
-    monitor->respondToSituation(textSituation, nullptr, text);
-    return monitor->getSelfDX_Code();
-}
-
-inline void forgive(Zarn* monitor)
-{
-    monitor->forgetSelfDX_Code();
-    monitor->forgetSituation();
-}
-
 /// A data set on its own, whose stages can be called and whose limit can be any.
 class Stages : public ZarnData {
   public:
@@ -81,7 +61,6 @@ class Stages : public ZarnData {
     }
     Stages(const std::wstring& logName, const std::wstring& formName) : Stages()
     {
-        serveTextSituation();
         makeReady(*this, logName, formName.empty() ? nullptr : formName.c_str());
     }
 
@@ -114,11 +93,6 @@ class Stages : public ZarnData {
     using ZarnData::obtainLogFileFormData;
     using ZarnData::openLogFile;
     using ZarnData::reformatLogFileFormSection;
-};
-
-/// The data set of a monitor.
-struct DataSetOf : Zarn {
-    static ZarnData* of(Zarn* monitor) { return (monitor->*&DataSetOf::getDataSet)(); }
 };
 
 /// Copies the library's own strings to those that the test program serves, so that it can be the

@@ -154,7 +154,6 @@ TEST_F(LogSections, ShorterTailLeavesTheEndOfTheLongerOne)
 
 TEST_F(LogSections, EntryIsInTheFileForWhoeverLooksBeforeItsTail)
 {
-    serveTextSituation();
     data.emplace();
     data->setEngineFactory([]() -> ZarnDataForThread* { return new Interposing; });
     makeReady(*data, log, folder.write("form.html", plainForm).c_str());
@@ -201,45 +200,39 @@ TEST_F(LogSections, BrokenRecordEndsInItsCodeAndLeavesTheFile)
     const auto head = [&] { engine.logFormSectionHead(); };
     const auto body = [&] { EngineOf::writeBody(engine); };
     const auto tail = [&] { engine.logFormSectionTail(); };
+    const auto section = [&](wchar_t* text, int varCount, u64* values) {
+        return [&engine, text, varCount, values] {
+            EngineOf::writeSection(engine, text, varCount, nullptr, values);
+        };
+    };
     const auto nothing = [] {};
+    const auto closeLog = [&] { file.m_logStream = nullptr; };
+    const auto leaveProcess = [&] { data->setNonnativeInstantiatorID(5); };
     const struct {
-        const char* what;
         std::function<void()> breakRecord;
         std::function<void()> write;
         int code;
     } cases[] = {
-        {"head again", nothing, head, dx::HeadNotAtStart},
-        {"head without format", [&] { file.m_headFormat = nullptr; }, head, dx::HeadFormatMissing},
-        {"body without format", [&] { file.m_bodyFormat = nullptr; }, body, dx::BodyFormatMissing},
-        {"tail without format", [&] { file.m_tailFormat = nullptr; }, tail, dx::TailFormatMissing},
-        {"body before the start", [&] { file.m_tailPosition = -1; }, body,
-         dx::BodyPositionNegative},
-        {"head without log", [&] { file.m_logStream = nullptr; }, head, dx::LogNotOpen},
-        {"body without log", [&] { file.m_logStream = nullptr; }, body, dx::LogNotOpen},
-        {"tail without log", [&] { file.m_logStream = nullptr; }, tail, dx::LogNotOpen},
-        {"body with an unknown variable", [&] { file.m_bodyVars = noSuch; }, body,
-         dx::SectionVarUnknown},
-        {"tail with no variable", [&] { file.m_tailVars = noSuch + 1; }, tail,
-         dx::SectionVarUnknown},
-        {"section without format", nothing,
-         [&] { EngineOf::writeSection(engine, nullptr, 1, nullptr, nullptr); },
-         dx::SectionFormatMissing},
-        {"section without format but values", nothing,
-         [&] { EngineOf::writeSection(engine, nullptr, 0, nullptr, &value); },
-         dx::SectionFormatMissing},
-        {"nothing to write", nothing,
-         [&] { EngineOf::writeSection(engine, nullptr, 0, nullptr, nullptr); }, dx::Satisfied},
-        {"section without log", [&] { file.m_logStream = nullptr; },
-         [&] { EngineOf::writeSection(engine, format, 0, nullptr, nullptr); }, dx::LogNotOpen},
-        {"a process without a log", [&] { data->setNonnativeInstantiatorID(5); }, head,
-         dx::HeadNotNative},
-        {"a process without a log", [&] { data->setNonnativeInstantiatorID(5); }, body,
-         dx::BodyNotNative},
-        {"a process without a log", [&] { data->setNonnativeInstantiatorID(5); }, tail,
-         dx::TailNotNative},
+        {nothing, head, dx::HeadNotAtStart},
+        {[&] { file.m_headFormat = nullptr; }, head, dx::HeadFormatMissing},
+        {[&] { file.m_bodyFormat = nullptr; }, body, dx::BodyFormatMissing},
+        {[&] { file.m_tailFormat = nullptr; }, tail, dx::TailFormatMissing},
+        {[&] { file.m_tailPosition = -1; }, body, dx::BodyPositionNegative},
+        {closeLog, head, dx::LogNotOpen},
+        {closeLog, body, dx::LogNotOpen},
+        {closeLog, tail, dx::LogNotOpen},
+        {closeLog, section(format, 0, nullptr), dx::LogNotOpen},
+        {[&] { file.m_bodyVars = noSuch; }, body, dx::SectionVarUnknown},
+        {[&] { file.m_tailVars = noSuch + 1; }, tail, dx::SectionVarUnknown},
+        {nothing, section(nullptr, 1, nullptr), dx::SectionFormatMissing},
+        {nothing, section(nullptr, 0, &value), dx::SectionFormatMissing},
+        {nothing, section(nullptr, 0, nullptr), dx::Satisfied}, // nothing to write
+        {leaveProcess, head, dx::HeadNotNative},
+        {leaveProcess, body, dx::BodyNotNative},
+        {leaveProcess, tail, dx::TailNotNative},
     };
     for (const auto& test : cases) {
-        SCOPED_TRACE(test.what);
+        SCOPED_TRACE(&test - cases);
         test.breakRecord();
         test.write();
         file = intact;
@@ -256,22 +249,20 @@ TEST_F(LogSections, ReportsOfAHeadGiveWayOneByOne)
     const QString row = "<tr><td><font size=\"-1\">We're sorry, but this information was discarded "
                         "to overcome a memory limitation.</font></td></tr>";
     const auto text = [](int length, char letter) { return QString(length, letter); };
+    const QByteArray all = "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]";
     const struct {
         const char* what;
         QByteArray head;
         int length;
         QString expected; ///< Empty: the built-in form takes over.
     } cases[] = {
-        {"all fit", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]", 1000,
-         text(1000, 'a') + '|' + text(1000, 'b') + '|' + text(1000, 'c')},
-        {"the third goes first", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]", 200000,
+        {"all fit", all, 1000, text(1000, 'a') + '|' + text(1000, 'b') + '|' + text(1000, 'c')},
+        {"the third goes first", all, 200000,
          text(200000, 'a') + '|' + text(200000, 'b') + '|' + row},
         {"in whatever order", "[SYS_INFO_VARS_ENV]|[SYS_INFO_ENV_OP]|[SYS_INFO_ENV_APP]", 200000,
          row + '|' + text(200000, 'b') + '|' + text(200000, 'a')},
-        {"then the second", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]", 300000,
-         text(300000, 'a') + '|' + row + '|' + row},
-        {"at last the first", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]", 600000,
-         row + '|' + row + '|' + row},
+        {"then the second", all, 300000, text(300000, 'a') + '|' + row + '|' + row},
+        {"at last the first", all, 600000, row + '|' + row + '|' + row},
         {"two, of which the third is none", "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]", 300000,
          row + '|' + text(300000, 'b')},
         {"a first one that fits", "[SYS_INFO_ENV_APP]", 500000, text(500000, 'a')},
@@ -280,7 +271,6 @@ TEST_F(LogSections, ReportsOfAHeadGiveWayOneByOne)
         {"a huge first in the place that gives way", "[SYS_INFO_ENV_APP]", 600000, row},
         {"a huge third and nothing else", "[SYS_INFO_VARS_ENV]", 600000, row},
     };
-    serveTextSituation();
     for (const auto& test : cases) {
         SCOPED_TRACE(test.what);
         QFile::remove(QString::fromStdWString(log));

@@ -2,7 +2,6 @@
 #include "LogParts.h"
 
 #include <atomic>
-#include <set>
 #include <thread>
 
 using namespace zmu;
@@ -12,17 +11,6 @@ namespace {
 
 constexpr int threadsQty = 4;
 
-/// Runs `body(thread)` on several threads at once.
-template <class Body>
-void inThreads(Body body)
-{
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < threadsQty; ++thread)
-        threads.emplace_back(body, thread);
-    for (std::thread& thread : threads)
-        thread.join();
-}
-
 QString entryOf(int thread, int number)
 {
     return QStringLiteral("entry %1-%2 %3")
@@ -31,12 +19,14 @@ QString entryOf(int thread, int number)
         .arg(QString(20 * (thread + 1), QChar(u'a' + thread)));
 }
 
-/// Reports `qty` entries; the number of those that failed.
+/// Reports `qty` entries, beginning anew now and then; the number of failures.
 int reportEntries(Zarn* monitor, int thread, int qty)
 {
     int failed = 0;
-    for (int number = 0; number < qty; ++number)
+    for (int number = 0; number < qty; ++number) {
         failed += reportText(monitor, entryOf(thread, number).toStdWString().c_str()) != 0;
+        failed += number % 10 == 9 && !monitor->removeThread();
+    }
     return failed;
 }
 
@@ -60,16 +50,25 @@ TEST(LogThreads, EveryEntryIsWholeAndThereOnce)
 {
     constexpr int qty = 300;
     const Folder folder;
-    serveTextSituation();
     const std::wstring form = folder.write(
         "form.html", formOf("h\n", "[ENTRY_ID] [ENTRY_COLOR] [SITUATION_DSCRP]\n", "t\n"));
     Monitor monitor(folder.path("log.html"), form.c_str());
     ASSERT_TRUE(monitor.get());
     std::atomic<int> failed = 0;
-    inThreads([&](int thread) {
-        failed += reportEntries(monitor.get(), thread, qty);
+    std::atomic<bool> isDone = false;
+    std::thread observer([&] { // what a supervisor does meanwhile
+        while (!isDone) {
+            monitor->setBehaviorCriteria(ZARN_DEFAULT_BEHAVIOR_CRITERIA);
+            failed += monitor->canRespondToSituations() != Zarn_FUZZY_YES;
+            failed += monitor->getSituationsCount() > unsigned(threadsQty * qty);
+            failed += monitor->getSelfDX_Code() != 0;
+            std::this_thread::yield();
+        }
         failed += !monitor->removeThread();
     });
+    inThreads(threadsQty, [&](int thread) { failed += reportEntries(monitor.get(), thread, qty); });
+    isDone = true;
+    observer.join();
     EXPECT_EQ(failed, 0);
     EXPECT_EQ(monitor->getSituationsCount(), static_cast<ulong32>(threadsQty * qty));
 
@@ -92,7 +91,6 @@ TEST(LogThreads, LogIsReplacedWhileOthersReport)
     const Folder folder;
     const std::wstring log = folder.path("log");
     setLogDirectory(folder.path("."));
-    serveTextSituation();
     Stages settings(log, folder.write("form.html", plainForm));
     settings.setLimit(10000);
     Zarn* monitor = Zarn::create(&settings);
@@ -111,10 +109,7 @@ TEST(LogThreads, LogIsReplacedWhileOthersReport)
         }
         failed += !monitor->removeThread();
     });
-    inThreads([&](int thread) {
-        failed += reportEntries(monitor, thread, qty);
-        failed += !monitor->removeThread();
-    });
+    inThreads(threadsQty, [&](int thread) { failed += reportEntries(monitor, thread, qty); });
     isDone = true;
     meddler.join();
     EXPECT_EQ(failed, 0);

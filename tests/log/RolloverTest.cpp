@@ -4,6 +4,7 @@
 #include <QDir>
 
 #include <limits>
+#include <stdexcept>
 
 using namespace zmu;
 using namespace zmu_test;
@@ -19,7 +20,6 @@ class Rollover : public testing::Test {
     /// A limit of 0 means the least that a caller can set.
     void start(u64 limit = 0, const QByteArray& form = plainForm)
     {
-        serveTextSituation();
         ASSERT_TRUE(QDir(root()).mkdir("logs"));
         allow();
         Stages settings(log, form.isEmpty() ? L"" : folder.write("form.html", form));
@@ -28,11 +28,7 @@ class Rollover : public testing::Test {
         monitor = Zarn::create(&settings);
         ASSERT_TRUE(monitor) << settings.getSelfDX_Code();
     }
-    ~Rollover() override
-    {
-        if (monitor)
-            Zarn::destroy(&monitor, 0, false);
-    }
+    ~Rollover() override { Zarn::destroy(&monitor, 0, false); }
 
     QString root() const { return QString::fromStdWString(folder.path(".")); }
     QStringList logs() const { return QDir(root() + "/logs").entryList(QDir::Files, QDir::Time); }
@@ -141,11 +137,19 @@ TEST_F(Rollover, FailureKeepsTheOldFile)
     count() = limitMin;
     strings()[101] = L"2~0~2~s~|~``%1!s! shown`|``%1`";
     refuse();
+    // The display is told nonetheless, and its own failure comes behind that of the log.
+    monitor->setDisplayDlgBoxFunction(
+        [](HWND parent, const wchar_t* text, const wchar_t* caption, unsigned int type) -> int {
+            show(parent, text, caption, type);
+            throw std::runtime_error("no window");
+        });
     for (const wchar_t* text : {L"first", L"second"}) {
         monitor->respondToSituation(101, nullptr, text);
         EXPECT_EQ(monitor->getSelfDX_Code(), dx::RolloverFailed);
+        EXPECT_EQ(monitor->getSituationID(), 101);
         EXPECT_EQ(shown().text, text + std::wstring(L" shown"));
-        forgive(monitor);
+        monitor->forgetSelfDX_Code();
+        monitor->forgetSituation();
     }
     EXPECT_EQ(readFile(log), logBytes(plainLog("first\nsecond\n")));
     EXPECT_EQ(logs().size(), 1);
@@ -189,22 +193,24 @@ TEST_F(Rollover, SituationInHandSurvives)
 {
     static struct {
         int runs, situation, answer;
+        u64 filler;
         std::wstring text;
     } seen;
     start();
-    strings()[101] = L"2~0~2~s~0|~``%1!s! shown`|``%1`";
+    strings()[101] = L"2~0~2~s`u~0|~``%1!s! shown`|``%1`";
     DataSetOf::of(monitor)->getPlugIns()[0] = [](const Zarn* monitor) {
         wchar_t text[64] = {};
         ++seen.runs;
         seen.situation = monitor->getSituationID();
         seen.answer = monitor->getDisplayDlgBoxResult();
+        seen.filler = monitor->getDescriptionFillers()[1];
         monitor->getDescriptionForLogFile(text, 64);
         seen.text = text;
         return true;
     };
     shown().answer = 6;
     count() = limitMin;
-    monitor->respondToSituation(101, nullptr, L"in hand");
+    monitor->respondToSituation(101, nullptr, L"in hand", 42U);
 
     EXPECT_EQ(monitor->getSelfDX_Code(), dx::Satisfied);
     EXPECT_EQ(logs().size(), 2);
@@ -212,6 +218,8 @@ TEST_F(Rollover, SituationInHandSurvives)
     EXPECT_EQ(seen.runs, 1);
     EXPECT_EQ(seen.situation, 101);
     EXPECT_EQ(seen.answer, 6);
+    EXPECT_EQ(seen.filler, 42U);
+    EXPECT_EQ(monitor->getDisplayDlgBoxResult(), 6);
     EXPECT_EQ(seen.text, L"in hand");
     EXPECT_TRUE(monitor->isSituationNormal());
     EXPECT_EQ(monitor->getSituationsCount(), 0U); // no entry number in this form

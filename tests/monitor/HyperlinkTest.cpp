@@ -4,13 +4,12 @@ using namespace zmu_test;
 
 TEST(Hyperlink, NamesTheCodeTwice)
 {
-    struct Row {
+    const struct {
         unsigned int id;
         ulong32 number;
         int code;
         const wchar_t* text;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {10001, 5, 0, L"<a href=\"Codes/WBT.html#5\">WBT5</a>"},
         {10002, 0xFFFFFFFF, 0, L"<a href=\"Codes/WDB.html#-1\">WDB-1</a>"},
         {10003, 0xFFFFFFFF, 0, L"<a href=\"Codes/WLE.html#4294967295\">WLE4294967295</a>"},
@@ -21,7 +20,7 @@ TEST(Hyperlink, NamesTheCodeTwice)
         {999, 1, dx::HyperlinkEmpty, nullptr},
     };
     const Reporter reporter;
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.id);
         UTL_String out(L"before");
         const wchar_t* const text = reporter->formatLogHyperlink(row.number, row.id, out);
@@ -31,23 +30,18 @@ TEST(Hyperlink, NamesTheCodeTwice)
         reporter->forgetSelfDX_Code();
     }
 
-    const wchar_t* const link = reporter->formatLogHyperlinkWinSDK(2);
-    ASSERT_TRUE(link);
-    EXPECT_STREQ(link, L"<a href=\"Codes/WLE.html#2\">WLE2</a>");
+    EXPECT_STREQ(reporter->formatLogHyperlinkWinSDK(2), L"<a href=\"Codes/WLE.html#2\">WLE2</a>");
 }
 
 TEST(Hyperlink, NeedsTheLockAndTheLibrary)
 {
-    const Folder folder;
-    OpenData data;
+    OpenData unset;
     UTL_String out(L"before");
-    EXPECT_EQ(data.formatLogHyperlink(1, 10001, out), nullptr);
-    EXPECT_EQ(data.getSelfDX_Code(), dx::OwnModuleUnknown);
+    EXPECT_EQ(unset.formatLogHyperlink(1, 10001, out), nullptr);
+    EXPECT_EQ(unset.getSelfDX_Code(), dx::OwnModuleUnknown);
     EXPECT_STREQ(out.wideText(), L"");
-    data.forgetSelfDX_Code();
 
-    makeReady(data, folder.path("log.html"));
-    ASSERT_TRUE(data.establishLogFile(true));
+    Established data;
     data.refusesToEnter = true;
     EXPECT_EQ(data.formatLogHyperlink(1, 10001, out), nullptr);
     EXPECT_EQ(data.getSelfDX_Code(), dx::HyperlinkLockRefused);

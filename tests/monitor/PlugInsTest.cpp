@@ -38,18 +38,17 @@ void makeTable(OpenData& data)
 TEST(PlugIns, RunInTheOrderOfTheSpecWhateverOneDoes)
 {
     using Order = std::vector<int>;
-    struct Row {
+    const struct {
         const wchar_t* spec;
         Order order;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {L"2~0~0~~4`0||``t`", {4, 0}},
         {L"2~0~0~~1`2`3`0||``t`", {1, 3, 0}},
         {L"2~0~0~~2||``t`", {}},
         {L"2~0~0~||``t`", {}}, // names none
     };
     const Reporter reporter(makeTable);
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         ran.clear();
         strings()[100] = row.spec;
         char* noArguments = nullptr;
@@ -94,11 +93,8 @@ TEST(PlugIns, SeeTheSituation)
 
 TEST(PlugIns, TableIsMadeOnceAndBeforeTheEngine)
 {
-    const Folder folder;
     strings()[100] = L"2~0~0~~0||``t`";
-    OpenData data;
-    makeReady(data, folder.path("log.html"));
-    ASSERT_TRUE(data.establishLogFile(true)); // has this thread's engine made
+    Established data; // has this thread's engine made
     EXPECT_EQ(data.createPlugIns(0), nullptr);
     EXPECT_EQ(data.createPlugIns(-3), nullptr);
     ZarnPlugIn* const table = data.createPlugIns(1);

@@ -92,10 +92,7 @@ TEST(Proxy, SituationZeroIsRefused)
     EXPECT_EQ(reporter->getSelfDX_Code(), dx::ReportProxyFailed);
     EXPECT_EQ(notes->calls, 0);
 
-    const Folder folder;
-    OpenData data(instantiator);
-    makeReady(data, folder.path("log.html"));
-    ASSERT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
+    Established data(instantiator);
     struct Row {
         int situationID;
         unsigned int kind;

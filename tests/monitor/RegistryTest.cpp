@@ -65,19 +65,18 @@ TEST(Registry, HolesStayAndTheNewestSlotIsOverwritten)
 
 TEST(Registry, DestroySearchesFromItsStart)
 {
-    struct Row {
+    const struct {
         int slot; ///< Where the monitor is.
         int start;
         bool wrap;
         bool found;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {0, 0, false, true},  {9, 0, false, true},  {0, 0, true, true},   {9, 9, false, true},
         {2, 3, false, false}, {2, 3, true, true},   {3, 3, true, true},   {9, 3, true, true},
         {0, 9, true, true},   {0, -1, true, false}, {0, 10, true, false},
     };
     const Folder folder;
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.slot << ' ' << row.start << ' ' << row.wrap);
         Zarn* monitor = makeMonitor(folder, 0);
         ASSERT_TRUE(monitor);
@@ -114,7 +113,7 @@ TEST(Registry, FailedCreationLeavesItsCode)
         {"no proxy", dx::ProxyModuleNotLoaded,
          [](OpenData& data) { data.setNonnativeInstantiatorID(7); }},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         const Reporter reporter(row.change);
         EXPECT_EQ(reporter.get(), nullptr);

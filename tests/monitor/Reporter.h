@@ -20,7 +20,6 @@ namespace dx = zmu::dx;
 
 /// A data set whose settings a test can make what no setter accepts, and whose lock can fail.
 struct OpenData : ZarnData {
-    using ZarnData::m_criticalSection;
     using ZarnData::m_descriptionFillersQty;
     using ZarnData::m_plugInsQty;
     using ZarnData::m_selfResourceModule;
@@ -63,6 +62,20 @@ inline QStringList entriesOf(const std::wstring& path)
     EXPECT_EQ(text.mid(end), QString()) << "no entry";
     return entries;
 }
+
+struct InFolder {
+    Folder folder;
+};
+
+/// A data set with the settings of makeReady and an open log.
+struct Established : InFolder, OpenData {
+    explicit Established(i64 nonnativeID = 0) : OpenData(nonnativeID)
+    {
+        makeReady(*this, folder.path("log.html"));
+        EXPECT_TRUE(establishLogFile(true)) << getSelfDX_Code();
+    }
+    QStringList entries() const { return entriesOf(folder.path("log.html")); }
+};
 
 /// A monitor with the settings of makeReady, as `change` left them.
 class Reporter {

@@ -81,16 +81,6 @@ TEST(ResponseSpec, Fields)
     });
 }
 
-TEST(ResponseSpec, UnknownSituation)
-{
-    const Reporter reporter;
-    for (const int id : {101, 0, -1}) {
-        reporter.report(id);
-        EXPECT_EQ(reporter->getSelfDX_Code(), dx::SpecNotLoaded);
-        reporter.recover();
-    }
-}
-
 TEST(ResponseSpec, HeaderGroups)
 {
     expectReports({
@@ -237,7 +227,6 @@ TEST(ResponseSpec, Inserts)
         // Beyond the fillers there is nothing to read.
         {L"2~0||``%10!u!`", 0, L"0"},
         {L"2~0||``%11!u!`", dx::FormatLogFailed},
-        {L"2~0||``%99`", dx::FormatLogFailed},
         {L"2~0||``%%%n%11!u!`", dx::FormatLogFailed},
         {L"2~0||``%10!*u!`", dx::FormatLogFailed},
         {L"2~0||``%9!*.*s!`", dx::FormatLogFailed},
@@ -252,10 +241,6 @@ TEST(ResponseSpec, Inserts)
         {L"2~0~1~s0`d0||``%1!*s!`", dx::FormatLogFailed},
         {L"2~0~1~d1`s0||``%1!*s!`", 0, L"  text"},
         {L"2~0~1~d0|~``%1`|``t`", dx::FormatDisplayFailed},
-        // Not a format.
-        {L"2~0||``50%`", dx::FormatLogFailed},
-        {L"2~0||``%1!u`", dx::FormatLogFailed},
-        {L"2~0|~``50%`|``t`", dx::FormatDisplayFailed},
     });
 }
 

@@ -1,50 +1,31 @@
 // The life of a situation: phase by phase, what a failure leaves, stages that are replaced.
 #include "Reporter.h"
 
-#include <stdexcept>
-
 using namespace zmu_test;
-
-namespace {
-
-/// An established data set with the program's strings.
-struct Established {
-    Established()
-    {
-        makeReady(data, folder.path("log.html"));
-        EXPECT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
-    }
-    QStringList entries() const { return entriesOf(folder.path("log.html")); }
-
-    Folder folder;
-    OpenData data;
-};
-
-} // namespace
 
 TEST(Situation, CanBeDrivenByPhases)
 {
     strings()[100] = L"2~0~1~u0|~``Display %1!u!.`|``Log %1!u!.`";
-    Established set;
-    EXPECT_EQ(set.data.recordSituationID(100), 0);
-    set.data.recordArgument(5U, 0);
+    Established data;
+    EXPECT_EQ(data.recordSituationID(100), 0);
+    data.recordArgument(5U, 0);
 
-    ASSERT_TRUE(set.data.learnResponse());
-    EXPECT_STREQ(set.data.getDescriptionForDisplay(), L"Display 5.");
-    EXPECT_STREQ(set.data.getDescriptionForLogFile(), L"Log 5.");
-    EXPECT_EQ(set.entries(), QStringList());
-    ASSERT_TRUE(set.data.reportDescriptions());
-    ASSERT_TRUE(set.data.reportDescriptions()); // as often as one likes
-    EXPECT_EQ(set.entries(), (QStringList{"Log 5.", "Log 5."}));
-    EXPECT_EQ(set.data.getSituationID(), 100);
-    ASSERT_TRUE(set.data.forgetSituation());
-    EXPECT_STREQ(set.data.getDescriptionForDisplay(), L"");
-    EXPECT_STREQ(set.data.getDescriptionForLogFile(), L"");
-    EXPECT_EQ(set.data.getDescriptionFillers()[0], 0U);
-    EXPECT_EQ(set.data.recordArgument(1U, ZARN_ARG_NEXT), 0);
-    EXPECT_TRUE(set.data.isSituationNormal());
-    ASSERT_TRUE(set.data.reportDescriptions()); // nothing to report
-    EXPECT_EQ(set.entries().size(), 2);
+    ASSERT_TRUE(data.learnResponse());
+    EXPECT_STREQ(data.getDescriptionForDisplay(), L"Display 5.");
+    EXPECT_STREQ(data.getDescriptionForLogFile(), L"Log 5.");
+    EXPECT_EQ(data.entries(), QStringList());
+    ASSERT_TRUE(data.reportDescriptions());
+    ASSERT_TRUE(data.reportDescriptions()); // as often as one likes
+    EXPECT_EQ(data.entries(), (QStringList{"Log 5.", "Log 5."}));
+    EXPECT_EQ(data.getSituationID(), 100);
+    ASSERT_TRUE(data.forgetSituation());
+    EXPECT_STREQ(data.getDescriptionForDisplay(), L"");
+    EXPECT_STREQ(data.getDescriptionForLogFile(), L"");
+    EXPECT_EQ(data.getDescriptionFillers()[0], 0U);
+    EXPECT_EQ(data.recordArgument(1U, ZARN_ARG_NEXT), 0);
+    EXPECT_TRUE(data.isSituationNormal());
+    ASSERT_TRUE(data.reportDescriptions()); // nothing to report
+    EXPECT_EQ(data.entries().size(), 2);
     EXPECT_EQ(shown().count, 2);
 }
 
@@ -109,13 +90,10 @@ TEST(Situation, TextsOfOneDoNotShowThroughInTheNext)
     EXPECT_EQ(reporter.entries(),
               (QStringList{"A long text for the log.", "Log.", asLogText("a b\r\nc d\r\ne"), "Log.",
                            "A long text for the log."}));
-}
 
-TEST(Situation, TextThatShrinksWhenItIsWrappedLeavesNothingBehind)
-{
+    // Nor does what a text loses when it is wrapped.
     strings()[100] = L"2~0|~20``aaa" + std::wstring(14, L' ') + L"bbb`|``Log.`";
     strings()[101] = L"2~0|~20``ccccccccc`|``Log.`";
-    const Reporter reporter;
     reporter.report(100);
     reporter.report(101);
     EXPECT_EQ(shown().text, L"ccccccccc");
@@ -148,22 +126,22 @@ TEST(Situation, SpecThatIsCutIsNotTaken)
 TEST(Situation, LockThatFails)
 {
     strings()[100] = L"2~0||``t`";
-    Established set;
-    set.data.recordSituationID(100);
-    set.data.refusesToEnter = true;
-    EXPECT_FALSE(set.data.respondToSituation());
-    EXPECT_EQ(set.data.getSelfDX_Code(), dx::LockRefused);
-    set.data.refusesToEnter = false;
-    EXPECT_FALSE(set.data.respondToSituation()); // the code is held
-    set.data.forgetSelfDX_Code();
+    Established data;
+    data.recordSituationID(100);
+    data.refusesToEnter = true;
+    EXPECT_FALSE(data.respondToSituation());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::LockRefused);
+    data.refusesToEnter = false;
+    EXPECT_FALSE(data.respondToSituation()); // the code is held
+    data.forgetSelfDX_Code();
 
-    set.data.refusesToLeave = true;
-    EXPECT_FALSE(set.data.respondToSituation());
-    EXPECT_EQ(set.data.getSelfDX_Code(), dx::LockNotLeft);
-    set.data.refusesToLeave = false;
-    set.data.forgetSelfDX_Code();
-    set.data.recordSituationID(100);
-    EXPECT_TRUE(set.data.respondToSituation());
+    data.refusesToLeave = true;
+    EXPECT_FALSE(data.respondToSituation());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::LockNotLeft);
+    data.refusesToLeave = false;
+    data.forgetSelfDX_Code();
+    data.recordSituationID(100);
+    EXPECT_TRUE(data.respondToSituation());
 }
 
 TEST(Situation, StagesCanBeReplaced)

@@ -21,12 +21,11 @@ std::vector<std::wstring> cut(std::wstring text, const wchar_t* delimiters)
 TEST(Tokens, DelimitersAreNotMerged)
 {
     using Tokens = std::vector<std::wstring>;
-    struct Row {
+    const struct {
         const wchar_t* text;
         const wchar_t* delimiters;
         Tokens tokens;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {L"", L"~", {}},
         {L"a", L"~", {L"a"}},
         {L"~", L"~", {L"", L""}},
@@ -36,7 +35,7 @@ TEST(Tokens, DelimitersAreNotMerged)
         {L"a~b", L"", {}},
         {L"a~b", nullptr, {}},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(row.text)));
         EXPECT_EQ(cut(row.text, row.delimiters), row.tokens);
 

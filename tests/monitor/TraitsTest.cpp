@@ -16,15 +16,14 @@ TEST(Traits, ApproveByFieldAndKind)
 {
     constexpr u64 allFields = 0x1FFFFFFE000000;
     constexpr u64 everyBit = ~u64(0);
-    struct Row {
+    const struct {
         const char* what;
         u64 criteria;
         u64 traits;
         bool approved;             ///< By the default assessor.
         unsigned int enablements1; ///< Of kind 1.
         unsigned int enablements2;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"nothing", 0, 0, false, 0, 0},
         {"no respond bit", allFields, allFields, false, 0, 0},
         {"no traits", respond | allFields, 0, false, 11, 0},
@@ -48,7 +47,7 @@ TEST(Traits, ApproveByFieldAndKind)
          level(3, 25) | level(4, 29) | level(1, 49), true, 11, 12},
         {"below the fields", respond | 0x1FFFFFF, 0x1FFFFFF, false, 11, 0},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         ZarnData data;
         data.setBehaviorCriteria(row.criteria);

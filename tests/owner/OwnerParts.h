@@ -69,13 +69,4 @@ inline bool useBrander(const Folder& folder, const QByteArray& texts,
     return QFile::copy(QString(file), QString::fromStdWString(copy)) && LoadLibraryW(copy.c_str());
 }
 
-inline constexpr int textSituation = 100;
-
-inline int reportText(Zarn* monitor, const wchar_t* text)
-{
-    strings()[textSituation] = L"2~0~2~s~||``%1`";
-    monitor->respondToSituation(textSituation, nullptr, text);
-    return monitor->getSelfDX_Code();
-}
-
 } // namespace zmu_test

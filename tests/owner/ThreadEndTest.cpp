@@ -19,9 +19,6 @@ namespace {
 struct Engines : ZarnData {
     static int count(Zarn* monitor)
     {
-        struct DataSetOf : Zarn {
-            static ZarnData* of(Zarn* zarn) { return (zarn->*&DataSetOf::getDataSet)(); }
-        };
         ThreadMap* const map = DataSetOf::of(monitor)->*&Engines::m_mapOfDataForThreads;
         int engines = 0;
         for (ThreadMap::Iterator it(*map, true); !it.atEnd(); it.next())
@@ -49,11 +46,7 @@ i64 heapBytes()
 
 class OwnerThreads : public testing::Test {
   protected:
-    void SetUp() override
-    {
-        setLogDirectory(folder.path("."));
-        strings()[textSituation] = L"2~0~2~s~||``%1`";
-    }
+    void SetUp() override { setLogDirectory(folder.path(".")); }
 
     const Folder folder;
 };

@@ -48,8 +48,14 @@ namespace zmu_test {
 
 std::map<unsigned int, std::wstring>& strings()
 {
-    static std::map<unsigned int, std::wstring> table;
+    static std::map<unsigned int, std::wstring> table{{textSituation, L"2~0~2~s~||``%1`"}};
     return table;
+}
+
+int reportText(Zarn* monitor, const wchar_t* text)
+{
+    monitor->respondToSituation(textSituation, nullptr, text);
+    return monitor->getSelfDX_Code();
 }
 
 // ---- Files -----------------------------------------------------------------------------------------------

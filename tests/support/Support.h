@@ -12,6 +12,8 @@
 #include <iosfwd>
 #include <map>
 #include <string>
+#include <thread>
+#include <vector>
 
 /// How a failed test shows a QString.
 void PrintTo(const QString& text, std::ostream* out);
@@ -19,8 +21,14 @@ void PrintTo(const QString& text, std::ostream* out);
 namespace zmu_test {
 
 /// The strings that the test program serves as a resource module. An ID that is not here is
-/// unknown; an empty text exists and is empty.
+/// unknown; an empty text exists and is empty. That of textSituation is always here.
 std::map<unsigned int, std::wstring>& strings();
+
+/// Situation of reportText: its entry is the text that it is given.
+inline constexpr int textSituation = 100;
+
+/// Reports and answers the code that the report left.
+int reportText(Zarn* monitor, const wchar_t* text);
 
 /// A folder for the files of one test.
 class Folder {
@@ -104,5 +112,21 @@ class Monitor {
     Zarn* m_monitor = nullptr;
     int m_createCode = 0;
 };
+
+/// The data set of a monitor.
+struct DataSetOf : Zarn {
+    static ZarnData* of(Zarn* monitor) { return (monitor->*&DataSetOf::getDataSet)(); }
+};
+
+/// Runs `body` with the numbers 0 to `qty` - 1, each in a thread of its own.
+template <class Body>
+void inThreads(int qty, Body body)
+{
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < qty; ++thread)
+        threads.emplace_back(body, thread);
+    for (std::thread& thread : threads)
+        thread.join();
+}
 
 } // namespace zmu_test
