@@ -130,6 +130,7 @@ bool ZarnData::processFileLogForm(ulong32 mask)
     };
     runGuarded(*this, dx::ProcessFormUnexpected, [&] {
         require(!m_fileLog.m_formStream, dx::FormAlreadyOpen);
+        m_formFlaw = {};
         if (!m_fileLog.m_formName)
             setSelfDX_Code(dx::FormNameMissing);
         else if (!*m_fileLog.m_formName)
@@ -140,6 +141,7 @@ bool ZarnData::processFileLogForm(ulong32 mask)
         // The built-in form stands in for a form file that cannot be used.
         Zarn_TRACE(L"ZarnData::processFileLogForm (%lu) is dismissing exception #%d.\n",
                    static_cast<unsigned long>(mask), getSelfDX_Code());
+        traceFormDismissed();
         forgetSelfDX_Code();
         closeForm();
         requireOrRaiseHeld(supplantLogFileFormFromResDLL(mask), *this);
@@ -155,6 +157,40 @@ bool ZarnData::processFileLogForm(ulong32 mask)
 bool ZarnData::openLogFileForm(wchar_t* name)
 {
     return openFile(&m_fileLog.m_formName, &m_fileLog.m_formStream, name, QIODevice::ReadOnly);
+}
+
+/// In pieces: a path can be as long as a line of a trace.
+void ZarnData::traceForm(const wchar_t* what, int line) const
+{
+    Zarn_TRACE(L"ZarnData: the form %ls", m_fileLog.m_formName);
+    if (line > 0)
+        Zarn_TRACE(L", line %d: %ls.\n", line, what);
+    else
+        Zarn_TRACE(L": %ls.\n", what);
+}
+
+void ZarnData::traceFormDismissed() const
+{
+    if (isEmpty(m_fileLog.m_formName))
+        return; // there was none to use
+    traceForm(m_formFlaw.what ? m_formFlaw.what : L"it cannot be used", m_formFlaw.line);
+    Zarn_TRACE(L"ZarnData: the built-in form is used instead.\n");
+}
+
+/// Tells of what only changes how a form looks.
+void ZarnData::warnOfSection(const FormFlaw& flaw, const wchar_t* text, int line) const
+{
+    if (flaw.what)
+        traceForm(flaw.what, line + linesBefore(text, flaw.offset));
+}
+
+int ZarnData::lineInForm(long position) const
+{
+    if (position < 0 || !m_fileLog.m_formStream)
+        return 0;
+    FormLines form(*m_fileLog.m_formStream);
+    form.seek(0);
+    return 1 + static_cast<int>(form.read(static_cast<std::size_t>(position)).count('\n'));
 }
 
 bool ZarnData::supplantLogFileFormFromResDLL(ulong32 mask)
@@ -277,7 +313,7 @@ bool ZarnData::learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
         };
 
         QByteArray line;
-        while (lineStart = lines.position(), lines.readLine(line)) {
+        for (lineStart = lines.position(); lines.readLine(line); lineStart = lines.position()) {
             const bool isMarker = line.size() > 1 && widen(line[0]) == m_fileLog.m_formMarker;
             if (isMarker)
                 takeMarker(QString::fromLatin1(line.mid(1)).toStdWString());
@@ -307,10 +343,10 @@ bool ZarnData::learnLogFileFormSectionsFinished(long headStart, std::size_t head
         require(buffer != nullptr, dx::SectionsNoMemory);
 
         const auto finish = [&](const FormSection& section, long start, std::size_t length) {
-            requireOrRaiseHeld(learnLogFileFormSectionFinished(
-                                   start, length, buffer.get(), bufferLength, &section.format,
-                                   section.varCount, &section.vars, &section.values,
-                                   section.hasEntryId),
+            requireOrRaiseHeld(learnLogFileFormSectionFinished(start, length, buffer.get(),
+                                                               bufferLength, &section.format,
+                                                               section.varCount, &section.vars,
+                                                               &section.values, section.hasEntryId),
                                *this);
         };
         if (mask & SECTION_HEAD)
@@ -380,9 +416,9 @@ bool ZarnData::learnLogFileFormSectionsFinished(ulong32 mask, Zarn_LOG kind)
         file.m_formIsBuiltIn = false;
         const BuiltInForm form = builtInForm(kind);
         const auto finish = [&](const FormSection& section, unsigned int stringId) {
-            requireOrRaiseHeld(learnLogFileFormSectionFinished(
-                                   stringId, &section.format, section.varCount, &section.vars,
-                                   &section.values, section.hasEntryId),
+            requireOrRaiseHeld(learnLogFileFormSectionFinished(stringId, &section.format,
+                                                               section.varCount, &section.vars,
+                                                               &section.values, section.hasEntryId),
                                *this);
         };
         if (mask & SECTION_HEAD)
@@ -430,8 +466,7 @@ bool ZarnData::learnLogFileFormSectionFinishedBasic(wchar_t** format, int& varCo
         requireOrRaiseHeld(composeLogFileFormSectionFormat(format, varCount, vars, values), *this);
         found = *vars && isVarInLogFileFormSection(Zarn_FORM_VAR_ENTRY_ID, varCount, *vars);
         // Nobody checks it again, and what the formatter refuses would cost every entry.
-        const FormFlaw flaw =
-            isEmpty(*format) ? FormFlaw{} : findRefused(*format, varCount, *vars);
+        const FormFlaw flaw = isEmpty(*format) ? FormFlaw{} : findRefused(*format, varCount, *vars);
         if (flaw.what) {
             m_formFlaw.what = flaw.what;
             m_sectionLine = linesBefore(*format, flaw.offset);

@@ -94,9 +94,9 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
         if (wcsnlen(text.text(), text.length()) != text.length())
             setSelfDX_Code(dx::SectionLengthDisagrees);
         else
-            bytesWritten = writeText(*file.m_logStream, m_dataSet->getLogDevice(), text.text(),
-                                     text.length(),
-                                     m_fileSizeLimit ? m_fileSizeLimit : fileSizeLimit());
+            bytesWritten =
+                writeText(*file.m_logStream, m_dataSet->getLogDevice(), text.text(), text.length(),
+                          m_fileSizeLimit ? m_fileSizeLimit : fileSizeLimit());
         if (countBytes)
             addSaturating(file.m_logByteCount, bytesWritten);
         if (isEntry)

@@ -36,7 +36,7 @@ class ZarnDataForThread;
 namespace zmu {
 class LogDevice;
 struct FormFlaw;
-}
+} // namespace zmu
 
 class ZMU_API ZarnData {
   public:

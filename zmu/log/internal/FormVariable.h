@@ -9,13 +9,13 @@
 namespace zmu {
 
 struct FormVariable {
-    const wchar_t* insert; ///< Format between the exclamation marks of an insert.
-    int tag = -1;          ///< The Zarn_FORM_TAG that fills it, -1 for none.
-    WORD SYSTEMTIME::* timePart = nullptr; ///< The part of the local time that fills it, or null.
+    const wchar_t* insert;                ///< Format between the exclamation marks of an insert.
+    int tag = -1;                         ///< The Zarn_FORM_TAG that fills it, -1 for none.
+    WORD SYSTEMTIME::*timePart = nullptr; ///< The part of the local time that fills it, or null.
 };
 
 /// A variable that a part of the local time fills.
-constexpr FormVariable timeVariable(const wchar_t* insert, WORD SYSTEMTIME::* part)
+constexpr FormVariable timeVariable(const wchar_t* insert, WORD SYSTEMTIME::*part)
 {
     return {insert, -1, part};
 }
@@ -27,12 +27,12 @@ inline constexpr FormVariable formVariables[] = {
     {L"s", Zarn_FORM_TAG_COMPANY_NAME_SHORT},
     {L"s", Zarn_FORM_TAG_COMPANY_WEBSITE},
     timeVariable(L"02d", &SYSTEMTIME::wDay),
-    {L"X"},   // ENTRY_COLOR
-    {L"d"},   // ENTRY_ID
+    {L"X"}, // ENTRY_COLOR
+    {L"d"}, // ENTRY_ID
     {L"s", Zarn_FORM_TAG_FILE_VERSION},
     {L"s", Zarn_FORM_TAG_HOME_DIRECTORY},
     timeVariable(L"02d", &SYSTEMTIME::wHour),
-    {L"s"},   // LOGFILE_NAME
+    {L"s"}, // LOGFILE_NAME
     timeVariable(L"03d", &SYSTEMTIME::wMilliseconds),
     timeVariable(L"02d", &SYSTEMTIME::wMinute),
     {L"s", Zarn_FORM_TAG_MODULE_FILE_NAME},
@@ -46,8 +46,8 @@ inline constexpr FormVariable formVariables[] = {
     {L"s", Zarn_FORM_TAG_PRODUCT_NAME},
     {L"s", Zarn_FORM_TAG_PRODUCT_VERSION},
     timeVariable(L"02d", &SYSTEMTIME::wSecond),
-    {L"s"},   // SITUATION_DSCRP
-    {L"d"},   // SITUATION_ID
+    {L"s"}, // SITUATION_DSCRP
+    {L"d"}, // SITUATION_ID
     {L"s", Zarn_FORM_TAG_SUITE_NAME},
     {L"s"}, // SYS_INFO_ENV_APP
     {L"s"}, // SYS_INFO_ENV_OP

@@ -20,9 +20,9 @@ inline bool isOpen(const QTextStream* stream)
 /// A write that did not reach the file: an unexpected failure of the operation that made it.
 struct WriteFailed {};
 
-/// Writes at the place where `stream` stands, in its encoding, into a file of at most `limit` bytes.
-/// `log` is the stream's device, null if that is none of the library's own. Returns the bytes
-/// written; throws WriteFailed unless that is all.
+/// Writes at the place where `stream` stands, in its encoding, into a file of at most `limit`
+/// bytes. `log` is the stream's device, null if that is none of the library's own. Returns the
+/// bytes written; throws WriteFailed unless that is all.
 u64 writeText(QTextStream& stream, LogDevice* log, const wchar_t* text, std::size_t length,
               u64 limit);
 

@@ -8,7 +8,7 @@ namespace zmu {
 /// Taken when a section's first variable asks, so that all of them agree.
 class SectionTime {
   public:
-    WORD part(WORD SYSTEMTIME::* field)
+    WORD part(WORD SYSTEMTIME::*field)
     {
         if (m_now.wYear == 0)
             GetLocalTime(&m_now);
