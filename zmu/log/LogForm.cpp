@@ -9,6 +9,7 @@
 #include <zmu/log/internal/LoadStringCopy.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cwchar>
