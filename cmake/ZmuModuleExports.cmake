@@ -5,21 +5,14 @@
 # an export of ours that other modules bind to, and some are unique in the process, which keeps
 # whoever brought the first one loaded for ever.
 include_guard(GLOBAL)
-include(CheckCXXCompilerFlag)
 
 set(ZMU_HIDDEN_MAP ${CMAKE_CURRENT_LIST_DIR}/hidden.map)
-if(UNIX AND NOT APPLE)
-  check_cxx_compiler_flag(-fno-gnu-unique ZMU_HAS_NO_GNU_UNIQUE)
-endif()
 
 function(zmu_hide_templates target)
   set_target_properties(${target} PROPERTIES
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
   if(UNIX AND NOT APPLE)
-    if(ZMU_HAS_NO_GNU_UNIQUE)
-      target_compile_options(${target} PRIVATE -fno-gnu-unique)
-    endif()
     target_link_options(${target} PRIVATE -Wl,--version-script=${ZMU_HIDDEN_MAP})
     set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${ZMU_HIDDEN_MAP})
   endif()
