@@ -323,10 +323,14 @@ void ZarnDataForThread::requireApproval() const
 
 bool ZarnDataForThread::respondToSituation()
 {
+    const Operation operation(*this);
     SectionGuard section(*this);
     const bool wasResponding = std::exchange(m_isResponding, true);
+    const bool isCodeHeld = !isSelfSatisfied();
+    bool hasBegun = false;
     runGuarded(*this, dx::RespondUnexpected, [&] {
         requireApproval();
+        hasBegun = true;
         section.requireEntered();
         requireOrRaiseHeld(describeSituation(), *this);
         if (m_plugInsIndirectQty > 0)
@@ -337,6 +341,8 @@ bool ZarnDataForThread::respondToSituation()
     m_isResponding = wasResponding;
     if (!isSelfSatisfied())
         markArgumentsStale();
+    if (isCodeHeld && !hasBegun)
+        m_failurePlace.note = L"refused since an earlier failure left this code";
     section.leave();
     return isSelfSatisfied();
 }
@@ -351,6 +357,7 @@ void ZarnDataForThread::markArgumentsStale()
 
 bool ZarnDataForThread::describeSituation()
 {
+    const Operation operation(*this);
     const CancellationHold hold;
     runGuarded(*this, dx::DescribeSituationUnexpected, [&] {
         requireApproval();
