@@ -220,6 +220,53 @@ TEST(Failures, FunctionRunsOutsideTheLock)
     EXPECT_EQ(reporter.entries(), (QStringList{"t", "t"}));
 }
 
+TEST(Failures, SubstituteEntryKeepsTheNumberInTheLog)
+{
+    strings()[100] = L"2~0|&|``Fine.`";
+    strings()[200] = L"2~0~2~<x||``t`";
+    strings()[300] = L"2~0|~``%11`|``This is ready.`";
+    strings()[400] = L"2~0|&|``No function shows this.`";
+    const QStringList expected = {
+        "Fine.",
+        "Situation 200 could not be described: 241/FillerLetterUnknown, a filler is not one of d, "
+        "s, u; header, group 4, record 1.",
+        "Situation 300 could not be described: 50/FormatDisplayFailed, " +
+            QString::fromStdWString(zmu::describe(dx::FormatDisplayFailed).meaning) +
+            "; display description, insert %11; there is no such filler.",
+        "Situation 999 could not be described: 255/SpecNotLoaded, the resource module has no "
+        "response spec for the situation.",
+        "No function shows this.", // was described, so it has its entry
+        "Fine."};
+    for (const bool isWanted : {false, true}) {
+        const Reporter reporter([=](OpenData& data) {
+            data.setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING);
+            EXPECT_FALSE(data.setSubstituteEntries(isWanted));
+        });
+        wchar_t text[32];
+        reporter.report(100);
+        const int shownBefore = shown().count;
+        reporter.report(200);
+        EXPECT_EQ(reporter->getSelfDX_Code(), dx::FillerLetterUnknown);
+        EXPECT_EQ(reporter->getSituationID(), 200);
+        reporter.report(300);
+        EXPECT_EQ(reporter->getSelfDX_Code(), dx::FormatDisplayFailed);
+        EXPECT_TRUE(reporter->getDescriptionForLogFile(text, 32)); // as far as it got
+        EXPECT_STREQ(text, L"This is ready.");
+        reporter.report(999);
+        EXPECT_EQ(reporter->getSelfDX_Code(), dx::SpecNotLoaded);
+        EXPECT_EQ(shown().count, shownBefore);
+        const auto show = reporter->setDisplayDlgBoxFunction(nullptr);
+        reporter.report(400);
+        EXPECT_EQ(reporter->getSelfDX_Code(), dx::DisplayFunctionMissing);
+        reporter->setDisplayDlgBoxFunction(show);
+        reporter.report(100);
+        EXPECT_EQ(reporter->getSelfDX_Code(), 0);
+        EXPECT_EQ(reporter.entries(),
+                  isWanted ? expected : (QStringList{"Fine.", expected[4], "Fine."}));
+        EXPECT_EQ(logText(reporter.logName()).count("<!-- SituationID=200 -->"), isWanted ? 1 : 0);
+    }
+}
+
 TEST(Failures, CodesAreDescribed)
 {
     EXPECT_STREQ(zmu::describe(dx::SpecNotLoaded).name, L"SpecNotLoaded");

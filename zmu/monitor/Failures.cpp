@@ -1,20 +1,26 @@
-// A situation that failed says so: one trace line, and the host's own function.
+// A situation that failed says so: one trace line, the host's own function, and, where the data set
+// wants it, an entry of the log that stands in for its own.
 #include <zmu/monitor/ZarnDataForThread.h>
 
 #include <zmu/foundation/WideBuffer.h>
+#include <zmu/foundation/internal/LoadString.h>
 #include <zmu/monitor/DxCodes.h>
 #include <zmu/monitor/Trace.h>
+#include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
 
 #include <cwchar>
 #include <iterator>
-#include <string>
+#include <utility>
 
 using namespace zmu;
 
 namespace {
 
 using FailureText = WideBuffer<512>;
+
+/// An excerpt of the spec could leave an element of the log open.
+enum class Excerpt { Quoted, LeftOut };
 
 void appendNumber(FailureText& text, const wchar_t* what, int number)
 {
@@ -27,15 +33,18 @@ void appendNumber(FailureText& text, const wchar_t* what, int number)
     text.append(digits);
 }
 
-void appendPlace(FailureText& text, const FailurePlace& place)
+/// What the code means, and what is known of the place.
+FailureText describeFailure(int code, const FailurePlace& place, Excerpt excerpt)
 {
     constexpr const wchar_t* fields[] = {L"", L"; header", L"; display description",
                                          L"; log description"};
+    FailureText text;
+    text.assign(describe(code).meaning);
     text.append(fields[static_cast<std::size_t>(place.field)]);
     appendNumber(text, L", group ", place.group);
     appendNumber(text, L", record ", place.record);
     appendNumber(text, L", insert %", place.insert);
-    if (place.excerpt[0]) {
+    if (place.excerpt[0] && excerpt == Excerpt::Quoted) {
         text.append(L": \"");
         text.append(place.excerpt);
         text.append(L"\"");
@@ -44,6 +53,7 @@ void appendPlace(FailureText& text, const FailurePlace& place)
         text.append(L"; ");
         text.append(place.note);
     }
+    return text;
 }
 
 } // namespace
@@ -63,13 +73,45 @@ void ZarnDataForThread::endOperation()
         return;
     if (!isSelfSatisfied()) {
         const int code = getSelfDX_Code();
-        FailureText text;
-        text.assign(describe(code).meaning);
-        appendPlace(text, m_failurePlace);
-        ZarnData::tellFailure(m_dataSet, m_situationID, code, text.c_str());
+        ZarnData::tellFailure(m_dataSet, m_situationID, code,
+                              describeFailure(code, m_failurePlace, Excerpt::Quoted).c_str());
     }
     if (m_failurePlace.isKnown())
         m_failurePlace = {};
+}
+
+bool ZarnDataForThread::composeSubstitute(int code)
+{
+    constexpr unsigned int substitute = 20001;
+    const HMODULE self = m_dataSet->getSelfResourceModule();
+    wchar_t format[256];
+    if (!self || loadString(self, substitute, format, static_cast<int>(std::size(format))) < 1)
+        return false;
+    const FailureText text = describeFailure(code, m_failurePlace, Excerpt::LeftOut);
+    u64 inserts[] = {toArgumentSlot(m_situationID), toArgumentSlot(code),
+                     toArgumentSlot(describe(code).name), toArgumentSlot(text.c_str())};
+    wchar_t* const output = m_descriptionForLogFile.writable();
+    return Zarn::formatMessage(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, format,
+                               output, static_cast<int>(m_descriptionForLogFile.capacity),
+                               inserts) > 0;
+}
+
+void ZarnDataForThread::reportSubstitute()
+{
+    const int code = getSelfDX_Code();
+    const auto logText = m_descriptionForLogFile;
+    const auto displayText = m_descriptionForDisplay;
+    const bool isDupe = std::exchange(m_descriptionDisplayIsDupe, false);
+    const int answer = m_displayDlgBoxResult;
+    forgetSelfDX_Code();
+    m_descriptionForDisplay.clear();
+    if (composeSubstitute(code))
+        reportDescriptions(); // failing that it has traced why
+    m_descriptionForLogFile = logText;
+    m_descriptionForDisplay = displayText;
+    m_descriptionDisplayIsDupe = isDupe;
+    m_displayDlgBoxResult = answer;
+    setSelfDX_Code(code);
 }
 
 void ZarnData::tellFailure(const ZarnData* dataSet, int situationID, int code,

@@ -175,6 +175,10 @@ class ZMU_API ZarnData {
     /// Is told of every situation that fails from now on, besides the trace line that each one gets
     /// anyway; null for nobody, as it begins. Returns the previous function.
     ZarnFailureFunction setFailureFunction(ZarnFailureFunction function);
+    /// With `wanted` a situation that cannot be described gets an entry of the log all the same,
+    /// which names its number and the code, so that no number is missing without a trace. Off as it
+    /// begins. Returns the previous setting.
+    bool setSubstituteEntries(bool wanted);
     /// Makes the engines from now on, so that a subclass can stand in; null is ignored. Returns the
     /// previous factory.
     ZarnEngineFactory setEngineFactory(ZarnEngineFactory factory);
@@ -259,6 +263,7 @@ class ZMU_API ZarnData {
     {
         return m_situationResponseTraitsAssessor;
     }
+    bool getSubstituteEntries() const { return m_substituteEntries; }
     zmu::ulong32 getSituationsCount() const { return m_situationsCount; }
     zmu::ulong32 getSituationsQty() const { return m_situationsQty; }
     bool isInstantiatorRunningNatively() const { return m_nonnativeInstantiatorID == 0; }
@@ -443,7 +448,9 @@ class ZMU_API ZarnData {
 
     ZarnEngineFactory m_engineFactory;
     ZarnFailureFunction m_failureFunction = nullptr;
-    mutable std::atomic<zmu::ulong32> m_tellingThread = 0; ///< The last one that is telling a failure.
+    bool m_substituteEntries = false;
+    mutable std::atomic<zmu::ulong32> m_tellingThread =
+        0; ///< The last one that is telling a failure.
     bool m_isNotingSeries = false;
 
     void loadProxy();

@@ -328,6 +328,7 @@ bool ZarnDataForThread::respondToSituation()
     const bool wasResponding = std::exchange(m_isResponding, true);
     const bool isCodeHeld = !isSelfSatisfied();
     bool hasBegun = false;
+    m_isDescribed = false;
     runGuarded(*this, dx::RespondUnexpected, [&] {
         requireApproval();
         hasBegun = true;
@@ -343,6 +344,9 @@ bool ZarnDataForThread::respondToSituation()
         markArgumentsStale();
     if (isCodeHeld && !hasBegun)
         m_failurePlace.note = L"refused since an earlier failure left this code";
+    if (!isSelfSatisfied() && !m_isDescribed && section.wasEntered() && m_dataSet &&
+        m_dataSet->getSubstituteEntries() && m_dataSet->isFreeOfCode())
+        reportSubstitute();
     section.leave();
     return isSelfSatisfied();
 }
@@ -362,6 +366,7 @@ bool ZarnDataForThread::describeSituation()
     runGuarded(*this, dx::DescribeSituationUnexpected, [&] {
         requireApproval();
         requireOrRaiseHeld(learnResponse(), *this);
+        m_isDescribed = true;
         requireOrRaiseHeld(reportDescriptions(), *this);
     });
     return isSelfSatisfied();

@@ -225,6 +225,10 @@ class ZMU_API ZarnDataForThread {
     };
 
     void endOperation();
+    /// Writes the entry that stands in for a situation that could not be described. What the
+    /// situation has left, the code included, stays as it is.
+    void reportSubstitute();
+    bool composeSubstitute(int code);
     void loadSpec(ZarnScratchpad::Buffer& spec);
     void clearSpecFields();
     void parseApprovalKind(wchar_t* group);
@@ -273,6 +277,7 @@ class ZMU_API ZarnDataForThread {
     zmu::FailurePlace m_failurePlace;
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
     bool m_isResponding = false;
+    bool m_isDescribed = false; ///< The situation in hand has learned its response.
     /// A situation has failed that a forgiving data set has done with. Its arguments stay until one
     /// is recorded as the next; what was recorded since then, up to the fresh counts, is kept.
     bool m_argsAreStale = false;
