@@ -57,9 +57,9 @@ void complain(const char* what, int code)
     std::fprintf(stderr, "quickstart: %s: DX code %d, see docs/dx-codes.md\n", what, code);
 }
 
-/// After each report: tells the code that this thread holds, if any. An owner's monitor forgives: the
-/// next report would erase the code by itself, unread. What is left of the situation stays until it is
-/// forgotten, and its arguments could turn up in the next one.
+/// After each report: tells the code that this thread holds, if any, and forgets what is left of
+/// the situation. An owner's monitor forgives: the next report would erase the code by itself,
+/// unread.
 void check(Zarn* monitor, const char* what)
 {
     const int code = monitor->getSelfDX_Code();
