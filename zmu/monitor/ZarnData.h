@@ -432,10 +432,15 @@ class ZMU_API ZarnData {
 
   private:
     ZarnEngineFactory m_engineFactory;
+    /// Kept from one log to its successor, since it cannot be made when memory is short.
+    QTextStream* m_spareLogStream = nullptr;
     bool m_isNotingSeries = false;
 
     void loadProxy();
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
+    /// Opens a log with the stream that the last one has left, or with the first one.
+    QTextStream* openLogStream(const wchar_t* name);
+    void freeSpareLogStream();
     bool writeHead(ZarnDataForThread& engine);
     bool swapFormName(const wchar_t* formName);
     bool eliminateLogFileFormInjectors();

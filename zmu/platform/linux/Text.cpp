@@ -100,9 +100,9 @@ std::string zmu::narrow(std::wstring_view text)
     if (text.size() > INT_MAX / bytesMax)
         throw std::length_error("text");
     std::string result(bytesMax * text.size(), '\0');
-    const int count = WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
-                                          result.data(), static_cast<int>(result.size()), nullptr,
-                                          nullptr);
+    const int count =
+        WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), result.data(),
+                            static_cast<int>(result.size()), nullptr, nullptr);
     result.resize(text.empty() ? 0 : static_cast<std::size_t>(count));
     return result;
 }
@@ -116,6 +116,19 @@ std::wstring zmu::widen(std::string_view text)
                                           result.data(), static_cast<int>(result.size()));
     result.resize(text.empty() ? 0 : static_cast<std::size_t>(count));
     return result;
+}
+
+zmu::NarrowPath::NarrowPath(const wchar_t* path)
+{
+    constexpr std::size_t longestCharacter = 4;
+    std::size_t used = 0;
+    for (; *path && used < PATH_MAX; ++path) {
+        char bytes[longestCharacter];
+        const int count = encode(static_cast<char32_t>(*path), bytes);
+        for (int i = 0; i < count && used < PATH_MAX; ++i)
+            m_bytes[used++] = bytes[i];
+    }
+    m_bytes[used] = '\0';
 }
 
 int _wcsicmp(const wchar_t* left, const wchar_t* right)
