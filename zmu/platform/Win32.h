@@ -43,6 +43,7 @@ using DWORD = ulong32;
 struct HINSTANCE__;
 struct HKEY__;
 struct HWND__;
+using HANDLE = void*;           ///< An object of the platform's; each family says which.
 using HINSTANCE = HINSTANCE__*; ///< A loaded module: what the dynamic loader's dlopen returns.
 using HMODULE = HINSTANCE;
 using HKEY = HKEY__*; ///< A root of settings, or a key of them that is open.
@@ -73,6 +74,7 @@ inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 inline constexpr DWORD ERROR_MORE_DATA = 234;
 inline constexpr DWORD ERROR_NO_WORK_DONE = 235;
 inline constexpr DWORD ERROR_DIRECTORY = 267;
+inline constexpr DWORD ERROR_NOT_OWNER = 288;
 inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
 inline constexpr DWORD ERROR_FILE_CORRUPT = 1392;
 inline constexpr DWORD ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION = 1459;
@@ -171,6 +173,33 @@ ZMU_API void EnterCriticalSection(CRITICAL_SECTION* section);
 /// Enters if that needs no waiting. Whether it did.
 BOOL TryEnterCriticalSection(CRITICAL_SECTION* section);
 ZMU_API void LeaveCriticalSection(CRITICAL_SECTION* section);
+
+// ---- Events, mutexes and waiting for them: linux/Waits.cpp ------------------------------------------
+//
+// All of them fail with ERROR_INVALID_HANDLE for a null handle.
+
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;
+inline constexpr DWORD WAIT_OBJECT_0 = 0;
+inline constexpr DWORD WAIT_ABANDONED = 0x80;
+inline constexpr DWORD WAIT_TIMEOUT = 258;
+inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
+
+/// An event that stays set until it is reset. `security` must be null and `manualReset` true. With
+/// a name, that of an event of the process which has it already: the last error is 183 then, and
+/// `initiallySet` ignored. Null without memory (8), or for a name of 260 bytes or more (206).
+HANDLE CreateEventA(void* security, BOOL manualReset, BOOL initiallySet, const char* name);
+BOOL SetEvent(HANDLE event);
+BOOL ResetEvent(HANDLE event);
+/// A lock that its owner may take again. `security` and `name` must be null, and `initiallyOwned`
+/// false. Null without memory (8).
+HANDLE CreateMutexA(void* security, BOOL initiallyOwned, const char* name);
+/// False with ERROR_NOT_OWNER for a thread that does not own it.
+BOOL ReleaseMutex(HANDLE mutex);
+/// Waits by a clock that nobody sets. A mutex whose owner has ended is the caller's, and the result
+/// WAIT_ABANDONED. The calling thread may be cancelled here.
+DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds);
+/// Gives up an event or a mutex, for which nobody may be waiting through this handle.
+BOOL CloseHandle(HANDLE object);
 
 // ---- Text: linux/Text.cpp ----------------------------------------------------------------------
 
