@@ -32,6 +32,11 @@ install(FILES
   ${CMAKE_CURRENT_LIST_DIR}/ZmuModuleVersion.cmake
   DESTINATION ${ZMU_PACKAGE_DIR})
 
+if(NOT WIN32)
+  # Where systemd looks for catalogs, under /usr and /usr/local.
+  install(FILES ${PROJECT_BINARY_DIR}/zmu.catalog DESTINATION lib/systemd/catalog)
+endif()
+
 # The standard library's headers mark their templates as visible, so every instance of one would be
 # an export of ours: other modules could bind to it, and we could not be unloaded.
 if(UNIX AND NOT APPLE)

@@ -78,5 +78,5 @@ class ZMU_API OneTimeMethod {
     Mutex m_lock;
     /// Written under the lock, but also read without it, like the next.
     std::atomic<OneTimeMethodState> m_state = OneTimeMethod_NOT_STARTED;
-    std::atomic<ulong32> m_owner = 0; ///< The thread that is doing the work, 0 when none.
+    std::atomic<zmu::ulong32> m_owner = 0; ///< The thread that is doing the work, 0 when none.
 };

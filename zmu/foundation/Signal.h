@@ -34,10 +34,10 @@ class ZMU_API Signal {
     bool reset();
 
     /// Waits for as long as it takes.
-    ulong32 wait();
+    zmu::ulong32 wait();
     /// Waits for so many milliseconds at most, by a clock that nobody sets; 0 only looks.
     /// 0xFFFFFFFF is no limit. `reserved` is ignored.
-    ulong32 wait(unsigned milliseconds, int reserved);
+    zmu::ulong32 wait(unsigned milliseconds, int reserved);
 
   private:
     void* m_event;

@@ -25,10 +25,10 @@ class ZMU_API TimedMutex {
     TimedMutex& operator=(const TimedMutex&) = delete;
 
     /// Takes the lock, waiting for as long as it takes.
-    ulong32 lock();
+    zmu::ulong32 lock();
     /// Waits for so many milliseconds at most, by a clock that nobody sets; 0 only tries.
     /// 0xFFFFFFFF is no limit.
-    ulong32 lock(unsigned milliseconds);
+    zmu::ulong32 lock(unsigned milliseconds);
 
     /// Releases the lock once. False for a thread that does not hold it (last error 288).
     bool unlock();

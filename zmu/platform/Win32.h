@@ -53,6 +53,7 @@ inline constexpr BOOL TRUE = 1;
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
 inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
+inline constexpr DWORD ERROR_TOO_MANY_OPEN_FILES = 4;
 inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
 inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
@@ -70,10 +71,16 @@ inline constexpr DWORD ERROR_MORE_DATA = 234;
 inline constexpr DWORD ERROR_NO_WORK_DONE = 235;
 inline constexpr DWORD ERROR_DIRECTORY = 267;
 inline constexpr DWORD ERROR_NOT_OWNER = 288;
+inline constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
+inline constexpr DWORD ERROR_SERVICE_NOT_ACTIVE = 1062;
 inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
 inline constexpr DWORD ERROR_FILE_CORRUPT = 1392;
 inline constexpr DWORD ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION = 1459;
+inline constexpr DWORD ERROR_TIMEOUT = 1460;
+inline constexpr DWORD ERROR_INVALID_HANDLE_STATE = 1609;
+inline constexpr DWORD RPC_S_SERVER_UNAVAILABLE = 1722;
 inline constexpr DWORD ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
+inline constexpr DWORD ERROR_OBJECT_ALREADY_EXISTS = 5010;
 
 /// Hands one text to the debug output channel, in one piece. Never fails, keeps the last error.
 void OutputDebugStringW(const wchar_t* text);
@@ -270,6 +277,25 @@ long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* typ
 long RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const u8* data,
                     DWORD size);
 long RegCloseKey(HKEY key);
+
+// ---- Event log: linux/EventLog.cpp -------------------------------------------------------------------
+//
+// Which is the systemd journal. Its library is loaded by the first call.
+
+inline constexpr WORD EVENTLOG_INFORMATION_TYPE = 4;
+
+/// Makes a source of events, which the journal knows by its name. Null with 87 without a name, 1722
+/// when `server` is not this machine, 126 without libsystemd, 1062 without a journal. Balance with
+/// DeregisterEventSource.
+HANDLE RegisterEventSourceA(const char* server, const char* source);
+HANDLE RegisterEventSourceW(const wchar_t* server, const wchar_t* source);
+BOOL DeregisterEventSource(HANDLE source);
+/// Writes an event: the text that EventMessages.def has for it, filled with the strings, of which
+/// the journal keeps at most 4096 elements each. Its severity stands for the type; category, user
+/// and data are ignored. False with 317 for an unknown event, 1062 without a journal, 1460 when the
+/// journal takes nothing for a second.
+BOOL ReportEventW(HANDLE source, WORD type, WORD category, DWORD event, void* user, WORD count,
+                  DWORD dataSize, const wchar_t** strings, void* data);
 
 // ---- The machine: zmu/platform/Machine.h fills these ---------------------------------------------
 
