@@ -227,12 +227,10 @@ TEST_F(JournalOf, ThreadsWriteEveryEventWhole)
 
 TEST_F(WithoutJournal, ThereIsNoReporterAndTheErrorSaysWhy)
 {
-    Traces traces;
     EXPECT_EQ(zgEL_Reporter::create(source, "\\\\elsewhere", 0), nullptr);
     EXPECT_EQ(GetLastError(), 1722U);
     EXPECT_EQ(zgEL_Reporter::create(source, nullptr, 0), nullptr);
     EXPECT_EQ(GetLastError(), 1062U);
-    EXPECT_TRUE(traces.take().contains("WLE1062"));
     EXPECT_EQ(zgEL_Reporter::getLoneInstance(L"zmu test", L"\\\\localhost", 0), nullptr);
     EXPECT_EQ(GetLastError(), 1062U);
 }

@@ -142,8 +142,6 @@ zgEL_Reporter* zgEL_Reporter::createFor(const Char* source, const Char* server,
     try {
         m_LoneInstance = new zgEL_Reporter(source, server, firstFillerIndex);
     } catch (ulong32 error) {
-        Zarn_TRACE(L"zgEL_Reporter::create () could not register its event source: WLE%u.\n",
-                   static_cast<unsigned>(error));
         SetLastError(error);
     } catch (...) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
