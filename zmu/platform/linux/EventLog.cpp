@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cwchar>
 #include <exception>
@@ -100,27 +101,35 @@ DWORD toSystemError(int number)
     }
 }
 
+/// Waits until `socket` takes a message: the error, 0 when it does. The host's signals do not make
+/// it longer.
+DWORD awaitRoom(int socket)
+{
+    using Clock = std::chrono::steady_clock;
+    using std::chrono::milliseconds;
+    const auto end = Clock::now() + milliseconds(1000);
+    for (;;) {
+        const auto left = std::chrono::ceil<milliseconds>(end - Clock::now()).count();
+        pollfd room{socket, POLLOUT, 0};
+        const int ready = poll(&room, 1, std::max(static_cast<int>(left), 0));
+        if (ready >= 0)
+            return ready > 0 ? ERROR_SUCCESS : ERROR_TIMEOUT;
+        if (errno != EINTR)
+            return toSystemError(errno);
+    }
+}
+
 /// Whether the journal takes an entry: the error, 0 when it does. The journal's own call is silent
 /// when there is no journal, and waits for ever for one that is stuck; this does neither.
 DWORD awaitJournal()
 {
     constexpr sockaddr_un address{AF_UNIX, "/run/systemd/journal/socket"};
-    constexpr int patienceMilliseconds = 1000;
-
     const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (probe < 0)
         return toSystemError(errno);
-    DWORD error = ERROR_SUCCESS;
-    if (connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        error = toSystemError(errno);
-    } else {
-        pollfd room{probe, POLLOUT, 0};
-        int ready = 0;
-        do
-            ready = poll(&room, 1, patienceMilliseconds);
-        while (ready < 0 && errno == EINTR);
-        error = ready > 0 ? ERROR_SUCCESS : ready == 0 ? ERROR_TIMEOUT : toSystemError(errno);
-    }
+    const bool isThere =
+        connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const DWORD error = isThere ? awaitRoom(probe) : toSystemError(errno);
     close(probe);
     return error;
 }
