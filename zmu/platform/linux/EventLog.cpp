@@ -1,6 +1,7 @@
 // The event log, which here is the systemd journal. Its library is loaded when the first source is
 // registered, so that a host without it, or without events, does not need it.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
 
 #include <dlfcn.h>
 #include <limits.h>
@@ -42,18 +43,6 @@ constexpr Message messages[] = {
 #undef ZMU_EVENT
 };
 
-std::string narrow(const std::wstring& text)
-{
-    if (text.empty())
-        return {};
-    std::string bytes(4 * text.size(), '\0');
-    const int count =
-        WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
-                            static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(static_cast<std::size_t>(count));
-    return bytes;
-}
-
 /// What a handle of this family is.
 struct EventSource {
     std::string identifier;
@@ -78,27 +67,11 @@ SendFields loadSendFields()
     return send;
 }
 
-DWORD toSystemError(int number)
+/// The last error for what the journal's socket says.
+DWORD toSystemError(int error)
 {
-    switch (number) {
-    case 0:
-        return ERROR_SUCCESS;
-    case ENOENT: // there is no socket of the journal's,
-    case ENOTDIR:
-    case ECONNREFUSED: // or nobody behind it
-        return ERROR_SERVICE_NOT_ACTIVE;
-    case EACCES:
-    case EPERM:
-        return ERROR_ACCESS_DENIED;
-    case EMFILE:
-    case ENFILE:
-        return ERROR_TOO_MANY_OPEN_FILES;
-    case ENOMEM:
-    case ENOBUFS:
-        return ERROR_NOT_ENOUGH_MEMORY;
-    default:
-        return ERROR_WRITE_FAULT;
-    }
+    const bool isMissing = error == ENOENT || error == ECONNREFUSED; // or has nobody behind it
+    return isMissing ? ERROR_SERVICE_NOT_ACTIVE : error ? errorOf(error) : ERROR_SUCCESS;
 }
 
 /// Waits until `socket` takes a message: the error, 0 when it does. The host's signals do not make
@@ -226,14 +199,14 @@ Fields describe(const EventSource& source, const Message& message,
 template <class Body>
 auto orLastError(Body body) -> decltype(body())
 {
-    try {
-        return body();
-    } catch (DWORD error) {
-        SetLastError(error);
-    } catch (const std::exception&) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    }
-    return {};
+    return withoutThrowing([&]() -> decltype(body()) {
+        try {
+            return body();
+        } catch (DWORD error) {
+            SetLastError(error);
+            return {};
+        }
+    });
 }
 
 bool isThisMachine(std::string_view server)
