@@ -33,6 +33,9 @@
 #include <cstddef>
 
 class ZarnDataForThread;
+namespace zmu {
+class InjectorBlock;
+}
 
 class ZMU_API ZarnData {
   public:
@@ -435,6 +438,7 @@ class ZMU_API ZarnData {
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
     bool writeHead(ZarnDataForThread& engine);
     bool swapFormName(const wchar_t* formName);
+    void learnInjector(zmu::InjectorBlock& block);
     bool eliminateLogFileFormInjectors();
     void freeInjectors();
     void releaseUnusedInjectors();

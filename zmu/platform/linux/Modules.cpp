@@ -298,6 +298,25 @@ HMODULE handleOf(const Reference& module)
 
 } // namespace
 
+std::string zmu::moduleFileName(const std::string& name)
+{
+    return patternOf(name).name;
+}
+
+bool zmu::isModuleFile(std::string_view file, std::string_view plainName)
+{
+    return FilePattern{std::string(plainName), plainName.ends_with(".so")}.matches(file);
+}
+
+std::vector<std::string> zmu::moduleFolders()
+{
+    std::vector<std::string> folders = {folderOf(programPath()), folderOf(libraryPath())};
+    for (std::string& folder : systemFolders())
+        folders.push_back(std::move(folder) + '/');
+    std::erase_if(folders, [](const std::string& folder) { return !isAbsolute(folder); });
+    return folders;
+}
+
 std::string zmu::findModuleFile(const wchar_t* name)
 {
     std::string file = toFileName(name);
