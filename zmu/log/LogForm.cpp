@@ -111,7 +111,7 @@ bool ZarnData::obtainLogFileFormData(ulong32 mask)
     SectionGuard section(*this);
     runGuarded(*this, dx::ObtainFormUnexpected, [&] {
         require(m_initialized, dx::FormNotInitialized);
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         freeLogFileFormData();
         requireOrRaiseHeld(learnLogFileFormVarNames(), *this);
         requireOrRaiseHeld(processFileLogForm(mask), *this);

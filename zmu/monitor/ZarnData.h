@@ -202,7 +202,8 @@ class ZMU_API ZarnData {
     bool recordTag(const wchar_t* value, Zarn_FORM_TAG tag); ///< False for an unknown tag.
     bool recordTag(const char* value, Zarn_FORM_TAG tag);
     wchar_t* getTag(Zarn_FORM_TAG tag) const; ///< The stored text, null without one.
-    /// Copies at most `size` elements and terminates; empty without a value. Returns `buffer`.
+    /// Copies what fits into `size` elements, and zeroes the rest; empty without a value. A `size`
+    /// of 0 empties the first element. Returns `buffer`.
     wchar_t* getTag(wchar_t* buffer, std::size_t size, Zarn_FORM_TAG tag);
     char* getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag);
 
@@ -325,7 +326,9 @@ class ZMU_API ZarnData {
     bool respondToSituation(int situationID, const u64* values, const zmu::SlotKind* kinds,
                             std::size_t count);
     /// Stores an argument at `position` (ZARN_ARG_NEXT: behind the last) and returns the position,
-    /// -1 if it has no place. Strings are not copied: they must outlive the situation.
+    /// -1 if it has no place. Strings are not copied: they must outlive the situation. What a
+    /// situation that failed was told stays recorded; where the tolerance forgives, the first
+    /// argument that is recorded as the next one replaces it.
     int recordArgument(const char* value, int position);
     int recordArgument(const wchar_t* value, int position);
     int recordArgument(int value, int position);
@@ -445,5 +448,8 @@ class ZMU_API ZarnData {
     void noteSeries(unsigned int number);
     void adoptEngines();
     void freeEngines();
+    /// The calling thread's engine for an operation that begins work, for which a forgiving data
+    /// set drops the code that it holds.
+    ZarnDataForThread* obtainDataToWork() const;
     ZarnDataForThread* createDataForCurrentThread() const;
 };

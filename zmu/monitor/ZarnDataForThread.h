@@ -216,6 +216,10 @@ class ZMU_API ZarnDataForThread {
     void fillFromCursor(int filler, const wchar_t* record);
     void forgetTextFillers();
     void setFiller(int filler, u64 slot, zmu::SlotKind kind);
+    /// The first argument that is recorded as the next one after a failure gives up what the
+    /// situation that failed was told.
+    void prepareArgument(int position);
+    void markArgumentsStale();
     bool parseMessageFormat(wchar_t* text, Zarn_MSG_FMT format);
     template <class Body>
     void withTarget(Zarn_MSG_FMT format, Body body);
@@ -249,6 +253,12 @@ class ZMU_API ZarnDataForThread {
     zmu::SlotKind m_fillerKinds[zmu::ArgumentSlotsQty] = {};
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
     bool m_isResponding = false;
+    /// A situation has failed that a forgiving data set has done with. Its arguments stay until one
+    /// is recorded as the next; what was recorded since then, up to the fresh counts, is kept.
+    bool m_argsAreStale = false;
+    int m_argsIntFreshCount = 0;
+    int m_argsStrFreshCount = 0;
+    int m_argsUIntFreshCount = 0;
     u64 m_fileSizeLimit = 0;        ///< Bytes that the log may grow to, as asked for this entry.
     u64 m_threadSerial = anyThread; ///< The thread that the engine was made for.
 };

@@ -8,10 +8,10 @@ class Zarn;
 class ZarnDataForThread;
 
 /// Answer of a question that may have none.
-enum Zarn_FUZZY_CHOICE { Zarn_FUZZY_UNKNOWN = -1, Zarn_FUZZY_NO = 0, Zarn_FUZZY_YES = 1 };
+enum Zarn_FUZZY_CHOICE : int { Zarn_FUZZY_UNKNOWN = -1, Zarn_FUZZY_NO = 0, Zarn_FUZZY_YES = 1 };
 
 /// What a held DX code does to the next operation.
-enum Zarn_TOLERANCE {
+enum Zarn_TOLERANCE : int {
     Zarn_TOLERANCE_UNSET = -1,
     Zarn_TOLERANCE_NONE = 0,      ///< The code stays until somebody forgets it.
     Zarn_TOLERANCE_RESERVED = 1,  ///< As none; never stored.
@@ -22,7 +22,7 @@ enum Zarn_TOLERANCE {
 using Zarn_DX_MODE = int;
 
 /// Target of a message format.
-enum Zarn_MSG_FMT { Zarn_MSG_FMT_DISPLAY = 0, Zarn_MSG_FMT_LOGFILE = 1 };
+enum Zarn_MSG_FMT : int { Zarn_MSG_FMT_DISPLAY = 0, Zarn_MSG_FMT_LOGFILE = 1 };
 
 /// Character set of recorded strings that are wide; 0 and 1 are narrow.
 inline constexpr int ZARN_CHARSET_WIDE = 2;

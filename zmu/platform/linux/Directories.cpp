@@ -1,5 +1,6 @@
 // Directories, what the process may do with them, and the user's name.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
 
 #include <pwd.h>
 #include <sys/stat.h>
@@ -12,25 +13,14 @@
 #include <utility>
 #include <vector>
 
+using namespace zmu;
+
 namespace {
 
 BOOL fail(DWORD error)
 {
     SetLastError(error);
     return FALSE;
-}
-
-/// The path in the file system's encoding.
-std::string narrow(const wchar_t* path)
-{
-    const auto length = static_cast<int>(std::wcslen(path));
-    if (length == 0)
-        return {};
-    std::string bytes(4 * static_cast<std::size_t>(length), '\0');
-    const int count = WideCharToMultiByte(CP_ACP, 0, path, length, bytes.data(),
-                                          static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(static_cast<std::size_t>(count));
-    return bytes;
 }
 
 /// Runs `call` on the path; -1 as from the call itself when memory is short.
@@ -60,25 +50,17 @@ std::string userName()
 
 BOOL GetUserNameW(wchar_t* output, DWORD* size)
 {
-    try {
-        const std::string name = userName();
-        std::wstring wide(name.size(), L'\0');
-        const int length =
-            name.empty()
-                ? 0
-                : MultiByteToWideChar(CP_ACP, 0, name.data(), static_cast<int>(name.size()),
-                                      wide.data(), static_cast<int>(wide.size()));
-        if (length <= 0)
+    return withoutThrowing([=]() -> BOOL {
+        const std::wstring name = widen(userName());
+        if (name.empty())
             return fail(ERROR_FILE_NOT_FOUND);
-        wide.resize(static_cast<std::size_t>(length));
-        const DWORD room = std::exchange(*size, static_cast<DWORD>(length) + 1);
+        const auto length = static_cast<DWORD>(name.size());
+        const DWORD room = std::exchange(*size, length + 1);
         if (!output || room < *size)
             return fail(ERROR_INSUFFICIENT_BUFFER);
-        std::wmemcpy(output, wide.c_str(), *size);
+        std::wmemcpy(output, name.c_str(), *size);
         return TRUE;
-    } catch (const std::exception&) {
-        return fail(ERROR_NOT_ENOUGH_MEMORY);
-    }
+    });
 }
 
 BOOL CreateDirectoryW(const wchar_t* path, void*)

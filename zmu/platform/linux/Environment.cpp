@@ -1,41 +1,17 @@
 // Environment variables and paths.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
 
-#include <climits>
 #include <cstddef>
 #include <cstdlib>
-#include <exception>
 #include <string>
 #include <string_view>
 
 #include <unistd.h>
 
+using namespace zmu;
+
 namespace {
-
-std::string narrow(std::wstring_view text)
-{
-    std::string result;
-    if (text.empty())
-        return result;
-    const int length = static_cast<int>(text.size());
-    const int count =
-        WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    result.resize(static_cast<std::size_t>(count));
-    WideCharToMultiByte(CP_ACP, 0, text.data(), length, result.data(), count, nullptr, nullptr);
-    return result;
-}
-
-std::wstring widen(std::string_view text)
-{
-    std::wstring result;
-    if (text.empty())
-        return result;
-    const int length = static_cast<int>(text.size());
-    const int count = MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0);
-    result.resize(static_cast<std::size_t>(count));
-    MultiByteToWideChar(CP_ACP, 0, text.data(), length, result.data(), count);
-    return result;
-}
 
 /// Replaces each %NAME%. An unknown name stays with both of its signs, and so does "5% of %HOME%",
 /// where the first two signs enclose one.
@@ -91,17 +67,6 @@ DWORD deliverPath(std::basic_string_view<Char> path, Char* output, DWORD size)
         return static_cast<DWORD>(path.size() + 1);
     copyTo(output, path);
     return static_cast<DWORD>(path.size());
-}
-
-/// Runs a body that builds strings; short memory becomes the failure that a caller knows.
-template <class Body>
-DWORD withoutThrowing(Body&& body)
-{
-    try {
-        return body();
-    } catch (const std::exception&) {
-        return fail(ERROR_NOT_ENOUGH_MEMORY);
-    }
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include <zmu/platform/InputFile.h>
 
-#include <QFile>
-#include <QString>
+#include <zmu/platform/linux/Conversion.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -30,7 +29,7 @@ FILETIME fileTime(const timespec& time)
 
 bool zmu::InputFile::open(const wchar_t* path)
 {
-    return open(QFile::encodeName(QString::fromWCharArray(path)).toStdString());
+    return open(narrow(path));
 }
 
 bool zmu::InputFile::open(const std::string& path)

@@ -1,9 +1,7 @@
 #include <zmu/platform/ModuleFacts.h>
 
+#include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/ElfFile.h>
-
-#include <QFile>
-#include <QString>
 
 #include <elf.h>
 
@@ -30,16 +28,10 @@ std::string_view versionSuffix(std::string_view name)
 std::string realName(const wchar_t* path)
 {
     char name[PATH_MAX];
-    const QByteArray encoded = QFile::encodeName(QString::fromWCharArray(path));
-    if (!realpath(encoded.constData(), name))
+    if (!realpath(narrow(path).c_str(), name))
         return {};
     const std::string_view all = name;
     return std::string(all.substr(all.rfind('/') + 1));
-}
-
-std::wstring widen(std::string_view digits)
-{
-    return {digits.begin(), digits.end()};
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include <zmu/platform/ModuleList.h>
 
+#include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/ModuleFiles.h>
 
-#include <QFile>
-#include <QString>
+#include <QByteArray>
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -64,11 +64,6 @@ constexpr Listed list[] = {
 // clang-format on
 static_assert(std::size(list) == 59);
 
-std::wstring widen(const std::string& text)
-{
-    return QString::fromStdString(text).toStdWString();
-}
-
 bool isFile(const std::string& path)
 {
     struct stat status = {};
@@ -107,7 +102,7 @@ std::wstring kernelName()
 
 std::wstring fileName(const std::wstring& module)
 {
-    return widen(moduleFileName(QString::fromStdWString(module).toStdString()));
+    return widen(patternOf(narrow(module)).name);
 }
 
 // ---- Looking for files ---------------------------------------------------------------------------
@@ -121,19 +116,22 @@ struct Finder::Folders {
     std::vector<Own> own;
     std::vector<std::string> all;
 
-    Folders() : all(moduleFolders())
+    Folders()
     {
-        constexpr std::size_t ownQty = 2; // the program's and the library's
-        for (std::size_t i = 0; i < ownQty && i < all.size(); ++i)
-            own.push_back(list(all[i]));
+        for (const std::string& file : {programPath(), libraryPath()}) {
+            all.emplace_back(folderOf(file));
+            own.push_back(list(all.back()));
+        }
+        for (const std::string& folder : systemFolders())
+            all.push_back(folder + '/');
         const QByteArray path = qgetenv("PATH");
         for (std::string_view rest(path.constData(), static_cast<std::size_t>(path.size()));
              !rest.empty();) {
             const std::string_view folder = rest.substr(0, rest.find(':'));
             rest.remove_prefix(std::min(folder.size() + 1, rest.size()));
-            if (folder.starts_with('/'))
-                all.push_back(std::string(folder) + '/');
+            all.push_back(std::string(folder) + '/');
         }
+        std::erase_if(all, [](const std::string& folder) { return !isAbsolute(folder); });
     }
 
     static Own list(const std::string& path)
@@ -155,16 +153,17 @@ std::wstring Finder::find(const wchar_t* file)
 {
     if (!m_folders)
         m_folders = std::make_unique<Folders>();
-    const std::string name = QFile::encodeName(QString::fromWCharArray(file)).toStdString();
+    const std::string name = narrow(file);
     for (const std::string& folder : m_folders->all) {
         if (isFile(folder + name))
             return widen(folder + name);
     }
     // With a version behind its name: the newest one.
+    const FilePattern pattern{name, name.ends_with(".so")};
     for (const auto& [folder, files] : m_folders->own) {
         const std::string* newest = nullptr;
         for (const std::string& candidate : files) {
-            if (isModuleFile(candidate, name) &&
+            if (pattern.matches(candidate) &&
                 (!newest || strverscmp(candidate.c_str(), newest->c_str()) > 0))
                 newest = &candidate;
         }
