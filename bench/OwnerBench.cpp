@@ -36,8 +36,8 @@ void measureApart(benchmark::State& state, Step step, Prepare prepare)
         state.ResumeTiming();
     }
     if (allocationCount())
-        state.counters[allocationsCounter] =
-            benchmark::Counter(static_cast<double>(allocations), benchmark::Counter::kAvgIterations);
+        state.counters[allocationsCounter] = benchmark::Counter(static_cast<double>(allocations),
+                                                                benchmark::Counter::kAvgIterations);
 }
 
 void measureStart(benchmark::State& state, Medium medium)

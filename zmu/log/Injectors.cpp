@@ -1,5 +1,5 @@
-// Reports of the system that a form injects into its sections. Each is written once, when the form is
-// learned, to a temporary file that every head reads back.
+// Reports of the system that a form injects into its sections. Each is written once, when the form
+// is learned, to a temporary file that every head reads back.
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/log/internal/FormLines.h>
@@ -18,6 +18,7 @@
 #include <QString>
 #include <QTemporaryFile>
 #include <QTextStream>
+#include <QThread>
 
 #include <algorithm>
 #include <cwchar>
@@ -130,7 +131,9 @@ namespace {
 /// Opens an injector's file, empty, for the process alone.
 void openReportFile(QTemporaryFile& file)
 {
-    const QString beginning = QDir::tempPath() + "/Farrowlink";
+    const QString folder = QDir::tempPath();
+    require(!folder.isEmpty(), dx::InjectorFileNotWritten); // there is no such folder
+    const QString beginning = folder + "/Farrowlink";
     removeLeftFiles(beginning.toStdWString().c_str());
     file.setFileTemplate(beginning + "XXXXXX");
     // One that an earlier definition of the same report has opened is used again.
@@ -141,7 +144,8 @@ void openReportFile(QTemporaryFile& file)
 /// Writes a report. Passing the limit for files would not only fail but send a deadly signal.
 void writeReport(QTextStream& stream, const QString& report)
 {
-    require(static_cast<u64>(report.toUtf8().size()) <= fileSizeLimit(), dx::InjectorFileNotWritten);
+    require(static_cast<u64>(report.toUtf8().size()) <= fileSizeLimit(),
+            dx::InjectorFileNotWritten);
     stream << report;
     stream.flush();
     require(stream.status() == QTextStream::Ok, dx::InjectorFileNotWritten);
@@ -185,12 +189,13 @@ bool ZarnData::learnLogFileFormInjectors(long injectorStart)
     if (injectorStart < 0)
         return isSelfSatisfied();
     ZarnDataFile& file = m_fileLog;
-    m_scratchpad.clear();
     runGuarded(*this, dx::InjectorsUnexpected, [&] {
         require(file.m_formStream && file.m_formStream->device() && !file.m_injectorFiles &&
                     !file.m_injectorStreams,
                 dx::InjectorsNotReady);
         orRaise(dx::InjectorsNoMemory, [&] {
+            // In a thread that Qt does not know its objects crash when memory is short.
+            QThread::currentThread();
             file.m_injectorFiles = new QTemporaryFile[injectorsQty];
             file.m_injectorStreams = new QTextStream*[injectorsQty]();
         });

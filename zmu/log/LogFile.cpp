@@ -230,6 +230,10 @@ bool ZarnData::openLogFile(wchar_t* name)
     m_fileLog.m_logByteCount = 0;
     m_fileLog.m_tailPosition = 0;
     m_fileLog.m_tailCountsBytes = true;
+    if (!escapeLogName(name)) {
+        setSelfDX_Code(dx::OpenFileNoMemory);
+        return false;
+    }
     return openFile(&m_fileLog.m_logName, &m_fileLog.m_logStream, name, QIODevice::ReadWrite);
 }
 

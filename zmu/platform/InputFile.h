@@ -30,12 +30,24 @@ class InputFile {
     bool open(const std::string& path); ///< By a name of the system's own.
 #endif
     void close();
-    bool isOpen() const { return m_handle != none; }
+    bool isOpen() const
+    {
+        return m_handle != none;
+    }
 
-    u64 size() const { return m_size; } ///< Bytes at the time of opening.
-    FILETIME lastWriteTime() const { return m_lastWriteTime; }
+    u64 size() const
+    {
+        return m_size;
+    } ///< Bytes at the time of opening.
+    FILETIME lastWriteTime() const
+    {
+        return m_lastWriteTime;
+    }
 
-    bool holds(u64 offset, u64 size) const { return offset <= m_size && size <= m_size - offset; }
+    bool holds(u64 offset, u64 size) const
+    {
+        return offset <= m_size && size <= m_size - offset;
+    }
     /// Reads all of `size` bytes, or fails. The file may have become shorter meanwhile.
     bool read(u64 offset, void* target, std::size_t size) const;
 

@@ -1,5 +1,5 @@
-// What a module's file says of itself beyond its version data. The file is read as data, and nothing
-// in it is trusted. An answer is empty where the file does not tell.
+// What a module's file says of itself beyond its version data. The file is read as data, and
+// nothing in it is trusted. An answer is empty where the file does not tell.
 #pragma once
 
 #include <zmu/platform/InputFile.h>

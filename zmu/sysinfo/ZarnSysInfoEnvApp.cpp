@@ -104,10 +104,9 @@ class ZarnSysInfoEnvApp::Item {
     std::wstring version(unsigned key, std::wstring modules::Versions::*member)
     {
         constexpr u64 capacity = 1024;
-        if (m_owner.m_versionBlock &&
-            ZarnLocalizeHelpers::extractModuleVerValueSFI_(m_owner.m_versionBlock,
-                                                           m_owner.m_scratch, capacity, key,
-                                                           nullptr, L"StringFileInfo", L'\\'))
+        if (m_owner.m_versionBlock && ZarnLocalizeHelpers::extractModuleVerValueSFI_(
+                                          m_owner.m_versionBlock, m_owner.m_scratch, capacity, key,
+                                          nullptr, L"StringFileInfo", L'\\'))
             return m_owner.m_scratch;
         return modules::versions(*m_owner.m_file, m_owner.m_modulePath).*member;
     }
@@ -130,8 +129,7 @@ class ZarnSysInfoEnvApp::Item {
         if (!ZarnLocalizeHelpers::loadIntrinsicString(dateFormat, format,
                                                       static_cast<int>(std::size(format))))
             std::wcscpy(format, L"%m/%d/%y");
-        const std::size_t length =
-            std::wcsftime(m_owner.m_text1, textCapacity, format, &time);
+        const std::size_t length = std::wcsftime(m_owner.m_text1, textCapacity, format, &time);
         return {m_owner.m_text1, length};
     }
     std::wstring location() { return std::wstring(directoryOf(m_owner.m_modulePath)); }
@@ -145,10 +143,9 @@ class ZarnSysInfoEnvApp::Item {
                                                             std::size(number)) == 0)
             formatWide(number, std::size(number), L"%llu", static_cast<unsigned long long>(bytes));
         wchar_t format[64];
-        const bool isWritten =
-            ZarnLocalizeHelpers::loadIntrinsicString(sizeFormat, format,
-                                                     static_cast<int>(std::size(format))) &&
-            formatWide(m_owner.m_text1, textCapacity, format, number) > 0;
+        const bool isWritten = ZarnLocalizeHelpers::loadIntrinsicString(
+                                   sizeFormat, format, static_cast<int>(std::size(format))) &&
+                               formatWide(m_owner.m_text1, textCapacity, format, number) > 0;
         return isWritten ? m_owner.m_text1 : number;
     }
 
@@ -160,9 +157,12 @@ class ZarnSysInfoEnvApp::Item {
 };
 
 const ZarnSysInfoEnvApp::Item::Row ZarnSysInfoEnvApp::Item::rows[itemLast] = {
-    {L"File Version", &Item::fileVersion}, {L"Version", &Item::productVersion},
-    {L"Checksum", &Item::checksum},        {L"Timestamp", &Item::linkTime},
-    {L"Date", &Item::date},                {L"Location", &Item::location},
+    {L"File Version", &Item::fileVersion},
+    {L"Version", &Item::productVersion},
+    {L"Checksum", &Item::checksum},
+    {L"Timestamp", &Item::linkTime},
+    {L"Date", &Item::date},
+    {L"Location", &Item::location},
     {L"Size", &Item::size},
 };
 
@@ -239,8 +239,7 @@ bool ZarnSysInfoEnvApp::learnNextPosition()
 
 bool ZarnSysInfoEnvApp::isModule(int module) const
 {
-    return module >= moduleStep &&
-           module <= static_cast<int>(m_table->rows().size()) * moduleStep;
+    return module >= moduleStep && module <= static_cast<int>(m_table->rows().size()) * moduleStep;
 }
 
 bool ZarnSysInfoEnvApp::learnModuleDataPairDeterminants(ulong32 module)

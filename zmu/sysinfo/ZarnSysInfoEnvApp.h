@@ -38,9 +38,9 @@ enum ZarnSysInfoEnvApp_HOME_DIR_ID : int {
 /// Outside Windows a module without version data shows the version of its soname, the checksum is
 /// the build ID, and there is no time stamp. Which modules are listed: zmu/platform/linux and
 /// windows/ModuleList.cpp, or the text file "zmu-modules.txt" beside the library, in UTF-8, with a
-/// home and a file on each line ("program ad.dll", "system libssl.so.3", "drivers zgse.ko", "kernel";
-/// a full path stands for itself), and comments after "#". A line that is none of these is passed
-/// over and told to the debug output.
+/// home and a file on each line ("program ad.dll", "system libssl.so.3", "drivers zgse.ko",
+/// "kernel"; a full path stands for itself), and comments after "#". A line that is none of these
+/// is passed over and told to the debug output.
 ///
 /// A source keeps one file open at most, that of the module in hand, until the next module, another
 /// walk or its own end. The first construction may throw std::bad_alloc.

@@ -62,7 +62,7 @@ int ZarnSysInfoFormatter::addAffix(int& count, wchar_t**& list, const wchar_t* t
         return fail(ErrorNoText);
     const int newCount = std::max(count + 1, 1);
     std::unique_ptr<wchar_t*[]> newList(new (std::nothrow)
-                                            wchar_t* [static_cast<std::size_t>(newCount)]());
+                                            wchar_t*[static_cast<std::size_t>(newCount)]());
     if (!newList)
         return fail(ErrorNoList);
     const std::size_t size = std::wcslen(text) + 1;

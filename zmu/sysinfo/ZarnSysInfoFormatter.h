@@ -82,9 +82,9 @@ class ZMU_API ZarnSysInfoFormatter {
     wchar_t** m_datumSuffixes = nullptr;
 };
 
-/// Writes HTML. A datum that names an existing file or directory becomes a link, and a list of paths
-/// gets a line for each: a list is divided by semicolons, or by what divides one on this platform
-/// where every element is a full path.
+/// Writes HTML. A datum that names an existing file or directory becomes a link, and a list of
+/// paths gets a line for each: a list is divided by semicolons, or by what divides one on this
+/// platform where every element is a full path.
 ///
 /// Captions and data are written as they stand, whatever markup is in them, unless escapeMarkup()
 /// says otherwise; affixes always are. Then characters that mean something to HTML are written as
@@ -94,10 +94,10 @@ class ZMU_API ZarnSysInfoFormatterHTML : public ZarnSysInfoFormatter {
     /// `stream` must outlive the reports; it may be null, and set later.
     explicit ZarnSysInfoFormatterHTML(QTextStream* stream);
 
-    /// Each pair in turn: caption prefix, caption, caption suffix, datum prefix, datum, datum suffix.
-    /// False without a stream or a source, and when memory runs out; true else, also when the walk
-    /// ended early because an affix has more than 4095 characters. Whether the stream took it all,
-    /// it says itself.
+    /// Each pair in turn: caption prefix, caption, caption suffix, datum prefix, datum, datum
+    /// suffix. False without a stream or a source, and when memory runs out; true else, also when
+    /// the walk ended early because an affix has more than 4095 characters. Whether the stream took
+    /// it all, it says itself.
     bool reportSystemInformation() override;
     bool reportSystemInformation(QTextStream& stream);
     void setOutputDestination(QTextStream& stream) override;

@@ -123,8 +123,8 @@ bool ZarnSysInfoFormatterHTML::reportSystemInformation()
 
 void ZarnSysInfoFormatterHTML::reportPairs(Texts& texts)
 {
-    for (bool more = m_sysInfo->getFirstDataPair(texts.caption, texts.datum, textCapacity,
-                                                 textCapacity);
+    for (bool more =
+             m_sysInfo->getFirstDataPair(texts.caption, texts.datum, textCapacity, textCapacity);
          more && fetchAffixes(texts);
          more = m_sysInfo->getNextDataPair(texts.caption, texts.datum, textCapacity, textCapacity))
         writePair(texts);
@@ -143,8 +143,8 @@ void ZarnSysInfoFormatterHTML::writePair(Texts& texts)
     const std::size_t whole = std::wcslen(texts.caption);
     const wchar_t* const blank = m_shortForm ? std::wcschr(texts.caption, L' ') : nullptr;
     const std::size_t length = blank ? static_cast<std::size_t>(blank - texts.caption) : whole;
-    const bool isRepeated =
-        m_shortForm && std::wcsncmp(texts.caption, texts.lastCaption, blank ? length : whole + 1) == 0;
+    const bool isRepeated = m_shortForm && std::wcsncmp(texts.caption, texts.lastCaption,
+                                                        blank ? length : whole + 1) == 0;
     if (!isRepeated) {
         write(texts.captionPrefix);
         const std::wstring_view caption(texts.caption, length);

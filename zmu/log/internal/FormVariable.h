@@ -8,8 +8,9 @@
 namespace zmu {
 
 struct FormVariable {
-    const wchar_t* insert; ///< Format between the exclamation marks of an insert.
-    int tag = -1;          ///< The Zarn_FORM_TAG that fills it, -1 for none.
+    const wchar_t* insert;   ///< Format between the exclamation marks of an insert.
+    int tag = -1;            ///< The Zarn_FORM_TAG that fills it, -1 for none.
+    bool isOfSystem = false; ///< The system or a user has chosen the text, and not the product.
 };
 
 /// By Zarn_FORM_VAR.
@@ -21,22 +22,22 @@ inline constexpr FormVariable formVariables[] = {
     {L"02d"}, // DAY
     {L"X"},   // ENTRY_COLOR
     {L"d"},   // ENTRY_ID
-    {L"s", Zarn_FORM_TAG_FILE_VERSION},
-    {L"s", Zarn_FORM_TAG_HOME_DIRECTORY},
-    {L"02d"}, // HOURS
-    {L"s"},   // LOGFILE_NAME
-    {L"03d"}, // MILLISECONDS
-    {L"02d"}, // MINUTES
-    {L"s", Zarn_FORM_TAG_MODULE_FILE_NAME},
+    {L"s", Zarn_FORM_TAG_FILE_VERSION, true},
+    {L"s", Zarn_FORM_TAG_HOME_DIRECTORY, true},
+    {L"02d"},         // HOURS
+    {L"s", -1, true}, // LOGFILE_NAME
+    {L"03d"},         // MILLISECONDS
+    {L"02d"},         // MINUTES
+    {L"s", Zarn_FORM_TAG_MODULE_FILE_NAME, true},
     {L"s", Zarn_FORM_TAG_MODULE_NAME},
     {L"02d"}, // MONTH
-    {L"s", Zarn_FORM_TAG_NAME_OF_DOMAIN},
-    {L"s", Zarn_FORM_TAG_NAME_OF_HOST},
-    {L"s", Zarn_FORM_TAG_NAME_OF_SESSION},
-    {L"s", Zarn_FORM_TAG_NAME_OF_USER},
+    {L"s", Zarn_FORM_TAG_NAME_OF_DOMAIN, true},
+    {L"s", Zarn_FORM_TAG_NAME_OF_HOST, true},
+    {L"s", Zarn_FORM_TAG_NAME_OF_SESSION, true},
+    {L"s", Zarn_FORM_TAG_NAME_OF_USER, true},
     {L"lu"}, // PROCESS_ID
     {L"s", Zarn_FORM_TAG_PRODUCT_NAME},
-    {L"s", Zarn_FORM_TAG_PRODUCT_VERSION},
+    {L"s", Zarn_FORM_TAG_PRODUCT_VERSION, true},
     {L"02d"}, // SECONDS
     {L"s"},   // SITUATION_DSCRP
     {L"d"},   // SITUATION_ID

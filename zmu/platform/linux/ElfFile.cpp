@@ -176,9 +176,9 @@ std::string readSoname(const InputFile& file)
     if (!readHeader(file, header))
         return {};
     const std::vector<Segment> segments = readSegments(file, header);
-    const auto dynamic =
-        std::find_if(segments.begin(), segments.end(),
-                     [](const Segment& segment) { return segment.p_type == PT_DYNAMIC; });
+    const auto dynamic = std::find_if(segments.begin(), segments.end(), [](const Segment& segment) {
+        return segment.p_type == PT_DYNAMIC;
+    });
     if (dynamic == segments.end())
         return {};
     const u64 count = std::min<u64>(dynamic->p_filesz / sizeof(DynamicEntry), maxDynamicEntries);
@@ -191,8 +191,7 @@ std::string readSoname(const InputFile& file)
     const SonamePlace place = findSoname(entries);
     u64 table = 0;
     if (!place.isThere || place.offset >= place.tableSize ||
-        !toOffset(segments, place.tableAddress, table) ||
-        !file.holds(table, place.tableSize))
+        !toOffset(segments, place.tableAddress, table) || !file.holds(table, place.tableSize))
         return {};
     std::string name(std::min<u64>(place.tableSize - place.offset, maxSonameBytes), '\0');
     if (!file.read(table + place.offset, name.data(), name.size()))

@@ -19,9 +19,8 @@ FILETIME fileTime(const timespec& time)
     constexpr i64 nanosecondsPerTick = 100;
     if (time.tv_sec < -secondsFrom1601)
         return {};
-    const u64 ticks =
-        static_cast<u64>(time.tv_sec + secondsFrom1601) * ticksPerSecond +
-        static_cast<u64>(time.tv_nsec / nanosecondsPerTick);
+    const u64 ticks = static_cast<u64>(time.tv_sec + secondsFrom1601) * ticksPerSecond +
+                      static_cast<u64>(time.tv_nsec / nanosecondsPerTick);
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
 }
 

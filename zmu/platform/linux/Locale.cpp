@@ -89,8 +89,8 @@ unsigned languageOfLocale(std::string_view locale)
     std::string whole(place);
     if (variant != locale.npos)
         whole += locale.substr(variant);
-    for (const unsigned number :
-         {findLanguage(whole), findLanguage(place), findOwnCountrys(place.substr(0, place.find('_')))}) {
+    for (const unsigned number : {findLanguage(whole), findLanguage(place),
+                                  findOwnCountrys(place.substr(0, place.find('_')))}) {
         if (number != 0)
             return number;
     }

@@ -91,9 +91,10 @@ class Listings {
     {
         Entry fresh{std::string(folder), name, state, files};
         const std::lock_guard guard(m_lock);
-        Entry* const same = std::find_if(
-            std::begin(m_entries), std::end(m_entries),
-            [&](const Entry& entry) { return entry.name == name && entry.folder == folder; });
+        Entry* const same =
+            std::find_if(std::begin(m_entries), std::end(m_entries), [&](const Entry& entry) {
+                return entry.name == name && entry.folder == folder;
+            });
         if (same != std::end(m_entries)) {
             std::swap(*same, fresh);
         } else {
@@ -154,9 +155,8 @@ bool FilePattern::matches(std::string_view file) const
     if (!file.starts_with(name))
         return false;
     const std::string_view version = file.substr(name.size());
-    return version.empty() ||
-           (takesVersion && version.size() > 1 && version.front() == '.' &&
-            version.find_first_not_of(".0123456789") == std::string_view::npos);
+    return version.empty() || (takesVersion && version.size() > 1 && version.front() == '.' &&
+                               version.find_first_not_of(".0123456789") == std::string_view::npos);
 }
 
 FilePattern zmu::patternOf(std::string_view name)

@@ -100,9 +100,9 @@ std::string zmu::narrow(std::wstring_view text)
     if (text.size() > INT_MAX / bytesMax)
         throw std::length_error("text");
     std::string result(bytesMax * text.size(), '\0');
-    const int count = WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
-                                          result.data(), static_cast<int>(result.size()), nullptr,
-                                          nullptr);
+    const int count =
+        WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), result.data(),
+                            static_cast<int>(result.size()), nullptr, nullptr);
     result.resize(text.empty() ? 0 : static_cast<std::size_t>(count));
     return result;
 }

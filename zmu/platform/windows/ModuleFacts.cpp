@@ -14,9 +14,8 @@ std::wstring headerNumber(const InputFile& file, u64 place)
     DWORD header = 0;
     DWORD mark = 0;
     DWORD number = 0;
-    if (!file.read(headerPlace, &header, sizeof header) ||
-        !file.read(header, &mark, sizeof mark) || mark != IMAGE_NT_SIGNATURE ||
-        !file.read(u64{header} + place, &number, sizeof number))
+    if (!file.read(headerPlace, &header, sizeof header) || !file.read(header, &mark, sizeof mark) ||
+        mark != IMAGE_NT_SIGNATURE || !file.read(u64{header} + place, &number, sizeof number))
         return {};
     wchar_t text[16];
     std::swprintf(text, std::size(text), L"0x%08lX", number);

@@ -105,13 +105,15 @@ std::wstring kernelName()
     if (memory.size() < sizeof(KernelModules))
         return {};
     const auto* const kernel = reinterpret_cast<const KernelModules*>(memory.data());
-    const std::size_t room = (memory.size() - offsetof(KernelModules, modules)) / sizeof(KernelModule);
+    const std::size_t room =
+        (memory.size() - offsetof(KernelModules, modules)) / sizeof(KernelModule);
     for (std::size_t i = 0; i < kernel->count && i < room; ++i) {
         const KernelModule& module = kernel->modules[i];
         if (module.loadOrderIndex != 0 || module.fileNameOffset >= sizeof module.path)
             continue;
         const char* const name = module.path + module.fileNameOffset;
-        const auto length = static_cast<int>(strnlen(name, sizeof module.path - module.fileNameOffset));
+        const auto length =
+            static_cast<int>(strnlen(name, sizeof module.path - module.fileNameOffset));
         wchar_t wide[sizeof module.path] = {};
         const int count = length == 0 ? 0
                                       : MultiByteToWideChar(CP_ACP, 0, name, length, wide,

@@ -1,0 +1,79 @@
+// Texts that the system or a user has chosen, as a form shows them.
+#include <zmu/monitor/ZarnData.h>
+
+#include <zmu/foundation/internal/Markup.h>
+#include <zmu/log/internal/FormVariable.h>
+
+#include <algorithm>
+#include <cwchar>
+#include <iterator>
+#include <new>
+#include <string_view>
+#include <utility>
+
+using namespace zmu;
+
+namespace {
+
+bool isOfSystem(Zarn_FORM_TAG tag)
+{
+    return std::any_of(std::begin(formVariables), std::end(formVariables),
+                       [tag](const FormVariable& row) { return row.tag == tag && row.isOfSystem; });
+}
+
+} // namespace
+
+bool ZarnData::setSystemTextsEscaped(bool escape)
+{
+    return std::exchange(m_escapesSystemTexts, escape);
+}
+
+const wchar_t* ZarnData::getTagForForm(Zarn_FORM_TAG tag) const
+{
+    const wchar_t* const plain = getTag(tag);
+    return plain && m_escapedTags[tag] ? m_escapedTags[tag] : plain;
+}
+
+const wchar_t* ZarnData::getLogNameForForm() const
+{
+    return m_escapedLogName ? m_escapedLogName : m_fileLog.m_logName;
+}
+
+bool ZarnData::escapeTag(Zarn_FORM_TAG tag)
+{
+    if (storeEscaped(m_escapedTags[tag], isOfSystem(tag) ? m_tags[tag] : nullptr))
+        return true;
+    delete[] std::exchange(m_tags[tag], nullptr); // rather none than one with markup
+    return false;
+}
+
+bool ZarnData::escapeLogName(const wchar_t* name)
+{
+    return storeEscaped(m_escapedLogName, name);
+}
+
+bool ZarnData::storeEscaped(wchar_t*& target, const wchar_t* text) const
+{
+    delete[] std::exchange(target, nullptr);
+    if (!text || !m_escapesSystemTexts)
+        return true;
+    std::size_t length = 0;
+    escapeMarkup(text, [&](std::wstring_view piece) { length += piece.size(); });
+    if (length == std::wcslen(text))
+        return true;
+    auto* const copy = new (std::nothrow) wchar_t[length + 1];
+    if (!copy)
+        return false;
+    target = copy;
+    wchar_t* end = copy;
+    escapeMarkup(text, [&](std::wstring_view piece) { end += piece.copy(end, piece.size()); });
+    *end = L'\0';
+    return true;
+}
+
+void ZarnData::freeEscapedTexts()
+{
+    for (wchar_t*& tag : m_escapedTags)
+        delete[] std::exchange(tag, nullptr);
+    delete[] std::exchange(m_escapedLogName, nullptr);
+}
