@@ -2,7 +2,6 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/foundation/internal/Markup.h>
-#include <zmu/log/internal/FormVariable.h>
 
 #include <algorithm>
 #include <cwchar>
@@ -15,10 +14,14 @@ using namespace zmu;
 
 namespace {
 
+constexpr Zarn_FORM_TAG systemTags[] = {
+    Zarn_FORM_TAG_FILE_VERSION,    Zarn_FORM_TAG_HOME_DIRECTORY, Zarn_FORM_TAG_MODULE_FILE_NAME,
+    Zarn_FORM_TAG_NAME_OF_DOMAIN,  Zarn_FORM_TAG_NAME_OF_HOST,   Zarn_FORM_TAG_NAME_OF_SESSION,
+    Zarn_FORM_TAG_NAME_OF_USER,    Zarn_FORM_TAG_PRODUCT_VERSION};
+
 bool isOfSystem(Zarn_FORM_TAG tag)
 {
-    return std::any_of(std::begin(formVariables), std::end(formVariables),
-                       [tag](const FormVariable& row) { return row.tag == tag && row.isOfSystem; });
+    return std::find(std::begin(systemTags), std::end(systemTags), tag) != std::end(systemTags);
 }
 
 } // namespace

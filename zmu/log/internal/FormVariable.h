@@ -1,17 +1,24 @@
-// The variables of a form: how each is inserted, and which tag fills it.
+// The variables of a form: how each is inserted, and what fills it.
 #pragma once
 
 #include <zmu/log/ZarnForm.h>
+#include <zmu/platform/Win32.h>
 
 #include <iterator>
 
 namespace zmu {
 
 struct FormVariable {
-    const wchar_t* insert;   ///< Format between the exclamation marks of an insert.
-    int tag = -1;            ///< The Zarn_FORM_TAG that fills it, -1 for none.
-    bool isOfSystem = false; ///< The system or a user has chosen the text, and not the product.
+    const wchar_t* insert;                ///< Format between the exclamation marks of an insert.
+    int tag = -1;                         ///< The Zarn_FORM_TAG that fills it, -1 for none.
+    WORD SYSTEMTIME::*timePart = nullptr; ///< The part of the local time that fills it, or null.
 };
+
+/// A variable that a part of the local time fills.
+constexpr FormVariable timeVariable(const wchar_t* insert, WORD SYSTEMTIME::*part)
+{
+    return {insert, -1, part};
+}
 
 /// By Zarn_FORM_VAR.
 inline constexpr FormVariable formVariables[] = {
@@ -19,33 +26,33 @@ inline constexpr FormVariable formVariables[] = {
     {L"s", Zarn_FORM_TAG_COMPANY_NAME_LONG},
     {L"s", Zarn_FORM_TAG_COMPANY_NAME_SHORT},
     {L"s", Zarn_FORM_TAG_COMPANY_WEBSITE},
-    {L"02d"}, // DAY
-    {L"X"},   // ENTRY_COLOR
-    {L"d"},   // ENTRY_ID
-    {L"s", Zarn_FORM_TAG_FILE_VERSION, true},
-    {L"s", Zarn_FORM_TAG_HOME_DIRECTORY, true},
-    {L"02d"},         // HOURS
-    {L"s", -1, true}, // LOGFILE_NAME
-    {L"03d"},         // MILLISECONDS
-    {L"02d"},         // MINUTES
-    {L"s", Zarn_FORM_TAG_MODULE_FILE_NAME, true},
+    timeVariable(L"02d", &SYSTEMTIME::wDay),
+    {L"X"}, // ENTRY_COLOR
+    {L"d"}, // ENTRY_ID
+    {L"s", Zarn_FORM_TAG_FILE_VERSION},
+    {L"s", Zarn_FORM_TAG_HOME_DIRECTORY},
+    timeVariable(L"02d", &SYSTEMTIME::wHour),
+    {L"s"}, // LOGFILE_NAME
+    timeVariable(L"03d", &SYSTEMTIME::wMilliseconds),
+    timeVariable(L"02d", &SYSTEMTIME::wMinute),
+    {L"s", Zarn_FORM_TAG_MODULE_FILE_NAME},
     {L"s", Zarn_FORM_TAG_MODULE_NAME},
-    {L"02d"}, // MONTH
-    {L"s", Zarn_FORM_TAG_NAME_OF_DOMAIN, true},
-    {L"s", Zarn_FORM_TAG_NAME_OF_HOST, true},
-    {L"s", Zarn_FORM_TAG_NAME_OF_SESSION, true},
-    {L"s", Zarn_FORM_TAG_NAME_OF_USER, true},
+    timeVariable(L"02d", &SYSTEMTIME::wMonth),
+    {L"s", Zarn_FORM_TAG_NAME_OF_DOMAIN},
+    {L"s", Zarn_FORM_TAG_NAME_OF_HOST},
+    {L"s", Zarn_FORM_TAG_NAME_OF_SESSION},
+    {L"s", Zarn_FORM_TAG_NAME_OF_USER},
     {L"lu"}, // PROCESS_ID
     {L"s", Zarn_FORM_TAG_PRODUCT_NAME},
-    {L"s", Zarn_FORM_TAG_PRODUCT_VERSION, true},
-    {L"02d"}, // SECONDS
-    {L"s"},   // SITUATION_DSCRP
-    {L"d"},   // SITUATION_ID
+    {L"s", Zarn_FORM_TAG_PRODUCT_VERSION},
+    timeVariable(L"02d", &SYSTEMTIME::wSecond),
+    {L"s"}, // SITUATION_DSCRP
+    {L"d"}, // SITUATION_ID
     {L"s", Zarn_FORM_TAG_SUITE_NAME},
     {L"s"}, // SYS_INFO_ENV_APP
     {L"s"}, // SYS_INFO_ENV_OP
     {L"s"}, // SYS_INFO_VARS_ENV
-    {L"d"}, // YEAR
+    timeVariable(L"d", &SYSTEMTIME::wYear),
 };
 
 inline constexpr int formVariablesQty = std::size(formVariables);
