@@ -128,14 +128,26 @@ class InjectorBlock {
 
 namespace {
 
+/// What the paths of temporary files begin with.
+QString reportFileBeginning()
+{
+    return QDir::tempPath() + "/Farrowlink";
+}
+
+QTemporaryFile* makeReportFiles()
+{
+    // When memory is short, Qt's objects crash while they are made in a thread that Qt does not
+    // know, and this one also while it looks for a name of its own.
+    QThread::currentThread();
+    const QString name = reportFileBeginning() + "XXXXXX";
+    return new QTemporaryFile[injectorsQty]{QTemporaryFile(name), QTemporaryFile(name), QTemporaryFile(name)};
+}
+
 /// Opens an injector's file, empty, for the process alone.
 void openReportFile(QTemporaryFile& file)
 {
-    const QString folder = QDir::tempPath();
-    require(!folder.isEmpty(), dx::InjectorFileNotWritten); // there is no such folder
-    const QString beginning = folder + "/Farrowlink";
-    removeLeftFiles(beginning.toStdWString().c_str());
-    file.setFileTemplate(beginning + "XXXXXX");
+    require(!QDir::tempPath().isEmpty(), dx::InjectorFileNotWritten); // there is no such folder
+    removeLeftFiles(reportFileBeginning().toStdWString().c_str());
     // One that an earlier definition of the same report has opened is used again.
     require(file.open() && file.resize(0) && file.seek(0), dx::InjectorFileNotWritten);
     file.setAutoRemove(!makeNameless(file.handle()));
@@ -194,9 +206,7 @@ bool ZarnData::learnLogFileFormInjectors(long injectorStart)
                     !file.m_injectorStreams,
                 dx::InjectorsNotReady);
         orRaise(dx::InjectorsNoMemory, [&] {
-            // In a thread that Qt does not know its objects crash when memory is short.
-            QThread::currentThread();
-            file.m_injectorFiles = new QTemporaryFile[injectorsQty];
+            file.m_injectorFiles = makeReportFiles();
             file.m_injectorStreams = new QTextStream*[injectorsQty]();
         });
         InjectorBlock block(*file.m_formStream);
