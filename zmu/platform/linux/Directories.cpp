@@ -1,6 +1,7 @@
 // Directories, what the process may do with them, and the user's name.
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/Conversion.h>
+#include <zmu/platform/linux/SystemFiles.h>
 
 #include <pwd.h>
 #include <sys/stat.h>
@@ -8,7 +9,7 @@
 
 #include <cerrno>
 #include <cwchar>
-#include <exception>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,27 +24,34 @@ BOOL fail(DWORD error)
     return FALSE;
 }
 
-/// Runs `call` on the path; -1 as from the call itself when memory is short.
-template <class Call>
-int callWithPath(const wchar_t* path, Call call)
+/// Names that the services of the machine gave, which ask networks at times, and end the process
+/// when memory is short: nobody is asked twice.
+std::mutex servedNameLock;
+uid_t servedUser = 0;
+std::string servedName;
+
+std::string nameFromServices(uid_t user)
 {
-    try {
-        return call(narrow(path).c_str());
-    } catch (const std::exception&) {
-        errno = ENOMEM;
-        return -1;
-    }
+    const std::lock_guard guard(servedNameLock);
+    if (!servedName.empty() && servedUser == user)
+        return servedName;
+    std::vector<char> texts(1024);
+    passwd entry{};
+    passwd* found = nullptr;
+    while (getpwuid_r(user, &entry, texts.data(), texts.size(), &found) == ERANGE)
+        texts.resize(2 * texts.size());
+    servedName = found && found->pw_name ? found->pw_name : "";
+    servedUser = user;
+    return servedName;
 }
 
 /// Name of the effective user; empty when the machine knows none.
 std::string userName()
 {
-    std::vector<char> texts(1024);
-    passwd entry{};
-    passwd* found = nullptr;
-    while (getpwuid_r(geteuid(), &entry, texts.data(), texts.size(), &found) == ERANGE)
-        texts.resize(2 * texts.size());
-    return found && found->pw_name ? found->pw_name : "";
+    constexpr std::size_t fileSizeMax = 0x100000;
+    const uid_t user = geteuid();
+    const std::string name = userNameOf(readSystemFile("/etc/passwd", fileSizeMax), user);
+    return name.empty() ? nameFromServices(user) : name;
 }
 
 } // namespace
@@ -66,38 +74,21 @@ BOOL GetUserNameW(wchar_t* output, DWORD* size)
 BOOL CreateDirectoryW(const wchar_t* path, void*)
 {
     constexpr mode_t everything = 0777; // less what the process's mask takes away
-    if (callWithPath(path, [](const char* name) { return mkdir(name, everything); }) == 0)
-        return TRUE;
-    switch (errno) {
-    case ENOENT:
-    case ENOTDIR:
-        return fail(ERROR_PATH_NOT_FOUND);
-    case EEXIST:
-        return fail(ERROR_ALREADY_EXISTS);
-    case ENOMEM:
-        return fail(ERROR_NOT_ENOUGH_MEMORY);
-    case EROFS:
-        return fail(ERROR_WRITE_PROTECT);
-    case ENOSPC:
-    case EDQUOT:
-        return fail(ERROR_DISK_FULL);
-    case ENAMETOOLONG:
-    case ELOOP:
-        return fail(ERROR_FILENAME_EXCED_RANGE);
-    default:
-        return fail(ERROR_ACCESS_DENIED);
-    }
+    return mkdir(NarrowPath(path).c_str(), everything) == 0 || fail(errorOf(errno));
 }
 
 int _waccess(const wchar_t* path, int mode)
 {
-    return callWithPath(path, [mode](const char* name) { return access(name, mode); });
+    const int result = access(NarrowPath(path).c_str(), mode);
+    if (result != 0)
+        SetLastError(errorOf(errno));
+    return result;
 }
 
 int _wstat64i32(const wchar_t* path, struct _stat64i32* status)
 {
     struct stat found = {};
-    const int result = callWithPath(path, [&](const char* name) { return stat(name, &found); });
+    const int result = stat(NarrowPath(path).c_str(), &found);
     if (result == 0)
         status->st_mode = static_cast<unsigned short>(found.st_mode);
     return result;

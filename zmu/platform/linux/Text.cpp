@@ -118,6 +118,19 @@ std::wstring zmu::widen(std::string_view text)
     return result;
 }
 
+zmu::NarrowPath::NarrowPath(const wchar_t* path)
+{
+    constexpr std::size_t longestCharacter = 4;
+    std::size_t used = 0;
+    for (; *path && used < PATH_MAX; ++path) {
+        char bytes[longestCharacter];
+        const int count = encode(static_cast<char32_t>(*path), bytes);
+        for (int i = 0; i < count && used < PATH_MAX; ++i)
+            m_bytes[used++] = bytes[i];
+    }
+    m_bytes[used] = '\0';
+}
+
 int _wcsicmp(const wchar_t* left, const wchar_t* right)
 {
     return wcscasecmp(left, right);
