@@ -140,7 +140,8 @@ QTemporaryFile* makeReportFiles()
     // know, and this one also while it looks for a name of its own.
     QThread::currentThread();
     const QString name = reportFileBeginning() + "XXXXXX";
-    return new QTemporaryFile[injectorsQty]{QTemporaryFile(name), QTemporaryFile(name), QTemporaryFile(name)};
+    return new QTemporaryFile[injectorsQty]{QTemporaryFile(name), QTemporaryFile(name),
+                                            QTemporaryFile(name)};
 }
 
 /// Opens an injector's file, empty, for the process alone.
@@ -153,23 +154,28 @@ void openReportFile(QTemporaryFile& file)
     file.setAutoRemove(!makeNameless(file.handle()));
 }
 
-/// Writes a report. Passing the limit for files would not only fail but send a deadly signal.
-void writeReport(QTextStream& stream, const QString& report)
+/// Writes a report to its file. Passing the limit for files would not only fail but send a deadly
+/// signal.
+void writeReport(QTemporaryFile& file, const QString& report)
 {
-    require(static_cast<u64>(report.toUtf8().size()) <= fileSizeLimit(),
+    const QByteArray bytes = report.toUtf8();
+    require(static_cast<u64>(bytes.size()) <= fileSizeLimit() &&
+                file.write(bytes) == bytes.size() && file.flush(),
             dx::InjectorFileNotWritten);
-    stream << report;
-    stream.flush();
-    require(stream.status() == QTextStream::Ok, dx::InjectorFileNotWritten);
 }
 
-/// Deletes a stream. What it has not written is not written any more, since that might fail.
-void freeStream(QTextStream*& stream)
-{
-    if (stream)
-        stream->setStatus(QTextStream::WriteFailed);
-    delete std::exchange(stream, nullptr);
-}
+/// A stream that serves a report from memory: heads are written while others wait to report. Unlike
+/// one on a file it can be made, or not be made, when memory is short.
+class ReportStream : public QTextStream {
+  public:
+    explicit ReportStream(QString report) : m_report(std::move(report))
+    {
+        setString(&m_report, QIODevice::ReadOnly);
+    }
+
+  private:
+    QString m_report;
+};
 
 } // namespace
 
@@ -247,8 +253,6 @@ void ZarnData::learnInjector(InjectorBlock& block)
     QTemporaryFile& reportFile = m_fileLog.m_injectorFiles[index];
     eliminateLogFileFormInjector(index);
     openReportFile(reportFile);
-    QTextStream*& stream = m_fileLog.m_injectorStreams[index];
-    stream = new QTextStream(&reportFile);
 
     // The lines of a report that is given up are still there to be passed.
     bool isAbandoned = false;
@@ -266,11 +270,12 @@ void ZarnData::learnInjector(InjectorBlock& block)
 
     QString report;
     QTextStream text(&report);
-    isAbandoned = isAbandoned || !formatter->reportSystemInformation(text);
-    if (isAbandoned)
+    if (isAbandoned || !formatter->reportSystemInformation(text)) {
         eliminateLogFileFormInjector(index);
-    else
-        writeReport(*stream, report);
+        return;
+    }
+    writeReport(reportFile, report);
+    m_fileLog.m_injectorStreams[index] = new ReportStream(report);
 }
 
 bool ZarnData::eliminateLogFileFormInjector(int index)
@@ -280,7 +285,7 @@ bool ZarnData::eliminateLogFileFormInjector(int index)
     try {
         require(index >= 0 && index < injectorsQty, dx::InjectorIndexUnknown);
         if (m_fileLog.m_injectorStreams)
-            freeStream(m_fileLog.m_injectorStreams[index]);
+            delete std::exchange(m_fileLog.m_injectorStreams[index], nullptr);
         if (m_fileLog.m_injectorFiles)
             m_fileLog.m_injectorFiles[index].close();
     } catch (int raised) {

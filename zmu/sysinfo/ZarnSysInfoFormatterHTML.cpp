@@ -191,7 +191,7 @@ bool ZarnSysInfoFormatterHTML::addLineBreaks(wchar_t* text, int size, const wcha
     const wchar_t* next = std::wcsstr(rest, separator);
     if (!next)
         return true;
-    const int limit = std::min(size, textCapacity);
+    const int limit = size < textCapacity ? size : textCapacity;
     const std::wstring ending = separator + std::wstring(lineBreak);
     const int endingLength = static_cast<int>(ending.size());
     int built = 0;
