@@ -250,8 +250,8 @@ class ZMU_API ZarnDataForThread {
     /// A recorded unsigned argument; 0 if it cannot be read, and always when every slot is used.
     unsigned int getArg_UInt(int index) const;
     zmu::u64* getDescriptionFillers() const { return m_descriptionFillers; }
-    wchar_t* getDescriptionForDisplay() { return m_descriptionForDisplay.writable(); }
-    wchar_t* getDescriptionForLogFile() { return m_descriptionForLogFile.writable(); }
+    wchar_t* getDescriptionForDisplay() { return m_descriptionForDisplay.inPlace(); }
+    wchar_t* getDescriptionForLogFile() { return m_descriptionForLogFile.inPlace(); }
     int getDisplayDlgBoxResult() const { return m_displayDlgBoxResult; }
     int getSituationID() const { return m_situationID; }
     bool isSituationNormal() const { return m_situationID == 0; }
