@@ -559,6 +559,8 @@ class ZMU_API ZarnData {
     friend class ZarnDataForThread; // which tells of its failures
 
     ZarnEngineFactory m_engineFactory;
+    /// Kept from one log to its successor, since it cannot be made when memory is short.
+    QTextStream* m_spareLogStream = nullptr;
     ZarnFailureFunction m_failureFunction = nullptr;
     bool m_substituteEntries = false;
     mutable std::atomic<zmu::ulong32> m_tellingThread =
@@ -578,6 +580,9 @@ class ZMU_API ZarnData {
     void warnOfSection(const zmu::FormFlaw& flaw, const wchar_t* text, int line) const;
     int lineInForm(long position) const;
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
+    /// Opens a log with the stream that the last one has left, or with the first one.
+    QTextStream* openLogStream(const wchar_t* name);
+    void freeSpareLogStream();
     void resetLogCounters();
     bool writeBeginning(ZarnDataForThread& engine);
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);

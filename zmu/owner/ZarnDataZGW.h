@@ -60,9 +60,9 @@ class ZMU_API ZarnDataZGW {
     /// The place for a subclass to change m_dataSet before it becomes a monitor's, by its setters
     /// alone: there is no log yet, and nothing can be reported. Called by createZarnMonitor, once
     /// for each try, when all else is set. A subclass calls this class's form first, which forgets
-    /// the codes of an earlier operation. True to go on. False refuses the monitor, with a code of
-    /// the subclass's in code 1, else zgw::CustomizeRefused, and the data set stays for another
-    /// try. As it stands here: zgw::CustomizeNoDataSet.
+    /// the codes of an earlier operation. True to go on. False, or an exception, refuses the
+    /// monitor, with a code of the subclass's in code 1, else zgw::CustomizeRefused, and the data
+    /// set stays for another try. As it stands here: zgw::CustomizeNoDataSet.
     virtual bool customizeForOwner();
 
   protected:
@@ -210,6 +210,8 @@ class ZMU_API ZarnDataZGW {
     void configureDataSet(const UTL_String& formPath);
     void requireOfDataSet(bool condition);
     void recordCaption();
+    /// customizeForOwner, for which an exception is false.
+    bool isCustomized();
     bool getLogTagValue(UTL_String& value, Zarn_FORM_TAG tag);
     void freeLogTagValues();
     bool obtainProductBrander();
