@@ -92,6 +92,11 @@ int WideCharToMultiByte(UINT codePage, DWORD, const wchar_t* source, int sourceL
     return written;
 }
 
+int _vsnwprintf(wchar_t* output, std::size_t count, const wchar_t* format, va_list arguments)
+{
+    return std::vswprintf(output, count + 1, format, arguments);
+}
+
 int _wcsicmp(const wchar_t* left, const wchar_t* right)
 {
     return wcscasecmp(left, right);

@@ -6,6 +6,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace {
 
 /// How often a contended lock is tried at once: enough for the shortest holds.
@@ -85,6 +87,15 @@ u64 zmu::threadSerial()
 DWORD GetCurrentProcessId()
 {
     return static_cast<DWORD>(getpid());
+}
+
+void Sleep(DWORD milliseconds)
+{
+    const zmu::CancellationHold hold;
+    timespec left{static_cast<time_t>(milliseconds / 1000),
+                  static_cast<long>(milliseconds % 1000) * 1000000};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
 }
 
 void InitializeCriticalSection(CRITICAL_SECTION* section)
