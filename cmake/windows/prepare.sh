@@ -42,7 +42,7 @@ install_packages() {
 
 # Source packages come from where the machine's binary packages come from: its configured sources,
 # rewritten into a private folder, with private lists.
-apt_folder=$cache/work/apt
+apt_folder=$cache/scratch/apt
 private_apt() {
     apt-get -q -o Dir::Etc::SourceList=/dev/null -o Dir::Etc::SourceParts="$apt_folder/sources" \
         -o Dir::State::Lists="$apt_folder/lists" -o Dir::Cache="$apt_folder/cache" \
@@ -77,7 +77,7 @@ find_package_sources() {
 # unpack PACKAGE VERSION FOLDER: the source package in FOLDER, which is whole when it exists.
 unpack() {
     [ ! -d "$3" ] || return 0
-    local folder=$cache/work/download-$1
+    local folder=$cache/scratch/download-$1
     find_package_sources
     mkdir -p "$folder"
     rm -rf "$3.new"
@@ -107,7 +107,7 @@ progress() { awk '/^\[[0-9]+\/[0-9]+\]/ { if (++steps % 20 && $0 !~ /Linking CXX
 
 # cross_build NAME SOURCE PREFIX OPTION…: configures once, builds what is missing, installs whole.
 cross_build() {
-    local name=$1 source=$2 prefix=$3 build=$cache/work/$1-build stage=$cache/work/$1-stage
+    local name=$1 source=$2 prefix=$3 build=$cache/scratch/$1-build stage=$cache/scratch/$1-stage
     shift 3
     if [ ! -e "$build/configured" ]; then
         say "Configuring $name"
@@ -132,15 +132,15 @@ keep() {
     key="$2, compiler $compiler, recipe $recipe"
     if ! whole "$prefix" "$key"; then
         [ ! -e "$prefix" ] || say "What is kept of $name is not whole or is for another compiler"
-        [ ! -e "$cache/work/$name-build" ] || left=yes
+        [ ! -e "$cache/scratch/$name-build" ] || left=yes
         "$3" "$prefix" || {
             [ $left = yes ] || fail "$name could not be built"
             say "Once more from the beginning"
-            rm -rf "$cache/work/$name"* "$cache/work/download-"*
+            rm -rf "$cache/scratch/$name"* "$cache/scratch/download-"*
             "$3" "$prefix" || fail "$name could not be built"
         }
         seal "$prefix" "$key"
-        rm -rf "$cache/work/$name"*
+        rm -rf "$cache/scratch/$name"*
     fi
     prefixes+=${prefixes:+;}$prefix
 }
@@ -152,16 +152,16 @@ qt_core() {
                    itemmodel animation mimetype; do
         options+=("-DFEATURE_$feature=OFF")
     done
-    unpack qt6-base "$(source_version qt6-base-dev)" "$cache/work/qt-source"
-    cross_build qt "$cache/work/qt-source" "$1" \
+    unpack qt6-base "$(source_version qt6-base-dev)" "$cache/scratch/qt-source"
+    cross_build qt "$cache/scratch/qt-source" "$1" \
         -DQT_BUILD_TESTS=OFF -DQT_BUILD_EXAMPLES=OFF "${options[@]}"
 }
 
 googletest() { cross_build googletest /usr/src/googletest "$1"; }
 
 benchmark() {
-    unpack benchmark "$(source_version libbenchmark-dev)" "$cache/work/benchmark-source"
-    cross_build benchmark "$cache/work/benchmark-source" "$1" -DBENCHMARK_ENABLE_TESTING=OFF \
+    unpack benchmark "$(source_version libbenchmark-dev)" "$cache/scratch/benchmark-source"
+    cross_build benchmark "$cache/scratch/benchmark-source" "$1" -DBENCHMARK_ENABLE_TESTING=OFF \
         -DGIT_VERSION="$(upstream_version libbenchmark-dev)" -DBENCHMARK_ENABLE_GTEST_TESTS=OFF \
         -DBENCHMARK_ENABLE_WERROR=OFF -DBENCHMARK_INSTALL_DOCS=OFF
 }
@@ -214,7 +214,7 @@ make_wine_prefix() {
 # ---- All of it ---------------------------------------------------------------------------------
 
 install_packages
-mkdir -p "$cache/work"
+mkdir -p "$cache/scratch"
 cache=$(cd "$cache" && pwd)
 exec 9>"$cache/lock"
 flock --nonblock 9 || { say "Waiting for another run of this script"; flock 9; }
@@ -226,5 +226,5 @@ keep googletest "$(upstream_version googletest)" googletest
 keep benchmark "$(upstream_version libbenchmark-dev)" benchmark
 keep peers "$(upstream_version libspdlog-dev)" peers
 make_wine_prefix
-rm -rf "$cache/work"
+rm -rf "$cache/scratch"
 printf '%s\n' "$prefixes"

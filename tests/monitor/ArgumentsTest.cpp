@@ -4,6 +4,7 @@
 #include "Reporter.h"
 
 #include <limits>
+#include <memory>
 
 using namespace zmu_test;
 
@@ -138,6 +139,44 @@ TEST(Arguments, NinetyNineAreReadAndZerosFollow)
     reporter->recordSituationID(100); // reads on: 97 are left
     EXPECT_TRUE(reporter->respondToSituation());
     EXPECT_EQ(reporter.entries(), (QStringList{"7 0 0", "1 2 99", "3 4 0"}));
+}
+
+TEST(Arguments, NextOneAfterAFailureBeginsAnewWhereThatIsForgiven)
+{
+    strings()[100] = L"2~0~1~s0`u0`u1||``%1 %2!u! %3!u!`";
+    const auto failingReporter = [](Zarn_TOLERANCE tolerance) {
+        auto reporter = std::make_unique<Reporter>(
+            [=](OpenData& data) { data.setSelfDX_FaultTolerance(tolerance); });
+        Zarn* const monitor = reporter->get();
+        monitor->recordSituationID(999);
+        monitor->recordArgument(L"Ada", ZARN_ARG_NEXT);
+        monitor->recordArgument(1U, ZARN_ARG_NEXT);
+        monitor->recordArgument(2U, ZARN_ARG_NEXT);
+        EXPECT_FALSE(monitor->respondToSituation());
+        monitor->recordSituationID(100);
+        return reporter;
+    };
+    const auto forgiving = failingReporter(Zarn_TOLERANCE_FORGIVING);
+    EXPECT_EQ((*forgiving)->recordArgument(L"Bob", ZARN_ARG_NEXT), 0);
+    EXPECT_EQ((*forgiving)->recordArgument(3U, ZARN_ARG_NEXT), 0);
+    EXPECT_TRUE((*forgiving)->respondToSituation());
+    EXPECT_EQ(forgiving->entries(), QStringList{"Bob 3 0"}); // nothing of Ada's
+
+    // What was recorded at a position since then is of the new situation.
+    const auto mixed = failingReporter(Zarn_TOLERANCE_FORGIVING);
+    EXPECT_EQ((*mixed)->recordArgument(4U, 0), 0);
+    EXPECT_EQ((*mixed)->recordArgument(L"Bob", ZARN_ARG_NEXT), 0);
+    EXPECT_EQ((*mixed)->recordArgument(5U, ZARN_ARG_NEXT), 1);
+    EXPECT_TRUE((*mixed)->respondToSituation());
+    EXPECT_EQ(mixed->entries(), QStringList{"Bob 4 5"});
+
+    const auto again = failingReporter(Zarn_TOLERANCE_FORGIVING);
+    EXPECT_EQ((*again)->recordArgument(7U, 1), 1);
+    EXPECT_TRUE((*again)->respondToSituation());
+    EXPECT_EQ(again->entries(), QStringList{"Ada 1 7"});
+
+    const auto strict = failingReporter(Zarn_TOLERANCE_NONE);
+    EXPECT_EQ((*strict)->recordArgument(L"Bob", ZARN_ARG_NEXT), 1);
 }
 
 TEST(Arguments, OfAFailedSituationOutliveTheirCaller)

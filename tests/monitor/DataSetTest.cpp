@@ -1,6 +1,11 @@
 // A data set's settings, its hand-over to another, and its engines.
 #include "Reporter.h"
 
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
 using namespace zmu_test;
 
 TEST(DataSet, SettersHaveRangesAndEndWithInitialize)
@@ -59,11 +64,20 @@ TEST(DataSet, TextsAreCopiedAndCut)
     char narrow[16];
     data.getTag(narrow, 16, tag);
     EXPECT_STREQ(UTL_String(narrow).wideText(), L"K\u00f6ln");
-    wide[0] = L'#';
-    EXPECT_STREQ(data.getTag(wide, 4, static_cast<Zarn_FORM_TAG>(4)), L""); // has no value
-    wide[0] = L'#';
-    data.getTag(wide, 0, tag);
-    EXPECT_EQ(wide[0], L'#');
+    // All of the buffer is written, and of one without room the first element.
+    std::wstring filled(8, L'#');
+    data.getTag(filled.data(), 7, tag);
+    EXPECT_EQ(filled, std::wstring(L"K\u00f6ln\0\0\0#", 8));
+    data.getTag(filled.data(), 7, static_cast<Zarn_FORM_TAG>(4)); // has no value
+    EXPECT_EQ(filled, std::wstring(7, L'\0') + L"#");
+    for (const auto size : {std::size_t{0}, std::size_t{1}}) {
+        wide[0] = wide[1] = L'#';
+        narrow[0] = narrow[1] = '#';
+        data.getTag(wide, size, tag);
+        data.getTag(narrow, size, tag);
+        EXPECT_EQ(std::wstring(wide, 2), std::wstring(L"\0#", 2));
+        EXPECT_EQ(std::string(narrow, 2), std::string("\0#", 2));
+    }
 
     for (const int unknown : {-1, 15}) {
         EXPECT_FALSE(data.recordTag(L"x", static_cast<Zarn_FORM_TAG>(unknown)));
@@ -169,6 +183,116 @@ TEST(DataSet, CodeOfTheDataSetHidesItsEngines)
     data.forgetSelfDX_Code();
     EXPECT_EQ(data.getSituationID(), 7); // hidden, not lost
     EXPECT_EQ(data.getArg_UInt(0), 1U);
+}
+
+TEST(DataSet, OnlyWhoBeginsWorkIsForgiven)
+{
+    strings()[100] = L"2~0~1~u0||``Number %1!u!.`";
+    Established data;
+    data.setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING);
+    data.recordSituationID(100);
+    data.setSelfDX_Code(dx::NoMap);
+    EXPECT_EQ(data.getSituationID(), 0);
+    EXPECT_EQ(data.getDisplayDlgBoxResult(), 0);
+    EXPECT_EQ(data.getDescriptionFillers(), nullptr);
+    EXPECT_EQ(data.getDescriptionForLogFile(), nullptr);
+    EXPECT_TRUE(data.isSituationNormal());
+    EXPECT_FALSE(data.forgetSituation());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::NoMap); // nobody who asked has erased it
+
+    EXPECT_EQ(data.recordArgument(5U, ZARN_ARG_NEXT), 0);
+    EXPECT_EQ(data.getSelfDX_Code(), 0);
+    data.setSelfDX_Code(dx::NoMap);
+    EXPECT_TRUE(data.respondToSituation());
+    EXPECT_EQ(data.entries(), QStringList{"Number 5."});
+}
+
+TEST(DataSet, LockThatThrowsEndsTheOperation)
+{
+    struct Throwing : OpenData {
+        bool enterCriticalSection() const override
+        {
+            if (throwsAtEntering)
+                throw std::runtime_error("enter");
+            return OpenData::enterCriticalSection();
+        }
+        bool leaveCriticalSection() const override
+        {
+            OpenData::leaveCriticalSection();
+            if (throwsAtLeaving)
+                throw std::runtime_error("leave");
+            return true;
+        }
+        bool throwsAtEntering = false;
+        bool throwsAtLeaving = false;
+    };
+    struct Front : Zarn {
+        explicit Front(ZarnData* data) : Zarn(data) {}
+    };
+    strings()[100] = L"2~0||``t`";
+    const Folder folder;
+    auto owned = std::make_unique<Throwing>();
+    Throwing& data = *owned;
+    makeReady(data, folder.path("log.html"));
+    data.throwsAtEntering = true;
+    EXPECT_FALSE(data.initialize());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::ObtainEngineUnexpected);
+    data.throwsAtEntering = false;
+    data.forgetSelfDX_Code();
+    ASSERT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
+
+    Front monitor(owned.release());
+    void* const module = GetModuleHandleW(nullptr);
+    char* none = nullptr;
+    const auto reports = [&] {
+        const bool answers[] = {data.respondToSituation(), data.respondToSituation(&none),
+                                monitor.respondToSituation(100, &none, module)};
+        return std::count(std::begin(answers), std::end(answers), true);
+    };
+    data.throwsAtEntering = true;
+    EXPECT_EQ(reports(), 0);
+    EXPECT_EQ(data.getSelfDX_Code(), dx::RespondUnexpected);
+    EXPECT_FALSE(monitor.respondToSituation(100, module)); // though this form forgives the rest
+    EXPECT_EQ(data.setResourceModule(module), nullptr);
+    std::thread([&] {
+        EXPECT_FALSE(data.respondToSituation()); // there is no engine to be had
+        EXPECT_EQ(data.getSelfDX_Code(), dx::ObtainEngineUnexpected);
+        data.setSelfDX_Code(0);
+    }).join();
+    data.throwsAtEntering = false;
+    data.throwsAtLeaving = true;
+    data.forgetSelfDX_Code();
+    EXPECT_EQ(reports(), 0);
+    EXPECT_EQ(data.getSelfDX_Code(), dx::LockNotLeft);
+    EXPECT_EQ(data.setResourceModule(module), module);
+
+    data.throwsAtLeaving = false;
+    data.forgetSelfDX_Code();
+    data.recordSituationID(100);
+    EXPECT_TRUE(data.respondToSituation());
+}
+
+TEST(DataSet, EngineGoesIfTheDataSetFailsMeanwhile)
+{
+    static OpenData* failing = nullptr;
+    static int engines = 0;
+    struct Counted : ZarnDataForThread {
+        Counted() { ++engines; }
+        ~Counted() override { --engines; }
+    };
+    Established data;
+    failing = &data;
+    data.setEngineFactory([]() -> ZarnDataForThread* {
+        failing->setSelfDX_Code(dx::NoMap); // as another thread would
+        return new Counted;
+    });
+    std::thread([&] {
+        EXPECT_EQ(data.obtainDataForCurrentThread(true), nullptr);
+        EXPECT_EQ(engines, 0);
+        EXPECT_EQ(data.getSelfDX_Code(), dx::NoMap);
+        data.setSelfDX_Code(0);
+        EXPECT_EQ(data.obtainDataForCurrentThread(false), nullptr);
+    }).join();
 }
 
 TEST(DataSet, EngineThatCannotBeMadeLeavesItsCode)

@@ -33,6 +33,20 @@ TEST(Hyperlink, NamesTheCodeTwice)
     EXPECT_STREQ(reporter->formatLogHyperlinkWinSDK(2), L"<a href=\"Codes/WLE.html#2\">WLE2</a>");
 }
 
+TEST(Hyperlink, IsMadeAfterAFailureThatIsForgiven)
+{
+    for (const Zarn_TOLERANCE tolerance : {Zarn_TOLERANCE_NONE, Zarn_TOLERANCE_FORGIVING}) {
+        const Reporter reporter([=](OpenData& data) { data.setSelfDX_FaultTolerance(tolerance); });
+        const bool forgives = tolerance == Zarn_TOLERANCE_FORGIVING;
+        UTL_String out;
+        reporter.report(999);
+        EXPECT_EQ(reporter->formatLogHyperlink(2, 10003, out) != nullptr, forgives);
+        reporter.report(999);
+        EXPECT_EQ(reporter->formatLogHyperlinkWinSDK(2) != nullptr, forgives);
+        EXPECT_EQ(reporter->getSelfDX_Code(), forgives ? 0 : dx::SpecNotLoaded);
+    }
+}
+
 TEST(Hyperlink, NeedsTheLockAndTheLibrary)
 {
     OpenData unset;

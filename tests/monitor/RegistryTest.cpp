@@ -63,6 +63,21 @@ TEST(Registry, HolesStayAndTheNewestSlotIsOverwritten)
     EXPECT_EQ(Zarn::getZarnMonitorsCount(), 0);
 }
 
+TEST(Registry, EntryThatNobodyCountedIsCountedDown)
+{
+    struct Front : Zarn {
+        explicit Front(ZarnData* data) : Zarn(data) {}
+    };
+    const Folder folder;
+    auto* data = new ZarnData;
+    makeReady(*data, folder.path("log.html"));
+    Zarn::getZarnMonitors()[3] = new Front(data);
+    EXPECT_EQ(Zarn::destroy(), 1);
+    EXPECT_EQ(Zarn::getZarnMonitorsCount(), -1);
+    EXPECT_EQ(makeMonitor(folder, 0), nullptr);
+    EXPECT_EQ(Zarn::getZarnMonitor(0), nullptr);
+}
+
 TEST(Registry, DestroySearchesFromItsStart)
 {
     const struct {

@@ -101,6 +101,7 @@ TEST(ResponseSpec, HeaderGroups)
         {L"2~x||``t`", dx::TraitsNotNumber},
         {L"2~-1||``t`", 0, L"t"},
         {L"2~99999999999999999999||``t`", 0, L"t"},
+        {L"2~-18446744073709551615||``t`", 0, L"t"},
         // The source of the arguments.
         {L"2~0~3||``t`", dx::ArgSourceUnknown},
         {L"2~0~99999999999||``t`", dx::ArgSourceUnknown},
@@ -242,6 +243,46 @@ TEST(ResponseSpec, Inserts)
         {L"2~0~1~d1`s0||``%1!*s!`", 0, L"  text"},
         {L"2~0~1~d0|~``%1`|``t`", dx::FormatDisplayFailed},
     });
+}
+
+TEST(ResponseSpec, MinusWrapsTraits)
+{
+    struct Engine : ZarnDataForThread {
+        u64 traitsOf(const wchar_t* header)
+        {
+            m_responseSpecHeader.assign(header);
+            EXPECT_TRUE(parseResponseSpecHeader(nullptr));
+            return m_situationResponseTraits;
+        }
+    };
+    Established data;
+    Engine engine;
+    ASSERT_TRUE(engine.initialize(&data));
+    EXPECT_EQ(engine.traitsOf(L"2~-1"), ~u64{0});
+    EXPECT_EQ(engine.traitsOf(L"2~traits 7"), 7U);
+    EXPECT_EQ(engine.traitsOf(L"2~-18446744073709551615"), 1U);
+    EXPECT_EQ(engine.traitsOf(L"2~18446744073709551615"), ~u64{0});
+    EXPECT_EQ(engine.traitsOf(L"2~-18446744073709551616"), ~u64{0}); // saturates
+}
+
+TEST(ResponseSpec, AffixMeetsAFullTarget)
+{
+    struct Engine : ZarnDataForThread {
+        using ZarnDataForThread::m_specStrictness;
+        using ZarnDataForThread::parseDescriptionSpec_MessageAffix;
+    };
+    Established data;
+    settle(data);
+    for (const int strictness : {0, 6}) {
+        Engine engine;
+        ASSERT_TRUE(engine.initialize(&data));
+        engine.m_specStrictness = strictness;
+        wchar_t affix[] = L"0";
+        std::wstring target(8, L'x'); // of which the first six are the target
+        EXPECT_FALSE(engine.parseDescriptionSpec_MessageAffix(affix, target.data(), 6));
+        EXPECT_EQ(engine.getSelfDX_Code(), strictness ? dx::AffixArguments : dx::AffixNotLoaded);
+        EXPECT_EQ(target, std::wstring(6, L'\0') + L"xx");
+    }
 }
 
 TEST(ResponseSpec, LongTextsAreCutOrFail)

@@ -12,7 +12,7 @@ namespace status = zmu::status;
 
 class StatusCodes : public Dialogs {};
 
-long long ownProcedure(HWND, unsigned int, unsigned long long, long long)
+i64 ownProcedure(HWND, unsigned int, u64, i64)
 {
     return 0;
 }

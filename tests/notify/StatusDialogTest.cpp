@@ -18,7 +18,7 @@ class StatusDialog : public Dialogs {
     StatusDialog() { s_messages.clear(); }
 };
 
-long long noteMessages(HWND, unsigned int message, unsigned long long, long long)
+i64 noteMessages(HWND, unsigned int message, u64, i64)
 {
     constexpr unsigned int begin = 0x110;
     constexpr unsigned int end = 2;

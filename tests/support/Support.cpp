@@ -14,6 +14,7 @@
 
 #if !defined(_WIN32)
 #include <cstdlib>
+#include <pwd.h>
 #include <unistd.h>
 
 /// No test asks whoever sits at this machine; those that need a display bring one.
@@ -91,6 +92,18 @@ QByteArray readFile(const std::wstring& path)
     QFile file(QString::fromStdWString(path));
     EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(file.fileName());
     return file.readAll();
+}
+
+QString userName()
+{
+#if defined(_WIN32)
+    wchar_t name[256];
+    DWORD size = 256;
+    return GetUserNameW(name, &size) ? QString::fromWCharArray(name) : QString();
+#else
+    const passwd* const user = getpwuid(geteuid());
+    return user ? QString::fromLocal8Bit(user->pw_name) : QString();
+#endif
 }
 
 bool runsUnderWine()

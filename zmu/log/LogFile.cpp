@@ -11,6 +11,7 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZarnDataZGW.h>
+#include <zmu/platform/Win32.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -159,7 +160,7 @@ bool ZarnData::getFileLogName(wchar_t* buffer, std::size_t size)
     SectionGuard section(*this);
     runGuarded(*this, dx::GetFileLogNameUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         require(buffer, dx::GetFileLogNameNoBuffer);
         require(size > 0, dx::GetFileLogNameTooSmall);
         buffer[0] = L'\0';
@@ -261,7 +262,7 @@ bool ZarnData::establishLogFile(bool learnForm)
         if (!m_initialized)
             requireOrRaiseHeld(initialize(), *this);
         requireOrRaiseHeld(isSelfApproving(), *this);
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         if (learnForm)
             requireOrRaiseHeld(obtainLogFileFormData(isNative ? SECTIONS_ALL : SECTION_BODY),
                                *this);
@@ -321,7 +322,7 @@ bool ZarnData::reestablishLogFile(const bool& force)
     runGuarded(*this, dx::ReestablishUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(isInstantiatorRunningNatively(), dx::ReestablishNotNative);
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         if (force && m_fileLog.m_logStream && m_fileLog.m_logByteCount >= m_logFileByteCountLimit)
             return;
         SuccessorName successor;
@@ -345,7 +346,7 @@ bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG 
     runGuarded(*this, dx::ReestablishUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(isInstantiatorRunningNatively(), dx::ReestablishNotNative);
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         beginSeries(m_fileLog.m_logName);
         require(logName, dx::LogNameMissing);
         require(!isBlank(logName), dx::LogNameBlank);
@@ -418,7 +419,7 @@ bool ZarnData::setLogFileByteCountLimit(u64 limit, u64& previous)
     SectionGuard section(*this);
     runGuarded(*this, dx::SetLimitUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         require(isInstantiatorRunningNatively(), dx::SetLimitNotNative);
         require(limit <= limitMax, dx::LimitTooHigh);
         require(limit >= limitMin, dx::LimitTooLow);

@@ -8,6 +8,7 @@
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Inserts.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cwchar>
@@ -111,7 +112,7 @@ bool ZarnData::obtainLogFileFormData(ulong32 mask)
     SectionGuard section(*this);
     runGuarded(*this, dx::ObtainFormUnexpected, [&] {
         require(m_initialized, dx::FormNotInitialized);
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         freeLogFileFormData();
         requireOrRaiseHeld(learnLogFileFormVarNames(), *this);
         requireOrRaiseHeld(processFileLogForm(mask), *this);

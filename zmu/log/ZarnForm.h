@@ -4,10 +4,10 @@
 #include <zmu/foundation/Types.h>
 
 /// Kind of log. Only HTML is served.
-enum Zarn_LOG { Zarn_LOG_UNSET = -1, Zarn_LOG_HTML = 0, Zarn_LOG_TEXT = 1 };
+enum Zarn_LOG : int { Zarn_LOG_UNSET = -1, Zarn_LOG_HTML = 0, Zarn_LOG_TEXT = 1 };
 
 /// Variables of a form, by their place in the sorted table of names.
-enum Zarn_FORM_VAR {
+enum Zarn_FORM_VAR : int {
     Zarn_FORM_VAR_UNKNOWN = -1,
     Zarn_FORM_VAR_COMPANY_KNOW_BASE = 0,
     Zarn_FORM_VAR_COMPANY_NAME_LONG,
@@ -43,7 +43,7 @@ enum Zarn_FORM_VAR {
 };
 
 /// Values of a data set that a form shows.
-enum Zarn_FORM_TAG {
+enum Zarn_FORM_TAG : int {
     Zarn_FORM_TAG_COMPANY_KNOW_BASE = 0,
     Zarn_FORM_TAG_COMPANY_NAME_LONG,
     Zarn_FORM_TAG_COMPANY_NAME_SHORT,
@@ -63,7 +63,7 @@ enum Zarn_FORM_TAG {
 inline constexpr int Zarn_FORM_TAGS_QTY = 15;
 
 /// Bits of a mask of sections.
-inline constexpr ulong32 SECTION_HEAD = 1;
-inline constexpr ulong32 SECTION_BODY = 2;
-inline constexpr ulong32 SECTION_TAIL = 4;
-inline constexpr ulong32 SECTIONS_ALL = SECTION_HEAD | SECTION_BODY | SECTION_TAIL;
+inline constexpr zmu::ulong32 SECTION_HEAD = 1;
+inline constexpr zmu::ulong32 SECTION_BODY = 2;
+inline constexpr zmu::ulong32 SECTION_TAIL = 4;
+inline constexpr zmu::ulong32 SECTIONS_ALL = SECTION_HEAD | SECTION_BODY | SECTION_TAIL;

@@ -10,6 +10,7 @@
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
 #include <zmu/monitor/internal/TokenList.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cwchar>
@@ -30,9 +31,10 @@ std::size_t copyText(wchar_t* target, std::size_t capacity, const wchar_t* sourc
     return length;
 }
 
-void zeroText(wchar_t* text)
+/// Zeroes the text in a buffer of `capacity` elements, which it may fill to the last.
+void zeroText(wchar_t* text, std::size_t capacity)
 {
-    std::wmemset(text, L'\0', std::wcslen(text));
+    std::wmemset(text, L'\0', wcsnlen(text, capacity));
 }
 
 } // namespace
@@ -279,6 +281,7 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t
     if (!text || !*text)
         return isSelfSatisfied();
 
+    const auto capacity = static_cast<std::size_t>(targetCharacters);
     const SeparatorKeeper separator(m_tokenSeparator);
     runGuarded(*this, dx::AffixUnexpected, [&] {
         requireApproval();
@@ -287,8 +290,8 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t
                 dx::AffixArguments);
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
 
-        wchar_t* position = target + std::wcslen(target);
-        wchar_t* const end = target + targetCharacters;
+        wchar_t* position = target + (target ? wcsnlen(target, capacity) : 0);
+        wchar_t* const end = target + (target ? capacity : 0);
         std::size_t start = 0;
         std::size_t cut = 0;
         std::size_t length = static_cast<std::size_t>(-1);
@@ -301,13 +304,14 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t
         }
     });
     if (!isSelfSatisfied() && target)
-        zeroText(target);
+        zeroText(target, capacity);
     return isSelfSatisfied();
 }
 
 std::size_t ZarnDataForThread::loadAffix(int number, wchar_t* output, std::size_t room) const
 {
     std::size_t length = 0;
+    require(room > 0, dx::AffixNotLoaded);
     try {
         const int id = m_dataSet->getDescriptionAffixID_Min() + number;
         const UTL_String affix(m_dataSet->getResourceModule(), static_cast<unsigned int>(id),

@@ -2,6 +2,7 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/platform/Win32.h>
 
 #include <string>
 
@@ -56,11 +57,12 @@ const wchar_t* ZarnData::formatLogHyperlink(ulong32 code, unsigned int stringID,
                                             UTL_String& out) const
 {
     SetLastError(ERROR_SUCCESS);
+    static_cast<void>(isSelfApproving()); // what an earlier situation left may be forgiven
     SectionGuard section(*this);
     runGuarded(*this, dx::HyperlinkUnexpected, [&] {
         out.clear();
         require(m_selfResourceModule, dx::OwnModuleUnknown);
-        require(section.wasEntered(), dx::HyperlinkLockRefused);
+        section.requireEntered(dx::HyperlinkLockRefused);
         m_scratchpad.clear();
         UTL_String pattern;
         require(pattern.loadFromModule(m_selfResourceModule, stringID,

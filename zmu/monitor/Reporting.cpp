@@ -12,7 +12,7 @@ bool ZarnDataForThread::reportDescriptions()
     SectionGuard section(*this);
     runGuarded(*this, dx::ReportUnexpected, [&] {
         requireApproval();
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
 
         // A situation that cannot reach the log still reaches the display.
         const auto codeOf = [this](bool succeeded) {
@@ -62,7 +62,7 @@ bool ZarnDataForThread::reportDescriptionToLogFileDirectly()
     runGuarded(*this, dx::ReportLogUnexpected, [&] {
         requireApproval();
         require(m_dataSet->isInstantiatorRunningNatively(), dx::ReportLogNotNative);
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         const LogMark before = beginEntry();
         if (!logFormSectionBody() || !logFormSectionTail() || !finishEntry()) {
             takeEntryBack(before);

@@ -9,11 +9,11 @@
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
 #include <zmu/monitor/internal/TokenList.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cwchar>
 #include <iterator>
-#include <limits>
 
 using namespace zmu;
 
@@ -180,10 +180,7 @@ void ZarnDataForThread::parseResponseTraits(const wchar_t* group)
     while (*group && *group != L'-' && !isDigit(*group))
         ++group;
     require(*group, dx::TraitsNotNumber);
-    const bool isMinus = *group == L'-';
-    const u64 number = toNumber<u64>(group + isMinus);
-    m_situationResponseTraits =
-        isMinus && number != std::numeric_limits<u64>::max() ? 0 - number : number;
+    m_situationResponseTraits = std::wcstoull(group, nullptr, 10); // a minus wraps
 }
 
 void ZarnDataForThread::parseArgSource(wchar_t* group)

@@ -3,10 +3,12 @@
 
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cstdarg>
 #include <cwchar>
+#include <optional>
 
 using namespace zmu;
 
@@ -93,24 +95,26 @@ namespace {
 /// meanwhile, so that no other thread's situation meets it.
 class ModuleStandIn {
   public:
-    ModuleStandIn(ZarnData& dataSet, void* module)
-        : m_dataSet(dataSet), m_entered(module && dataSet.enterCriticalSection()),
-          m_kept(m_entered ? dataSet.setResourceModule(module) : nullptr)
-    {}
+    ModuleStandIn(ZarnData& dataSet, void* module) : m_dataSet(dataSet)
+    {
+        if (module && m_section.emplace(dataSet).wasEntered())
+            m_kept = dataSet.setResourceModule(module);
+    }
     ~ModuleStandIn()
     {
         if (m_kept)
             m_dataSet.setResourceModule(m_kept);
-        if (m_entered)
-            m_dataSet.leaveCriticalSection();
     }
     ModuleStandIn(const ModuleStandIn&) = delete;
     ModuleStandIn& operator=(const ModuleStandIn&) = delete;
 
+    /// False if entering the lock threw, which ends a report before it begins.
+    bool mayGoOn() const { return !m_section || !m_section->hasThrown(); }
+
   private:
     ZarnData& m_dataSet;
-    bool m_entered;
-    void* m_kept;
+    std::optional<SectionGuard<ZarnData>> m_section;
+    void* m_kept = nullptr;
 };
 
 } // namespace
@@ -121,7 +125,7 @@ bool Zarn::respondToSituation(int situationID, char** argV, void* resourceModule
         return false;
     m_dataSet->recordSituationID(situationID);
     const ModuleStandIn standIn(*m_dataSet, resourceModule);
-    return m_dataSet->respondToSituation(argV);
+    return standIn.mayGoOn() && m_dataSet->respondToSituation(argV);
 }
 
 bool Zarn::respondWithValues(int situationID, void* resourceModule, const u64* values,
@@ -130,6 +134,8 @@ bool Zarn::respondWithValues(int situationID, void* resourceModule, const u64* v
     if (!m_dataSet)
         return false;
     const ModuleStandIn standIn(*m_dataSet, resourceModule);
+    if (!standIn.mayGoOn())
+        return false;
     m_dataSet->respondToSituation(situationID, values, kinds, count);
     return true; // how the situation went is not the answer here; getSelfDX_Code tells
 }

@@ -6,13 +6,14 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/platform/EntryPoint.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
 #include <cwchar>
 #include <mutex>
 #include <new>
+#include <string>
 #include <utility>
 
 using namespace zmu;
@@ -365,31 +366,38 @@ wchar_t* ZarnData::getTag(Zarn_FORM_TAG tag) const
     return isTag(tag) ? m_tags[tag] : nullptr;
 }
 
+namespace {
+
+/// Fills `size` elements, or the first one for a size of 0: `text`, cut if need be, then zeros.
+template <class Char>
+void copyTag(Char* buffer, std::size_t size, const Char* text)
+{
+    const std::size_t capacity = std::max<std::size_t>(size, 1);
+    const std::size_t length = std::char_traits<Char>::length(text);
+    Char* const end = std::copy_n(text, std::min(length, capacity - 1), buffer);
+    std::fill(end, buffer + capacity, Char{});
+}
+
+} // namespace
+
 wchar_t* ZarnData::getTag(wchar_t* buffer, std::size_t size, Zarn_FORM_TAG tag)
 {
-    if (!buffer || size == 0)
-        return buffer;
-    buffer[0] = L'\0';
-    if (const wchar_t* value = getTag(tag)) {
-        std::wcsncpy(buffer, value, size);
-        buffer[size - 1] = L'\0';
-    }
+    if (!buffer)
+        return nullptr;
+    const wchar_t* value = getTag(tag);
+    copyTag(buffer, size, value ? value : L"");
     return buffer;
 }
 
 char* ZarnData::getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag)
 {
-    if (!buffer || size == 0)
-        return buffer;
-    buffer[0] = '\0';
+    if (!buffer)
+        return nullptr;
     try {
-        if (const wchar_t* value = getTag(tag)) {
-            UTL_String text(value);
-            std::strncpy(buffer, text.narrowText(), size);
-            buffer[size - 1] = '\0';
-        }
+        UTL_String text(getTag(tag));
+        copyTag(buffer, size, text.narrowText());
     } catch (...) {
-        buffer[0] = '\0';
+        copyTag(buffer, size, "");
     }
     return buffer;
 }

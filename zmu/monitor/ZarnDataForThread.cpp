@@ -44,7 +44,7 @@ void freeSlots(T*& slots, int& qty)
 /// Stores `value` at `position` of an array of `qty`, of which `count` are used; -1 if it has no
 /// place there.
 template <class T>
-int recordAt(T* slots, int qty, int& count, T value, int position)
+int recordAt(T* slots, int qty, int& count, int& freshCount, T value, int position)
 {
     if (!slots || qty < 1)
         return -1;
@@ -54,7 +54,17 @@ int recordAt(T* slots, int qty, int& count, T value, int position)
         return -1;
     slots[position] = value;
     count = std::max(count, position + 1);
+    freshCount = std::max(freshCount, position + 1);
     return position;
+}
+
+/// Gives up the slots that were used before the fresh ones.
+template <class T>
+void forgetStale(T* slots, int& count, int freshCount)
+{
+    if (freshCount < count)
+        clearSlots(slots ? slots + freshCount : slots, count - freshCount);
+    count = std::min(count, freshCount);
 }
 
 } // namespace
@@ -162,24 +172,28 @@ void ZarnDataForThread::forgetArgsInt()
 {
     clearSlots(m_argsInt, m_argsIntQty);
     m_argsIntCount = 0;
+    m_argsIntFreshCount = 0;
 }
 
 void ZarnDataForThread::forgetArgsStrA()
 {
     clearSlots(m_argsStrA, m_argsStrQty);
     m_argsStrCount = 0;
+    m_argsStrFreshCount = 0;
 }
 
 void ZarnDataForThread::forgetArgsStrW()
 {
     clearSlots(m_argsStrW, m_argsStrQty);
     m_argsStrCount = 0;
+    m_argsStrFreshCount = 0;
 }
 
 void ZarnDataForThread::forgetArgsUInt()
 {
     clearSlots(m_argsUInt, m_argsUIntQty);
     m_argsUIntCount = 0;
+    m_argsUIntFreshCount = 0;
 }
 
 void ZarnDataForThread::forgetDescriptionFillers()
@@ -216,29 +230,47 @@ void ZarnDataForThread::free_Resources()
 
 // ---- Recorded arguments ----------------------------------------------------------------------------
 
+void ZarnDataForThread::prepareArgument(int position)
+{
+    if (!m_argsAreStale || position != ZARN_ARG_NEXT)
+        return;
+    m_argsAreStale = false;
+    forgetStale(m_argsInt, m_argsIntCount, m_argsIntFreshCount);
+    forgetStale(m_argsUInt, m_argsUIntCount, m_argsUIntFreshCount);
+    int narrowCount = m_argsStrCount;
+    forgetStale(m_argsStrA, narrowCount, m_argsStrFreshCount);
+    forgetStale(m_argsStrW, m_argsStrCount, m_argsStrFreshCount);
+}
+
 int ZarnDataForThread::recordArgument(int value, int position)
 {
-    return recordAt(m_argsInt, m_argsIntQty, m_argsIntCount, value, position);
+    prepareArgument(position);
+    return recordAt(m_argsInt, m_argsIntQty, m_argsIntCount, m_argsIntFreshCount, value, position);
 }
 
 int ZarnDataForThread::recordArgument(unsigned int value, int position)
 {
-    return recordAt(m_argsUInt, m_argsUIntQty, m_argsUIntCount, value, position);
+    prepareArgument(position);
+    return recordAt(m_argsUInt, m_argsUIntQty, m_argsUIntCount, m_argsUIntFreshCount, value,
+                    position);
 }
 
 int ZarnDataForThread::recordArgument(const char* value, int position)
 {
     if (!m_dataSet || m_dataSet->getCharSetExternal() == ZARN_CHARSET_WIDE)
         return -1;
-    return recordAt(m_argsStrA, m_argsStrQty, m_argsStrCount, const_cast<char*>(value), position);
+    prepareArgument(position);
+    return recordAt(m_argsStrA, m_argsStrQty, m_argsStrCount, m_argsStrFreshCount,
+                    const_cast<char*>(value), position);
 }
 
 int ZarnDataForThread::recordArgument(const wchar_t* value, int position)
 {
     if (!m_dataSet || m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE)
         return -1;
-    return recordAt(m_argsStrW, m_argsStrQty, m_argsStrCount, const_cast<wchar_t*>(value),
-                    position);
+    prepareArgument(position);
+    return recordAt(m_argsStrW, m_argsStrQty, m_argsStrCount, m_argsStrFreshCount,
+                    const_cast<wchar_t*>(value), position);
 }
 
 unsigned int ZarnDataForThread::getArg_UInt(int index) const
@@ -295,7 +327,7 @@ bool ZarnDataForThread::respondToSituation()
     const bool wasResponding = std::exchange(m_isResponding, true);
     runGuarded(*this, dx::RespondUnexpected, [&] {
         requireApproval();
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         requireOrRaiseHeld(describeSituation(), *this);
         if (m_plugInsIndirectQty > 0)
             requireOrRaiseHeld(activatePlugIns(), *this);
@@ -303,8 +335,18 @@ bool ZarnDataForThread::respondToSituation()
     });
     m_scratchpad.clear();
     m_isResponding = wasResponding;
+    if (!isSelfSatisfied())
+        markArgumentsStale();
     section.leave();
     return isSelfSatisfied();
+}
+
+void ZarnDataForThread::markArgumentsStale()
+{
+    m_argsAreStale = m_dataSet && m_dataSet->getSelfDX_FaultTolerance() == Zarn_TOLERANCE_FORGIVING;
+    m_argsIntFreshCount = 0;
+    m_argsStrFreshCount = 0;
+    m_argsUIntFreshCount = 0;
 }
 
 bool ZarnDataForThread::describeSituation()
@@ -322,6 +364,7 @@ bool ZarnDataForThread::forgetSituation()
 {
     try {
         forgetArgs();
+        m_argsAreStale = false;
         forgetDescriptionFillers();
         forgetPlugInsIndirectIndices();
 

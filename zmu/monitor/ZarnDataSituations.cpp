@@ -5,11 +5,13 @@
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/platform/Attachment.h>
 #include <zmu/platform/Threads.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <limits>
 #include <memory>
 #include <new>
+#include <utility>
 
 using namespace zmu;
 
@@ -47,10 +49,7 @@ ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
 {
     if (!m_mapOfDataForThreads)
         return nullptr;
-    // A failed data set has no engine for anybody, unless it forgives whoever comes to work.
-    if (create && m_selfDX_Code && m_selfDX_FaultTolerance == Zarn_TOLERANCE_FORGIVING)
-        m_selfDX_Code = 0;
-    if (m_selfDX_Code)
+    if (m_selfDX_Code) // a failed data set has no engine for anybody
         return nullptr;
     void* found = nullptr;
     if (m_mapOfDataForThreads->find(GetCurrentThreadId(), &found)) {
@@ -65,12 +64,19 @@ ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
     return create ? createDataForCurrentThread() : nullptr;
 }
 
+ZarnDataForThread* ZarnData::obtainDataToWork() const
+{
+    if (m_selfDX_Code && m_selfDX_FaultTolerance == Zarn_TOLERANCE_FORGIVING)
+        m_selfDX_Code = 0;
+    return obtainDataForCurrentThread(true);
+}
+
 ZarnDataForThread* ZarnData::createDataForCurrentThread() const
 {
     ZarnDataForThread* created = nullptr;
     SectionGuard section(*this);
     runGuarded(*this, dx::ObtainEngineUnexpected, [&] {
-        require(section.wasEntered(), dx::LockRefused);
+        section.requireEntered();
         std::unique_ptr<ZarnDataForThread> engine(m_engineFactory());
         require(engine != nullptr, dx::NoEngine);
         engine->m_threadSerial = threadSerial();
@@ -81,6 +87,10 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
         created = engine.release();
         watchThreadEnd();
     });
+    if (created && m_selfDX_Code) { // the data set has failed meanwhile
+        m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr);
+        delete std::exchange(created, nullptr);
+    }
     section.leave();
     return created;
 }
@@ -116,7 +126,7 @@ Result forwardTo(ZarnDataForThread* engine, Result without, Forward forward)
 
 bool ZarnData::describeSituation()
 {
-    return forwardTo(obtainDataForCurrentThread(true), false,
+    return forwardTo(obtainDataToWork(), false,
                      [](ZarnDataForThread& engine) { return engine.describeSituation(); });
 }
 
@@ -128,25 +138,25 @@ bool ZarnData::forgetSituation()
 
 bool ZarnData::learnResponse()
 {
-    return forwardTo(obtainDataForCurrentThread(true), false,
+    return forwardTo(obtainDataToWork(), false,
                      [](ZarnDataForThread& engine) { return engine.learnResponse(); });
 }
 
 bool ZarnData::reportDescriptions()
 {
-    return forwardTo(obtainDataForCurrentThread(true), false,
+    return forwardTo(obtainDataToWork(), false,
                      [](ZarnDataForThread& engine) { return engine.reportDescriptions(); });
 }
 
 bool ZarnData::respondToSituation()
 {
-    return forwardTo(obtainDataForCurrentThread(true), false,
+    return forwardTo(obtainDataToWork(), false,
                      [](ZarnDataForThread& engine) { return engine.respondToSituation(); });
 }
 
 bool ZarnData::respondToSituation(char** argV)
 {
-    return forwardTo(obtainDataForCurrentThread(true), false, [argV](ZarnDataForThread& engine) {
+    return forwardTo(obtainDataToWork(), false, [argV](ZarnDataForThread& engine) {
         engine.setDescriptionArgV(argV);
         return engine.respondToSituation();
     });
@@ -155,7 +165,7 @@ bool ZarnData::respondToSituation(char** argV)
 bool ZarnData::respondToSituation(int situationID, const u64* values, const SlotKind* kinds,
                                   std::size_t count)
 {
-    return forwardTo(obtainDataForCurrentThread(true), false, [=](ZarnDataForThread& engine) {
+    return forwardTo(obtainDataToWork(), false, [=](ZarnDataForThread& engine) {
         engine.recordSituationID(situationID);
         engine.setArguments(values, kinds, count);
         return engine.respondToSituation();
@@ -164,42 +174,42 @@ bool ZarnData::respondToSituation(int situationID, const u64* values, const Slot
 
 int ZarnData::recordArgument(const char* value, int position)
 {
-    return forwardTo(obtainDataForCurrentThread(true), -1, [=](ZarnDataForThread& engine) {
+    return forwardTo(obtainDataToWork(), -1, [=](ZarnDataForThread& engine) {
         return engine.recordArgument(value, position);
     });
 }
 
 int ZarnData::recordArgument(const wchar_t* value, int position)
 {
-    return forwardTo(obtainDataForCurrentThread(true), -1, [=](ZarnDataForThread& engine) {
+    return forwardTo(obtainDataToWork(), -1, [=](ZarnDataForThread& engine) {
         return engine.recordArgument(value, position);
     });
 }
 
 int ZarnData::recordArgument(int value, int position)
 {
-    return forwardTo(obtainDataForCurrentThread(true), -1, [=](ZarnDataForThread& engine) {
+    return forwardTo(obtainDataToWork(), -1, [=](ZarnDataForThread& engine) {
         return engine.recordArgument(value, position);
     });
 }
 
 int ZarnData::recordArgument(unsigned int value, int position)
 {
-    return forwardTo(obtainDataForCurrentThread(true), -1, [=](ZarnDataForThread& engine) {
+    return forwardTo(obtainDataToWork(), -1, [=](ZarnDataForThread& engine) {
         return engine.recordArgument(value, position);
     });
 }
 
 int ZarnData::recordSituationID(int situationID)
 {
-    return forwardTo(obtainDataForCurrentThread(true), 0, [=](ZarnDataForThread& engine) {
+    return forwardTo(obtainDataToWork(), 0, [=](ZarnDataForThread& engine) {
         return engine.recordSituationID(situationID);
     });
 }
 
 int ZarnData::recordSituationID_Remote(int situationID)
 {
-    return forwardTo(obtainDataForCurrentThread(true), 0, [=](ZarnDataForThread& engine) {
+    return forwardTo(obtainDataToWork(), 0, [=](ZarnDataForThread& engine) {
         return engine.recordSituationID_Remote(situationID);
     });
 }
@@ -249,7 +259,7 @@ bool ZarnData::isSituationNormal() const
 const wchar_t* ZarnData::formatLogHyperlinkWinSDK(ulong32 code) const
 {
     return forwardTo(
-        obtainDataForCurrentThread(true), static_cast<const wchar_t*>(nullptr),
+        obtainDataToWork(), static_cast<const wchar_t*>(nullptr),
         [=](ZarnDataForThread& engine) { return engine.formatLogHyperlinkWinSDK(code); });
 }
 

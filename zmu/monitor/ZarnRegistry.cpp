@@ -5,7 +5,6 @@
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Registry.h>
 
-#include <algorithm>
 #include <climits>
 #include <iterator>
 #include <new>
@@ -29,10 +28,12 @@ struct CodeHolder {
 std::mutex s_entries;
 
 /// Takes a monitor out of its entry, so that a thread that ends does not meet it half destroyed.
-Zarn* takeOut(Zarn*& entry, int& count)
+/// The count goes down unless it is at `countMin`.
+Zarn* takeOut(Zarn*& entry, int& count, int countMin)
 {
     const std::lock_guard guard(s_entries);
-    count = std::max(count - 1, 0);
+    if (count > countMin)
+        --count;
     return std::exchange(entry, nullptr);
 }
 
@@ -89,7 +90,8 @@ int Zarn::destroy()
                 continue;
             if (destroyed < INT_MAX)
                 ++destroyed;
-            delete takeOut(m_zarnMonitors[i], m_zarnMonitorsCount);
+            // An entry that nobody counted takes the count below 0, where create refuses.
+            delete takeOut(m_zarnMonitors[i], m_zarnMonitorsCount, INT_MIN);
         }
     } catch (...) {
         return -destroyed;
@@ -113,7 +115,7 @@ bool Zarn::destroy(Zarn** monitor, int startIndex, bool wrap)
         if (++index == m_zarnMonitorsQty)
             index = 0;
     }
-    delete takeOut(m_zarnMonitors[index], m_zarnMonitorsCount);
+    delete takeOut(m_zarnMonitors[index], m_zarnMonitorsCount, 0);
     *monitor = nullptr;
     return true;
 }

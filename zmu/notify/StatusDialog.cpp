@@ -109,11 +109,10 @@ bool ZarnStatusReporter::establishDlgBoxLogicalFont() const
 
 // ---- The dialog procedure ------------------------------------------------------------------------
 
-long long ZarnStatusReporter::processDialogMessages(HWND window, unsigned int message,
-                                                    unsigned long long first, long long)
+i64 ZarnStatusReporter::processDialogMessages(HWND window, unsigned int message, u64 first, i64)
 {
     clearDiagnostics();
-    long long result = 0;
+    i64 result = 0;
     switch (message) {
     case WM_INITDIALOG: {
         if (!window)
@@ -129,7 +128,7 @@ long long ZarnStatusReporter::processDialogMessages(HWND window, unsigned int me
     case WM_CTLCOLORSTATIC:
         if (m_dialogWindowColorBackground)
             zmu::prepareTextDrawing(first, m_dialogWindowColorText);
-        result = reinterpret_cast<long long>(m_dialogWindowColorBackground);
+        result = reinterpret_cast<i64>(m_dialogWindowColorBackground);
         break;
     case WM_DESTROY:
         if (const HFONT font = std::exchange(m_dialogWindowLogicalFont, nullptr))

@@ -45,13 +45,14 @@ class ZMU_API ZarnStatusReporter {
     /// 16 bits count: 0x10000 keeps it above other windows. Null for `procedure` means the built-in
     /// one, which gives the dialog the desktop's colours and font and centres it. `title` and
     /// `parent` may be null. Null on failure: 12 to 16, 20, 21, 31 to 33.
-    static ZarnStatusReporter* create(const wchar_t* title, ulong32 styles,
-                                      const wchar_t* resourceFile, ulong32 loadFlags, int dialogID,
-                                      int textControlID, DLGPROC procedure, HWND parent);
+    static ZarnStatusReporter* create(const wchar_t* title, zmu::ulong32 styles,
+                                      const wchar_t* resourceFile, zmu::ulong32 loadFlags,
+                                      int dialogID, int textControlID, DLGPROC procedure,
+                                      HWND parent);
     /// Adopts a dialog with its own procedure, which stays the caller's. Null on failure: 12, 13,
     /// 17 to 19, 22, 23, 31 to 33.
     static ZarnStatusReporter* create(HWND dialog, int textControlID, DLGPROC procedure,
-                                      const wchar_t* resourceFile, ulong32 loadFlags);
+                                      const wchar_t* resourceFile, zmu::ulong32 loadFlags);
     /// Destroys the reporter, if there is one, and the dialog unless it was adopted.
     static void destroy();
     /// Null if there is none.
@@ -86,13 +87,13 @@ class ZMU_API ZarnStatusReporter {
     /// reporter false.
     static bool updateDisplay(const Zarn* monitor);
     /// Milliseconds to sleep after each text, 0 for none. Returns those from before.
-    ulong32 setWaitingPeriod(ulong32 milliseconds);
+    zmu::ulong32 setWaitingPeriod(zmu::ulong32 milliseconds);
 
     // ---- Strings ----------------------------------------------------------------------------------
 
     /// Takes strings from another module from now on, which is found or loaded by name: 31 to
     /// 33, 35.
-    bool setDLL_Resources(const wchar_t* file, ulong32 loadFlags);
+    bool setDLL_Resources(const wchar_t* file, zmu::ulong32 loadFlags);
     /// The same with a module that stays the caller's: 34.
     bool setDLL_Resources(HINSTANCE module);
 
@@ -105,20 +106,20 @@ class ZMU_API ZarnStatusReporter {
     static HWND learnParentWindowOwner(HWND window);
     /// Finds a module in memory, or else loads it, which sets `loadedHere`: 31 to 33. `module` must
     /// be null.
-    static bool obtainModuleHandle(const wchar_t* file, ulong32 loadFlags, HINSTANCE& module,
+    static bool obtainModuleHandle(const wchar_t* file, zmu::ulong32 loadFlags, HINSTANCE& module,
                                    bool& loadedHere);
     static void clearDiagnostics();
     /// Status of the last operation, 0 for success.
     static int getDX_Code1();
     /// The system's error where the status has one.
-    static ulong32 getDX_Code2();
+    static zmu::ulong32 getDX_Code2();
 
   protected:
-    ZarnStatusReporter(const wchar_t* title, ulong32 styles, const wchar_t* resourceFile,
-                       ulong32 loadFlags, int dialogID, int textControlID, DLGPROC procedure,
+    ZarnStatusReporter(const wchar_t* title, zmu::ulong32 styles, const wchar_t* resourceFile,
+                       zmu::ulong32 loadFlags, int dialogID, int textControlID, DLGPROC procedure,
                        HWND parent);
     ZarnStatusReporter(HWND dialog, int textControlID, DLGPROC procedure,
-                       const wchar_t* resourceFile, ulong32 loadFlags);
+                       const wchar_t* resourceFile, zmu::ulong32 loadFlags);
 
     // ---- The virtual operations, in the order of their slots ----------------------------------------
 
@@ -128,13 +129,8 @@ class ZMU_API ZarnStatusReporter {
     // ---- Stages ---------------------------------------------------------------------------------------
 
     /// The built-in dialog procedure. It leaves no status.
-#if defined(_WIN32)
-    static long long __stdcall processDialogMessages(HWND window, unsigned int message,
-                                                     unsigned long long first, long long second);
-#else
-    static long long processDialogMessages(HWND window, unsigned int message,
-                                           unsigned long long first, long long second);
-#endif
+    static zmu::i64 processDialogMessages(HWND window, unsigned int message, zmu::u64 first,
+                                          zmu::i64 second);
     bool establishDlgBox_Aesthetics() const;
     bool establishDlgBoxColorBackground() const;
     bool establishDlgBoxColorText() const;
@@ -142,7 +138,7 @@ class ZMU_API ZarnStatusReporter {
     bool freeDLL_Resources();
     /// Bit 2 of `mask` clears the status, 4 frees the resources, 8 resets the members. False for
     /// fewer than one of `passes`, which does nothing, and if something was not freed.
-    bool setMemberVarsToDefaults(int passes, ulong32 mask);
+    bool setMemberVarsToDefaults(int passes, zmu::ulong32 mask);
     /// Finds the text control and sets the title. Nothing once there is a status.
     bool ZarnStatusReporter_(const wchar_t* title, int textControlID);
     bool updateDisplay_(const Zarn* monitor) const;
@@ -162,15 +158,15 @@ class ZMU_API ZarnStatusReporter {
     HINSTANCE m_resourceModule = nullptr;
     bool m_resourceModuleIsOurs = false;
     bool m_dialogWindowIsOurs = false;
-    ulong32 m_waitingPeriod = 0;
+    zmu::ulong32 m_waitingPeriod = 0;
 
     static ZarnStatusReporter* m_loneInstance;
     static std::atomic<int> m_DX_Code1;
-    static std::atomic<ulong32> m_DX_Code2;
+    static std::atomic<zmu::ulong32> m_DX_Code2;
     static HBRUSH m_dialogWindowColorBackground;
-    static ulong32 m_dialogWindowColorText;
+    static zmu::ulong32 m_dialogWindowColorText;
     static HFONT m_dialogWindowLogicalFont;
-    static ulong32 m_dialogWindowStyles;
+    static zmu::ulong32 m_dialogWindowStyles;
 };
 
 // ---- For callers that hold no pointer -------------------------------------------------------------
@@ -182,9 +178,9 @@ ZMU_API bool ZarnStatusReporter_MACRO_Disappear();
 ZMU_API HWND ZarnStatusReporter_MACRO_GetDialogWindowHandle();
 ZMU_API bool ZarnStatusReporter_MACRO_IsViable();
 ZMU_API bool ZarnStatusReporter_MACRO_IsVisible();
-ZMU_API bool ZarnStatusReporter_MACRO_SetDLL_Resources(const wchar_t* file, ulong32 loadFlags);
+ZMU_API bool ZarnStatusReporter_MACRO_SetDLL_Resources(const wchar_t* file, zmu::ulong32 loadFlags);
 ZMU_API bool ZarnStatusReporter_MACRO_SetDLL_Resources(HINSTANCE module);
-ZMU_API ulong32 ZarnStatusReporter_MACRO_SetWaitingPeriod(ulong32 milliseconds);
+ZMU_API zmu::ulong32 ZarnStatusReporter_MACRO_SetWaitingPeriod(zmu::ulong32 milliseconds);
 ZMU_API bool ZarnStatusReporter_MACRO_UpdateDisplay(const wchar_t* text);
 ZMU_API bool ZarnStatusReporter_MACRO_UpdateDisplay(unsigned int stringID, HINSTANCE module);
 ZMU_API bool ZarnStatusReporter_MACRO_UpdateDisplay();

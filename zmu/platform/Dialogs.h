@@ -17,6 +17,6 @@ void dressDialog(HWND dialog, bool staysOnTop, HFONT font);
 
 /// Prepares the drawing of text in a control or dialog, by the context of that message, in a colour
 /// on the background that is there. Failures are ignored.
-void prepareTextDrawing(unsigned long long context, ulong32 color);
+void prepareTextDrawing(zmu::u64 context, zmu::ulong32 color);
 
 } // namespace zmu

@@ -9,13 +9,8 @@
 // before or after.
 #pragma once
 
-#include <zmu/foundation/Export.h>
-#include <zmu/foundation/Types.h>
+#include <zmu/platform/Host.h>
 
-struct HINSTANCE__;
-struct HWND__;
-using HINSTANCE = HINSTANCE__*;
-using HWND = HWND__*;
 struct HBRUSH__;
 struct HFONT__;
 using HBRUSH = HBRUSH__*;
@@ -23,15 +18,15 @@ using HFONT = HFONT__*;
 
 #if defined(_WIN32)
 
-using DLGPROC = long long(__stdcall*)(HWND window, unsigned int message, unsigned long long first,
-                                      long long second);
+#define __stdcall
+using DLGPROC = zmu::i64(__stdcall*)(HWND window, unsigned int message, zmu::u64 first,
+                                     zmu::i64 second);
 
 #else
 
 /// Is told of a dialog's beginning (message 0x110) and end (2), by the thread that makes or
 /// destroys it. What it returns is not looked at.
-using DLGPROC = long long (*)(HWND window, unsigned int message, unsigned long long first,
-                              long long second);
+using DLGPROC = zmu::i64 (*)(HWND window, unsigned int message, zmu::u64 first, zmu::i64 second);
 
 /// Edges in pixels of the desktop before scaling; right and bottom are the first ones outside.
 struct RECT {
@@ -55,7 +50,7 @@ struct RECT {
 /// ended (no connection to the display), 8 without memory or descriptors, 1158 with too many
 /// windows. Standard error tells why.
 ZMU_API HWND CreateDialogParamW(HINSTANCE module, const wchar_t* dialog, HWND parent,
-                                DLGPROC procedure, long long parameter);
+                                DLGPROC procedure, zmu::i64 parameter);
 /// Calls the dialog's procedure with the message 2 and removes the dialog. 0 on failure.
 ZMU_API int DestroyWindow(HWND window);
 /// Whether this is a dialog or the control of one. Does not wait.

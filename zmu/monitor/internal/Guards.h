@@ -40,20 +40,38 @@ void runGuarded(Self& self, int unexpected, Body&& body) noexcept
     }
 }
 
-/// Holds the critical section of `Self` from construction to leave() or destruction.
+/// Holds the critical section of `Self` from construction to leave() or destruction. The two
+/// operations can be a subclass's: what they throw is caught here.
 template <class Self>
 class SectionGuard {
   public:
-    explicit SectionGuard(Self& self) : m_self(self), m_entered(self.enterCriticalSection()) {}
+    explicit SectionGuard(Self& self) : m_self(self)
+    {
+        try {
+            m_entered = self.enterCriticalSection();
+        } catch (...) {
+            m_threw = true;
+        }
+    }
     ~SectionGuard()
     {
         if (m_entered)
-            m_self.leaveCriticalSection();
+            leaveQuietly();
     }
     SectionGuard(const SectionGuard&) = delete;
     SectionGuard& operator=(const SectionGuard&) = delete;
 
     bool wasEntered() const { return m_entered; }
+    /// Whether entering threw rather than refused.
+    bool hasThrown() const { return m_threw; }
+    /// Raises `refused` unless it was entered; where entering threw, what makes the operation's own
+    /// code of it.
+    void requireEntered(int refused = dx::LockRefused) const
+    {
+        if (m_threw)
+            throw EnteringThrew{};
+        require(m_entered, refused);
+    }
 
     /// Leaves, if it was entered. Failing that gives `self` the code `notLeft` unless it holds one
     /// already, and the answer is false.
@@ -62,7 +80,7 @@ class SectionGuard {
         if (!m_entered)
             return true;
         m_entered = false;
-        if (m_self.leaveCriticalSection())
+        if (leaveQuietly())
             return true;
         if (m_self.isSelfSatisfied())
             m_self.setSelfDX_Code(notLeft);
@@ -70,9 +88,21 @@ class SectionGuard {
     }
 
   private:
+    struct EnteringThrew {};
+
+    bool leaveQuietly()
+    {
+        try {
+            return m_self.leaveCriticalSection();
+        } catch (...) {
+            return false;
+        }
+    }
+
     const CancellationHold m_hold;
     Self& m_self;
-    bool m_entered;
+    bool m_entered = false;
+    bool m_threw = false;
 };
 
 } // namespace zmu

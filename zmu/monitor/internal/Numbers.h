@@ -20,14 +20,13 @@ inline wchar_t* findDigit(wchar_t* text)
     return nullptr;
 }
 
-/// The number that begins at `text`; saturates at the type's greatest one.
-template <class T = int>
-T toNumber(const wchar_t* text)
+/// The number that begins at `text`; saturates.
+inline int toNumber(const wchar_t* text)
 {
-    constexpr T max = std::numeric_limits<T>::max();
-    T number = 0;
+    constexpr int max = std::numeric_limits<int>::max();
+    int number = 0;
     for (; isDigit(*text); ++text) {
-        const T digit = static_cast<T>(*text - L'0');
+        const int digit = static_cast<int>(*text - L'0');
         if (number > (max - digit) / 10)
             return max;
         number = number * 10 + digit;

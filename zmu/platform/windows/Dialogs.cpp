@@ -38,7 +38,7 @@ void zmu::dressDialog(HWND dialog, bool staysOnTop, HFONT font)
     }
 }
 
-void zmu::prepareTextDrawing(unsigned long long context, ulong32 color)
+void zmu::prepareTextDrawing(u64 context, ulong32 color)
 {
     auto* const drawing = reinterpret_cast<HDC>(context);
     if (SetTextColor(drawing, color) != CLR_INVALID)
