@@ -8,11 +8,13 @@ execute_process(
 
 file(GLOB_RECURSE files RELATIVE ${PREFIX} ${PREFIX}/*)
 foreach(file IN LISTS files)
-  if(file MATCHES "/platform/|/internal/|/StringTable\\.h$|\\.cpp$" AND NOT file MATCHES "/platform/Host\\.h$")
+  if(file MATCHES "/platform/|/internal/|/StringTable\\.h$|\\.cpp$" AND NOT file MATCHES "/platform/Host(Windows)?\\.h$")
     message(SEND_ERROR "installed, but for the library alone: ${file}")
   endif()
 endforeach()
-foreach(file IN ITEMS include/zmu/foundation/UTL_String.h include/zmu/platform/Host.h)
+foreach(file IN ITEMS include/zmu/Version.h include/zmu/foundation/UTL_String.h
+    include/zmu/platform/Host.h share/doc/zmu/LICENSE share/doc/zmu/docs/architecture.md
+    share/zmu/templates/bpw_template.html)
   if(NOT file IN_LIST files)
     message(SEND_ERROR "not installed: ${file}")
   endif()
