@@ -84,6 +84,16 @@ u64 zmu::threadSerial()
     return serial;
 }
 
+void zmu::sleepMilliseconds(unsigned milliseconds)
+{
+    constexpr unsigned ofSecond = 1000;
+    constexpr long nanoseconds = 1000000; // of a millisecond
+    timespec left{static_cast<time_t>(milliseconds / ofSecond),
+                  static_cast<long>(milliseconds % ofSecond) * nanoseconds};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
 DWORD GetCurrentProcessId()
 {
     return static_cast<DWORD>(getpid());
