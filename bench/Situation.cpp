@@ -30,7 +30,7 @@ const std::wstring& specOf(unsigned int id)
 ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
 {
     const std::wstring& spec = specOf(id);
-    SetLastError(spec.empty() ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS);
+    SetLastError(spec.empty() ? zmu::StringUnknown : zmu::StringFound);
     if (spec.empty())
         return 0;
     const std::size_t length = spec.copy(buffer, static_cast<std::size_t>(bufferMax) - 1);

@@ -4,6 +4,7 @@
 #include "Situation.h"
 
 #include <zmu/monitor/ZarnDataForThread.h>
+#include <zmu/platform/Win32.h>
 
 namespace zmu_bench {
 

@@ -10,12 +10,15 @@ install(TARGETS zmu EXPORT zmuTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
-# Headers live beside their sources. Those of a folder `internal` and those of the platform layer
-# are for the library alone.
+# Headers live beside their sources. For the library alone are those of a folder `internal`, of the
+# platform but one, and of the built-in texts.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/zmu/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmu
   FILES_MATCHING PATTERN "*.h" PATTERN "*.def"
-  PATTERN "platform/linux" EXCLUDE
-  PATTERN "internal" EXCLUDE)
+  PATTERN "platform" EXCLUDE
+  PATTERN "internal" EXCLUDE
+  PATTERN "StringTable.h" EXCLUDE)
+install(FILES ${PROJECT_SOURCE_DIR}/zmu/platform/Host.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmu/platform)
 
 # The forms of a log, for administrators to start from.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/templates/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zmu/templates

@@ -72,13 +72,13 @@ ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, in
             continue;
         const std::size_t length = std::wcslen(row.text);
         if (bufferMax < 1 || length >= static_cast<std::size_t>(bufferMax)) {
-            SetLastError(ERROR_INSUFFICIENT_BUFFER);
+            SetLastError(122); // too small a buffer
             return 0;
         }
         std::wmemcpy(buffer, row.text, length + 1);
-        SetLastError(ERROR_SUCCESS);
+        SetLastError(zmu::StringFound);
         return static_cast<int>(length);
     }
-    SetLastError(ERROR_FILE_NOT_FOUND); // no such string
+    SetLastError(zmu::StringUnknown);
     return 0;
 }

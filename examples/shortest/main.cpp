@@ -7,7 +7,7 @@
 ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
 {
     const wchar_t* text = id == 1001 ? L"2~0~2~u`s||``Session %1!u! of %2!s! has started.`" : L"";
-    SetLastError(*text ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+    SetLastError(*text ? zmu::StringFound : zmu::StringUnknown);
     return *text ? swprintf(buffer, bufferMax, L"%ls", text) : 0;
 }
 

@@ -1,5 +1,6 @@
 // The built-in string table, asked as any resource module is.
 #include <zmu/localize/StringTable.h>
+#include <zmu/platform/Win32.h>
 
 #include <QCoreApplication>
 #include <QTranslator>

@@ -141,10 +141,9 @@ TEST_F(Paths, DirectoryThatIsNoneOrTooLong)
 TEST_F(Paths, NamesOfLogsAndForms)
 {
     setLogDirectory(root().toStdWString());
-    wchar_t user[256];
-    DWORD size = 256;
-    ASSERT_TRUE(GetUserNameW(user, &size));
-    const QString userProgram = QString::fromWCharArray(user) + '_' + program;
+    const QString user = userName();
+    ASSERT_FALSE(user.isEmpty());
+    const QString userProgram = user + '_' + program;
     const struct {
         i64 id;
         QString beginning;

@@ -63,9 +63,8 @@ TEST_F(Tags, OfEachOwner)
     }
     qputenv("USERDOMAIN", "a domain");
     const Owner owner;
-    wchar_t user[256];
-    DWORD size = 256;
-    ASSERT_TRUE(GetUserNameW(user, &size));
+    const QString user = userName();
+    ASSERT_FALSE(user.isEmpty());
     const std::pair<Zarn_FORM_TAG, QString> tags[] = {
         {Zarn_FORM_TAG_COMPANY_KNOW_BASE, "kb"},
         {Zarn_FORM_TAG_COMPANY_NAME_LONG, QString::fromUtf8("\xC3\x84 \xF0\x9F\x98\x80 long")},
@@ -76,7 +75,7 @@ TEST_F(Tags, OfEachOwner)
         {Zarn_FORM_TAG_MODULE_FILE_NAME, "owner.original"},
         {Zarn_FORM_TAG_NAME_OF_DOMAIN, "a domain"},
         {Zarn_FORM_TAG_NAME_OF_SESSION, "Unknown"},
-        {Zarn_FORM_TAG_NAME_OF_USER, QString::fromWCharArray(user)},
+        {Zarn_FORM_TAG_NAME_OF_USER, user},
         {Zarn_FORM_TAG_PRODUCT_VERSION, "3.2"},
         {Zarn_FORM_TAG_SUITE_NAME, "suite"}};
     for (const auto& [tag, value] : tags)

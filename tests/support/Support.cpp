@@ -13,6 +13,7 @@
 #include <utility>
 
 #if !defined(_WIN32)
+#include <pwd.h>
 #include <unistd.h>
 #endif
 
@@ -87,6 +88,18 @@ QByteArray readFile(const std::wstring& path)
     QFile file(QString::fromStdWString(path));
     EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(file.fileName());
     return file.readAll();
+}
+
+QString userName()
+{
+#if defined(_WIN32)
+    wchar_t name[256];
+    DWORD size = 256;
+    return GetUserNameW(name, &size) ? QString::fromWCharArray(name) : QString();
+#else
+    const passwd* const user = getpwuid(geteuid());
+    return user ? QString::fromLocal8Bit(user->pw_name) : QString();
+#endif
 }
 
 bool runsUnderWine()

@@ -4,6 +4,7 @@
 #include <zmu/localize/ResourceModule.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
+#include <zmu/platform/Win32.h>
 
 #include <QByteArray>
 #include <QString>
@@ -44,6 +45,8 @@ class Folder {
 };
 
 QByteArray readFile(const std::wstring& path);
+/// Login name of the user that runs the tests.
+QString userName();
 /// Whether Windows is Wine, whose gaps are none of ours.
 bool runsUnderWine();
 /// Whether the system's message formatter makes a line break, CR LF, of a lone line feed.

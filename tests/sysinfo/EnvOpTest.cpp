@@ -1,6 +1,7 @@
 // The operating environment of machines that are made up here: what becomes of each fact, and of
 // each that is missing.
 #include <zmu/platform/Machine.h>
+#include <zmu/platform/Win32.h>
 #include <zmu/sysinfo/ZarnSysInfoEnvOp.h>
 
 #include <gtest/gtest.h>

@@ -1,25 +1,31 @@
 #include <zmu/foundation/Mutex.h>
 
+#include <zmu/platform/Win32.h>
+
+#include <memory>
+
 Mutex::Mutex()
 {
-    InitializeCriticalSection(&m_section);
+    InitializeCriticalSection(&m_section.make<CRITICAL_SECTION>());
 }
 
 Mutex::~Mutex()
 {
-    DeleteCriticalSection(&m_section);
+    auto& section = m_section.as<CRITICAL_SECTION>();
+    DeleteCriticalSection(&section);
+    std::destroy_at(&section);
 }
 
 int Mutex::lock()
 {
-    EnterCriticalSection(&m_section);
+    EnterCriticalSection(&m_section.as<CRITICAL_SECTION>());
     countLock();
     return 0;
 }
 
 bool Mutex::tryLock()
 {
-    if (!TryEnterCriticalSection(&m_section))
+    if (!TryEnterCriticalSection(&m_section.as<CRITICAL_SECTION>()))
         return false;
     countLock();
     return true;
@@ -37,7 +43,7 @@ bool Mutex::unlock()
     if (count == 0)
         return false;
     m_lockCount.store(count - 1, std::memory_order_relaxed);
-    LeaveCriticalSection(&m_section);
+    LeaveCriticalSection(&m_section.as<CRITICAL_SECTION>());
     return true;
 }
 

@@ -8,8 +8,8 @@
 #pragma once
 
 #include <zmu/foundation/Export.h>
+#include <zmu/foundation/PlatformRoom.h>
 #include <zmu/foundation/Types.h>
-#include <zmu/platform/Win32.h>
 
 #include <atomic>
 
@@ -36,10 +36,10 @@ class ZMU_API Mutex {
   private:
     void countLock();
 
-    CRITICAL_SECTION m_section;
+    zmu::PlatformRoom<64> m_section; ///< The platform's lock.
     /// How often the lock is held and not yet released. Changed by the holder only; unlock() reads
     /// it before it knows whether it is the holder.
-    std::atomic<ulong32> m_lockCount = 0;
+    std::atomic<zmu::ulong32> m_lockCount = 0;
 };
 
 /// The lock of a data set: a Mutex under a name of its own.

@@ -23,7 +23,7 @@ class ZMU_API SystemTime {
     /// The current moment.
     SystemTime();
     /// The moment `time`, in seconds since 1 January 1970, UTC; negative for one before.
-    SystemTime(i64 time);
+    SystemTime(zmu::i64 time);
 
     int Year() const { return m_local.tm_year + 1900; } ///< Such as 2026.
     int Month() const { return m_local.tm_mon + 1; }    ///< 1 to 12.
@@ -38,7 +38,7 @@ class ZMU_API SystemTime {
     operator UTL_String() const;
 
   private:
-    i64 m_time;
+    zmu::i64 m_time;
     std::tm m_local = {};
 };
 

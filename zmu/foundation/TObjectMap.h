@@ -44,14 +44,14 @@ class TObjectMap {
 
   public:
     /// Most buckets that a table has, far more than a machine can have threads.
-    static constexpr ulong32 maxBuckets = 4194304;
+    static constexpr zmu::ulong32 maxBuckets = 4194304;
 
     /// Builds a table of at least `bucketCount` buckets: the next power of two, 8 or more. Throws
     /// std::out_of_range when that is above `maxBuckets`, std::bad_alloc when memory is short.
-    explicit TObjectMap(ulong32 bucketCount)
+    explicit TObjectMap(zmu::ulong32 bucketCount)
     {
         m_map.max_load_factor(maxLoad);
-        ulong32 count = minBuckets;
+        zmu::ulong32 count = minBuckets;
         while (count < bucketCount && count < maxBuckets)
             count *= 2;
         if (count < bucketCount)
@@ -121,14 +121,14 @@ class TObjectMap {
 
     /// Buckets that the table was last built for: a power of two from 8 to `maxBuckets`. The
     /// container below may round it up to a size that suits it better.
-    ulong32 bucketCount()
+    zmu::ulong32 bucketCount()
     {
         Synchronized guard(m_mutex);
         return m_bucketCount;
     }
 
   private:
-    static constexpr ulong32 minBuckets = 8;
+    static constexpr zmu::ulong32 minBuckets = 8;
     static constexpr float maxLoad = 4.0F;
     static constexpr int doublingsOfGrowth = 3;
 
@@ -136,7 +136,7 @@ class TObjectMap {
 
     static std::int32_t hashed(const K& key) { return static_cast<std::int32_t>(key); }
 
-    static bool isOverloaded(std::size_t entries, ulong32 buckets)
+    static bool isOverloaded(std::size_t entries, zmu::ulong32 buckets)
     {
         return static_cast<double>(entries) / buckets > maxLoad;
     }
@@ -145,13 +145,13 @@ class TObjectMap {
     {
         if (!isOverloaded(entries, m_bucketCount) || m_bucketCount >= maxBuckets)
             return;
-        ulong32 count = m_bucketCount;
+        zmu::ulong32 count = m_bucketCount;
         for (int i = 0; i < doublingsOfGrowth && count < maxBuckets; ++i)
             count *= 2;
         rebuild(count);
     }
 
-    void rebuild(ulong32 count)
+    void rebuild(zmu::ulong32 count)
     {
         m_map.rehash(count);
         m_bucketCount = count;
@@ -159,7 +159,7 @@ class TObjectMap {
 
     Table m_map;
     Mutex m_mutex;
-    ulong32 m_bucketCount = 0;
+    zmu::ulong32 m_bucketCount = 0;
 
   public:
     /// Walks the map in no particular order.

@@ -2,6 +2,7 @@
 #include <zmu/foundation/internal/LoadString.h>
 #include <zmu/localize/ResourceModule.h>
 #include <zmu/platform/EntryPoint.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cctype>

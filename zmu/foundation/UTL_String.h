@@ -11,12 +11,12 @@
 #include <zmu/foundation/Export.h>
 #include <zmu/foundation/Types.h>
 #include <zmu/foundation/UTL_Exception.h>
-#include <zmu/platform/Win32.h>
+#include <zmu/platform/Host.h>
 
 #include <cstddef>
 
 /// The representation that holds a string's text.
-enum class StringEncoding : u64 {
+enum class StringEncoding : zmu::u64 {
     Narrow = 1, ///< char, in the system's narrow code page (UTF-8 outside Windows)
     Wide = 2,   ///< wchar_t
 };
@@ -33,7 +33,7 @@ enum class StringEncoding : u64 {
 class ZMU_API UTL_String {
   public:
     /// What a search returns that finds nothing; as a count, "to the end".
-    static constexpr u64 npos = ~u64(0);
+    static constexpr zmu::u64 npos = ~zmu::u64(0);
 
     // ---- Construction ----
 
@@ -64,7 +64,7 @@ class ZMU_API UTL_String {
 
     // ---- Reading ----
 
-    u64 length() const { return m_length; }
+    zmu::u64 length() const { return m_length; }
     /// The text as wide or narrow, terminated, never null.
     const wchar_t* wideText() const;
     const char* narrowText() const;
@@ -74,7 +74,7 @@ class ZMU_API UTL_String {
     int toInt() const;
     /// Elements that the text needs in encoding `target`. Throws BadNarrowArguments for a `target`
     /// that is no encoding.
-    u64 convertedLength(StringEncoding target) const;
+    zmu::u64 convertedLength(StringEncoding target) const;
 
     // ---- Changing ----
 
@@ -96,14 +96,14 @@ class ZMU_API UTL_String {
     /// Replaces the text by that of a window, in the encoding asked for, and returns its length. A
     /// null window gives an empty text. Throws BadArguments when the text changes meanwhile, and
     /// UnknownEncoding.
-    u64 loadWindowText(HWND window, StringEncoding encoding);
+    zmu::u64 loadWindowText(HWND window, StringEncoding encoding);
 
     // ---- New strings; this one stays as it is ----
 
     /// Both texts in this string's encoding, with the losses of that conversion.
     UTL_String operator+(const UTL_String& other) const;
     /// At most `count` elements from `start`; empty when `start` is behind the end.
-    UTL_String substring(u64 start, u64 count) const;
+    UTL_String substring(zmu::u64 start, zmu::u64 count) const;
     /// Without the double quotes, if it begins and ends with one.
     UTL_String stripQuotes() const;
     /// The text before the first delimiter that occurs at all, in the order of `delimiters` and not
@@ -138,28 +138,28 @@ class ZMU_API UTL_String {
 
     /// Lowest index at or above `from`, or npos. An empty `text` is found at `from`. Characters are
     /// searched, and their index counts, in the text of the character's own width.
-    u64 find(const UTL_String& text, u64 from = 0) const;
-    u64 find(char c, u64 from = 0) const;
-    u64 find(wchar_t c, u64 from = 0) const;
+    zmu::u64 find(const UTL_String& text, zmu::u64 from = 0) const;
+    zmu::u64 find(char c, zmu::u64 from = 0) const;
+    zmu::u64 find(wchar_t c, zmu::u64 from = 0) const;
     /// Highest index at or above `from`, or npos.
-    u64 findLast(const UTL_String& text, u64 from = 0) const;
-    u64 findLast(char c, u64 from = 0) const;
-    u64 findLast(wchar_t c, u64 from = 0) const;
+    zmu::u64 findLast(const UTL_String& text, zmu::u64 from = 0) const;
+    zmu::u64 findLast(char c, zmu::u64 from = 0) const;
+    zmu::u64 findLast(wchar_t c, zmu::u64 from = 0) const;
     /// Whether the narrow text has the form of `pattern`: "?" is any one byte, "*" any run, but a
     /// run at the end of the pattern is empty: "a*" matches "a" and not "ab".
     bool matches(const UTL_String& pattern) const;
 
   protected:
     /// Makes `elements` (from new[], terminated) the text and owns it from then on.
-    void adopt(char* elements, u64 length);
-    void adopt(wchar_t* elements, u64 length);
+    void adopt(char* elements, zmu::u64 length);
+    void adopt(wchar_t* elements, zmu::u64 length);
 
     // The buffer that m_encoding names is the text; the other one is what the last conversion left,
     // and is never read as the text. A text of length 0 may have no buffer.
     mutable wchar_t* m_wide = nullptr;
     mutable char* m_narrow = nullptr;
-    u64 m_length = 0;
-    u64 m_encoding = static_cast<u64>(StringEncoding::Narrow);
+    zmu::u64 m_length = 0;
+    zmu::u64 m_encoding = static_cast<zmu::u64>(StringEncoding::Narrow);
 
   private:
     StringEncoding activeEncoding() const;
@@ -172,16 +172,16 @@ class ZMU_API UTL_String {
     template <class Body>
     auto withActiveText(Body body) const;
     template <class Char>
-    void assign(const Char* text, u64 length);
+    void assign(const Char* text, zmu::u64 length);
     template <class Char>
     void loadFromNamedModule(HMODULE module, unsigned id, unsigned capacity);
     template <class Char>
     void loadWindow(HWND window);
     template <class Char>
-    u64 findElement(Char c, u64 from) const;
+    zmu::u64 findElement(Char c, zmu::u64 from) const;
     template <class Char>
-    u64 findLastElement(Char c, u64 from) const;
-    bool holdsAt(u64 index, const UTL_String& text) const;
+    zmu::u64 findLastElement(Char c, zmu::u64 from) const;
+    bool holdsAt(zmu::u64 index, const UTL_String& text) const;
     UTL_String mapBytes(int (*map)(int)) const;
 };
 

@@ -83,8 +83,8 @@ class WideBuffer {
         if (count != 0)
             std::wmemmove(m_text + at, text, count);
         const std::size_t written = at + count;
-        const std::size_t end = std::min(written, N - 1);
-        zeroFrom(end, std::max(m_used, written));
+        const std::size_t end = (std::min)(written, N - 1);
+        zeroFrom(end, (std::max)(m_used, written));
         m_used = end;
         return written < N;
     }

@@ -1,6 +1,8 @@
 // Environment references, and references in what they stand for.
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
+#include <zmu/platform/Win32.h>
+
 #include <algorithm>
 #include <cstddef>
 

@@ -4,6 +4,7 @@
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/foundation/WideBuffer.h>
 #include <zmu/foundation/internal/WideFormat.h>
+#include <zmu/platform/Win32.h>
 
 #include <cwchar>
 

@@ -1,6 +1,8 @@
 // Numbers with the sign and the groups of the user's locale.
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
+#include <zmu/platform/Win32.h>
+
 #include <algorithm>
 #include <cctype>
 #include <clocale>

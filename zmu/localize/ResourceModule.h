@@ -8,10 +8,10 @@
 //     ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
 //     {
 //         if (id != 100) {
-//             SetLastError(ERROR_FILE_NOT_FOUND); // "no such string"
+//             SetLastError(zmu::StringUnknown);
 //             return 0;
 //         }
-//         SetLastError(0);
+//         SetLastError(zmu::StringFound);
 //         return swprintf(buffer, bufferMax, L"2~0||``Hello.`");
 //     }
 //
@@ -24,7 +24,7 @@
 // (CMake: ENABLE_EXPORTS).
 #pragma once
 
-#include <zmu/platform/Win32.h>
+#include <zmu/platform/Host.h>
 
 #if defined(_WIN32)
 #define ZMU_RESOURCE_MODULE_ENTRY extern "C" __declspec(dllexport)
@@ -36,6 +36,10 @@ namespace zmu {
 
 /// Shape of a resource module's entry.
 using LoadStringFunction = int (*)(unsigned int id, wchar_t* buffer, int bufferMax);
+
+/// What it leaves as the last error.
+inline constexpr ulong32 StringFound = 0;
+inline constexpr ulong32 StringUnknown = 2;
 
 /// Name under which a module exports it.
 inline constexpr char LoadStringEntry[] = "ZRLoadStringW";

@@ -1,6 +1,8 @@
 // The built-in string table: every text that the library asks for by ID.
 #include <zmu/localize/StringTable.h>
 
+#include <zmu/platform/Win32.h>
+
 #include <QObject>
 #include <QString>
 

@@ -2,6 +2,7 @@
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
 #include <zmu/foundation/SystemTime.h>
+#include <zmu/platform/Win32.h>
 
 std::tm& ZarnLocalizeHelpers::mapSYSTEMTIME_to_tm(const SYSTEMTIME& time, std::tm& result,
                                                   int isDst)

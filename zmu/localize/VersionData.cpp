@@ -4,6 +4,7 @@
 
 #include <zmu/foundation/internal/Texts.h>
 #include <zmu/foundation/internal/WideFormat.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cstring>

@@ -12,7 +12,7 @@
 #include <zmu/foundation/Export.h>
 #include <zmu/foundation/Types.h>
 #include <zmu/log/ZarnForm.h>
-#include <zmu/platform/Win32.h>
+#include <zmu/platform/Host.h>
 
 #include <atomic>
 #include <ctime>
@@ -43,18 +43,18 @@ class ZMU_API ZarnLocalizeHelpers {
     /// 0 and an empty `buffer` when it has too few, when the system does not know the user's
     /// locale, and for a negative value where the locale has no negative sign (as "C" has none).
     /// All of `buffer` that is not in use becomes zero.
-    static u64 convertIntToPunctuatedStrA(i64 value, char* buffer, u64 capacity);
-    static u64 convertIntToPunctuatedStrW(i64 value, wchar_t* buffer, u64 capacity);
+    static zmu::u64 convertIntToPunctuatedStrA(zmu::i64 value, char* buffer, zmu::u64 capacity);
+    static zmu::u64 convertIntToPunctuatedStrW(zmu::i64 value, wchar_t* buffer, zmu::u64 capacity);
 
     /// Reads the number at the start of `text`, after white space and a sign of the locale. Reading
     /// ends at `length` elements, at the terminator, or at the first character that is neither a
     /// digit nor the separator, which may stand anywhere. False and 0 without a digit, for a number
     /// beyond 64 bits and for a `length` below 2: a text of one digit is refused. One digit too
     /// many may also wrap around, which is not noticed.
-    static bool convertPunctuatedStrToIntA(char* text, u64 length, i64& value);
+    static bool convertPunctuatedStrToIntA(char* text, zmu::u64 length, zmu::i64& value);
     /// The same, but `text` is terminated and has up to 63 elements, all of which are read; of
     /// `length` only that it is 2 or more counts.
-    static bool convertPunctuatedStrToIntW(wchar_t* text, u64 length, i64& value);
+    static bool convertPunctuatedStrToIntW(wchar_t* text, zmu::u64 length, zmu::i64& value);
 
     // ---- Time ----
     //
@@ -81,9 +81,10 @@ class ZMU_API ZarnLocalizeHelpers {
     /// `destination`, with its length in `length`. Null and 0 when an argument is null, `limit` is
     /// below 2, a pass has no room, or names lead back to each other without end.
     static char* expandEnvironmentVarStrsA(char* source, char* destination, char* scratch,
-                                           u64& length, ulong32 limit);
+                                           zmu::u64& length, zmu::ulong32 limit);
     static wchar_t* expandEnvironmentVarStrsW(wchar_t* source, wchar_t* destination,
-                                              wchar_t* scratch, u64& length, ulong32 limit);
+                                              wchar_t* scratch, zmu::u64& length,
+                                              zmu::ulong32 limit);
 
     // ---- The library's own strings ----
 
@@ -126,28 +127,28 @@ class ZMU_API ZarnLocalizeHelpers {
                                             const wchar_t* translationBlock);
     /// The same as the key "040904B0", into a `buffer` that must have 16 elements. By block, a
     /// `capacity` below 9 is a failure; by module or file it only tells how much is emptied first.
-    static bool extractModuleVerTranslation(HINSTANCE module, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerTranslation(HINSTANCE module, wchar_t* buffer, zmu::u64 capacity,
                                             const wchar_t* translationBlock);
-    static bool extractModuleVerTranslation(const wchar_t* file, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerTranslation(const wchar_t* file, wchar_t* buffer, zmu::u64 capacity,
                                             const wchar_t* translationBlock);
-    static bool extractModuleVerTranslation(void*& block, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerTranslation(void*& block, wchar_t* buffer, zmu::u64 capacity,
                                             const wchar_t* translationBlock);
 
     /// Copies one value, cut to `capacity` elements. `infoBlock` is L"StringFileInfo" and
     /// `separator` a backslash. `translation` is a key, used unchecked; if null or empty it is read
     /// from the module. False when there is no such value.
-    static bool extractModuleVerValue(HINSTANCE module, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerValue(HINSTANCE module, wchar_t* buffer, zmu::u64 capacity,
                                       const wchar_t* valueName, const wchar_t* translation,
                                       const wchar_t* infoBlock, wchar_t separator);
-    static bool extractModuleVerValue(const wchar_t* file, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerValue(const wchar_t* file, wchar_t* buffer, zmu::u64 capacity,
                                       const wchar_t* valueName, const wchar_t* translation,
                                       const wchar_t* infoBlock, wchar_t separator);
-    static bool extractModuleVerValue(void*& block, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerValue(void*& block, wchar_t* buffer, zmu::u64 capacity,
                                       const wchar_t* valueName, const wchar_t* translation,
                                       const wchar_t* infoBlock, wchar_t separator);
 
     /// The value whose name is intrinsic string `valueNameId`, 13003 to 13011; else as above.
-    static bool extractModuleVerValueSFI_(void*& block, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerValueSFI_(void*& block, wchar_t* buffer, zmu::u64 capacity,
                                           unsigned int valueNameId, const wchar_t* translation,
                                           const wchar_t* infoBlock, wchar_t separator);
 
@@ -157,7 +158,7 @@ class ZMU_API ZarnLocalizeHelpers {
     //                                       const wchar_t* translation, const wchar_t* infoBlock,
     //                                       wchar_t separator)
 #define ZMU_VERSION_VALUE_OF(MODULE, NAME, ID)                                                     \
-    static bool extractModuleVerValueSFI_##NAME(MODULE module, wchar_t* buffer, u64 capacity,      \
+    static bool extractModuleVerValueSFI_##NAME(MODULE module, wchar_t* buffer, zmu::u64 capacity, \
                                                 const wchar_t* translation,                        \
                                                 const wchar_t* infoBlock, wchar_t separator)       \
     {                                                                                              \
@@ -185,7 +186,7 @@ class ZMU_API ZarnLocalizeHelpers {
     /// The version that a log shows for `tag`, Zarn_FORM_TAG_FILE_VERSION or _PRODUCT_VERSION: that
     /// of "pv.dll", where a product keeps its version in one place, or else that of `module`. False
     /// for any other tag, a capacity below 2, and when neither has one.
-    static bool obtainVersionZGW(wchar_t* buffer, u64 capacity, Zarn_FORM_TAG tag,
+    static bool obtainVersionZGW(wchar_t* buffer, zmu::u64 capacity, Zarn_FORM_TAG tag,
                                  HINSTANCE module);
 
     // ---- Errors ----
@@ -200,12 +201,12 @@ class ZMU_API ZarnLocalizeHelpers {
 
   protected:
     /// Copies the value at `address`, such as "\StringFileInfo\040904B0\CompanyName".
-    static bool extractModuleVerValue_(void*& block, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerValue_(void*& block, wchar_t* buffer, zmu::u64 capacity,
                                        const wchar_t* address);
-    static bool extractModuleVerValueSFI_(HINSTANCE module, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerValueSFI_(HINSTANCE module, wchar_t* buffer, zmu::u64 capacity,
                                           unsigned int valueNameId, const wchar_t* translation,
                                           const wchar_t* infoBlock, wchar_t separator);
-    static bool extractModuleVerValueSFI_(const wchar_t* file, wchar_t* buffer, u64 capacity,
+    static bool extractModuleVerValueSFI_(const wchar_t* file, wchar_t* buffer, zmu::u64 capacity,
                                           unsigned int valueNameId, const wchar_t* translation,
                                           const wchar_t* infoBlock, wchar_t separator);
 

@@ -11,6 +11,7 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZarnDataZGW.h>
+#include <zmu/platform/Win32.h>
 
 #include <QFile>
 #include <QFileInfo>

@@ -8,6 +8,7 @@
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Inserts.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cwchar>

@@ -13,6 +13,7 @@
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/platform/Files.h>
+#include <zmu/platform/Win32.h>
 
 #include <QFile>
 #include <QTextStream>

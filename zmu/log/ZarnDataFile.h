@@ -12,7 +12,7 @@ class QTextStream;
 /// under the data set's lock.
 struct ZMU_API ZarnDataFile {
     // The log file.
-    u64 m_logByteCount = 0;             ///< Bytes counted toward the limit; saturates.
+    zmu::u64 m_logByteCount = 0;        ///< Bytes counted toward the limit; saturates.
     QTextStream* m_logStream = nullptr; ///< The open log; owns its file through its device.
     wchar_t* m_logName = nullptr;       ///< Full path.
     Zarn_LOG m_logKind = Zarn_LOG_HTML;
@@ -28,19 +28,19 @@ struct ZMU_API ZarnDataFile {
     // The compiled sections: a format, and for insert n+1 its variable n and its value n.
     int m_bodyVarCount = 0;
     Zarn_FORM_VAR* m_bodyVars = nullptr;
-    u64* m_bodyValues = nullptr;
+    zmu::u64* m_bodyValues = nullptr;
     unsigned int m_entryColorEven = 0; ///< ENTRY_COLOR while the situations count is even.
     unsigned int m_entryColorOdd = 0;
     wchar_t* m_bodyFormat = nullptr;
     int m_tailPosition = 0; ///< Byte position at which the next entry is written.
     int m_headVarCount = 0;
     Zarn_FORM_VAR* m_headVars = nullptr;
-    u64* m_headValues = nullptr;
+    zmu::u64* m_headValues = nullptr;
     wchar_t* m_headFormat = nullptr;
     bool m_headHasEntryId = false;
     int m_tailVarCount = 0;
     Zarn_FORM_VAR* m_tailVars = nullptr;
-    u64* m_tailValues = nullptr;
+    zmu::u64* m_tailValues = nullptr;
     bool m_tailCountsBytes = true; ///< The next tail adds to m_logByteCount.
     wchar_t* m_tailFormat = nullptr;
     bool m_tailHasEntryId = false;

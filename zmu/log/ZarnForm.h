@@ -63,7 +63,7 @@ enum Zarn_FORM_TAG : int {
 inline constexpr int Zarn_FORM_TAGS_QTY = 15;
 
 /// Bits of a mask of sections.
-inline constexpr ulong32 SECTION_HEAD = 1;
-inline constexpr ulong32 SECTION_BODY = 2;
-inline constexpr ulong32 SECTION_TAIL = 4;
-inline constexpr ulong32 SECTIONS_ALL = SECTION_HEAD | SECTION_BODY | SECTION_TAIL;
+inline constexpr zmu::ulong32 SECTION_HEAD = 1;
+inline constexpr zmu::ulong32 SECTION_BODY = 2;
+inline constexpr zmu::ulong32 SECTION_TAIL = 4;
+inline constexpr zmu::ulong32 SECTIONS_ALL = SECTION_HEAD | SECTION_BODY | SECTION_TAIL;

@@ -19,7 +19,7 @@ class ArgumentBlock {
     /// cursor to them.
     char** load(const u64* values, const SlotKind* kinds, std::size_t count)
     {
-        count = std::min(count, ArgumentSlotsQty);
+        count = (std::min)(count, ArgumentSlotsQty);
         std::fill(std::copy_n(values, count, m_slots), m_slots + ArgumentSlotsQty, u64{0});
         std::fill(std::copy_n(kinds, count, m_kinds), m_kinds + ArgumentSlotsQty,
                   SlotKind::Unknown);

@@ -10,6 +10,7 @@
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
 #include <zmu/monitor/internal/TokenList.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cwchar>

@@ -3,6 +3,7 @@
 
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cstdarg>

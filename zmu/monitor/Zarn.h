@@ -77,8 +77,8 @@ class ZMU_API Zarn {
     /// `flags` holds 0x2400 and the line width in its low byte. Returns the length without the
     /// terminator, 0 on failure with the last error set. `inserts` must have every slot that
     /// `format` names.
-    static ulong32 formatMessage(ulong32 flags, const wchar_t* format, wchar_t* output,
-                                 int outputSize, u64* inserts);
+    static zmu::ulong32 formatMessage(zmu::ulong32 flags, const wchar_t* format, wchar_t* output,
+                                      int outputSize, zmu::u64* inserts);
 
     // ---- Situations -----------------------------------------------------------------------------------
 
@@ -90,7 +90,7 @@ class ZMU_API Zarn {
     bool respondToSituation(int situationID, void* resourceModule, Args... args)
     {
         static_assert(sizeof...(args) <= zmu::ArgumentSlotsQty, "more arguments than fillers");
-        const std::array<u64, sizeof...(args)> values{zmu::toArgumentSlot(args)...};
+        const std::array<zmu::u64, sizeof...(args)> values{zmu::toArgumentSlot(args)...};
         const std::array<zmu::SlotKind, sizeof...(args)> kinds{zmu::slotKindOf<Args>()...};
         return respondWithValues(situationID, resourceModule, values.data(), kinds.data(),
                                  values.size());
@@ -124,7 +124,7 @@ class ZMU_API Zarn {
     // ---- What is known of the calling thread's situation ---------------------------------------------
 
     unsigned int getArg_UInt(int index) const;
-    u64* getDescriptionFillers() const;
+    zmu::u64* getDescriptionFillers() const;
     /// Copies the text into `size` elements, cut if need be; false without a buffer or a text.
     bool getDescriptionForDisplay(wchar_t* buffer, int size) const;
     bool getDescriptionForLogFile(wchar_t* buffer, int size) const;
@@ -135,22 +135,23 @@ class ZMU_API Zarn {
     // ---- Settings and state of the data set -------------------------------------------------------------
 
     Zarn_FUZZY_CHOICE canRespondToSituations() const;
-    u64 getBehaviorCriteria() const;
+    zmu::u64 getBehaviorCriteria() const;
     HWND getDisplayDlgBoxParent() const;
     bool getFileLogName(wchar_t* buffer, std::size_t size) const;
     Zarn_DX_MODE getSituationMode() const;
-    ulong32 getSituationsCount() const;
-    ulong32 getSituationsQty() const;
+    zmu::ulong32 getSituationsCount() const;
+    zmu::ulong32 getSituationsQty() const;
     wchar_t* getTag(Zarn_FORM_TAG tag) const;
     /// Sets the criteria of every registered monitor, not only of this one.
-    void setBehaviorCriteria(u64 criteria);
+    void setBehaviorCriteria(zmu::u64 criteria);
     ZarnDisplayFunction setDisplayDlgBoxFunction(ZarnDisplayFunction function);
     HWND setDisplayDlgBoxParent(HWND parent);
-    bool setLogFileByteCountLimit(u64 limit, u64& previous);
+    bool setLogFileByteCountLimit(zmu::u64 limit, zmu::u64& previous);
     void* setResourceModule(void* module);
 
-    const wchar_t* formatLogHyperlink(ulong32 code, unsigned int stringID, UTL_String& out) const;
-    const wchar_t* formatLogHyperlinkWinSDK(ulong32 code) const;
+    const wchar_t* formatLogHyperlink(zmu::ulong32 code, unsigned int stringID,
+                                      UTL_String& out) const;
+    const wchar_t* formatLogHyperlinkWinSDK(zmu::ulong32 code) const;
 
     // ---- Self-diagnosis ---------------------------------------------------------------------------------
 
@@ -171,7 +172,7 @@ class ZMU_API Zarn {
     {
         return std::atomic_ref<int>(const_cast<int&>(m_selfDX_Code));
     }
-    bool respondWithValues(int situationID, void* resourceModule, const u64* values,
+    bool respondWithValues(int situationID, void* resourceModule, const zmu::u64* values,
                            const zmu::SlotKind* kinds, std::size_t count);
 
     static Zarn* m_zarnMonitors[10];

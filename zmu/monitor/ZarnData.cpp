@@ -6,6 +6,7 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/platform/EntryPoint.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <climits>

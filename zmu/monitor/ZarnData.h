@@ -39,7 +39,7 @@ class ZMU_API ZarnData {
     /// `nonnativeInstantiatorID` 0: this process runs natively and writes its own log. Any other
     /// value names the instantiator whose situations travel through the proxy. Throws only when
     /// memory for the object itself is missing.
-    explicit ZarnData(const i64& nonnativeInstantiatorID = 0);
+    explicit ZarnData(const zmu::i64& nonnativeInstantiatorID = 0);
     ZarnData(const ZarnData&) = delete;
     ZarnData& operator=(const ZarnData&) = delete;
 
@@ -47,7 +47,7 @@ class ZMU_API ZarnData {
 
   protected:
     /// Whether the sections of `mask` can make a log of `kind`: 146, 154, 164, 197, 205, 206.
-    virtual bool areLogFileFormSectionsUsable(ulong32 mask, Zarn_LOG kind);
+    virtual bool areLogFileFormSectionsUsable(zmu::ulong32 mask, Zarn_LOG kind);
 
   public:
     /// Moves everything out of `other` into this data set, which must hold neither a lock nor an
@@ -89,23 +89,23 @@ class ZMU_API ZarnData {
                                             Zarn_LOG kind, int charSet, int& dxCode);
     virtual bool isValidLogFileNomenclature(const char* logName, const char* formName,
                                             Zarn_LOG kind, int charSet, int& dxCode);
-    virtual bool learnLogFileForm(ulong32 mask);
+    virtual bool learnLogFileForm(zmu::ulong32 mask);
     virtual bool learnLogFileFormInjectors(long injectorStart);
     virtual bool learnLogFileFormSectionFinished(unsigned int stringId, wchar_t** format,
-                                                 int& varCount, Zarn_FORM_VAR** vars, u64** values,
-                                                 bool* hasEntryId);
+                                                 int& varCount, Zarn_FORM_VAR** vars,
+                                                 zmu::u64** values, bool* hasEntryId);
     virtual bool learnLogFileFormSectionFinished(long start, std::size_t length, wchar_t* buffer,
                                                  std::size_t bufferLength, wchar_t** format,
-                                                 int& varCount, Zarn_FORM_VAR** vars, u64** values,
-                                                 bool* hasEntryId);
+                                                 int& varCount, Zarn_FORM_VAR** vars,
+                                                 zmu::u64** values, bool* hasEntryId);
     virtual bool learnLogFileFormSectionFinishedBasic(wchar_t** format, int& varCount,
-                                                      Zarn_FORM_VAR** vars, u64** values,
+                                                      Zarn_FORM_VAR** vars, zmu::u64** values,
                                                       bool* hasEntryId);
-    virtual bool learnLogFileFormSectionsFinished(ulong32 mask, Zarn_LOG kind);
+    virtual bool learnLogFileFormSectionsFinished(zmu::ulong32 mask, Zarn_LOG kind);
     virtual bool learnLogFileFormSectionsFinished(long headStart, std::size_t headLength,
                                                   long bodyStart, std::size_t bodyLength,
                                                   long tailStart, std::size_t tailLength,
-                                                  ulong32 mask);
+                                                  zmu::ulong32 mask);
     virtual bool learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
                                              std::size_t& headLength, long& bodyStart,
                                              std::size_t& bodyLength, long& tailStart,
@@ -118,11 +118,11 @@ class ZMU_API ZarnData {
 
   protected:
     /// Whether the sections of `mask` use an injector that the form defines. A decision, no status.
-    virtual bool mustLearnLogFileFormInjectors(long injectorStart, ulong32 mask);
-    virtual bool obtainLogFileFormData(ulong32 mask);
+    virtual bool mustLearnLogFileFormInjectors(long injectorStart, zmu::ulong32 mask);
+    virtual bool obtainLogFileFormData(zmu::ulong32 mask);
     virtual bool openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* name,
                           int openMode);
-    virtual bool processFileLogForm(ulong32 mask);
+    virtual bool processFileLogForm(zmu::ulong32 mask);
 
   public:
     /// Stores the names and the kind of the log for a later establishLogFile; forgets the data
@@ -169,13 +169,13 @@ class ZMU_API ZarnData {
     /// Null is ignored; returns the previous function.
     ZarnTraitsAssessor setSituationResponseTraitsAssessor(ZarnTraitsAssessor assessor);
     /// Buckets of the thread map, above 0, before initialize; returns the previous size.
-    ulong32 sizeMapOfDataForThreads(ulong32 size);
+    zmu::ulong32 sizeMapOfDataForThreads(zmu::ulong32 size);
     ZarnDisplayFunction setDisplayDlgBoxFunction(ZarnDisplayFunction function);
     HWND setDisplayDlgBoxParent(HWND parent);
     /// Makes the engines from now on, so that a subclass can stand in; null is ignored. Returns the
     /// previous factory.
     ZarnEngineFactory setEngineFactory(ZarnEngineFactory factory);
-    i64 setNonnativeInstantiatorID(const i64& id);
+    zmu::i64 setNonnativeInstantiatorID(const zmu::i64& id);
     Zarn* setOwner(Zarn* owner);
     int setSelfDX_Code(int code) const;
     HMODULE setSelfResourceModule(HMODULE module);
@@ -185,7 +185,7 @@ class ZMU_API ZarnData {
     /// the previous one, null if the lock was refused. Enters the lock.
     void* setResourceModule(void* module);
     /// Swaps the criteria word; returns the previous one. Enters the lock.
-    u64 setBehaviorCriteria(u64 criteria);
+    zmu::u64 setBehaviorCriteria(zmu::u64 criteria);
     /// Copies the caption of the display dialog; null forgets it.
     bool recordDialogBoxCaption(const char* caption);
     bool recordDialogBoxCaption(const wchar_t* caption);
@@ -223,14 +223,14 @@ class ZMU_API ZarnData {
     int getArgsIntQty() const { return m_argsIntQty; }
     int getArgsStrQty() const { return m_argsStrQty; }
     int getArgsUIntQty() const { return m_argsUIntQty; }
-    u64 getBehaviorCriteria() const { return m_behaviorCriteria; }
+    zmu::u64 getBehaviorCriteria() const { return m_behaviorCriteria; }
     int getCharSetExternal() const { return m_charSetExternal; }
     int getDescriptionAffixID_Min() const { return m_descriptionAffixID_Min; }
     int getDescriptionAffixIDsQty() const { return m_descriptionAffixIDsQty; }
     wchar_t getDescriptionDisplayDupeOp() const { return m_descriptionDisplayDupeOp; }
-    u8 getDescriptionDisplayLineWd() const { return m_descriptionDisplayLineWd; }
+    zmu::u8 getDescriptionDisplayLineWd() const { return m_descriptionDisplayLineWd; }
     int getDescriptionFillersQty() const { return m_descriptionFillersQty; }
-    u8 getDescriptionLogFileLineWd() const { return m_descriptionLogFileLineWd; }
+    zmu::u8 getDescriptionLogFileLineWd() const { return m_descriptionLogFileLineWd; }
     wchar_t* getDisplayDlgBoxCaption() const { return m_displayDlgBoxCaption; }
     ZarnDisplayFunction getDisplayDlgBoxFunction() const { return m_displayDlgBoxFunction; }
     HWND getDisplayDlgBoxParent() const { return m_displayDlgBoxParent; }
@@ -239,8 +239,8 @@ class ZMU_API ZarnData {
     wchar_t* getFileLogName() const { return m_fileLog.m_logName; }
     /// Copies the name of the open log. 61 to 64; `buffer` is empty then. Enters the lock.
     bool getFileLogName(wchar_t* buffer, std::size_t size);
-    u64 getLogFileByteCountLimit() const { return m_logFileByteCountLimit; }
-    i64 getNonnativeInstantiatorID() const { return m_nonnativeInstantiatorID; }
+    zmu::u64 getLogFileByteCountLimit() const { return m_logFileByteCountLimit; }
+    zmu::i64 getNonnativeInstantiatorID() const { return m_nonnativeInstantiatorID; }
     Zarn* getOwner() const { return m_owner; }
     ZarnPlugIn* getPlugIns() const { return m_plugIns; }
     int getPlugInsQty() const { return m_plugInsQty; }
@@ -256,8 +256,8 @@ class ZMU_API ZarnData {
     {
         return m_situationResponseTraitsAssessor;
     }
-    ulong32 getSituationsCount() const { return m_situationsCount; }
-    ulong32 getSituationsQty() const { return m_situationsQty; }
+    zmu::ulong32 getSituationsCount() const { return m_situationsCount; }
+    zmu::ulong32 getSituationsQty() const { return m_situationsQty; }
     bool isInstantiatorRunningNatively() const { return m_nonnativeInstantiatorID == 0; }
     /// True while a successor gets its first entry, the note about its series.
     bool isNotingSeries() const { return m_isNotingSeries; }
@@ -272,10 +272,10 @@ class ZMU_API ZarnData {
     bool reestablishLogFile(const bool& force);
     /// Sets the byte limit, 1048576 to 78643200; a log that has reached it is replaced at once.
     /// `previous` receives the old limit, 0 on failure. 115 to 118. Enters the lock.
-    bool setLogFileByteCountLimit(u64 limit, u64& previous);
+    bool setLogFileByteCountLimit(zmu::u64 limit, zmu::u64& previous);
     /// Both return the new count, which saturates at 0xFFFFFFFF and at 0.
-    ulong32 incrementSituationsCount(ulong32 n);
-    ulong32 decrementSituationsCount(ulong32 n);
+    zmu::ulong32 incrementSituationsCount(zmu::ulong32 n);
+    zmu::ulong32 decrementSituationsCount(zmu::ulong32 n);
 
     /// Records the product's log settings for the process, for the getters below.
     static void setLogVariables(const wchar_t* directory, unsigned int outputLevel,
@@ -291,22 +291,23 @@ class ZMU_API ZarnData {
     // ---- Criteria and traits ---------------------------------------------------------------------------
 
     /// Whether any respond bit is set: 1 or 0.
-    static Zarn_FUZZY_CHOICE canRespondToSituations(const u64& criteria);
+    static Zarn_FUZZY_CHOICE canRespondToSituations(const zmu::u64& criteria);
     Zarn_FUZZY_CHOICE canRespondToSituations() const;
     /// The default assessor: the respond bits, and any level field that approves.
-    static bool approveSituationResponseTraits(const u64& criteria, const u64& traits);
+    static bool approveSituationResponseTraits(const zmu::u64& criteria, const zmu::u64& traits);
     /// One field: `mask` shifted left by `shift`. A situation's level is approved if it is not
     /// above the criteria's; a level of 0 on either side never is.
-    static bool approveSituationResponseTraitsLevel(const u64& criteria, const u64& traits,
-                                                    const u64& mask, const u64& shift);
+    static bool approveSituationResponseTraitsLevel(const zmu::u64& criteria,
+                                                    const zmu::u64& traits, const zmu::u64& mask,
+                                                    const zmu::u64& shift);
     /// Asks the assessor with this data set's criteria.
-    bool approveSituationResponseTraits(const u64& traits) const;
+    bool approveSituationResponseTraits(const zmu::u64& traits) const;
     /// The word spoken with the proxy: kind 1 gives 11, kind 2 the bit of each approving field.
     /// True if `enablements` is non-zero.
-    bool approveSituationResponseTraits(unsigned int kind, const u64& traits,
+    bool approveSituationResponseTraits(unsigned int kind, const zmu::u64& traits,
                                         unsigned int& enablements) const;
     /// Hands a description to the proxy if its traits are approved. 207 to 209.
-    bool logSituationDescriptionViaProxy(int situationID, unsigned int kind, u64 traits,
+    bool logSituationDescriptionViaProxy(int situationID, unsigned int kind, zmu::u64 traits,
                                          const wchar_t* description);
 
     // ---- The calling thread's situation: forwarded to its engine, which is made if need be -----
@@ -320,7 +321,7 @@ class ZMU_API ZarnData {
     bool respondToSituation(char** argV);
     /// Records the ID and goes on with the arguments of a call, which are copied; `kinds` tells
     /// what each was packed from.
-    bool respondToSituation(int situationID, const u64* values, const zmu::SlotKind* kinds,
+    bool respondToSituation(int situationID, const zmu::u64* values, const zmu::SlotKind* kinds,
                             std::size_t count);
     /// Stores an argument at `position` (ZARN_ARG_NEXT: behind the last) and returns the position,
     /// -1 if it has no place. Strings are not copied: they must outlive the situation. What a
@@ -333,7 +334,7 @@ class ZMU_API ZarnData {
     int recordSituationID(int situationID);        ///< Returns the previous ID.
     int recordSituationID_Remote(int situationID); ///< Returns the previous ID.
     unsigned int getArg_UInt(int index) const;
-    u64* getDescriptionFillers() const;
+    zmu::u64* getDescriptionFillers() const;
     wchar_t* getDescriptionForDisplay() const;
     wchar_t* getDescriptionForLogFile() const;
     int getDisplayDlgBoxResult() const;
@@ -344,9 +345,10 @@ class ZMU_API ZarnData {
 
     /// Fills `out` with the link that string `stringID` of the library's own module makes of
     /// `code`, and returns its text; null on failure (55 to 59, 231). Enters the lock.
-    const wchar_t* formatLogHyperlink(ulong32 code, unsigned int stringID, UTL_String& out) const;
+    const wchar_t* formatLogHyperlink(zmu::ulong32 code, unsigned int stringID,
+                                      UTL_String& out) const;
     /// The link to a system error. The text belongs to the thread's engine, until its next one.
-    const wchar_t* formatLogHyperlinkWinSDK(ulong32 code) const;
+    const wchar_t* formatLogHyperlinkWinSDK(zmu::ulong32 code) const;
 
   protected:
     /// The calling thread's engine; with `create` it is made if it does not exist. Null without a
@@ -362,7 +364,7 @@ class ZMU_API ZarnData {
     bool isValidLogFileNomenclature(ZarnDataFile& file);
     bool openLogFile(wchar_t* name);
     bool openLogFileForm(wchar_t* name);
-    bool supplantLogFileFormFromResDLL(ulong32 mask);
+    bool supplantLogFileFormFromResDLL(zmu::ulong32 mask);
     bool eliminateLogFileFormInjector(int index);
 
     // Sections and their variables.
@@ -370,27 +372,27 @@ class ZMU_API ZarnData {
     int convertLogFileFormVarNameToIndex(wchar_t* name);
     bool countLogFileFormSectionVarNames(wchar_t* text, int& count);
     bool createLogFileFormSectionArgV_Enums(int count, Zarn_FORM_VAR** vars);
-    bool createLogFileFormSectionArgV_Values(int count, u64** values);
+    bool createLogFileFormSectionArgV_Values(int count, zmu::u64** values);
     bool composeLogFileFormSectionFormat(wchar_t** format, int& count, Zarn_FORM_VAR** vars,
-                                         u64** values);
+                                         zmu::u64** values);
     bool reformatLogFileFormSection(wchar_t** format, int count, Zarn_FORM_VAR* vars);
     bool isVarInLogFileFormSection(Zarn_FORM_VAR var, int count, const Zarn_FORM_VAR* vars);
 
-    using ThreadMap = TObjectMap<ulong32, void*>;
+    using ThreadMap = TObjectMap<zmu::ulong32, void*>;
 
     ZarnTraitsAssessor m_situationResponseTraitsAssessor = approveSituationResponseTraits;
     int m_argsIntQty = 0;
     int m_argsStrQty = 0;
     int m_argsUIntQty = 0;
-    std::atomic<u64> m_behaviorCriteria = ZARN_DEFAULT_BEHAVIOR_CRITERIA;
+    std::atomic<zmu::u64> m_behaviorCriteria = ZARN_DEFAULT_BEHAVIOR_CRITERIA;
     int m_charSetExternal = -1;
     mutable CriticalSection* m_criticalSection = nullptr;
     int m_descriptionAffixID_Min = 0;
     int m_descriptionAffixIDsQty = 0;
     wchar_t m_descriptionDisplayDupeOp = L'&';
-    u8 m_descriptionDisplayLineWd = 67;
+    zmu::u8 m_descriptionDisplayLineWd = 67;
     int m_descriptionFillersQty = 10;
-    u8 m_descriptionLogFileLineWd = 0;
+    zmu::u8 m_descriptionLogFileLineWd = 0;
     wchar_t* m_displayDlgBoxCaption = nullptr;
     ZarnDisplayFunction m_displayDlgBoxFunction;
     HWND m_displayDlgBoxParent = nullptr;
@@ -399,11 +401,11 @@ class ZMU_API ZarnData {
     bool m_initialized = false;
     bool m_reserved = false;
     bool m_safeToAllocateMemory = false;
-    u64 m_logFileByteCountLimit = 20971520; // 20 MiB
+    zmu::u64 m_logFileByteCountLimit = 20971520; // 20 MiB
     ZarnProxyFunction m_proxyRespondToSituation = nullptr;
     ThreadMap* m_mapOfDataForThreads = nullptr;
-    ulong32 m_sizeMapOfDataForThreads = 17;
-    i64 m_nonnativeInstantiatorID;
+    zmu::ulong32 m_sizeMapOfDataForThreads = 17;
+    zmu::i64 m_nonnativeInstantiatorID;
     Zarn* m_owner = nullptr;
     ZarnPlugIn* m_plugIns = nullptr;
     int m_plugInsQty = 0;
@@ -415,11 +417,11 @@ class ZMU_API ZarnData {
     mutable ZarnScratchpad m_scratchpad;
     mutable std::atomic<int> m_selfDX_Code = 0;
     Zarn_TOLERANCE m_selfDX_FaultTolerance = Zarn_TOLERANCE_NONE;
-    ulong32 m_reserved2 = 0;
+    zmu::ulong32 m_reserved2 = 0;
     HMODULE m_selfResourceModule = nullptr;
     Zarn_DX_MODE m_situationMode = 0;
-    std::atomic<ulong32> m_situationsCount = 0;
-    ulong32 m_situationsQty = 0;
+    std::atomic<zmu::ulong32> m_situationsCount = 0;
+    zmu::ulong32 m_situationsQty = 0;
     wchar_t* m_tags[Zarn_FORM_TAGS_QTY] = {};
 
     static std::atomic<HMODULE> m_resModuleBootstrap;

@@ -67,27 +67,27 @@ class ZMU_API ZarnDataForThread {
   protected:
     /// `fillerStrings`: where string fillers are collected as well, or null (see
     /// parseResponseSpecHeaderFillers).
-    virtual bool learnResponseSpecs(u64* fillerStrings);
+    virtual bool learnResponseSpecs(zmu::u64* fillerStrings);
 
   public:
     virtual bool leaveCriticalSection() const;
 
   protected:
-    virtual bool logFormSection(wchar_t* format, int varCount, Zarn_FORM_VAR* vars, u64* values,
-                                u64& bytesWritten, bool countBytes);
+    virtual bool logFormSection(wchar_t* format, int varCount, Zarn_FORM_VAR* vars,
+                                zmu::u64* values, zmu::u64& bytesWritten, bool countBytes);
     virtual bool obtainResponseSpecs();
     virtual bool parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t* target,
-                                                   u64 targetCharacters);
+                                                   zmu::u64 targetCharacters);
     virtual bool parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_MSG_FMT format,
-                                                    wchar_t* scratch, ulong32 scratchBytes);
+                                                    wchar_t* scratch, zmu::ulong32 scratchBytes);
     virtual bool parseDescriptionSpecDisplay();
     virtual bool parseDescriptionSpecDisplayDlgBox(wchar_t* text);
     virtual bool parseDescriptionSpecLogFile();
-    virtual bool parseResponseSpecHeader(u64* fillerStrings);
+    virtual bool parseResponseSpecHeader(zmu::u64* fillerStrings);
     /// With `fillerStrings` and a narrow character set each string filler is also stored there.
-    virtual bool parseResponseSpecHeaderFillers(u64* fillerStrings, wchar_t* text);
+    virtual bool parseResponseSpecHeaderFillers(zmu::u64* fillerStrings, wchar_t* text);
     virtual bool parseResponseSpecHeaderPlugInIDs(wchar_t* text);
-    virtual bool parseResponseSpecs(u64* fillerStrings);
+    virtual bool parseResponseSpecs(zmu::u64* fillerStrings);
 
   public:
     /// Delivers the texts: the log or the proxy, the display; then replaces a log at its limit.
@@ -117,11 +117,11 @@ class ZMU_API ZarnDataForThread {
     int recordSituationID_Remote(int situationID);
     void setDescriptionArgV(char** argV) { m_descriptionArgV = argV; }
     /// Takes over the arguments of a call, and reads the next situation's from there.
-    void setArguments(const u64* values, const zmu::SlotKind* kinds, std::size_t count);
+    void setArguments(const zmu::u64* values, const zmu::SlotKind* kinds, std::size_t count);
 
     /// A recorded unsigned argument; 0 if it cannot be read, and always when every slot is used.
     unsigned int getArg_UInt(int index) const;
-    u64* getDescriptionFillers() const { return m_descriptionFillers; }
+    zmu::u64* getDescriptionFillers() const { return m_descriptionFillers; }
     wchar_t* getDescriptionForDisplay() { return m_descriptionForDisplay.writable(); }
     wchar_t* getDescriptionForLogFile() { return m_descriptionForLogFile.writable(); }
     int getDisplayDlgBoxResult() const { return m_displayDlgBoxResult; }
@@ -135,9 +135,9 @@ class ZMU_API ZarnDataForThread {
     void forgetSelfDX_Code() const { m_selfDX_Code = 0; }
     bool isSelfSatisfied() const { return m_selfDX_Code == 0; }
 
-    u64* createDescriptionFillers();
+    zmu::u64* createDescriptionFillers();
     int* createPlugInsIndirectIndices();
-    const wchar_t* formatLogHyperlinkWinSDK(ulong32 code) const;
+    const wchar_t* formatLogHyperlinkWinSDK(zmu::ulong32 code) const;
 
     /// Begins the log file: byte-order mark and head.
     bool logFormSectionHead();
@@ -153,7 +153,7 @@ class ZMU_API ZarnDataForThread {
     /// The gate of every phase: raises 265 without a data set, else the code that is held.
     void requireApproval() const;
     /// The data set's line width for a target; 67 or 0 without a data set.
-    u8 getDefaultLineWidth(Zarn_MSG_FMT format) const;
+    zmu::u8 getDefaultLineWidth(Zarn_MSG_FMT format) const;
 
     int* createArgsInt();
     bool createArgsStr();
@@ -172,13 +172,13 @@ class ZMU_API ZarnDataForThread {
     char** m_descriptionArgV = nullptr;
     zmu::WideBuffer<512> m_descriptionForDisplay;
     bool m_descriptionDisplayIsDupe = false;
-    u8 m_descriptionDisplayLineWd = 67;
+    zmu::u8 m_descriptionDisplayLineWd = 67;
     UTL_String* m_logHyperlink = nullptr;
-    u64* m_descriptionFillers = nullptr;
+    zmu::u64* m_descriptionFillers = nullptr;
     int m_argSource = 0;
     zmu::WideBuffer<256> m_responseSpecHeader;
     zmu::WideBuffer<1024> m_descriptionForLogFile;
-    u8 m_descriptionLogFileLineWd = 0;
+    zmu::u8 m_descriptionLogFileLineWd = 0;
     int m_displayDlgBoxSpecA = 0;
     int m_displayDlgBoxResult = 0;
     int m_displayDlgBoxSpecB = 0;
@@ -192,19 +192,19 @@ class ZMU_API ZarnDataForThread {
     int m_specStrictness = 0; ///< Never set; the strict tests of the parsers are dormant.
     int m_situationID = 0;
     int m_situationID_Remote = 0;
-    u64 m_situationResponseTraits = ZARN_DEFAULT_RESPONSE_TRAITS;
+    zmu::u64 m_situationResponseTraits = ZARN_DEFAULT_RESPONSE_TRAITS;
 
   private:
     friend class ZarnData; // which keeps the engine, and moves it to a monitor
 
-    static constexpr u64 anyThread = 0;
+    static constexpr zmu::u64 anyThread = 0;
 
     /// Where the log stood before an entry, so that a failed write can be taken back.
     struct LogMark {
-        u64 byteCount;
+        zmu::u64 byteCount;
         int tailPosition;
         bool tailCountsBytes;
-        ulong32 situationsCount;
+        zmu::ulong32 situationsCount;
     };
 
     void loadSpec(ZarnScratchpad::Buffer& spec) const;
@@ -215,7 +215,7 @@ class ZMU_API ZarnDataForThread {
     void fillFromRecorded(int filler, wchar_t* record);
     void fillFromCursor(int filler, const wchar_t* record);
     void forgetTextFillers();
-    void setFiller(int filler, u64 slot, zmu::SlotKind kind);
+    void setFiller(int filler, zmu::u64 slot, zmu::SlotKind kind);
     /// The first argument that is recorded as the next one after a failure gives up what the
     /// situation that failed was told.
     void prepareArgument(int position);
@@ -225,7 +225,7 @@ class ZMU_API ZarnDataForThread {
     void withTarget(Zarn_MSG_FMT format, Body body);
     void appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format);
     template <class Buffer>
-    void formatDescription(Buffer& description, u8 lineWidth, int failed);
+    void formatDescription(Buffer& description, zmu::u8 lineWidth, int failed);
     std::size_t loadAffix(int number, wchar_t* output, std::size_t room) const;
     bool isDupeForm(const wchar_t* text) const;
     void resetDisplaySpec();
@@ -241,7 +241,7 @@ class ZMU_API ZarnDataForThread {
     void rewriteTail(const ZarnDataFile& file);
     /// The checks that every section writer begins with, and the log's record.
     ZarnDataFile& requireLog(bool sectionEntered, int notNative);
-    u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;
+    zmu::u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;
 
     // What the arrays were made for; the data set's quantities may have changed since.
     int m_argsIntQty = 0;
@@ -259,6 +259,6 @@ class ZMU_API ZarnDataForThread {
     int m_argsIntFreshCount = 0;
     int m_argsStrFreshCount = 0;
     int m_argsUIntFreshCount = 0;
-    u64 m_fileSizeLimit = 0;        ///< Bytes that the log may grow to, as asked for this entry.
-    u64 m_threadSerial = anyThread; ///< The thread that the engine was made for.
+    zmu::u64 m_fileSizeLimit = 0; ///< Bytes that the log may grow to, as asked for this entry.
+    zmu::u64 m_threadSerial = anyThread; ///< The thread that the engine was made for.
 };

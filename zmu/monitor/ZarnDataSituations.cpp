@@ -5,6 +5,7 @@
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/platform/Attachment.h>
 #include <zmu/platform/Threads.h>
+#include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <limits>

@@ -13,7 +13,7 @@ class ZMU_API ZarnScratchpad {
     virtual ~ZarnScratchpad();
 
     /// Mask bit 8 zeroes both buffers; other bits do nothing. False for `passes` below 1.
-    bool setMemberVarsToDefaults(int passes, ulong32 mask);
+    bool setMemberVarsToDefaults(int passes, zmu::ulong32 mask);
 
     /// Zeroes what is in use of both buffers.
     void clear()

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <zmu/foundation/Types.h>
-#include <zmu/platform/Win32.h>
+#include <zmu/platform/Host.h>
 
 class Zarn;
 class ZarnDataForThread;
@@ -31,11 +31,11 @@ inline constexpr int ZARN_CHARSET_WIDE = 2;
 inline constexpr int ZARN_ARG_NEXT = 0x7FFFFFFF;
 
 /// Bits of a behaviour criteria word of which any lets the monitor respond.
-inline constexpr u64 ZARN_RESPOND_MASK = 0xE000000000000000;
+inline constexpr zmu::u64 ZARN_RESPOND_MASK = 0xE000000000000000;
 /// Criteria of a new data set: respond, and level 15 in the fields of enablements 1 and 2.
-inline constexpr u64 ZARN_DEFAULT_BEHAVIOR_CRITERIA = 0xE00001E1E0000000;
+inline constexpr zmu::u64 ZARN_DEFAULT_BEHAVIOR_CRITERIA = 0xE00001E1E0000000;
 /// Traits of a situation until its spec says otherwise: level 1 in the field of enablement 2.
-inline constexpr u64 ZARN_DEFAULT_RESPONSE_TRAITS = 0x20000000;
+inline constexpr zmu::u64 ZARN_DEFAULT_RESPONSE_TRAITS = 0x20000000;
 
 /// A plug-in: runs on the reporting thread with the data set's lock held, after all reports. Reads
 /// the situation through its monitor, and does not report to it. A false or an exception concerns
@@ -47,10 +47,10 @@ using ZarnPlugIn = bool (*)(const Zarn* monitor);
 using ZarnDisplayFunction = int (*)(HWND parent, const wchar_t* text, const wchar_t* caption,
                                     unsigned int type);
 /// Decides whether situations of `traits` concern a monitor of `criteria`.
-using ZarnTraitsAssessor = bool (*)(const u64& criteria, const u64& traits);
+using ZarnTraitsAssessor = bool (*)(const zmu::u64& criteria, const zmu::u64& traits);
 /// Makes the engine of a thread, with new; null is a failure.
 using ZarnEngineFactory = ZarnDataForThread* (*)();
 /// The entry "ProxyRespondToSituation" of the proxy module; non-zero is success.
-using ZarnProxyFunction = int (*)(unsigned int enablements, i64 instantiatorID,
+using ZarnProxyFunction = int (*)(unsigned int enablements, zmu::i64 instantiatorID,
                                   int negatedSituationID, const wchar_t* format,
                                   const wchar_t* description);

@@ -6,6 +6,7 @@
 #include <zmu/owner/internal/BranderModule.h>
 #include <zmu/owner/internal/OwnerStatus.h>
 #include <zmu/platform/EntryPoint.h>
+#include <zmu/platform/Win32.h>
 
 #include <utility>
 

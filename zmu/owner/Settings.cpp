@@ -6,6 +6,7 @@
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZgwCodes.h>
 #include <zmu/owner/internal/OwnerStatus.h>
+#include <zmu/platform/Win32.h>
 
 #include <iterator>
 

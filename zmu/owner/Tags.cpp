@@ -12,6 +12,7 @@
 #include <zmu/owner/internal/OwnerStatus.h>
 #include <zmu/owner/internal/OwnerTable.h>
 #include <zmu/owner/internal/ProgramFile.h>
+#include <zmu/platform/Win32.h>
 #include <zmu/sysinfo/ZarnSysInfoEnvOp.h>
 
 #include <new>

@@ -42,7 +42,7 @@ class ZRpbr {
     virtual int getInterfaceVersion() const = 0;
     /// Copies text `id` into `buffer`, of `capacity` elements, and returns it; empty for an unknown
     /// text or one that does not fit.
-    virtual const wchar_t* getBrandText(int id, wchar_t* buffer, u64 capacity) const = 0;
+    virtual const wchar_t* getBrandText(int id, wchar_t* buffer, zmu::u64 capacity) const = 0;
 
   protected:
     ZRpbr() = default;

@@ -11,6 +11,7 @@
 #include <zmu/owner/internal/OwnerStatus.h>
 #include <zmu/owner/internal/OwnerTable.h>
 #include <zmu/platform/Threads.h>
+#include <zmu/platform/Win32.h>
 
 #include <new>
 #include <string>

@@ -27,7 +27,7 @@
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/log/ZarnForm.h>
 #include <zmu/monitor/ZarnTypes.h>
-#include <zmu/platform/Win32.h>
+#include <zmu/platform/Host.h>
 
 #include <atomic>
 
@@ -36,10 +36,10 @@ class ZarnData;
 class ZRpbr;
 
 // Owners that are told apart; any other number is an owner, too.
-inline constexpr i64 ZGW_OWNER_CM = 0x80000040;
-inline constexpr i64 ZGW_OWNER_LOGON = 0x80010000;
-inline constexpr i64 ZGW_OWNER_PW = 0x80200000;
-inline constexpr i64 ZGW_OWNER_APS = 0x80000001;
+inline constexpr zmu::i64 ZGW_OWNER_CM = 0x80000040;
+inline constexpr zmu::i64 ZGW_OWNER_LOGON = 0x80010000;
+inline constexpr zmu::i64 ZGW_OWNER_PW = 0x80200000;
+inline constexpr zmu::i64 ZGW_OWNER_APS = 0x80000001;
 
 class ZMU_API ZarnDataZGW {
   public:
@@ -48,7 +48,7 @@ class ZMU_API ZarnDataZGW {
     /// `resourceModuleInternal` means the library's own texts (the first object of a process
     /// decides), null for `resourceModuleExternal` the program's image. Throws an int, which is
     /// code 1, on failure.
-    ZarnDataZGW(i64 ownerID, bool standalone, HINSTANCE resourceModuleInternal,
+    ZarnDataZGW(zmu::i64 ownerID, bool standalone, HINSTANCE resourceModuleInternal,
                 HINSTANCE resourceModuleExternal, Zarn_LOG logType);
     ZarnDataZGW(const ZarnDataZGW&) = delete;
     ZarnDataZGW& operator=(const ZarnDataZGW&) = delete;
@@ -78,31 +78,33 @@ class ZMU_API ZarnDataZGW {
     /// Status of the calling thread's last operation of this class, 0 for success.
     static int getDX_Code1() { return code1(); }
     /// Its companion: an error of the system, or the code of another object.
-    static ulong32 getDX_Code2() { return code2(); }
+    static zmu::ulong32 getDX_Code2() { return code2(); }
 
     // ---- Settings: no object needed -------------------------------------------------------------
 
     /// The enablement of each group of criteria that has a bit set.
-    static void mapBehaviorCriteriaZMI_ToEnablementsZMP(u64 criteria, unsigned int& enablements);
+    static void mapBehaviorCriteriaZMI_ToEnablementsZMP(zmu::u64 criteria,
+                                                        unsigned int& enablements);
     /// The whole group of each enablement, and the respond bits with any.
-    static void mapEnablementsZMP_ToBehaviorCriteriaZMI(unsigned int enablements, u64& criteria);
+    static void mapEnablementsZMP_ToBehaviorCriteriaZMI(unsigned int enablements,
+                                                        zmu::u64& criteria);
     /// The highest level whose enablements are all present. Enablements without a level: false,
     /// with 11 and level 1. Level 5 is never the answer.
-    static bool mapEnablementsZMP_ToLogOutputLevel(unsigned int& enablements, ulong32& level);
+    static bool mapEnablementsZMP_ToLogOutputLevel(unsigned int& enablements, zmu::ulong32& level);
     /// Levels are 0 to 6. Any other: false, with level 1 and enablements 11.
-    static bool mapLogOutputLevelToEnablementsZMP(ulong32& level, unsigned int& enablements);
+    static bool mapLogOutputLevelToEnablementsZMP(zmu::ulong32& level, unsigned int& enablements);
     /// Criteria of the log output level that is set.
-    static u64 obtainBehaviorCriteria();
+    static zmu::u64 obtainBehaviorCriteria();
     /// The same, which become those of `data` unless it is null.
-    static u64 updateBehaviorCriteria(ZarnData* data);
-    static ulong32 obtainLogFileOutputLevel();
-    static ulong32 obtainLogFileAgeLimit();
+    static zmu::u64 updateBehaviorCriteria(ZarnData* data);
+    static zmu::ulong32 obtainLogFileOutputLevel();
+    static zmu::ulong32 obtainLogFileAgeLimit();
     /// The log's greatest size that is set, taken as bytes.
-    static u64 obtainLogFileByteCountLimit();
+    static zmu::u64 obtainLogFileByteCountLimit();
     /// The same, which becomes that of `data` unless it is null or refuses.
-    static u64 updateLogFileByteCountLimit(ZarnData* data);
+    static zmu::u64 updateLogFileByteCountLimit(ZarnData* data);
     /// 0 to keep old logs, 1 to remove them.
-    static ulong32 obtainLogFileMaintenanceOperation();
+    static zmu::ulong32 obtainLogFileMaintenanceOperation();
 
     // ---- Log directory, names, tags ---------------------------------------------------------------
 
@@ -113,21 +115,21 @@ class ZMU_API ZarnDataZGW {
     /// Copies the log's path, which is empty for an owner that does not run standalone. A buffer of
     /// fewer than 260 elements, or one that the path does not fit, comes back empty. Whoever has
     /// asked may write the file: it stays.
-    wchar_t* getLogFileFQPath(wchar_t* buffer, u64 capacity);
+    wchar_t* getLogFileFQPath(wchar_t* buffer, zmu::u64 capacity);
 
     /// Fresh values of all tags, "Unknown" where there is none. `values` is an array of `quantity`
     /// texts; release it with freeLogTagValues. 59, 62 to 65.
-    static bool obtainLogTagValues(UTL_String*& values, int& quantity, i64 ownerID,
+    static bool obtainLogTagValues(UTL_String*& values, int& quantity, zmu::i64 ownerID,
                                    HINSTANCE const& module, ZRpbr* brander, int& code1,
-                                   ulong32& code2);
+                                   zmu::ulong32& code2);
     /// A fresh value of one tag; false if it is empty. 56 to 61. `buffer` may be null.
-    static bool obtainLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, i64 ownerID,
+    static bool obtainLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, zmu::i64 ownerID,
                                   HINSTANCE const& module, ZRpbr* brander, int& code1,
-                                  ulong32& code2, wchar_t* buffer, u64 capacity);
+                                  zmu::ulong32& code2, wchar_t* buffer, zmu::u64 capacity);
     /// A tag as `monitor` has it, else as `values` has it, else a fresh value, else "Unknown".
-    static bool getLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, i64 ownerID, HINSTANCE module,
-                               ZRpbr* brander, const UTL_String* values, int quantity,
-                               Zarn* monitor);
+    static bool getLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, zmu::i64 ownerID,
+                               HINSTANCE module, ZRpbr* brander, const UTL_String* values,
+                               int quantity, Zarn* monitor);
     static void freeLogTagValues(UTL_String*& values, int& quantity);
 
     // ---- The product's brander ------------------------------------------------------------------
@@ -142,7 +144,7 @@ class ZMU_API ZarnDataZGW {
   protected:
     /// Bit 4 of `mask` frees the resources, bit 2 clears the codes and the last error. False for
     /// fewer than one of `passes`, which does nothing.
-    bool setMemberVarsToDefaults(int passes, ulong32 mask);
+    bool setMemberVarsToDefaults(int passes, zmu::ulong32 mask);
     /// The level of self-diagnosis from the machine's settings, 0 to 10. A missing or too high
     /// value is replaced by 0 there. False, with level 0, when the settings cannot be used; the
     /// trace tells 31 to 34, the codes of the class stay as they are.
@@ -153,15 +155,16 @@ class ZMU_API ZarnDataZGW {
     bool learnLogFileFQPath(UTL_String& path);
     bool learnLogFormFQPath(UTL_String& path);
     bool obtainLogTagValues();
-    bool obtainLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, wchar_t* buffer, u64 capacity);
+    bool obtainLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, wchar_t* buffer,
+                           zmu::u64 capacity);
 
     /// The calling thread's codes.
     static int& code1();
-    static ulong32& code2();
+    static zmu::ulong32& code2();
 
     bool m_productBranderIsOurs = false;         ///< This object has made the brander.
     bool m_resourceModuleExternalIsOurs = false; ///< This object has loaded the module.
-    i64 m_ownerID;
+    zmu::i64 m_ownerID;
     bool m_ownerStandalone;
     UTL_String* m_logDirectorySpecifier = nullptr;
     UTL_String* m_logFileFQPath = nullptr;

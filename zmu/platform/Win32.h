@@ -4,6 +4,7 @@
 // system's own. Elsewhere it declares exactly the types, constants and functions that the library
 // calls, each with what is expected of it; zmu/platform/linux/ supplies them, one source file a
 // family. The functions have C++ linkage, so that no symbol meets another compatibility library's.
+// What of it hosts meet stands in Host.h; this header is for sources, and is not installed.
 //
 // Wide text is wchar_t. Where wchar_t is wider than 16 bits an element holds a code point. The
 // narrow code page outside Windows is UTF-8.
@@ -26,8 +27,7 @@
 
 #else
 
-#include <zmu/foundation/Export.h>
-#include <zmu/foundation/Types.h>
+#include <zmu/platform/Host.h>
 
 #include <atomic>
 #include <ctime>
@@ -40,13 +40,8 @@ using UINT = unsigned int;
 using WORD = std::uint16_t;
 using DWORD = ulong32;
 
-struct HINSTANCE__;
 struct HKEY__;
-struct HWND__;
-using HINSTANCE = HINSTANCE__*; ///< A loaded module: what the dynamic loader's dlopen returns.
-using HMODULE = HINSTANCE;
 using HKEY = HKEY__*; ///< A root of settings, or a key of them that is open.
-using HWND = HWND__*; ///< A window of the host's.
 using FARPROC = void (*)();
 
 inline constexpr BOOL FALSE = 0;
@@ -78,10 +73,6 @@ inline constexpr DWORD ERROR_FILE_CORRUPT = 1392;
 inline constexpr DWORD ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION = 1459;
 inline constexpr DWORD ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
 
-/// The calling thread's last error; 0 in a thread that has had none.
-ZMU_API DWORD GetLastError();
-/// Sets the calling thread's last error.
-ZMU_API void SetLastError(DWORD error);
 /// Hands one text to the debug output channel, in one piece. Never fails, keeps the last error.
 void OutputDebugStringW(const wchar_t* text);
 /// Shows `text` to the operator. Without a display: writes caption and text to standard error,
@@ -112,17 +103,9 @@ void* LocalFree(void* memory);
 
 // ---- Modules and their strings: linux/Modules.cpp --------------------------------------------
 //
-// A module name of the product maps to a file: "x.dll" is "libx.so" with any version suffix,
-// "x.exe" is "x". A name with a path is taken as it is.
+// How modules are named is told in Host.h.
 
-/// Handle of a module that is loaded already; null names the process's own image. Never loads and
-/// never adds a reference. Null with ERROR_MOD_NOT_FOUND when no such module is loaded.
-ZMU_API HMODULE GetModuleHandleW(const wchar_t* name);
 HMODULE GetModuleHandleA(const char* name);
-/// Loads a module from the program's folder, the library's own folder or the system's, never from
-/// the current one. Null with ERROR_MOD_NOT_FOUND on failure. Balance with FreeLibrary.
-ZMU_API HMODULE LoadLibraryW(const wchar_t* name);
-ZMU_API BOOL FreeLibrary(HMODULE module);
 /// An exported function of `module` itself, never of a module that it depends on. Null with
 /// ERROR_PROC_NOT_FOUND when there is none.
 FARPROC GetProcAddress(HMODULE module, const char* name);
@@ -165,12 +148,12 @@ struct CRITICAL_SECTION {
     std::atomic<DWORD> owner = 0; ///< Thread that holds the gate, 0 for none.
     unsigned depth = 0;           ///< How often the owner has entered.
 };
-ZMU_API void InitializeCriticalSection(CRITICAL_SECTION* section);
-ZMU_API void DeleteCriticalSection(CRITICAL_SECTION* section);
-ZMU_API void EnterCriticalSection(CRITICAL_SECTION* section);
+void InitializeCriticalSection(CRITICAL_SECTION* section);
+void DeleteCriticalSection(CRITICAL_SECTION* section);
+void EnterCriticalSection(CRITICAL_SECTION* section);
 /// Enters if that needs no waiting. Whether it did.
 BOOL TryEnterCriticalSection(CRITICAL_SECTION* section);
-ZMU_API void LeaveCriticalSection(CRITICAL_SECTION* section);
+void LeaveCriticalSection(CRITICAL_SECTION* section);
 
 // ---- Text: linux/Text.cpp ----------------------------------------------------------------------
 
@@ -203,23 +186,6 @@ DWORD GetTempPathW(DWORD size, wchar_t* output);
 
 // ---- Time: linux/Time.cpp ----------------------------------------------------------------------
 
-/// A moment in 100 nanoseconds since 1 January 1601, UTC.
-struct FILETIME {
-    DWORD dwLowDateTime;
-    DWORD dwHighDateTime;
-};
-/// A moment by the calendar: years 1601 to 30827, months from 1, days of the week from Sunday, 0.
-struct SYSTEMTIME {
-    WORD wYear;
-    WORD wMonth;
-    WORD wDayOfWeek;
-    WORD wDay;
-    WORD wHour;
-    WORD wMinute;
-    WORD wSecond;
-    WORD wMilliseconds;
-};
-
 /// The present moment in local time.
 void GetLocalTime(SYSTEMTIME* time);
 /// False with ERROR_INVALID_PARAMETER from 2^63 on; `*calendar` is left alone then.
@@ -236,7 +202,7 @@ int _localtime64_s(std::tm* local, const i64* time);
 
 /// Login name of the process's effective user. `*size` is the room in `output`, terminator
 /// included; afterwards the elements with the terminator, also when they were too many (122).
-ZMU_API BOOL GetUserNameW(wchar_t* output, DWORD* size);
+BOOL GetUserNameW(wchar_t* output, DWORD* size);
 /// Makes one directory, with the rights that the process gives by default; `security` must be null.
 /// False with 3 without a parent or a name, 5 without the right, 8 without memory, 19 on a
 /// read-only file system, 112 without room, 183 when something has that name, 206 for too long a

@@ -3,6 +3,7 @@
 #include <zmu/foundation/internal/WideFormat.h>
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 #include <zmu/platform/Machine.h>
+#include <zmu/platform/Win32.h>
 
 #include <QDir>
 #include <QString>
@@ -359,8 +360,8 @@ class ZarnSysInfoEnvOp::Item {
 
     // ---- What they need ----
 
-    const OSVERSIONINFOEXW& version() const { return m_owner.m_versionInfo; }
-    const MEMORYSTATUSEX& memory() const { return m_owner.m_memoryStatus; }
+    const OSVERSIONINFOEXW& version() const { return m_owner.m_versionInfo.as<OSVERSIONINFOEXW>(); }
+    const MEMORYSTATUSEX& memory() const { return m_owner.m_memoryStatus.as<MEMORYSTATUSEX>(); }
     bool hasVersion() const { return version().dwPlatformId != platformUnusable; }
     bool hasMemory() const { return memory().dwLength != 0; }
     bool hasDrives() { return m_owner.m_fixedDrivesLearned || m_owner.learnNumFixedDrives(); }
@@ -410,12 +411,14 @@ const ZarnSysInfoEnvOp::Item::Row ZarnSysInfoEnvOp::Item::rows[25] = {
 
 ZarnSysInfoEnvOp::ZarnSysInfoEnvOp()
 {
-    if (!machine::readMemoryStatus(m_memoryStatus))
-        m_memoryStatus = {};
-    if (!machine::readVersion(m_versionInfo)) {
-        m_versionInfo = {};
-        m_versionInfo.dwPlatformId = platformUnusable;
-        std::wcscpy(m_versionInfo.szCSDVersion, L"Unknown");
+    auto& memory = m_memoryStatus.make<MEMORYSTATUSEX>();
+    if (!machine::readMemoryStatus(memory))
+        memory = {};
+    auto& version = m_versionInfo.make<OSVERSIONINFOEXW>();
+    if (!machine::readVersion(version)) {
+        version = {};
+        version.dwPlatformId = platformUnusable;
+        std::wcscpy(version.szCSDVersion, L"Unknown");
     }
     SetLastError(ERROR_SUCCESS);
     setCategory(L"Operating Environment");

@@ -5,7 +5,7 @@
 #pragma once
 
 #include <zmu/foundation/Export.h>
-#include <zmu/platform/Win32.h>
+#include <zmu/foundation/PlatformRoom.h>
 #include <zmu/sysinfo/ZarnSysInfo.h>
 
 #include <string>
@@ -52,10 +52,10 @@ class ZMU_API ZarnSysInfoEnvOp : public ZarnSysInfo {
     int m_perDesktopHeapKB = 0;
     int m_systemWideHeapKB = 0;
     int m_nonInteractiveHeapKB = 0;
-    MEMORYSTATUSEX m_memoryStatus{}; ///< A length of 0 when it could not be read.
+    zmu::PlatformRoom<64> m_memoryStatus; ///< Memory; a length of 0 when it could not be read.
     bool m_fixedDrivesLearned = false;
     std::vector<std::wstring> m_fixedDrives; ///< Those still to report.
-    OSVERSIONINFOEXW m_versionInfo{};
+    zmu::PlatformRoom<544> m_versionInfo;    ///< Version of the system.
     std::wstring m_drive; ///< The present one, as captions show it: "C:" or "/home".
 };
 

@@ -9,7 +9,7 @@
 
 ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
 {
-    SetLastError(id == 100 ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+    SetLastError(id == 100 ? zmu::StringFound : zmu::StringUnknown);
     return id == 100 ? std::swprintf(buffer, std::size_t(bufferMax), L"2~0~2~s~||``%%1`") : 0;
 }
 

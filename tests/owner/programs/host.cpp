@@ -29,7 +29,7 @@ ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, in
         hasEnteredEndless.set_value();
         std::promise<void>().get_future().wait();
     }
-    SetLastError(id == textSituation ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+    SetLastError(id == textSituation ? zmu::StringFound : zmu::StringUnknown);
     return id == textSituation ? std::swprintf(buffer, std::size_t(bufferMax), L"2~0~2~s~||``%%1`")
                                : 0;
 }

@@ -3,5 +3,5 @@
 
 ZMU_RESOURCE_MODULE_ENTRY void useTheLibrary()
 {
-    SetLastError(ERROR_SUCCESS);
+    SetLastError(zmu::StringFound);
 }

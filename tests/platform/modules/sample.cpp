@@ -8,10 +8,10 @@ ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, in
     constexpr wchar_t text[] = L"from the sample";
     constexpr int length = 15;
     if (id != 10007 || bufferMax <= length) {
-        SetLastError(ERROR_FILE_NOT_FOUND);
+        SetLastError(zmu::StringUnknown);
         return 0;
     }
-    SetLastError(ERROR_SUCCESS);
+    SetLastError(zmu::StringFound);
     std::wmemcpy(buffer, text, length + 1);
     return length;
 }
