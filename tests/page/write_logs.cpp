@@ -133,7 +133,7 @@ bool writeSeries(Zarn* monitor, int count)
 ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
 {
     const wchar_t* const text = textOf(id);
-    SetLastError(text ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+    SetLastError(text ? zmu::StringFound : zmu::StringUnknown);
     return text ? std::swprintf(buffer, static_cast<std::size_t>(bufferMax), L"%ls", text) : 0;
 }
 
