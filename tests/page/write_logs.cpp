@@ -3,7 +3,7 @@
 // FOLDER is the log directory, with the form in its folder Templates. LOG is
 //     some     COUNT entries of all severities, with long words and paths
 //     many     COUNT entries as of a busy server
-//     hostile  what clients may wish to bring along, COUNT times
+//     hostile  what clients may wish to bring along, COUNT times, and what ends the table
 //     series   three files, each with COUNT entries
 // The last line that it prints is the path of the log, of the last one in a series.
 #include <zmu/localize/ResourceModule.h>
@@ -45,8 +45,8 @@ constexpr const wchar_t* hostile[] = {
     L"<base href=\"https://example.invalid/\">a base",
     L"<link rel=\"stylesheet\" href=\"https://example.invalid/style.css\">a style sheet",
     L"<meta http-equiv=\"refresh\" content=\"0; url=about:blank\">a way elsewhere",
-    L"</td></tr></tbody></table></main>what ends the table",
 };
+constexpr const wchar_t* tableBreaker = L"</td></tr></tbody></table></main>what ends the table";
 
 const wchar_t* textOf(unsigned int id)
 {
@@ -117,7 +117,7 @@ bool writeHostile(Zarn* monitor, int count)
         for (const wchar_t* text : hostile)
             isWritten = report(monitor, firstSituation + 3, text) && isWritten;
     }
-    return isWritten;
+    return report(monitor, firstSituation + 3, tableBreaker) && isWritten;
 }
 
 bool writeSeries(Zarn* monitor, int count)
