@@ -172,30 +172,81 @@ TEST(LogForm, BadFileCostsNothingButTheLayout)
     expectBuiltIn(logWith(folder, L""), dx::FormNameEmpty);
 }
 
-TEST(LogForm, SectionThatCannotBeFormattedNeverCrashes)
+TEST(LogForm, SectionThatCannotBeFormattedGivesWayToTheBuiltInForm)
 {
     const Folder folder;
-    // A head gives way to the built-in form: no such insert, a width from behind the last value, an
-    // unfinished format, nothing at all, numbers as texts.
-    for (const char* head : {"h %50\n", "h %1\n", "[YEAR]%1!*d!\n", "[YEAR]%1!d\n", "%0\n",
-                             "[DAY]%1\n", "[DAY]%1!s!\n", "[YEAR][MONTH]%2!S!\n"}) {
-        const Logged logged = logWith(folder, formOf(head, body, "t\n"));
-        EXPECT_TRUE(logged.isBuiltIn()) << head;
-        EXPECT_EQ(logged.code, dx::Satisfied) << head;
+    // No such insert, a width from behind the last value, an unfinished format or one that is none,
+    // nothing at all, numbers as texts.
+    const QByteArray heads[] = {"h %50\n",      "h %1\n",        "[YEAR]%1!*d!\n",
+                                "[YEAR]%1!d\n", "%0\n",          "[DAY]%1\n",
+                                "[DAY]%1!s!\n", "[YEAR]%1!z!\n", "[YEAR][MONTH]%2!S!\n"};
+    const QByteArray bodies[] = {body + "%2\n", body + "%1!s\n", body + "%1!S!\n", "%0" + body};
+    const QByteArray tails[] = {"100%", "%1\n", "%1!d!"};
+    QList<QByteArray> forms;
+    for (const QByteArray& head : heads)
+        forms += formOf(head, body, "t\n");
+    for (const QByteArray& bad : bodies)
+        forms += formOf("h\n", bad, "t\n");
+    for (const QByteArray& tail : tails)
+        forms += formOf("h\n", body, tail);
+    for (const QByteArray& form : forms) {
+        SCOPED_TRACE(form.constData());
+        const Logged logged = logWith(folder, form);
+        EXPECT_TRUE(logged.isBuiltIn());
+        EXPECT_EQ(logged.code, dx::Satisfied);
+        EXPECT_EQ(logged.dismissedCodes, QList<int>{dx::SectionNotFormatted});
     }
     EXPECT_FALSE(logWith(folder, formOf("100%0%\n", body, "t\n")).isBuiltIn());
-    // A body loses its entries.
-    for (const QByteArray& bad :
-         {"[SITUATION_DSCRP]%2\n" + QByteArray(), "[SITUATION_DSCRP]%1!s\n" + QByteArray(),
-          QByteArray(1024, 'b') + body}) {
-        const Logged logged = logWith(folder, formOf("h\n", bad, "t\n"));
-        EXPECT_EQ(logged.createCode, dx::Satisfied) << bad.constData();
-        EXPECT_EQ(logged.code, dx::SectionNotFormatted) << bad.constData();
-        EXPECT_EQ(logged.text, "h\nt\n") << bad.constData();
+
+    // Too long is another matter: such a body loses its entries, and such a tail refuses the log.
+    const Logged logged = logWith(folder, formOf("h\n", QByteArray(1024, 'b') + body, "t\n"));
+    EXPECT_EQ(logged.code, dx::SectionNotFormatted);
+    EXPECT_EQ(logged.text, "h\nt\n");
+    EXPECT_EQ(logWith(folder, formOf("h\n", body, QByteArray(1024, 't'))).createCode,
+              dx::SectionNotFormatted);
+}
+
+TEST(LogForm, TraceNamesTheFormThePlaceAndTheReason)
+{
+    const Folder folder;
+    const struct {
+        QByteArray form;
+        int line; ///< 0: none is named.
+        QString reason;
+        bool isBuiltIn;
+    } cases[] = {
+        {formOf("h\n", body, "t\n") + "^TAIL\n", 7, "", true},
+        {formOf("h\n", "a\n[NO_SUCH]\n" + body, "t\n"), 5, "", true},
+        {formOf("h\nh [DAY] [[\n", body, "t\n"), 3, "", true},
+        {formOf("h\n", "text\n", "t\n"), 4, "", true},
+        {formOf("h\n", body, "t\n\nb %7\n"), 8, "an insert that has no variable", true},
+        {formOf("h\n", body, "100%"), 6, "a percent sign at the very end", true},
+        {formOf("h\n\n100 % or\n100 %d\n", body, "t\n"), 5, "a lone percent sign", false},
+        {formOf("h\n", body + "a\n\n[DAY\n", "t\n"), 7, "a bracket is not closed", false},
+        {formOf("h\n", body, "[t\n"), 6, "a bracket is not closed", false},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.form.constData());
+        const std::wstring form = folder.write("form.html", test.form);
+        Traces traces;
+        bool isBuiltIn = false;
+        {
+            const Monitor monitor(folder.path("log.html"), form.c_str());
+            ASSERT_TRUE(monitor.get());
+            isBuiltIn = DataSetOf::of(monitor.get())->getFileLog()->m_formIsBuiltIn;
+        }
+        const QString traced = traces.take();
+        EXPECT_EQ(isBuiltIn, test.isBuiltIn);
+        const QString place = QStringLiteral("the form %1, line %2: ")
+                                  .arg(QString::fromStdWString(form))
+                                  .arg(test.line);
+        EXPECT_TRUE(traced.contains(place + test.reason)) << qPrintable(traced);
+        EXPECT_EQ(traced.count("the built-in form is used instead"), test.isBuiltIn);
     }
-    // A tail refuses the log.
-    for (const QByteArray& tail : {QByteArray("100%"), QByteArray(1024, 't')})
-        EXPECT_EQ(logWith(folder, formOf("h\n", body, tail)).createCode, dx::SectionNotFormatted);
+    const std::wstring missing = folder.path("missing.html");
+    Traces traces;
+    EXPECT_TRUE(Monitor(folder.path("log.html"), missing.c_str()).get());
+    EXPECT_TRUE(traces.take().contains("the form " + QString::fromStdWString(missing) + ": "));
 }
 
 TEST(LogForm, HeadMayFillTheLargestBufferAndNoMore)

@@ -1,6 +1,7 @@
 // Head, entries and tail: what they count, what they refuse, what a failed one leaves.
 #include "LogParts.h"
 
+#include <QDate>
 #include <QTextStream>
 
 #include <array>
@@ -270,6 +271,8 @@ TEST_F(LogSections, ReportsOfAHeadGiveWayOneByOne)
         {"only a huge second", "[YEAR][SYS_INFO_ENV_OP]", 600000, {}},
         {"a huge first in the place that gives way", "[SYS_INFO_ENV_APP]", 600000, row},
         {"a huge third and nothing else", "[SYS_INFO_VARS_ENV]", 600000, row},
+        {"a third in two places", "[SYS_INFO_VARS_ENV]|[YEAR]|[SYS_INFO_VARS_ENV]", 300000,
+         row + '|' + QString::number(QDate::currentDate().year()) + '|' + row},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.what);

@@ -225,12 +225,29 @@ bool ZarnData::openLogFile(wchar_t* name)
 {
     if (!isInstantiatorRunningNatively())
         return false;
+    resetLogCounters();
+    m_logDevice = nullptr;
+    if (!openFile(&m_fileLog.m_logName, &m_fileLog.m_logStream, name, QIODevice::ReadWrite))
+        return false;
+    if (m_fileLog.m_logStream)
+        m_logDevice = dynamic_cast<LogDevice*>(m_fileLog.m_logStream->device());
+    return true;
+}
+
+void ZarnData::resetLogCounters()
+{
     m_situationsCount = 0;
     m_situationsQty = 0;
     m_fileLog.m_logByteCount = 0;
     m_fileLog.m_tailPosition = 0;
     m_fileLog.m_tailCountsBytes = true;
-    return openFile(&m_fileLog.m_logName, &m_fileLog.m_logStream, name, QIODevice::ReadWrite);
+}
+
+LogDevice* ZarnData::getLogDevice() const
+{
+    // The stream is anybody's to replace.
+    const QTextStream* stream = m_fileLog.m_logStream;
+    return stream && stream->device() == m_logDevice ? m_logDevice : nullptr;
 }
 
 bool ZarnData::closeFile(QTextStream*& stream, const wchar_t* /*name*/)
@@ -275,8 +292,7 @@ bool ZarnData::establishLogFile(bool learnForm)
             return; // the file stays empty until its first entry
         ZarnDataForThread* engine = obtainDataForCurrentThread(true);
         require(engine, dx::EstablishNoEngine);
-        requireOrRaiseHeld(writeHead(*engine), *this);
-        requireOrRaiseHeld(engine->logFormSectionTail(), *engine);
+        requireOrRaiseHeld(writeBeginning(*engine), *this);
     });
     if (!isSelfSatisfied()) {
         if (isNative && !closeLogFile())
@@ -288,28 +304,44 @@ bool ZarnData::establishLogFile(bool learnForm)
     return isSelfSatisfied();
 }
 
-bool ZarnData::writeHead(ZarnDataForThread& engine)
+/// Mark, head and first tail, in one write. `headSucceeded`: what failed, if anything, is the tail.
+bool ZarnData::tryBeginning(ZarnDataForThread& engine, bool& headSucceeded)
 {
-    const auto write = [&] {
-        m_safeToAllocateMemory = true;
-        engine.logFormSectionHead();
-        m_safeToAllocateMemory = false;
-        return isSelfSatisfied();
-    };
-    // A file that cannot take the head, on a full disk for one, is not the form's fault.
-    const auto isFormToBlame = [this] {
-        const int code = getSelfDX_Code();
-        return code != dx::Satisfied && code != dx::LogSectionUnexpected &&
-               code != dx::LogHeadUnexpected;
-    };
-    if (!write() && isFormToBlame()) {
-        freeLogFileFormSectionHeadData();
-        if (!m_fileLog.m_formIsBuiltIn) {
-            forgetSelfDX_Code();
-            if (!supplantLogFileFormFromResDLL(SECTIONS_ALL) || (!write() && isFormToBlame()))
-                freeLogFileFormSectionHeadData();
-        }
+    resetLogCounters();
+    LogDevice* const device = getLogDevice();
+    const bool wasEmpty = device && device->size() == 0;
+    if (device)
+        device->hold();
+    m_safeToAllocateMemory = true;
+    headSucceeded = engine.logFormSectionHead();
+    m_safeToAllocateMemory = false;
+    bool succeeded = headSucceeded && engine.logFormSectionTail();
+    if (!device)
+        return succeeded;
+    if (!succeeded) {
+        device->drop();
+    } else if (!device->release()) {
+        headSucceeded = succeeded = false;
+        engine.setSelfDX_Code(dx::LogSectionUnexpected);
     }
+    if (!succeeded && wasEmpty)
+        device->resize(0); // part of a head is nothing to read
+    return succeeded;
+}
+
+bool ZarnData::writeBeginning(ZarnDataForThread& engine)
+{
+    bool headSucceeded = false;
+    if (tryBeginning(engine, headSucceeded) || headSucceeded)
+        return isSelfSatisfied();
+    freeLogFileFormSectionHeadData();
+    if (m_fileLog.m_formIsBuiltIn)
+        return isSelfSatisfied();
+    traceFormDismissed();
+    forgetSelfDX_Code();
+    if (!supplantLogFileFormFromResDLL(SECTIONS_ALL) ||
+        (!tryBeginning(engine, headSucceeded) && !headSucceeded))
+        freeLogFileFormSectionHeadData();
     return isSelfSatisfied();
 }
 

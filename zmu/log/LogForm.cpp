@@ -2,12 +2,13 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/foundation/internal/Texts.h>
+#include <zmu/log/internal/FormFlaw.h>
 #include <zmu/log/internal/FormLines.h>
+#include <zmu/log/internal/FormSection.h>
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/log/internal/LoadStringCopy.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/internal/Guards.h>
-#include <zmu/monitor/internal/Inserts.h>
 #include <zmu/platform/Win32.h>
 
 #include <algorithm>
@@ -62,13 +63,9 @@ wchar_t widen(char byte)
     return static_cast<wchar_t>(static_cast<char16_t>(static_cast<signed char>(byte)));
 }
 
-/// Whether a compiled section can be formatted. Its own text may ask for inserts, too.
-bool isFormattable(const wchar_t* format, int varCount, const Zarn_FORM_VAR* vars)
+int linesBefore(const wchar_t* text, std::size_t offset)
 {
-    return !format || insertsFit(format, varCount, [vars](int slot) {
-        const bool isText = formVariables[vars[slot - 1]].insert[0] == L's';
-        return isText ? SlotKind::WideText : SlotKind::Number;
-    });
+    return static_cast<int>(std::count(text, text + offset, L'\n'));
 }
 
 /// The four keywords of marker lines.
@@ -134,6 +131,7 @@ bool ZarnData::processFileLogForm(ulong32 mask)
     };
     runGuarded(*this, dx::ProcessFormUnexpected, [&] {
         require(!m_fileLog.m_formStream, dx::FormAlreadyOpen);
+        m_formFlaw = {};
         if (!m_fileLog.m_formName)
             setSelfDX_Code(dx::FormNameMissing);
         else if (!*m_fileLog.m_formName)
@@ -144,6 +142,7 @@ bool ZarnData::processFileLogForm(ulong32 mask)
         // The built-in form stands in for a form file that cannot be used.
         Zarn_TRACE(L"ZarnData::processFileLogForm (%lu) is dismissing exception #%d.\n",
                    static_cast<unsigned long>(mask), getSelfDX_Code());
+        traceFormDismissed();
         forgetSelfDX_Code();
         closeForm();
         requireOrRaiseHeld(supplantLogFileFormFromResDLL(mask), *this);
@@ -159,6 +158,40 @@ bool ZarnData::processFileLogForm(ulong32 mask)
 bool ZarnData::openLogFileForm(wchar_t* name)
 {
     return openFile(&m_fileLog.m_formName, &m_fileLog.m_formStream, name, QIODevice::ReadOnly);
+}
+
+/// In pieces: a path can be as long as a line of a trace.
+void ZarnData::traceForm(const wchar_t* what, int line) const
+{
+    Zarn_TRACE(L"ZarnData: the form %ls", m_fileLog.m_formName);
+    if (line > 0)
+        Zarn_TRACE(L", line %d: %ls.\n", line, what);
+    else
+        Zarn_TRACE(L": %ls.\n", what);
+}
+
+void ZarnData::traceFormDismissed() const
+{
+    if (isEmpty(m_fileLog.m_formName))
+        return; // there was none to use
+    traceForm(m_formFlaw.what ? m_formFlaw.what : L"it cannot be used", m_formFlaw.line);
+    Zarn_TRACE(L"ZarnData: the built-in form is used instead.\n");
+}
+
+/// Tells of what only changes how a form looks.
+void ZarnData::warnOfSection(const FormFlaw& flaw, const wchar_t* text, int line) const
+{
+    if (flaw.what)
+        traceForm(flaw.what, line + linesBefore(text, flaw.offset));
+}
+
+int ZarnData::lineInForm(long position) const
+{
+    if (position < 0 || !m_fileLog.m_formStream)
+        return 0;
+    FormLines form(*m_fileLog.m_formStream);
+    form.seek(0);
+    return 1 + static_cast<int>(form.read(static_cast<std::size_t>(position)).count('\n'));
 }
 
 bool ZarnData::supplantLogFileFormFromResDLL(ulong32 mask)
@@ -218,8 +251,10 @@ bool ZarnData::learnLogFileForm(ulong32 mask)
                                                             bodyLength, tailStart, tailLength,
                                                             mask),
                            *this);
-        if (mustLearnLogFileFormInjectors(injectorStart, mask))
+        if (mustLearnLogFileFormInjectors(injectorStart, mask)) {
+            m_formFlaw.line = lineInForm(injectorStart);
             requireOrRaiseHeld(learnLogFileFormInjectors(injectorStart), *this);
+        }
     });
     if (!isSelfSatisfied())
         Zarn_TRACE(L"ZarnData::learnLogFileForm (%lu) caught exception #%d.\n",
@@ -235,6 +270,7 @@ bool ZarnData::learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
     injectorStart = headStart = bodyStart = tailStart = -1;
     headLength = bodyLength = tailLength = 0;
     const auto isSet = [](long start) { return start != -1; };
+    long lineStart = -1;
 
     m_scratchpad.clear();
     runGuarded(*this, dx::SectionsRawUnexpected, [&] {
@@ -278,7 +314,7 @@ bool ZarnData::learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
         };
 
         QByteArray line;
-        while (lines.readLine(line)) {
+        for (lineStart = lines.position(); lines.readLine(line); lineStart = lines.position()) {
             const bool isMarker = line.size() > 1 && widen(line[0]) == m_fileLog.m_formMarker;
             if (isMarker)
                 takeMarker(QString::fromLatin1(line.mid(1)).toStdWString());
@@ -287,6 +323,8 @@ bool ZarnData::learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
         }
         require(lines.atEnd(), dx::FormNotReadToEnd);
     });
+    if (!isSelfSatisfied())
+        m_formFlaw.line = lineInForm(lineStart);
     m_scratchpad.clear();
     return isSelfSatisfied();
 }
@@ -305,26 +343,23 @@ bool ZarnData::learnLogFileFormSectionsFinished(long headStart, std::size_t head
         const std::unique_ptr<wchar_t[]> buffer(new (std::nothrow) wchar_t[bufferLength]());
         require(buffer != nullptr, dx::SectionsNoMemory);
 
-        if ((mask & SECTION_HEAD) && headLength > 0)
-            requireOrRaiseHeld(learnLogFileFormSectionFinished(
-                                   headStart, headLength, buffer.get(), bufferLength,
-                                   &file.m_headFormat, file.m_headVarCount, &file.m_headVars,
-                                   &file.m_headValues, &file.m_headHasEntryId),
+        const auto finish = [&](const FormSection& section, long start, std::size_t length) {
+            requireOrRaiseHeld(learnLogFileFormSectionFinished(start, length, buffer.get(),
+                                                               bufferLength, &section.format,
+                                                               section.varCount, &section.vars,
+                                                               &section.values, section.hasEntryId),
                                *this);
+        };
+        if (mask & SECTION_HEAD)
+            finish(headOf(file), headStart, headLength);
         if (mask & SECTION_BODY) {
             require(bodyLength > 0, dx::BodyWithoutText);
-            requireOrRaiseHeld(
-                learnLogFileFormSectionFinished(bodyStart, bodyLength, buffer.get(), bufferLength,
-                                                &file.m_bodyFormat, file.m_bodyVarCount,
-                                                &file.m_bodyVars, &file.m_bodyValues, nullptr),
-                *this);
+            finish(bodyOf(file), bodyStart, bodyLength);
         }
-        if ((mask & SECTION_TAIL) && tailLength > 0)
-            requireOrRaiseHeld(learnLogFileFormSectionFinished(
-                                   tailStart, tailLength, buffer.get(), bufferLength,
-                                   &file.m_tailFormat, file.m_tailVarCount, &file.m_tailVars,
-                                   &file.m_tailValues, &file.m_tailHasEntryId),
-                               *this);
+        if (mask & SECTION_TAIL)
+            finish(tailOf(file), tailStart, tailLength);
+        const long lastStart = std::max({headStart, bodyStart, tailStart});
+        m_formFlaw.line = lineInForm(tailLength > 0 ? bodyStart : lastStart);
         requireOrRaiseHeld(areLogFileFormSectionsUsable(mask, file.m_logKind), *this);
         file.m_formIsBuiltIn = false;
     });
@@ -354,9 +389,16 @@ bool ZarnData::learnLogFileFormSectionFinished(long start, std::size_t length, w
         std::wmemset(buffer, L'\0', bufferLength);
         std::transform(text.begin(), text.end(), buffer, widen);
         require(duplicate_String(format, buffer, true), dx::SectionNotLoaded);
-        requireOrRaiseHeld(
-            learnLogFileFormSectionFinishedBasic(format, varCount, vars, values, hasEntryId),
-            *this);
+        const int line = lineInForm(start);
+        m_sectionLine = 0;
+        const bool isLearned =
+            learnLogFileFormSectionFinishedBasic(format, varCount, vars, values, hasEntryId);
+        m_formFlaw.line = line + m_sectionLine;
+        requireOrRaiseHeld(isLearned, *this);
+        warnOfSection(findLonePercent(*format), *format, line);
+        warnOfSection(
+            findUnclosedBracket(buffer, m_fileLog.m_varOpenBracket, m_fileLog.m_varCloseBracket),
+            buffer, line);
     });
     if (!isSelfSatisfied() && format)
         freeArray(*format);
@@ -374,21 +416,18 @@ bool ZarnData::learnLogFileFormSectionsFinished(ulong32 mask, Zarn_LOG kind)
     runGuarded(*this, dx::SectionsFinishUnexpected, [&] {
         file.m_formIsBuiltIn = false;
         const BuiltInForm form = builtInForm(kind);
+        const auto finish = [&](const FormSection& section, unsigned int stringId) {
+            requireOrRaiseHeld(learnLogFileFormSectionFinished(stringId, &section.format,
+                                                               section.varCount, &section.vars,
+                                                               &section.values, section.hasEntryId),
+                               *this);
+        };
         if (mask & SECTION_HEAD)
-            requireOrRaiseHeld(learnLogFileFormSectionFinished(
-                                   form.head, &file.m_headFormat, file.m_headVarCount,
-                                   &file.m_headVars, &file.m_headValues, &file.m_headHasEntryId),
-                               *this);
+            finish(headOf(file), form.head);
         if (mask & SECTION_BODY)
-            requireOrRaiseHeld(
-                learnLogFileFormSectionFinished(form.body, &file.m_bodyFormat, file.m_bodyVarCount,
-                                                &file.m_bodyVars, &file.m_bodyValues, nullptr),
-                *this);
+            finish(bodyOf(file), form.body);
         if (mask & SECTION_TAIL)
-            requireOrRaiseHeld(learnLogFileFormSectionFinished(
-                                   form.tail, &file.m_tailFormat, file.m_tailVarCount,
-                                   &file.m_tailVars, &file.m_tailValues, &file.m_tailHasEntryId),
-                               *this);
+            finish(tailOf(file), form.tail);
         requireOrRaiseHeld(areLogFileFormSectionsUsable(mask, kind), *this);
         file.m_formIsBuiltIn = true;
     });
@@ -427,9 +466,13 @@ bool ZarnData::learnLogFileFormSectionFinishedBasic(wchar_t** format, int& varCo
     runGuarded(*this, dx::SectionFinishUnexpected, [&] {
         requireOrRaiseHeld(composeLogFileFormSectionFormat(format, varCount, vars, values), *this);
         found = *vars && isVarInLogFileFormSection(Zarn_FORM_VAR_ENTRY_ID, varCount, *vars);
-        // Nobody checks it again: it becomes one that the formatter refuses.
-        if (!isFormattable(*format, varCount, *vars))
-            require(duplicate_String(format, L"%", true), dx::ReformatNoMemory);
+        // Nobody checks it again, and what the formatter refuses would cost every entry.
+        const FormFlaw flaw = isEmpty(*format) ? FormFlaw{} : findRefused(*format, varCount, *vars);
+        if (flaw.what) {
+            m_formFlaw.what = flaw.what;
+            m_sectionLine = linesBefore(*format, flaw.offset);
+            throw int{dx::SectionNotFormatted};
+        }
     });
     if (hasEntryId)
         *hasEntryId = found && isSelfSatisfied();
@@ -452,32 +495,14 @@ void ZarnData::freeLogFileFormData()
 
 void ZarnData::freeLogFileFormDataForSections()
 {
-    ZarnDataFile& file = m_fileLog;
-    freeArray(file.m_bodyFormat);
-    freeArray(file.m_bodyVars);
-    freeArray(file.m_bodyValues);
-    freeArray(file.m_headVars);
-    freeArray(file.m_headValues);
-    freeArray(file.m_headFormat);
-    freeArray(file.m_tailVars);
-    freeArray(file.m_tailValues);
-    freeArray(file.m_tailFormat);
-    file.m_formIsBuiltIn = false;
-    file.m_headHasEntryId = false;
-    file.m_tailHasEntryId = false;
-    file.m_bodyVarCount = 0;
-    file.m_headVarCount = 0;
-    file.m_tailVarCount = 0;
-    file.m_tailPosition = 0;
+    for (FormSection section : {headOf(m_fileLog), bodyOf(m_fileLog), tailOf(m_fileLog)})
+        section.free();
+    m_fileLog.m_formIsBuiltIn = false;
+    m_fileLog.m_tailPosition = 0;
 }
 
 void ZarnData::freeLogFileFormSectionHeadData()
 {
-    ZarnDataFile& file = m_fileLog;
-    file.m_headVarCount = 0;
-    file.m_headHasEntryId = false;
-    freeArray(file.m_headVars);
-    freeArray(file.m_headValues);
-    freeArray(file.m_headFormat);
+    headOf(m_fileLog).free();
     releaseUnusedInjectors();
 }

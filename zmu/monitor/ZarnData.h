@@ -33,6 +33,10 @@
 #include <cstddef>
 
 class ZarnDataForThread;
+namespace zmu {
+class LogDevice;
+struct FormFlaw;
+} // namespace zmu
 
 class ZMU_API ZarnData {
   public:
@@ -235,6 +239,8 @@ class ZMU_API ZarnData {
     ZarnDisplayFunction getDisplayDlgBoxFunction() const { return m_displayDlgBoxFunction; }
     HWND getDisplayDlgBoxParent() const { return m_displayDlgBoxParent; }
     ZarnDataFile* getFileLog() const { return &m_fileLog; }
+    /// The file of the open log; null without one, and for a device that a subclass opened.
+    zmu::LogDevice* getLogDevice() const;
     /// The recorded name itself, null if there is none.
     wchar_t* getFileLogName() const { return m_fileLog.m_logName; }
     /// Copies the name of the open log. 61 to 64; `buffer` is empty then. Enters the lock.
@@ -435,10 +441,23 @@ class ZMU_API ZarnData {
   private:
     ZarnEngineFactory m_engineFactory;
     bool m_isNotingSeries = false;
+    zmu::LogDevice* m_logDevice = nullptr; ///< Of the stream that openLogFile opened last.
+    /// What is wrong with the form that is being learned; without a `what` the code tells.
+    struct {
+        const wchar_t* what = nullptr;
+        int line = 0; ///< From 1; 0 is unknown.
+    } m_formFlaw;
+    int m_sectionLine = 0; ///< Line breaks before the present place in the section's text.
 
     void loadProxy();
+    void traceForm(const wchar_t* what, int line) const;
+    void traceFormDismissed() const;
+    void warnOfSection(const zmu::FormFlaw& flaw, const wchar_t* text, int line) const;
+    int lineInForm(long position) const;
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
-    bool writeHead(ZarnDataForThread& engine);
+    void resetLogCounters();
+    bool writeBeginning(ZarnDataForThread& engine);
+    bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);
     bool swapFormName(const wchar_t* formName);
     bool eliminateLogFileFormInjectors();
     void freeInjectors();

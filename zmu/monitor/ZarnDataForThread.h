@@ -22,6 +22,10 @@
 
 class ZarnData;
 struct ZarnDataFile;
+namespace zmu {
+struct FormSection;
+}
+
 class ZMU_API ZarnDataForThread {
   public:
     ZarnDataForThread() = default;
@@ -242,6 +246,7 @@ class ZMU_API ZarnDataForThread {
     /// The checks that every section writer begins with, and the log's record.
     ZarnDataFile& requireLog(bool sectionEntered, int notNative);
     zmu::u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;
+    bool writeSection(const zmu::FormSection& section, bool countBytes, zmu::u64& bytesWritten);
 
     // What the arrays were made for; the data set's quantities may have changed since.
     int m_argsIntQty = 0;

@@ -1,16 +1,24 @@
-// The variables of a form: how each is inserted, and which tag fills it.
+// The variables of a form: how each is inserted, and what fills it.
 #pragma once
 
 #include <zmu/log/ZarnForm.h>
+#include <zmu/platform/Win32.h>
 
 #include <iterator>
 
 namespace zmu {
 
 struct FormVariable {
-    const wchar_t* insert; ///< Format between the exclamation marks of an insert.
-    int tag = -1;          ///< The Zarn_FORM_TAG that fills it, -1 for none.
+    const wchar_t* insert;                ///< Format between the exclamation marks of an insert.
+    int tag = -1;                         ///< The Zarn_FORM_TAG that fills it, -1 for none.
+    WORD SYSTEMTIME::*timePart = nullptr; ///< The part of the local time that fills it, or null.
 };
+
+/// A variable that a part of the local time fills.
+constexpr FormVariable timeVariable(const wchar_t* insert, WORD SYSTEMTIME::*part)
+{
+    return {insert, -1, part};
+}
 
 /// By Zarn_FORM_VAR.
 inline constexpr FormVariable formVariables[] = {
@@ -18,18 +26,18 @@ inline constexpr FormVariable formVariables[] = {
     {L"s", Zarn_FORM_TAG_COMPANY_NAME_LONG},
     {L"s", Zarn_FORM_TAG_COMPANY_NAME_SHORT},
     {L"s", Zarn_FORM_TAG_COMPANY_WEBSITE},
-    {L"02d"}, // DAY
-    {L"X"},   // ENTRY_COLOR
-    {L"d"},   // ENTRY_ID
+    timeVariable(L"02d", &SYSTEMTIME::wDay),
+    {L"X"}, // ENTRY_COLOR
+    {L"d"}, // ENTRY_ID
     {L"s", Zarn_FORM_TAG_FILE_VERSION},
     {L"s", Zarn_FORM_TAG_HOME_DIRECTORY},
-    {L"02d"}, // HOURS
-    {L"s"},   // LOGFILE_NAME
-    {L"03d"}, // MILLISECONDS
-    {L"02d"}, // MINUTES
+    timeVariable(L"02d", &SYSTEMTIME::wHour),
+    {L"s"}, // LOGFILE_NAME
+    timeVariable(L"03d", &SYSTEMTIME::wMilliseconds),
+    timeVariable(L"02d", &SYSTEMTIME::wMinute),
     {L"s", Zarn_FORM_TAG_MODULE_FILE_NAME},
     {L"s", Zarn_FORM_TAG_MODULE_NAME},
-    {L"02d"}, // MONTH
+    timeVariable(L"02d", &SYSTEMTIME::wMonth),
     {L"s", Zarn_FORM_TAG_NAME_OF_DOMAIN},
     {L"s", Zarn_FORM_TAG_NAME_OF_HOST},
     {L"s", Zarn_FORM_TAG_NAME_OF_SESSION},
@@ -37,14 +45,14 @@ inline constexpr FormVariable formVariables[] = {
     {L"lu"}, // PROCESS_ID
     {L"s", Zarn_FORM_TAG_PRODUCT_NAME},
     {L"s", Zarn_FORM_TAG_PRODUCT_VERSION},
-    {L"02d"}, // SECONDS
-    {L"s"},   // SITUATION_DSCRP
-    {L"d"},   // SITUATION_ID
+    timeVariable(L"02d", &SYSTEMTIME::wSecond),
+    {L"s"}, // SITUATION_DSCRP
+    {L"d"}, // SITUATION_ID
     {L"s", Zarn_FORM_TAG_SUITE_NAME},
     {L"s"}, // SYS_INFO_ENV_APP
     {L"s"}, // SYS_INFO_ENV_OP
     {L"s"}, // SYS_INFO_VARS_ENV
-    {L"d"}, // YEAR
+    timeVariable(L"d", &SYSTEMTIME::wYear),
 };
 
 inline constexpr int formVariablesQty = std::size(formVariables);
