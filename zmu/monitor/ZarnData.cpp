@@ -502,6 +502,7 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_sizeMapOfDataForThreads = other->m_sizeMapOfDataForThreads;
         m_nonnativeInstantiatorID = other->m_nonnativeInstantiatorID;
         m_engineFactory = other->m_engineFactory;
+        m_offersFormExtras = other->m_offersFormExtras;
         m_resStrTokenSepField = other->m_resStrTokenSepField;
         m_resStrTokenSepGroup = other->m_resStrTokenSepGroup;
         m_resStrTokenSepRecord = other->m_resStrTokenSepRecord;
