@@ -68,7 +68,7 @@ bool ZarnDataForThread::refreshTail()
 void ZarnDataForThread::rewriteTail(const ZarnDataFile& file)
 {
     // What stands behind the failed write, if anything, is older than this log and stays.
-    auto* device = qobject_cast<QFile*>(file.m_logStream->device());
+    LogDevice* const device = m_dataSet->getLogDevice();
     const bool isLastInFile = device && device->size() <= device->pos();
 
     // The old tail stood here, so there is room for it. Without it the entries are still whole.

@@ -5,17 +5,21 @@
 #include <zmu/foundation/WideBuffer.h>
 #include <zmu/foundation/internal/FileNames.h>
 #include <zmu/foundation/internal/Texts.h>
+#include <zmu/log/internal/DirectoryTrace.h>
 #include <zmu/log/internal/LogDevice.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZarnDataZGW.h>
+#include <zmu/platform/Files.h>
+#include <zmu/platform/Paths.h>
 #include <zmu/platform/Win32.h>
 
 #include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
+#include <QThread>
 
 #include <cwchar>
 #include <cwctype>
@@ -68,6 +72,51 @@ bool isSameFile(const wchar_t* left, const wchar_t* right)
         return true;
     const QString leftPath = QFileInfo(toFileName(left)).canonicalFilePath();
     return !leftPath.isEmpty() && leftPath == QFileInfo(toFileName(right)).canonicalFilePath();
+}
+
+/// Makes Qt know the calling thread. In one that it does not know the constructors of its objects
+/// crash when memory is short; this throws.
+void introduceThread()
+{
+    QThread::currentThread();
+}
+
+/// A stream that owns its device.
+QTextStream* makeStream(std::unique_ptr<QIODevice> device)
+{
+    auto stream = std::make_unique<QTextStream>(device.get());
+    static_cast<void>(device.release()); // freeStream deletes it through the stream
+    return stream.release();
+}
+
+void freeStream(QTextStream*& stream)
+{
+    const std::unique_ptr<QIODevice> device(stream->device());
+    delete std::exchange(stream, nullptr);
+}
+
+/// Opens a form for reading.
+QTextStream* openFormStream(const wchar_t* name, QIODevice::OpenMode mode)
+{
+    introduceThread();
+    auto file = std::make_unique<QFile>(toFileName(name));
+    // A pipe or a device would block, or never end.
+    const QFileInfo info(*file);
+    require(!info.exists() || info.isFile(), dx::FileNotOpened);
+    require(file->open(mode), dx::FileNotOpened);
+    return makeStream(std::move(file));
+}
+
+/// Tells why a log could not be opened, if its directory is the reason.
+void traceDirectoryOf(const wchar_t* name)
+{
+    WideBuffer<1024> directory;
+    directory.assign(name);
+    std::size_t length = directory.length();
+    while (length > 0 && !isPathSeparator(directory.c_str()[length - 1]))
+        --length;
+    directory.inPlace()[length] = L'\0';
+    traceDirectory(L"ZarnData::openFile ()", length > 0 ? directory.c_str() : L".");
 }
 
 /// Composes a fresh name as an owner does, one that lives for no longer. What its constructor
@@ -182,6 +231,7 @@ bool ZarnData::getFileLogName(wchar_t* buffer, std::size_t size)
 bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* name, int openMode)
 {
     bool madeName = false;
+    QTextStream* stream = nullptr;
     runGuarded(*this, dx::OpenFileUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(nameSlot && streamSlot && !*streamSlot && !isEmpty(name), dx::OpenFileArguments);
@@ -190,24 +240,12 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
             madeName = true;
         }
 
-        QIODevice::OpenMode mode(openMode);
-        std::unique_ptr<QFile> file;
-        if (mode & QIODevice::WriteOnly) {
-            mode |= QIODevice::Unbuffered; // nothing is kept after a failure
-            file = std::make_unique<LogDevice>(toFileName(*nameSlot));
-        } else {
-            file = std::make_unique<QFile>(toFileName(*nameSlot));
-        }
-        // A pipe or a device would block, or never end.
-        const QFileInfo info(*file);
-        require(!info.exists() || info.isFile(), dx::FileNotOpened);
-        require(file->open(mode), dx::FileNotOpened);
-
-        auto stream = std::make_unique<QTextStream>(file.get());
+        const QIODevice::OpenMode mode(openMode);
+        stream = mode & QIODevice::WriteOnly ? openLogStream(*nameSlot)
+                                             : openFormStream(*nameSlot, mode);
         stream->setGenerateByteOrderMark(true);
         stream->setAutoDetectUnicode(true);
-        static_cast<void>(file.release()); // the stream's owner deletes it through the stream
-        *streamSlot = stream.release();
+        *streamSlot = stream;
     });
     if (isSelfSatisfied())
         return true;
@@ -216,9 +254,31 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
     if (!isEmpty(name))
         Zarn_TRACE(L" when trying to open file %ls", name);
     Zarn_TRACE(L".\n");
+    if ((openMode & QIODevice::WriteOnly) && getSelfDX_Code() == dx::FileNotOpened)
+        traceDirectoryOf(name);
+    if (stream) {
+        if (!closeFile(stream, *nameSlot))
+            Zarn_TRACE(L"ZarnData::openFile () failed during error recovery mode operations to "
+                       L"close the file it opened.\n");
+        *streamSlot = nullptr;
+    }
     if (madeName)
         delete[] std::exchange(*nameSlot, nullptr);
     return false;
+}
+
+QTextStream* ZarnData::openLogStream(const wchar_t* name)
+{
+    if (!m_spareLogStream) {
+        introduceThread();
+        m_spareLogStream = makeStream(std::make_unique<LogDevice>());
+    }
+    auto* const device = static_cast<LogDevice*>(m_spareLogStream->device());
+    require(device->openPath(name), dx::FileNotOpened);
+    m_spareLogStream->seek(0);
+    m_spareLogStream->resetStatus();
+    m_spareLogStream->setEncoding(QStringConverter::Utf8);
+    return std::exchange(m_spareLogStream, nullptr);
 }
 
 bool ZarnData::openLogFile(wchar_t* name)
@@ -255,13 +315,23 @@ bool ZarnData::closeFile(QTextStream*& stream, const wchar_t* /*name*/)
     try {
         if (!stream)
             return true;
-        const std::unique_ptr<QIODevice> device(stream->device());
-        delete stream;
-        stream = nullptr;
+        auto* const log = dynamic_cast<LogDevice*>(stream->device());
+        if (log && !m_spareLogStream) {
+            log->closePath();
+            m_spareLogStream = std::exchange(stream, nullptr);
+        } else {
+            freeStream(stream);
+        }
         return true;
     } catch (...) {
         return false;
     }
+}
+
+void ZarnData::freeSpareLogStream()
+{
+    if (m_spareLogStream)
+        freeStream(m_spareLogStream);
 }
 
 bool ZarnData::closeLogFile()

@@ -2,6 +2,7 @@
 // its threads, Traits.cpp its judgement of situations; the log half is in log/.
 #include <zmu/monitor/ZarnData.h>
 
+#include <zmu/localize/internal/OwnModule.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
@@ -28,7 +29,6 @@ bool ZarnData::s_logInformationInitialized = false;
 
 namespace {
 
-constexpr wchar_t selfModuleName[] = L"zmu.dll";
 constexpr wchar_t proxyModuleName[] = L"cs4s3.dll";
 constexpr char proxyEntry[] = "ProxyRespondToSituation";
 
@@ -80,6 +80,7 @@ ZarnData::~ZarnData()
 {
     const bool entered = ZarnData::enterCriticalSection();
     ZarnData::free_Resources();
+    freeSpareLogStream();
     if (entered)
         ZarnData::leaveCriticalSection();
     delete m_criticalSection;
@@ -116,7 +117,7 @@ bool ZarnData::initialize()
 
 bool ZarnData::learnSelfResourceModule()
 {
-    m_selfResourceModule = GetModuleHandleW(selfModuleName);
+    m_selfResourceModule = GetModuleHandleW(ownModuleName);
     if (!m_selfResourceModule && isSelfSatisfied())
         setSelfDX_Code(dx::OwnModuleUnknown);
     return m_selfResourceModule != nullptr;

@@ -31,6 +31,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <span>
 #include <string>
 
 class ZarnDataForThread;
@@ -360,6 +361,7 @@ class ZMU_API ZarnData {
     int recordSituationID_Remote(int situationID); ///< Returns the previous ID.
     unsigned int getArg_UInt(int index) const;
     zmu::u64* getDescriptionFillers() const;
+    std::span<const zmu::SlotKind> getDescriptionFillerKinds() const;
     wchar_t* getDescriptionForDisplay() const;
     wchar_t* getDescriptionForLogFile() const;
     int getDisplayDlgBoxResult() const;
@@ -461,6 +463,8 @@ class ZMU_API ZarnData {
     friend class ZarnDataForThread; // which tells of its failures
 
     ZarnEngineFactory m_engineFactory;
+    /// Kept from one log to its successor, since it cannot be made when memory is short.
+    QTextStream* m_spareLogStream = nullptr;
     ZarnFailureFunction m_failureFunction = nullptr;
     bool m_substituteEntries = false;
     mutable std::atomic<zmu::ulong32> m_tellingThread =
@@ -482,6 +486,9 @@ class ZMU_API ZarnData {
     void warnOfSection(const zmu::FormFlaw& flaw, const wchar_t* text, int line) const;
     int lineInForm(long position) const;
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
+    /// Opens a log with the stream that the last one has left, or with the first one.
+    QTextStream* openLogStream(const wchar_t* name);
+    void freeSpareLogStream();
     void resetLogCounters();
     std::wstring& formExtra(int extra);
     void learnTimeZone();

@@ -79,6 +79,7 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
     SectionGuard section(*this);
     runGuarded(*this, dx::ObtainEngineUnexpected, [&] {
         section.requireEntered();
+        watchThreadEnd();
         std::unique_ptr<ZarnDataForThread> engine(m_engineFactory());
         require(engine != nullptr, dx::NoEngine);
         engine->m_threadSerial = threadSerial();
@@ -87,7 +88,6 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
         require(m_mapOfDataForThreads->add(GetCurrentThreadId(), engine.get()),
                 dx::EngineNotInserted);
         created = engine.release();
-        watchThreadEnd();
     });
     if (created && m_selfDX_Code) { // the data set has failed meanwhile
         m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr);
@@ -291,6 +291,12 @@ u64* ZarnData::getDescriptionFillers() const
 {
     return forwardTo(obtainDataForCurrentThread(true), static_cast<u64*>(nullptr),
                      [](ZarnDataForThread& engine) { return engine.getDescriptionFillers(); });
+}
+
+std::span<const SlotKind> ZarnData::getDescriptionFillerKinds() const
+{
+    return forwardTo(obtainDataForCurrentThread(true), std::span<const SlotKind>(),
+                     [](ZarnDataForThread& engine) { return engine.getDescriptionFillerKinds(); });
 }
 
 wchar_t* ZarnData::getDescriptionForDisplay() const

@@ -9,6 +9,9 @@ namespace zmu {
 /// the last error.
 u64 threadSerial();
 
+/// Lets at least so much time pass.
+void sleepMilliseconds(unsigned milliseconds);
+
 /// Keeps the calling thread from being cancelled while it lives: an operation that holds the data
 /// set's lock, or writes the log, goes on to its end. Nests. Nothing to do where threads cannot be
 /// cancelled.

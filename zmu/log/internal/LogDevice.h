@@ -5,21 +5,49 @@
 #include <zmu/monitor/ZarnScratchpad.h>
 #include <zmu/platform/Files.h>
 
-#include <QFile>
+#include <QIODevice>
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
 namespace zmu {
 
-/// A file that is opened without a buffer, and whose writes can be held back for a moment. Held
-/// writes count in the position, and keep their order with all else that is done to the file.
+/// A file without a buffer, whose writes can be held back for a moment. Held writes count in the
+/// position, and keep their order with all else that is done to the file.
 ///
 /// The position is kept here and told with each write: the system's own is of no account, and a
-/// seek costs nothing.
-class LogDevice : public QFile {
+/// seek costs nothing. One device serves a log and all its successors: only the first openPath()
+/// allocates, for Qt's devices cannot be made, and some not even be opened, when memory is short.
+class LogDevice : public QIODevice {
   public:
-    using QFile::QFile;
+    LogDevice() = default;
+    ~LogDevice() override { closePath(); }
+    LogDevice(const LogDevice&) = delete;
+    LogDevice& operator=(const LogDevice&) = delete;
+
+    /// Opens the file of that name for reading and writing; the position is 0. False if the system
+    /// refuses, with the last error. May throw the first time.
+    bool openPath(const wchar_t* path)
+    {
+        closePath();
+        if (!isOpen() && !QIODevice::open(ReadWrite | Unbuffered))
+            return false;
+        QIODevice::seek(0);
+        m_file = openFile(path, FileUse::ReadWrite);
+        return m_file >= 0;
+    }
+    /// Lets go of the file, and of what is held. The device itself stays as it is for the next one.
+    void closePath()
+    {
+        m_isHolding = false;
+        m_heldSize = 0;
+        closeFile(std::exchange(m_file, -1));
+    }
+
+    bool isSequential() const override { return false; }
+    qint64 size() const override { return std::max<qint64>(sizeOf(m_file), 0); }
+    bool resize(qint64 size) { return writeHeld() && resizeFile(m_file, size); }
 
     /// Holds writes from here on, until release() or drop().
     void hold()
@@ -49,7 +77,7 @@ class LogDevice : public QFile {
   protected:
     qint64 readData(char* data, qint64 size) override
     {
-        return writeHeld() && QFile::seek(pos()) ? QFile::readData(data, size) : -1;
+        return writeHeld() ? readAt(m_file, pos(), data, size) : -1;
     }
 
     qint64 writeData(const char* data, qint64 size) override
@@ -62,7 +90,7 @@ class LogDevice : public QFile {
         if (!writeHeld())
             return -1;
         m_isIntact = false;
-        return writeAt(handle(), pos(), data, size);
+        return writeAt(m_file, pos(), data, size);
     }
 
   private:
@@ -77,12 +105,13 @@ class LogDevice : public QFile {
         m_isIntact = false;
         const qint64 size = std::exchange(m_heldSize, 0);
         const qint64 start = pos() - size;
-        const qint64 written = writeAt(handle(), start, m_held, size);
+        const qint64 written = writeAt(m_file, start, m_held, size);
         if (written != size)
             QIODevice::seek(start + written);
         return written == size;
     }
 
+    int m_file = -1;
     bool m_isHolding = false;
     bool m_isIntact = true;
     qint64 m_heldSize = 0;

@@ -6,6 +6,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace {
 
 /// How often a contended lock is tried at once: enough for the shortest holds.
@@ -80,6 +82,16 @@ u64 zmu::threadSerial()
     static std::atomic<u64> last = 0;
     thread_local const u64 serial = ++last;
     return serial;
+}
+
+void zmu::sleepMilliseconds(unsigned milliseconds)
+{
+    constexpr unsigned ofSecond = 1000;
+    constexpr long nanoseconds = 1000000; // of a millisecond
+    timespec left{static_cast<time_t>(milliseconds / ofSecond),
+                  static_cast<long>(milliseconds % ofSecond) * nanoseconds};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
 }
 
 DWORD GetCurrentProcessId()
