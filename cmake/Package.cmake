@@ -20,10 +20,6 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/zmu/ DESTINATION ${CMAKE_INSTALL_INCLUDE
 install(FILES ${PROJECT_SOURCE_DIR}/zmu/platform/Host.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmu/platform)
 
-# The forms of a log, for administrators to start from.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/templates/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zmu/templates
-  FILES_MATCHING PATTERN "*.html")
-
 install(EXPORT zmuTargets NAMESPACE zmu:: DESTINATION ${ZMU_PACKAGE_DIR})
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/zmuConfig.cmake.in
   ${PROJECT_BINARY_DIR}/zmuConfig.cmake

@@ -119,6 +119,7 @@ class PageTest(unittest.TestCase):
             self.assertFalse(sheet.is_displayed())
             details.find_element(By.TAG_NAME, "summary").send_keys(Keys.ENTER)
             self.assertTrue(sheet.is_displayed())
+            self.assertGreater(len(sheet.find_elements(By.CSS_SELECTOR, "tbody tr")), 5)
             details.find_element(By.TAG_NAME, "summary").click()
             self.assertFalse(sheet.is_displayed())
 

@@ -143,4 +143,5 @@ void ZarnData::linkSuccessor(const wchar_t* successor)
     } catch (...) {
     }
     next.clear();
+    forgetSelfDX_Code(); // nobody is kept from the new log by a link that is missing
 }
