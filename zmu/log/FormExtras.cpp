@@ -77,20 +77,19 @@ std::wstring zmu::linkToLog(const wchar_t* from, const wchar_t* to)
     const QByteArray address =
         isNeighbour ? "./" + QUrl::toPercentEncoding(target.fileName())
                     : QUrl::fromLocalFile(target.absoluteFilePath()).toEncoded(QUrl::FullyEncoded);
-    return QStringLiteral("<a href=\"%1\">%2</a>")
-        .arg(QString::fromLatin1(address).toHtmlEscaped(), target.fileName().toHtmlEscaped())
-        .toStdWString();
+    const std::wstring reference = QString::fromLatin1(address).toHtmlEscaped().toStdWString();
+    const std::wstring name = target.fileName().toHtmlEscaped().toStdWString();
+    return L"<a href=\"" + reference + L"\">" + name + L"</a>";
 }
 
 std::wstring zmu::presentTimeZone()
 {
     constexpr int minute = 60;
     const int minutes = QDateTime::currentDateTime().offsetFromUtc() / minute;
-    return QStringLiteral("UTC%1%2:%3")
-        .arg(minutes < 0 ? QLatin1Char('-') : QLatin1Char('+'))
-        .arg(std::abs(minutes) / minute, 2, 10, QLatin1Char('0'))
-        .arg(std::abs(minutes) % minute, 2, 10, QLatin1Char('0'))
-        .toStdWString();
+    wchar_t zone[16] = {};
+    std::swprintf(zone, std::size(zone), L"UTC%lc%02d:%02d", minutes < 0 ? L'-' : L'+',
+                  std::abs(minutes) / minute, std::abs(minutes) % minute);
+    return zone;
 }
 
 // ---- The data set's -------------------------------------------------------------------------------------
