@@ -36,6 +36,7 @@
 
 class ZarnDataForThread;
 namespace zmu {
+class InjectorBlock;
 class LogDevice;
 struct FormFlaw;
 } // namespace zmu
@@ -216,6 +217,13 @@ class ZMU_API ZarnData {
     /// of 0 empties the first element. Returns `buffer`.
     wchar_t* getTag(wchar_t* buffer, std::size_t size, Zarn_FORM_TAG tag);
     char* getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag);
+    /// Whether forms show what the system or a user has named as it is, whatever markup is in it:
+    /// tags of host, domain, user, session, folder, module and versions, and the log's name. Off
+    /// until it is set, before the tags are recorded. Returns the value before.
+    bool setSystemTextsEscaped(bool escape);
+    /// What a form shows of a tag or of the log's name; null without one.
+    const wchar_t* getTagForForm(Zarn_FORM_TAG tag) const;
+    const wchar_t* getLogNameForForm() const;
 
     // ---- Self-diagnosis -------------------------------------------------------------------------
 
@@ -300,7 +308,10 @@ class ZMU_API ZarnData {
     zmu::ulong32 incrementSituationsCount(zmu::ulong32 n);
     zmu::ulong32 decrementSituationsCount(zmu::ulong32 n);
 
-    /// Records the product's log settings for the process, for the getters below.
+    /// Records the product's log settings for the process, before its first owner. `directory` must
+    /// exist. An owner takes `maxFileSize`, in bytes, as the limit of its log if that is within
+    /// those of setLogFileByteCountLimit, and else leaves it at 20 MiB. The rest is handed out, by
+    /// the getters below and by ZarnDataZGW, and changes nothing about a log.
     static void setLogVariables(const wchar_t* directory, unsigned int outputLevel,
                                 bool backupEnabled, unsigned int maxFileSize,
                                 unsigned int maxFileAge);
@@ -480,7 +491,15 @@ class ZMU_API ZarnData {
     } m_formFlaw;
     int m_sectionLine = 0; ///< Line breaks before the present place in the section's text.
 
+    bool m_escapesSystemTexts = false;
+    wchar_t* m_escapedTags[Zarn_FORM_TAGS_QTY] = {}; ///< Those that differ when escaped.
+    wchar_t* m_escapedLogName = nullptr;             ///< The same.
+
     void loadProxy();
+    bool escapeTag(Zarn_FORM_TAG tag);
+    bool escapeLogName(const wchar_t* name);
+    bool storeEscaped(wchar_t*& target, const wchar_t* text) const;
+    void freeEscapedTexts();
     void traceForm(const wchar_t* what, int line) const;
     void traceFormDismissed() const;
     void warnOfSection(const zmu::FormFlaw& flaw, const wchar_t* text, int line) const;
@@ -496,6 +515,7 @@ class ZMU_API ZarnData {
     bool writeBeginning(ZarnDataForThread& engine);
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);
     bool swapFormName(const wchar_t* formName);
+    void learnInjector(zmu::InjectorBlock& block);
     bool eliminateLogFileFormInjectors();
     void freeInjectors();
     void releaseUnusedInjectors();

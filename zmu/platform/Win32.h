@@ -231,6 +231,8 @@ BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* calendar);
 BOOL SystemTimeToFileTime(const SYSTEMTIME* calendar, FILETIME* time);
 /// Seconds since 1 January 1970, UTC; also in `*time` unless that is null.
 i64 _time64(i64* time);
+/// The C library's: not 0 where the local time zone has known a daylight saving time.
+inline const int& _daylight = daylight;
 /// Local broken-down time of a moment. 0, or EINVAL for one that has none: all fields are -1 then.
 int _localtime64_s(std::tm* local, const i64* time);
 
