@@ -11,13 +11,13 @@ install(TARGETS zmu EXPORT zmuTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # Headers live beside their sources. For the library alone are those of a folder `internal`, of the
-# platform but one, and of the built-in texts.
+# platform but two, and of the built-in texts.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/zmu/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmu
   FILES_MATCHING PATTERN "*.h" PATTERN "*.def"
   PATTERN "platform" EXCLUDE
   PATTERN "internal" EXCLUDE
   PATTERN "StringTable.h" EXCLUDE)
-install(FILES ${PROJECT_SOURCE_DIR}/zmu/platform/Host.h
+install(FILES ${PROJECT_SOURCE_DIR}/zmu/platform/Host.h ${PROJECT_SOURCE_DIR}/zmu/platform/HostWindows.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmu/platform)
 
 install(EXPORT zmuTargets NAMESPACE zmu:: DESTINATION ${ZMU_PACKAGE_DIR})
@@ -43,8 +43,9 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/zmu.pc.in ${PROJECT_BINARY_DIR}/zmu.pc 
 install(FILES ${PROJECT_BINARY_DIR}/zmu.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/templates DESTINATION ${CMAKE_INSTALL_DATADIR}/zmu)
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/README.md
-  DESTINATION ${CMAKE_INSTALL_DOCDIR})
+foreach(page CHANGELOG.md CONTRIBUTING.md LICENSE README.md)
+  install(FILES ${PROJECT_SOURCE_DIR}/${page} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
   FILES_MATCHING PATTERN "*.md" PATTERN "*.png"
   PATTERN "generate" EXCLUDE)
