@@ -96,8 +96,8 @@ class ZMU_API Zarn {
         return respondWithValues(situationID, resourceModule, values.data(), kinds.data(),
                                  values.size());
     }
-    /// The same with a cursor over 64-bit slots, which the spec's fillers advance. Answers how the
-    /// situation went.
+    /// The same with a cursor over 64-bit slots, which the spec's fillers advance. True if all went
+    /// well.
     bool respondToSituation(int situationID, char** argV, void* resourceModule);
     /// Calls that look like one form and would be taken for the other: the cursor in the module's
     /// place, and the address of anything but a text as an argument.
@@ -107,7 +107,7 @@ class ZMU_API Zarn {
     requires(!zmu::SituationArgument<T*> && !std::is_void_v<T> &&
              !std::same_as<T, HINSTANCE__>) bool respondToSituation(int situationID, std::nullptr_t,
                                                                     T* argument) = delete;
-    /// Reports what recordSituationID and recordArgument have recorded.
+    /// Reports what recordSituationID and recordArgument have recorded. True if all went well.
     bool respondToSituation();
 
     bool forgetSituation();

@@ -300,7 +300,10 @@ class ZMU_API ZarnData {
     zmu::ulong32 incrementSituationsCount(zmu::ulong32 n);
     zmu::ulong32 decrementSituationsCount(zmu::ulong32 n);
 
-    /// Records the product's log settings for the process, for the getters below.
+    /// Records the product's log settings for the process, before its first owner. `directory` must
+    /// exist. An owner takes `maxFileSize`, in bytes, as the limit of its log if that is within
+    /// those of setLogFileByteCountLimit, and else leaves it at 20 MiB. The rest is handed out, by
+    /// the getters below and by ZarnDataZGW, and changes nothing about a log.
     static void setLogVariables(const wchar_t* directory, unsigned int outputLevel,
                                 bool backupEnabled, unsigned int maxFileSize,
                                 unsigned int maxFileAge);

@@ -15,6 +15,9 @@
 // who comes second waits for the next millisecond. A file whose name nobody asked for, and no
 // monitor wrote, goes away with the object.
 //
+// The form is bpw_template.html in the folder Templates of that directory, or aps_template.html for
+// the owner APS; without one the built-in form is used. The directory must exist.
+//
 // Operations that can fail answer with a bool or a pointer; getDX_Code1 and getDX_Code2 tell why
 // (docs/zgw-codes.md). The codes are those of the calling thread's last operation. An object is for
 // one thread at a time; several may be made and destroyed at once. createZarnMonitor and
@@ -35,11 +38,12 @@ class Zarn;
 class ZarnData;
 class ZRpbr;
 
-// Owners that are told apart; any other number is an owner, too.
-inline constexpr zmu::i64 ZGW_OWNER_CM = 0x80000040;
-inline constexpr zmu::i64 ZGW_OWNER_LOGON = 0x80010000;
-inline constexpr zmu::i64 ZGW_OWNER_PW = 0x80200000;
-inline constexpr zmu::i64 ZGW_OWNER_APS = 0x80000001;
+// Modules of the product that are told apart as owners, by the brand text that names them, by the
+// user's name in their first log's, and by their form; any other number is an owner, too.
+inline constexpr zmu::i64 ZGW_OWNER_CM = 0x80000040;    ///< cm.exe, the control manager
+inline constexpr zmu::i64 ZGW_OWNER_LOGON = 0x80010000; ///< Logon.exe, of a user
+inline constexpr zmu::i64 ZGW_OWNER_PW = 0x80200000;    ///< pw.exe, a user's program window
+inline constexpr zmu::i64 ZGW_OWNER_APS = 0x80000001;   ///< aps.exe, the application server
 
 class ZMU_API ZarnDataZGW {
   public:
