@@ -94,7 +94,9 @@ TEST_F(StatusCodes, OfAdoption)
 
 TEST_F(StatusCodes, OfTextsAndStrings)
 {
-    strings() = {{8, L"eight"}, {9, L""}, {57344, L"beyond"}};
+    strings()[8] = L"eight";
+    strings()[9] = L"";
+    strings()[57344] = L"beyond";
     ZarnStatusReporter* const reporter = makeReporter();
     ASSERT_NE(reporter, nullptr);
     const auto code = [](bool succeeded) {
