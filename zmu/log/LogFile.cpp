@@ -11,6 +11,7 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZarnDataZGW.h>
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 
 #include <QFile>
@@ -35,7 +36,7 @@ constexpr int seriesNote = 10006;
 using SuccessorName = WideBuffer<260>;
 
 // The series of log files that the process writes, shared by all its data sets.
-std::mutex s_logSeriesLock;
+ProcessLock s_logSeriesLock;
 wchar_t s_logSeriesOrigin[260 + 1] = {};
 unsigned int s_logSeriesCount = 1;
 

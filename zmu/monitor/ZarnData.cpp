@@ -6,6 +6,7 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/platform/EntryPoint.h>
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 
 #include <algorithm>
@@ -406,9 +407,9 @@ char* ZarnData::getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag)
 
 namespace {
 
-std::mutex& logDirectoryLock()
+ProcessLock& logDirectoryLock()
 {
-    static std::mutex lock;
+    static ProcessLock lock; // a host's static objects may ask for the directory
     return lock;
 }
 

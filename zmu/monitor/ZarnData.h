@@ -208,6 +208,28 @@ class ZMU_API ZarnData {
     wchar_t* getTag(wchar_t* buffer, std::size_t size, Zarn_FORM_TAG tag);
     char* getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag);
 
+    // ---- A log that comes back -----------------------------------------------------------------------
+
+    /// Whether the log comes back by itself; returns what held before. Off for a new data set, on for
+    /// one that ZarnDataZGW makes. With it
+    /// - a replacement that failed, and a log that was deleted, moved, emptied or cut from outside, or
+    ///   whose folder was removed, leads to a later situation opening a successor, at most one try a
+    ///   second. The file is looked at once a second at most. What was written in between is taken
+    ///   along. The first entry of the new log tells how many situations had no log to go to;
+    /// - a rollover that failed is tried again at most once a second, and the situations in between
+    ///   are none that failed;
+    /// - a successor's path may have 1023 elements and not only 259.
+    /// docs/logs-in-use.md tells what that means for who looks after logs.
+    bool setLogRecovery(bool comesBack);
+    bool getLogRecovery() const { return m_logWatch.isOn; }
+    /// Called by an engine before each entry, under the lock: finds the log a file if it has none, or
+    /// none of this process's.
+    void attendToLog();
+    /// Notes that a situation found no log.
+    void countLostSituation();
+    /// Whether it is time to try a replacement, after one that failed.
+    bool mayReplaceLog() const;
+
     // ---- Self-diagnosis -------------------------------------------------------------------------
 
     /// The data set's code, else that of the calling thread's engine, else 0.
@@ -441,6 +463,21 @@ class ZMU_API ZarnData {
   private:
     ZarnEngineFactory m_engineFactory;
     bool m_isNotingSeries = false;
+    /// What keeps the log alive. Times are milliseconds.
+    struct {
+        bool isOn = false;
+        unsigned forkCount = 0; ///< Of the process that opened the log.
+        u64 lookTime = 0;       ///< When the file was looked at, or opened.
+        u64 failTime = 0;       ///< When a replacement failed; 0 since one succeeded.
+        int seenPosition = 0;   ///< Where the tail stood then: so far the file was whole.
+        ulong32 entries = 0;    ///< Since then.
+        ulong32 lost = 0;       ///< Situations that no log has.
+        // Entries of a log that is gone, which the next one takes along.
+        int strayFile = -1;
+        int strayBegin = 0;
+        int strayEnd = 0;
+        ulong32 strayEntries = 0;
+    } m_logWatch;
     zmu::LogDevice* m_logDevice = nullptr; ///< Of the stream that openLogFile opened last.
     /// What is wrong with the form that is being learned; without a `what` the code tells.
     struct {
@@ -450,6 +487,13 @@ class ZMU_API ZarnData {
     int m_sectionLine = 0; ///< Line breaks before the present place in the section's text.
 
     void loadProxy();
+    void watchNewLog();
+    void leaveLogOfParent();
+    bool isLogInPlace(bool& isEmptied);
+    void mendCutLog(int end);
+    void openSuccessor();
+    void takeStrayEntriesAlong();
+    void forgetStrayEntries();
     void traceForm(const wchar_t* what, int line) const;
     void traceFormDismissed() const;
     void warnOfSection(const zmu::FormFlaw& flaw, const wchar_t* text, int line) const;

@@ -49,6 +49,11 @@ u64 zmu::threadSerial()
     return serial;
 }
 
+unsigned zmu::forkCount()
+{
+    return 0;
+}
+
 // A thread here ends by itself or dies on the spot, which nothing could hold back.
 zmu::CancellationHold::CancellationHold() = default;
 zmu::CancellationHold::~CancellationHold() = default;
