@@ -17,6 +17,7 @@ void registerRoadBench();
 void registerStagesBench();
 void registerThreadsBench();
 void registerFileSizeBench();
+void registerOwnerBench();
 
 /// Name of a measurement on a medium, which the table looks for.
 inline std::string nameOn(const std::string& name, Medium medium)

@@ -51,6 +51,14 @@ struct AllocationRow {
     Target target = {};
 };
 
+/// Time and allocations of a measurement, each against a limit of its own.
+struct CostRow {
+    const char* label;
+    const char* name;
+    double microseconds;
+    double allocations;
+};
+
 constexpr char floorName[] = "stream";
 
 const TimeRow roadRows[] = {
@@ -82,6 +90,11 @@ const AllocationRow allocationRows[] = {
     {"    in loading its string", "string"},
     {"    in the stream and its text", "stream of wide text"},
     {"    anywhere else", "road to log", {"string", "stream of wide text"}, {Target::AtMost, 0}},
+};
+
+const CostRow ownerRows[] = {
+    {"the start of an owner and its monitor", "owner start", 3000, 0},
+    {"the replacement of a log at its limit", "replacement", 1000, 500},
 };
 
 // ---- Printing ----------------------------------------------------------------------------------
@@ -262,6 +275,21 @@ void Table::print() const
         line.add(row.target, counts);
     };
 
+    const auto printCost = [&](const CostRow& row) {
+        Line line(row.label);
+        std::vector<double> times;
+        std::vector<double> counts;
+        for (const Medium medium : media) {
+            times.push_back(nanoseconds(row.name, medium) / 1000);
+            counts.push_back(allocations(row.name, medium));
+            line.add(times.back(), valueWidth, 0);
+            line.add(counts.back(), ratioWidth, 0);
+        }
+        line.add({Target::AtMost, row.microseconds}, times);
+        if (row.allocations > 0)
+            line.add({Target::AtMost, row.allocations}, counts);
+    };
+
     std::size_t repetitions = 0;
     for (const auto& [name, samples] : m_samples)
         repetitions = std::max(repetitions, samples.nanoseconds.size());
@@ -273,6 +301,8 @@ void Table::print() const
     std::for_each(std::begin(threadRows), std::end(threadRows), printTime);
     printHeading("Size of the log, in processor time", "ns", "x 1MiB");
     std::for_each(std::begin(fileSizeRows), std::end(fileSizeRows), printTime);
+    printHeading("Beside the road, in real time", "us", "count");
+    std::for_each(std::begin(ownerRows), std::end(ownerRows), printCost);
     printHeading("Heap allocations of a situation", "count", "");
     std::for_each(std::begin(allocationRows), std::end(allocationRows), printAllocations);
 }

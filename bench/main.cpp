@@ -36,6 +36,7 @@ int main(int argc, char** argv)
     zmu_bench::registerStagesBench();
     zmu_bench::registerThreadsBench();
     zmu_bench::registerFileSizeBench();
+    zmu_bench::registerOwnerBench();
 
     zmu_bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);

@@ -125,11 +125,15 @@ TEST_F(Paths, DirectoryThatIsNoneOrTooLong)
     EXPECT_EQ(specifier(deep).size(), 1021U);
     EXPECT_EQ(specifier(deep + "dd").size(), 1023U);
     EXPECT_EQ(specifier(deep + "ddd"), L"");
-    EXPECT_EQ(specifier(deep + QString(400, 'd')), L"");
-    EXPECT_EQ(ZarnDataZGW::getDX_Code1(), zgw::DirectoryTooLong);
+    ASSERT_TRUE(QDir().mkpath(deep));
+#if !defined(_WIN32) // which makes no directories of that length
+    // Of a longer one as much is taken as a path may have, and made as it stands then.
+    const QString cut = deep + "/ddd";
+    EXPECT_EQ(specifier(cut + QString(400, 'd')), cut.toStdWString());
+    EXPECT_TRUE(QFileInfo(cut).isDir());
+#endif
 
     // What is left for a name is cut, and has no room for the moment: the next log has the same.
-    ASSERT_TRUE(QDir().mkpath(deep));
     setLogDirectory(deep.toStdWString());
     {
         Owner first;

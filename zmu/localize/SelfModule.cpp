@@ -2,6 +2,7 @@
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
 #include <zmu/foundation/UTL_String.h>
+#include <zmu/localize/internal/OwnModule.h>
 
 #include <algorithm>
 #include <cwchar>
@@ -46,7 +47,7 @@ bool ZarnLocalizeHelpers::learnSelfResourceModule()
     if (m_selfResModule)
         return true;
     HINSTANCE none = nullptr;
-    m_selfResModule.compare_exchange_strong(none, GetModuleHandleW(L"zmu.dll"));
+    m_selfResModule.compare_exchange_strong(none, GetModuleHandleW(zmu::ownModuleName));
     return m_selfResModule != nullptr;
 }
 

@@ -12,9 +12,12 @@ using namespace zmu;
 
 ZarnDataForThread::LogMark ZarnDataForThread::beginEntry()
 {
+    m_dataSet->attendToLog();
     const ZarnDataFile* file = m_dataSet->getFileLog();
-    // Sections that are gone would pass in silence.
-    require(!file || isOpen(file->m_logStream), dx::LogNotOpen);
+    if (file && !isOpen(file->m_logStream)) { // sections that are gone would pass in silence
+        m_dataSet->countLostSituation();
+        throw int{dx::LogNotOpen};
+    }
     if (LogDevice* device = m_dataSet->getLogDevice())
         device->hold();
     return {file ? file->m_logByteCount : 0, file ? file->m_tailPosition : 0,
@@ -57,7 +60,7 @@ void ZarnDataForThread::takeEntryBack(const LogMark& mark)
 void ZarnDataForThread::rewriteTail(const ZarnDataFile& file)
 {
     // What stands behind the failed write, if anything, is older than this log and stays.
-    auto* device = qobject_cast<QFile*>(file.m_logStream->device());
+    LogDevice* const device = m_dataSet->getLogDevice();
     const bool isLastInFile = device && device->size() <= device->pos();
 
     // The old tail stood here, so there is room for it. Without it the entries are still whole.

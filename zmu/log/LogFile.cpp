@@ -5,6 +5,7 @@
 #include <zmu/foundation/WideBuffer.h>
 #include <zmu/foundation/internal/FileNames.h>
 #include <zmu/foundation/internal/Texts.h>
+#include <zmu/log/internal/DirectoryTrace.h>
 #include <zmu/log/internal/LogDevice.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
@@ -13,10 +14,14 @@
 #include <zmu/owner/ZarnDataZGW.h>
 #include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/Clock.h>
+#include <zmu/platform/Files.h>
+#include <zmu/platform/Paths.h>
 
 #include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
+#include <QThread>
 
 #include <cwchar>
 #include <cwctype>
@@ -32,8 +37,11 @@ namespace {
 constexpr u64 limitMin = 1048576;  // 1 MiB
 constexpr u64 limitMax = 78643200; // 75 MiB
 constexpr int seriesNote = 10006;
+constexpr int lossNote = 10014; ///< The same with the number of situations that no log has.
 
-using SuccessorName = WideBuffer<260>;
+using SuccessorName = WideBuffer<1024>;
+/// Room for a successor's name where the log does not come back by itself.
+constexpr std::size_t successorQty = 260;
 
 // The series of log files that the process writes, shared by all its data sets.
 ProcessLock s_logSeriesLock;
@@ -71,10 +79,55 @@ bool isSameFile(const wchar_t* left, const wchar_t* right)
     return !leftPath.isEmpty() && leftPath == QFileInfo(toFileName(right)).canonicalFilePath();
 }
 
+/// Makes Qt know the calling thread. In one that it does not know the constructors of its objects
+/// crash when memory is short; this throws.
+void introduceThread()
+{
+    QThread::currentThread();
+}
+
+/// A stream that owns its device.
+QTextStream* makeStream(std::unique_ptr<QIODevice> device)
+{
+    auto stream = std::make_unique<QTextStream>(device.get());
+    static_cast<void>(device.release()); // freeStream deletes it through the stream
+    return stream.release();
+}
+
+void freeStream(QTextStream*& stream)
+{
+    const std::unique_ptr<QIODevice> device(stream->device());
+    delete std::exchange(stream, nullptr);
+}
+
+/// Opens a form for reading.
+QTextStream* openFormStream(const wchar_t* name, QIODevice::OpenMode mode)
+{
+    introduceThread();
+    auto file = std::make_unique<QFile>(toFileName(name));
+    // A pipe or a device would block, or never end.
+    const QFileInfo info(*file);
+    require(!info.exists() || info.isFile(), dx::FileNotOpened);
+    require(file->open(mode), dx::FileNotOpened);
+    return makeStream(std::move(file));
+}
+
+/// Tells why a log could not be opened, if its directory is the reason.
+void traceDirectoryOf(const wchar_t* name)
+{
+    WideBuffer<1024> directory;
+    directory.assign(name);
+    std::size_t length = directory.length();
+    while (length > 0 && !isPathSeparator(directory.c_str()[length - 1]))
+        --length;
+    directory.inPlace()[length] = L'\0';
+    traceDirectory(L"ZarnData::openFile ()", length > 0 ? directory.c_str() : L".");
+}
+
 /// Composes a fresh name as an owner does, one that lives for no longer. What its constructor
 /// raised is left in `ownerCode`.
-void nameSuccessor(SuccessorName& name, HMODULE self, HMODULE program, Zarn_LOG kind,
-                   int& ownerCode)
+void nameSuccessor(SuccessorName& name, std::size_t room, HMODULE self, HMODULE program,
+                   Zarn_LOG kind, int& ownerCode)
 {
     std::unique_ptr<ZarnDataZGW> owner;
     try {
@@ -83,7 +136,7 @@ void nameSuccessor(SuccessorName& name, HMODULE self, HMODULE program, Zarn_LOG 
         ownerCode = code;
     }
     require(owner != nullptr, dx::SuccessorOwnerMissing);
-    owner->getLogFileFQPath(name.writable(), SuccessorName::capacity);
+    owner->getLogFileFQPath(name.writable(), room);
 }
 
 } // namespace
@@ -183,6 +236,7 @@ bool ZarnData::getFileLogName(wchar_t* buffer, std::size_t size)
 bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* name, int openMode)
 {
     bool madeName = false;
+    QTextStream* stream = nullptr;
     runGuarded(*this, dx::OpenFileUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(nameSlot && streamSlot && !*streamSlot && !isEmpty(name), dx::OpenFileArguments);
@@ -191,24 +245,12 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
             madeName = true;
         }
 
-        QIODevice::OpenMode mode(openMode);
-        std::unique_ptr<QFile> file;
-        if (mode & QIODevice::WriteOnly) {
-            mode |= QIODevice::Unbuffered; // nothing is kept after a failure
-            file = std::make_unique<LogDevice>(toFileName(*nameSlot));
-        } else {
-            file = std::make_unique<QFile>(toFileName(*nameSlot));
-        }
-        // A pipe or a device would block, or never end.
-        const QFileInfo info(*file);
-        require(!info.exists() || info.isFile(), dx::FileNotOpened);
-        require(file->open(mode), dx::FileNotOpened);
-
-        auto stream = std::make_unique<QTextStream>(file.get());
+        const QIODevice::OpenMode mode(openMode);
+        stream = mode & QIODevice::WriteOnly ? openLogStream(*nameSlot)
+                                             : openFormStream(*nameSlot, mode);
         stream->setGenerateByteOrderMark(true);
         stream->setAutoDetectUnicode(true);
-        static_cast<void>(file.release()); // the stream's owner deletes it through the stream
-        *streamSlot = stream.release();
+        *streamSlot = stream;
     });
     if (isSelfSatisfied())
         return true;
@@ -217,9 +259,31 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
     if (!isEmpty(name))
         Zarn_TRACE(L" when trying to open file %ls", name);
     Zarn_TRACE(L".\n");
+    if ((openMode & QIODevice::WriteOnly) && getSelfDX_Code() == dx::FileNotOpened)
+        traceDirectoryOf(name);
+    if (stream) {
+        if (!closeFile(stream, *nameSlot))
+            Zarn_TRACE(L"ZarnData::openFile () failed during error recovery mode operations to "
+                       L"close the file it opened.\n");
+        *streamSlot = nullptr;
+    }
     if (madeName)
         delete[] std::exchange(*nameSlot, nullptr);
     return false;
+}
+
+QTextStream* ZarnData::openLogStream(const wchar_t* name)
+{
+    if (!m_spareLogStream) {
+        introduceThread();
+        m_spareLogStream = makeStream(std::make_unique<LogDevice>());
+    }
+    auto* const device = static_cast<LogDevice*>(m_spareLogStream->device());
+    require(device->openPath(name), dx::FileNotOpened);
+    m_spareLogStream->seek(0);
+    m_spareLogStream->resetStatus();
+    m_spareLogStream->setEncoding(QStringConverter::Utf8);
+    return std::exchange(m_spareLogStream, nullptr);
 }
 
 bool ZarnData::openLogFile(wchar_t* name)
@@ -256,13 +320,23 @@ bool ZarnData::closeFile(QTextStream*& stream, const wchar_t* /*name*/)
     try {
         if (!stream)
             return true;
-        const std::unique_ptr<QIODevice> device(stream->device());
-        delete stream;
-        stream = nullptr;
+        auto* const log = dynamic_cast<LogDevice*>(stream->device());
+        if (log && !m_spareLogStream) {
+            log->closePath();
+            m_spareLogStream = std::exchange(stream, nullptr);
+        } else {
+            freeStream(stream);
+        }
         return true;
     } catch (...) {
         return false;
     }
+}
+
+void ZarnData::freeSpareLogStream()
+{
+    if (m_spareLogStream)
+        freeStream(m_spareLogStream);
 }
 
 bool ZarnData::closeLogFile()
@@ -289,11 +363,13 @@ bool ZarnData::establishLogFile(bool learnForm)
             return;
         }
         requireOrRaiseHeld(openLogFile(m_fileLog.m_logName), *this);
+        watchNewLog();
         if (!m_fileLog.m_headFormat)
             return; // the file stays empty until its first entry
         ZarnDataForThread* engine = obtainDataForCurrentThread(true);
         require(engine, dx::EstablishNoEngine);
         requireOrRaiseHeld(writeBeginning(*engine), *this);
+        watchNewLog();
     });
     if (!isSelfSatisfied()) {
         if (isNative && !closeLogFile())
@@ -359,16 +435,18 @@ bool ZarnData::reestablishLogFile(const bool& force)
         if (force && m_fileLog.m_logStream && m_fileLog.m_logByteCount >= m_logFileByteCountLimit)
             return;
         SuccessorName successor;
-        nameSuccessor(successor, m_selfResourceModule, m_resModuleBootstrap, m_fileLog.m_logKind,
-                      namingCode);
+        nameSuccessor(successor, m_logWatch.isOn ? successor.capacity : successorQty,
+                      m_selfResourceModule, m_resModuleBootstrap, m_fileLog.m_logKind, namingCode);
         require(!successor.isEmpty(), dx::SuccessorNameMissing);
         reestablishLogFile(successor.inPlace(), m_fileLog.m_formName, m_fileLog.m_logKind);
         if (!isSelfSatisfied())
             removeIfEmpty(successor.c_str()); // the name was taken by making the file
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_logWatch.failTime = steadyMilliseconds();
         Zarn_TRACE(L"ZarnData::reestablishLogFile () [2] caught exception #%d/%d.\n",
                    getSelfDX_Code(), namingCode);
+    }
     section.leave();
     return isSelfSatisfied();
 }
@@ -393,7 +471,11 @@ bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG 
         if (kind != Zarn_LOG_UNSET)
             m_fileLog.m_logKind = kind;
 
-        requireOrRaiseHeld(establishLogFile(formChanged), *this);
+        // A head that could not be written is gone, and comes back from the form.
+        const bool isHeadGone = m_logWatch.isOn && !m_fileLog.m_headFormat;
+        if (isHeadGone && m_fileLog.m_formStream)
+            closeFile(m_fileLog.m_formStream, m_fileLog.m_formName);
+        requireOrRaiseHeld(establishLogFile(formChanged || isHeadGone), *this);
         noteSeries(continueSeries());
     });
     if (!isSelfSatisfied())
@@ -433,8 +515,14 @@ void ZarnData::noteSeries(unsigned int number)
 
     m_isNotingSeries = true;
     void* previous = setResourceModule(m_selfResourceModule);
-    if (!m_owner->respondToSituation(seriesNote, nullptr, number, s_logSeriesOrigin))
+    const ulong32 lost = m_logWatch.lost;
+    const bool wasAsked =
+        lost > 0 ? m_owner->respondToSituation(lossNote, nullptr, number, s_logSeriesOrigin, lost)
+                 : m_owner->respondToSituation(seriesNote, nullptr, number, s_logSeriesOrigin);
+    if (!wasAsked)
         m_owner->forgetSituation();
+    else if (isSelfSatisfied())
+        m_logWatch.lost -= lost;
     setResourceModule(previous);
     m_isNotingSeries = false;
 

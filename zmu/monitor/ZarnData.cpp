@@ -2,6 +2,7 @@
 // its threads, Traits.cpp its judgement of situations; the log half is in log/.
 #include <zmu/monitor/ZarnData.h>
 
+#include <zmu/localize/internal/OwnModule.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
@@ -29,7 +30,6 @@ bool ZarnData::s_logInformationInitialized = false;
 
 namespace {
 
-constexpr wchar_t selfModuleName[] = L"zmu.dll";
 constexpr wchar_t proxyModuleName[] = L"cs4s3.dll";
 constexpr char proxyEntry[] = "ProxyRespondToSituation";
 
@@ -81,6 +81,7 @@ ZarnData::~ZarnData()
 {
     const bool entered = ZarnData::enterCriticalSection();
     ZarnData::free_Resources();
+    freeSpareLogStream();
     if (entered)
         ZarnData::leaveCriticalSection();
     delete m_criticalSection;
@@ -117,7 +118,7 @@ bool ZarnData::initialize()
 
 bool ZarnData::learnSelfResourceModule()
 {
-    m_selfResourceModule = GetModuleHandleW(selfModuleName);
+    m_selfResourceModule = GetModuleHandleW(ownModuleName);
     if (!m_selfResourceModule && isSelfSatisfied())
         setSelfDX_Code(dx::OwnModuleUnknown);
     return m_selfResourceModule != nullptr;
@@ -500,6 +501,7 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_reserved = other->m_reserved;
         m_safeToAllocateMemory = other->m_safeToAllocateMemory;
         m_logFileByteCountLimit = other->m_logFileByteCountLimit;
+        m_logWatch.isOn = other->m_logWatch.isOn;
         m_sizeMapOfDataForThreads = other->m_sizeMapOfDataForThreads;
         m_nonnativeInstantiatorID = other->m_nonnativeInstantiatorID;
         m_engineFactory = other->m_engineFactory;
@@ -542,6 +544,7 @@ bool ZarnData::free_Resources()
         m_fileLog.m_formStream = nullptr;
         succeeded = false;
     }
+    forgetStrayEntries();
     succeeded = eliminateLogFileFormInjectors() && succeeded;
     try {
         free_Memory();

@@ -462,6 +462,8 @@ class ZMU_API ZarnData {
 
   private:
     ZarnEngineFactory m_engineFactory;
+    /// Kept from one log to its successor, since it cannot be made when memory is short.
+    QTextStream* m_spareLogStream = nullptr;
     bool m_isNotingSeries = false;
     /// What keeps the log alive. Times are milliseconds.
     struct {
@@ -476,6 +478,7 @@ class ZMU_API ZarnData {
         int strayFile = -1;
         int strayBegin = 0;
         int strayEnd = 0;
+        int strayHole = -1; ///< Where that file was cut, -1 for nowhere.
         ulong32 strayEntries = 0;
     } m_logWatch;
     zmu::LogDevice* m_logDevice = nullptr; ///< Of the stream that openLogFile opened last.
@@ -489,10 +492,13 @@ class ZMU_API ZarnData {
     void loadProxy();
     void watchNewLog();
     void leaveLogOfParent();
-    bool isLogInPlace(bool& isEmptied);
-    void mendCutLog(int end);
-    void openSuccessor();
+    enum class LogPlace { Here, Elsewhere, Gone };
+    LogPlace findLog();
+    void keepStrayEntries(int file, int hole);
+    bool openSuccessor();
     void takeStrayEntriesAlong();
+    bool copyStrayEntries(int& position);
+    void mendCutLog();
     void forgetStrayEntries();
     void traceForm(const wchar_t* what, int line) const;
     void traceFormDismissed() const;
@@ -502,6 +508,9 @@ class ZMU_API ZarnData {
     void resetLogCounters();
     bool writeBeginning(ZarnDataForThread& engine);
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);
+    /// Opens a log with the stream that the last one has left, or with the first one.
+    QTextStream* openLogStream(const wchar_t* name);
+    void freeSpareLogStream();
     bool swapFormName(const wchar_t* formName);
     bool eliminateLogFileFormInjectors();
     void freeInjectors();

@@ -77,6 +77,7 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
     SectionGuard section(*this);
     runGuarded(*this, dx::ObtainEngineUnexpected, [&] {
         section.requireEntered();
+        watchThreadEnd();
         std::unique_ptr<ZarnDataForThread> engine(m_engineFactory());
         require(engine != nullptr, dx::NoEngine);
         engine->m_threadSerial = threadSerial();
@@ -85,7 +86,6 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
         require(m_mapOfDataForThreads->add(GetCurrentThreadId(), engine.get()),
                 dx::EngineNotInserted);
         created = engine.release();
-        watchThreadEnd();
     });
     if (created && m_selfDX_Code) { // the data set has failed meanwhile
         m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr);

@@ -1,29 +1,53 @@
 #include <zmu/owner/internal/ProgramFile.h>
 
+#include <zmu/platform/Paths.h>
 #include <zmu/platform/Win32.h>
 
 #include <QCoreApplication>
-#include <QFileInfo>
 
-#include <vector>
+#include <algorithm>
 
-QString zmu::programFilePath()
+using namespace zmu;
+
+namespace {
+
+/// The program's file, with slashes.
+std::wstring programFile()
 {
     // Without an application Qt knows no path and complains.
     if (QCoreApplication::instance())
-        return QCoreApplication::applicationFilePath();
+        return QCoreApplication::applicationFilePath().toStdWString();
     constexpr DWORD longestPath = 32768;
-    std::vector<wchar_t> path(longestPath);
-    const DWORD length = GetModuleFileNameW(nullptr, path.data(), longestPath);
-    if (length == 0 || length >= longestPath)
-        return {};
-    return QString::fromWCharArray(path.data(), static_cast<qsizetype>(length));
+    for (DWORD size = 512; size <= longestPath; size *= 2) {
+        std::wstring path(size, L'\0');
+        const DWORD length = GetModuleFileNameW(nullptr, path.data(), size);
+        if (length < size) {
+            path.resize(length);
+            std::replace_if(path.begin(), path.end(), isPathSeparator, L'/');
+            return path;
+        }
+    }
+    return {};
 }
 
-QString zmu::programDirPath()
+} // namespace
+
+std::wstring zmu::programFileName()
 {
-    if (QCoreApplication::instance())
-        return QCoreApplication::applicationDirPath();
-    const QString file = programFilePath();
-    return file.isEmpty() ? file : QFileInfo(file).path();
+    const std::wstring file = programFile();
+    return file.substr(file.rfind(L'/') + 1);
+}
+
+std::wstring zmu::programDirectory()
+{
+    return parentOf(programFile());
+}
+
+std::wstring zmu::parentOf(const std::wstring& path)
+{
+    const std::size_t separator = path.rfind(L'/');
+    if (separator == path.npos)
+        return path.empty() ? path : L".";
+    const bool isRoot = separator == 0 || path[separator - 1] == L':';
+    return path.substr(0, separator + isRoot);
 }

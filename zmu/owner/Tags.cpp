@@ -86,7 +86,7 @@ class TagSource {
         case Source::OriginalName:
             return readOriginalName();
         case Source::ProgramFolder:
-            m_value = UTL_String(programDirPath().toStdWString().c_str());
+            m_value = UTL_String(programDirectory().c_str());
             return;
         case Source::Machine: {
             ZarnSysInfoEnvOp machine;
@@ -172,9 +172,7 @@ bool ZarnDataZGW::obtainLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, i64 ow
                                     HINSTANCE const& module, ZRpbr* brander, int& code1,
                                     ulong32& code2, wchar_t* buffer, u64 capacity)
 {
-    code1 = zgw::Success;
-    code2 = 0;
-    SetLastError(ERROR_SUCCESS);
+    clearCodes(code1, code2);
     value.clear();
     OwnerStatus status(code1);
     runGuarded(status, zgw::TagValueUnexpected, [&] {
@@ -210,9 +208,7 @@ bool ZarnDataZGW::obtainLogTagValues(UTL_String*& values, int& quantity, i64 own
                                      HINSTANCE const& module, ZRpbr* brander, int& code1,
                                      ulong32& code2)
 {
-    code1 = zgw::Success;
-    code2 = 0;
-    SetLastError(ERROR_SUCCESS);
+    clearCodes(code1, code2);
     OwnerStatus status(code1);
     runGuarded(status, zgw::TagValuesUnexpected, [&] {
         require(brander, zgw::TagValuesNoBrander);
@@ -287,9 +283,7 @@ bool ZarnDataZGW::getLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, i64 owner
             } catch (...) {
                 value.clear();
             }
-            code1() = zgw::Success;
-            code2() = 0;
-            SetLastError(ERROR_SUCCESS);
+            clearCodes(code1(), code2());
         }
     } catch (...) {
         value.clear();

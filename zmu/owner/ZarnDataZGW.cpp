@@ -3,6 +3,7 @@
 #include <zmu/owner/ZarnDataZGW.h>
 
 #include <zmu/localize/ZarnLocalizeHelpers.h>
+#include <zmu/localize/internal/OwnModule.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
@@ -23,7 +24,6 @@ std::atomic<HINSTANCE> ZarnDataZGW::m_resourceModuleInternal = nullptr;
 
 namespace {
 
-constexpr wchar_t libraryName[] = L"zmu.dll";
 constexpr int wideCharSet = 2;
 constexpr int fillersQty = 20;
 constexpr int argsQty = 10;
@@ -88,14 +88,14 @@ void ZarnDataZGW::locateResourceModules(HINSTANCE internal)
     if (!m_resourceModuleInternal) {
         HINSTANCE none = nullptr;
         m_resourceModuleInternal.compare_exchange_strong(
-            none, internal ? internal : GetModuleHandleW(libraryName));
+            none, internal ? internal : GetModuleHandleW(ownModuleName));
     }
     if (!m_resourceModuleInternal) {
         code1() = zgw::BootstrapModuleMissing;
         code2() = GetLastError();
         Zarn_TRACE(L"Function ZarnDataZGW::ZarnDataZGW () [3] is ignoring a failure to access the "
                    L"Zarn Monitor's bootstrap resources in file %ls (ZGW%d/WLE%lu).\n",
-                   libraryName, code1(), static_cast<unsigned long>(code2()));
+                   ownModuleName, code1(), static_cast<unsigned long>(code2()));
         setMemberVarsToDefaults(1, clearStatus);
     }
 
@@ -183,6 +183,7 @@ void ZarnDataZGW::configureDataSet(const UTL_String& formPath)
 {
     m_dataSet->setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING);
     m_dataSet->setCharSetExternal(wideCharSet);
+    m_dataSet->setLogRecovery(true);
     if (m_ownerStandalone) {
         u64 previous = 0;
         if (!m_dataSet->setLogFileByteCountLimit(obtainLogFileByteCountLimit(), previous))
@@ -237,13 +238,24 @@ bool ZarnDataZGW::customizeForOwner()
     return code1() == zgw::Success;
 }
 
+bool ZarnDataZGW::isCustomized()
+{
+    try {
+        return customizeForOwner();
+    } catch (...) {
+        Zarn_TRACE(L"ZarnDataZGW::createZarnMonitor (): customizeForOwner () has thrown an "
+                   L"exception, which counts as a refusal.\n");
+        return false;
+    }
+}
+
 Zarn* ZarnDataZGW::createZarnMonitor()
 {
     setMemberVarsToDefaults(1, clearStatus);
     Zarn* monitor = nullptr;
     if (!m_dataSet) {
         code1() = zgw::NothingToHandOver;
-    } else if (!customizeForOwner()) {
+    } else if (!isCustomized()) {
         if (!code1())
             code1() = zgw::CustomizeRefused;
     } else {
@@ -298,11 +310,8 @@ bool ZarnDataZGW::setMemberVarsToDefaults(int passes, ulong32 mask)
     if (passes < 1)
         return false;
     const bool succeeded = !(mask & freeAll) || freeResources();
-    if (mask & clearStatus) {
-        code1() = zgw::Success;
-        code2() = 0;
-        SetLastError(ERROR_SUCCESS);
-    }
+    if (mask & clearStatus)
+        clearCodes(code1(), code2());
     return succeeded;
 }
 

@@ -56,7 +56,7 @@ class ZMU_API ZarnDataZGW {
     // ---- The virtual stages, in the order of their slots --------------------------------------
 
     /// The place for a subclass to change the data set before it becomes a monitor's. Whether it
-    /// may: false with a code (9), or without one (6).
+    /// may: false with a code (9), or without one (6). An exception counts as false.
     virtual bool customizeForOwner();
 
   protected:
@@ -186,6 +186,8 @@ class ZMU_API ZarnDataZGW {
     void configureDataSet(const UTL_String& formPath);
     void requireOfDataSet(bool condition);
     void recordCaption();
+    /// customizeForOwner, for which an exception is false.
+    bool isCustomized();
     bool getLogTagValue(UTL_String& value, Zarn_FORM_TAG tag);
     void freeLogTagValues();
     bool obtainProductBrander();

@@ -5,7 +5,8 @@
 namespace zmu {
 
 /// Sees to it that onThreadDetach is called when the calling thread ends. To be called whenever the
-/// thread was given an engine; later calls cost nothing.
+/// thread is about to be given an engine; later calls cost nothing. Throws std::bad_alloc when the
+/// system has no room for it.
 void watchThreadEnd();
 
 // ---- What is called then, in owner/AttachmentHook.cpp ----------------------------------------------------

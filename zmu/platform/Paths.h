@@ -12,6 +12,12 @@ constexpr bool isPathSeparator(wchar_t c)
 {
     return c == L'/' || c == L'\\';
 }
+/// Whether a path means the same from every current directory.
+constexpr bool isAbsolutePath(const wchar_t* path)
+{
+    return path[0] && (isPathSeparator(path[0]) ? isPathSeparator(path[1])
+                                                : path[1] == L':' && isPathSeparator(path[2]));
+}
 
 #else
 
@@ -20,6 +26,10 @@ inline constexpr wchar_t pathSeparator = L'/';
 constexpr bool isPathSeparator(wchar_t c)
 {
     return c == L'/';
+}
+constexpr bool isAbsolutePath(const wchar_t* path)
+{
+    return isPathSeparator(path[0]);
 }
 
 #endif

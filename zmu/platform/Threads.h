@@ -18,6 +18,9 @@ u64 threadSerial();
 /// ends there.
 unsigned forkCount();
 
+/// Lets at least so much time pass.
+void sleepMilliseconds(unsigned milliseconds);
+
 /// Keeps the calling thread from being cancelled while it lives: an operation that holds the data
 /// set's lock, or writes the log, goes on to its end. Nests. Nothing to do where threads cannot be
 /// cancelled.

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <QDir>
-#include <QFile>
 #include <QString>
 
 namespace zmu {
@@ -15,17 +14,6 @@ inline QString toFileName(const QString& name)
 inline QString toFileName(const wchar_t* name)
 {
     return toFileName(QString::fromWCharArray(name));
-}
-
-/// Removes a file that has no content.
-inline void removeIfEmpty(const wchar_t* name) noexcept
-{
-    try {
-        QFile file(toFileName(name));
-        if (file.exists() && file.size() == 0)
-            file.remove();
-    } catch (...) { // no memory: the file stays
-    }
 }
 
 } // namespace zmu

@@ -5,21 +5,59 @@
 #include <zmu/monitor/ZarnScratchpad.h>
 #include <zmu/platform/Files.h>
 
-#include <QFile>
+#include <QIODevice>
 
+#include <algorithm>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <utility>
 
 namespace zmu {
 
-/// A file that is opened without a buffer, and whose writes can be held back for a moment. Held
-/// writes count in the position, and keep their order with all else that is done to the file.
+/// A file without a buffer, whose writes can be held back for a moment. Held writes count in the
+/// position, and keep their order with all else that is done to the file.
 ///
 /// The position is kept here and told with each write: the system's own is of no account, and a
-/// seek costs nothing.
-class LogDevice : public QFile {
+/// seek costs nothing. One device serves a log and all its successors: only the first openPath()
+/// allocates, for Qt's devices cannot be made, and some not even be opened, when memory is short.
+class LogDevice : public QIODevice {
   public:
-    using QFile::QFile;
+    LogDevice() = default;
+    ~LogDevice() override { closePath(); }
+    LogDevice(const LogDevice&) = delete;
+    LogDevice& operator=(const LogDevice&) = delete;
+
+    /// Opens the file of that name for reading and writing; the position is 0. False if the system
+    /// refuses, with the last error. May throw the first time.
+    bool openPath(const wchar_t* path)
+    {
+        closePath();
+        if (!isOpen() && !QIODevice::open(ReadWrite | Unbuffered))
+            return false;
+        QIODevice::seek(0);
+        m_file = openFile(path, FileUse::ReadWrite);
+        return m_file >= 0;
+    }
+    /// Lets go of the file, and of what is held. The device itself stays as it is for the next one.
+    void closePath()
+    {
+        m_isHolding = false;
+        m_heldSize = 0;
+        m_more.reset();
+        closeFile(std::exchange(m_file, -1));
+    }
+
+    /// The file's number, -1 for none.
+    int file() const { return m_file; }
+
+    /// Makes the writes from here on, as writeAt does, which null stands for.
+    using Writer = i64 (*)(int file, i64 position, const char* data, i64 size);
+    void setWriter(Writer writer) { m_writer = writer; }
+
+    bool isSequential() const override { return false; }
+    qint64 size() const override { return std::max<qint64>(sizeOf(m_file), 0); }
+    bool resize(qint64 size) { return writeHeld() && resizeFile(m_file, size); }
 
     /// Holds writes from here on, until release() or drop().
     void hold()
@@ -33,7 +71,9 @@ class LogDevice : public QFile {
     bool release()
     {
         m_isHolding = false;
-        return writeHeld();
+        const bool succeeded = writeHeld();
+        m_more.reset();
+        return succeeded;
     }
 
     /// Forgets the held writes. True if the file is as it was when the hold began.
@@ -41,6 +81,7 @@ class LogDevice : public QFile {
     {
         m_isHolding = false;
         QIODevice::seek(pos() - std::exchange(m_heldSize, 0));
+        m_more.reset();
         return m_isIntact;
     }
 
@@ -49,26 +90,48 @@ class LogDevice : public QFile {
   protected:
     qint64 readData(char* data, qint64 size) override
     {
-        return writeHeld() && QFile::seek(pos()) ? QFile::readData(data, size) : -1;
+        return writeHeld() ? readAt(m_file, pos(), data, size) : -1;
     }
 
     qint64 writeData(const char* data, qint64 size) override
     {
-        if (m_isHolding && size <= capacity - m_heldSize) {
-            std::memcpy(m_held + m_heldSize, data, static_cast<std::size_t>(size));
+        if (m_isHolding && hasRoomFor(size)) {
+            std::memcpy(held() + m_heldSize, data, static_cast<std::size_t>(size));
             m_heldSize += size;
             return size;
         }
         if (!writeHeld())
             return -1;
         m_isIntact = false;
-        return writeAt(handle(), pos(), data, size);
+        return write(pos(), data, size);
     }
 
   private:
-    /// Bytes of the longest entry and the longest tail.
+    /// Bytes of the longest entry and the longest tail. Only what a log begins with can be more.
     static constexpr qint64 capacity =
         2 * ZarnScratchpad::Buffer::capacity * utf16UnitsMax * sizeof(char16_t);
+
+    char* held() { return m_more ? m_more.get() : m_held; }
+
+    /// Without memory for more the held writes are made, and the next one is not held.
+    bool hasRoomFor(qint64 size)
+    {
+        const qint64 needed = m_heldSize + size;
+        if (needed <= (m_more ? m_moreCapacity : capacity))
+            return true;
+        std::unique_ptr<char[]> more(new (std::nothrow) char[static_cast<std::size_t>(2 * needed)]);
+        if (!more)
+            return false;
+        std::memcpy(more.get(), held(), static_cast<std::size_t>(m_heldSize));
+        m_more = std::move(more);
+        m_moreCapacity = 2 * needed;
+        return true;
+    }
+
+    qint64 write(qint64 position, const char* data, qint64 size) const
+    {
+        return (m_writer ? m_writer : writeAt)(m_file, position, data, size);
+    }
 
     bool writeHeld()
     {
@@ -77,15 +140,19 @@ class LogDevice : public QFile {
         m_isIntact = false;
         const qint64 size = std::exchange(m_heldSize, 0);
         const qint64 start = pos() - size;
-        const qint64 written = writeAt(handle(), start, m_held, size);
+        const qint64 written = write(start, held(), size);
         if (written != size)
             QIODevice::seek(start + written);
         return written == size;
     }
 
+    int m_file = -1;
+    Writer m_writer = nullptr;
     bool m_isHolding = false;
     bool m_isIntact = true;
     qint64 m_heldSize = 0;
+    qint64 m_moreCapacity = 0;
+    std::unique_ptr<char[]> m_more; ///< Instead of m_held, where that has no room.
     char m_held[capacity];
 };
 

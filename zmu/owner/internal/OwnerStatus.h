@@ -1,7 +1,18 @@
 // Where an operation of an owner keeps its failure, for runGuarded (monitor/internal/Guards.h).
 #pragma once
 
+#include <zmu/foundation/Types.h>
+#include <zmu/platform/Win32.h>
+
 namespace zmu {
+
+/// What operations begin with: no code, no companion, no last error.
+inline void clearCodes(int& code1, ulong32& code2)
+{
+    code1 = 0;
+    code2 = 0;
+    SetLastError(ERROR_SUCCESS);
+}
 
 /// A code that stays once it is set.
 class OwnerStatus {

@@ -1,6 +1,7 @@
 // The last error, and what the library says to people: debug output and message boxes, which are
 // both standard error here.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -191,6 +192,31 @@ DWORD GetLastError()
 void SetLastError(DWORD error)
 {
     lastError = error;
+}
+
+DWORD zmu::errorOf(int error)
+{
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+        return ERROR_PATH_NOT_FOUND;
+    case EEXIST:
+        return ERROR_ALREADY_EXISTS;
+    case EISDIR:
+        return ERROR_DIRECTORY;
+    case ENOMEM:
+        return ERROR_NOT_ENOUGH_MEMORY;
+    case EROFS:
+        return ERROR_WRITE_PROTECT;
+    case ENOSPC:
+    case EDQUOT:
+        return ERROR_DISK_FULL;
+    case ENAMETOOLONG:
+    case ELOOP:
+        return ERROR_FILENAME_EXCED_RANGE;
+    default:
+        return ERROR_ACCESS_DENIED;
+    }
 }
 
 void OutputDebugStringW(const wchar_t* text)

@@ -1,5 +1,7 @@
 // Directories, what the process may do with them, and the user's name.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
+#include <zmu/platform/linux/SystemFiles.h>
 
 #include <pwd.h>
 #include <sys/stat.h>
@@ -7,10 +9,12 @@
 
 #include <cerrno>
 #include <cwchar>
-#include <exception>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
+
+using namespace zmu;
 
 namespace {
 
@@ -20,102 +24,71 @@ BOOL fail(DWORD error)
     return FALSE;
 }
 
-/// The path in the file system's encoding.
-std::string narrow(const wchar_t* path)
-{
-    const auto length = static_cast<int>(std::wcslen(path));
-    if (length == 0)
-        return {};
-    std::string bytes(4 * static_cast<std::size_t>(length), '\0');
-    const int count = WideCharToMultiByte(CP_ACP, 0, path, length, bytes.data(),
-                                          static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(static_cast<std::size_t>(count));
-    return bytes;
-}
+/// Names that the services of the machine gave, which ask networks at times, and end the process
+/// when memory is short: nobody is asked twice.
+std::mutex servedNameLock;
+uid_t servedUser = 0;
+std::string servedName;
 
-/// Runs `call` on the path; -1 as from the call itself when memory is short.
-template <class Call>
-int callWithPath(const wchar_t* path, Call call)
+std::string nameFromServices(uid_t user)
 {
-    try {
-        return call(narrow(path).c_str());
-    } catch (const std::exception&) {
-        errno = ENOMEM;
-        return -1;
-    }
+    const std::lock_guard guard(servedNameLock);
+    if (!servedName.empty() && servedUser == user)
+        return servedName;
+    std::vector<char> texts(1024);
+    passwd entry{};
+    passwd* found = nullptr;
+    while (getpwuid_r(user, &entry, texts.data(), texts.size(), &found) == ERANGE)
+        texts.resize(2 * texts.size());
+    servedName = found && found->pw_name ? found->pw_name : "";
+    servedUser = user;
+    return servedName;
 }
 
 /// Name of the effective user; empty when the machine knows none.
 std::string userName()
 {
-    std::vector<char> texts(1024);
-    passwd entry{};
-    passwd* found = nullptr;
-    while (getpwuid_r(geteuid(), &entry, texts.data(), texts.size(), &found) == ERANGE)
-        texts.resize(2 * texts.size());
-    return found && found->pw_name ? found->pw_name : "";
+    constexpr std::size_t fileSizeMax = 0x100000;
+    const uid_t user = geteuid();
+    const std::string name = userNameOf(readSystemFile("/etc/passwd", fileSizeMax), user);
+    return name.empty() ? nameFromServices(user) : name;
 }
 
 } // namespace
 
 BOOL GetUserNameW(wchar_t* output, DWORD* size)
 {
-    try {
-        const std::string name = userName();
-        std::wstring wide(name.size(), L'\0');
-        const int length =
-            name.empty()
-                ? 0
-                : MultiByteToWideChar(CP_ACP, 0, name.data(), static_cast<int>(name.size()),
-                                      wide.data(), static_cast<int>(wide.size()));
-        if (length <= 0)
+    return withoutThrowing([=]() -> BOOL {
+        const std::wstring name = widen(userName());
+        if (name.empty())
             return fail(ERROR_FILE_NOT_FOUND);
-        wide.resize(static_cast<std::size_t>(length));
-        const DWORD room = std::exchange(*size, static_cast<DWORD>(length) + 1);
+        const auto length = static_cast<DWORD>(name.size());
+        const DWORD room = std::exchange(*size, length + 1);
         if (!output || room < *size)
             return fail(ERROR_INSUFFICIENT_BUFFER);
-        std::wmemcpy(output, wide.c_str(), *size);
+        std::wmemcpy(output, name.c_str(), *size);
         return TRUE;
-    } catch (const std::exception&) {
-        return fail(ERROR_NOT_ENOUGH_MEMORY);
-    }
+    });
 }
 
 BOOL CreateDirectoryW(const wchar_t* path, void*)
 {
     constexpr mode_t everything = 0777; // less what the process's mask takes away
-    if (callWithPath(path, [](const char* name) { return mkdir(name, everything); }) == 0)
-        return TRUE;
-    switch (errno) {
-    case ENOENT:
-    case ENOTDIR:
-        return fail(ERROR_PATH_NOT_FOUND);
-    case EEXIST:
-        return fail(ERROR_ALREADY_EXISTS);
-    case ENOMEM:
-        return fail(ERROR_NOT_ENOUGH_MEMORY);
-    case EROFS:
-        return fail(ERROR_WRITE_PROTECT);
-    case ENOSPC:
-    case EDQUOT:
-        return fail(ERROR_DISK_FULL);
-    case ENAMETOOLONG:
-    case ELOOP:
-        return fail(ERROR_FILENAME_EXCED_RANGE);
-    default:
-        return fail(ERROR_ACCESS_DENIED);
-    }
+    return mkdir(NarrowPath(path).c_str(), everything) == 0 || fail(errorOf(errno));
 }
 
 int _waccess(const wchar_t* path, int mode)
 {
-    return callWithPath(path, [mode](const char* name) { return access(name, mode); });
+    const int result = access(NarrowPath(path).c_str(), mode);
+    if (result != 0)
+        SetLastError(errorOf(errno));
+    return result;
 }
 
 int _wstat64i32(const wchar_t* path, struct _stat64i32* status)
 {
     struct stat found = {};
-    const int result = callWithPath(path, [&](const char* name) { return stat(name, &found); });
+    const int result = stat(NarrowPath(path).c_str(), &found);
     if (result == 0)
         status->st_mode = static_cast<unsigned short>(found.st_mode);
     return result;

@@ -1,57 +1,59 @@
 // Environment variables and paths.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
+#include <zmu/platform/linux/Utf8.h>
 
-#include <climits>
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
-#include <exception>
 #include <string>
 #include <string_view>
 
 #include <unistd.h>
 
+using namespace zmu;
+
 namespace {
 
-std::string narrow(std::wstring_view text)
+/// The value of the variable that `name` says; null for none. An element that no narrow character
+/// stands for is in no variable's name.
+template <class Char>
+const char* valueOf(std::basic_string_view<Char> name)
 {
-    std::string result;
-    if (text.empty())
-        return result;
-    const int length = static_cast<int>(text.size());
-    const int count =
-        WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    result.resize(static_cast<std::size_t>(count));
-    WideCharToMultiByte(CP_ACP, 0, text.data(), length, result.data(), count, nullptr, nullptr);
-    return result;
+    constexpr std::size_t longestCharacter = 4;
+    char bytes[1024];
+    std::size_t used = 0;
+    for (const Char c : name) {
+        if (used + longestCharacter >= sizeof bytes)
+            return nullptr;
+        if constexpr (sizeof(Char) == 1)
+            bytes[used++] = c;
+        else
+            used += static_cast<std::size_t>(WideCharToMultiByte(
+                CP_ACP, 0, &c, 1, bytes + used, longestCharacter, nullptr, nullptr));
+    }
+    bytes[used] = '\0';
+    return std::getenv(bytes);
 }
 
-std::wstring widen(std::string_view text)
+/// Hands each element of the expanded text to `put`, and allocates nothing. Replaces each %NAME%:
+/// an unknown name stays with both of its signs, and so does "5% of %HOME%", where the first two
+/// signs enclose one.
+template <class Char, class Put>
+void expand(std::basic_string_view<Char> text, Put put)
 {
-    std::wstring result;
-    if (text.empty())
-        return result;
-    const int length = static_cast<int>(text.size());
-    const int count = MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0);
-    result.resize(static_cast<std::size_t>(count));
-    MultiByteToWideChar(CP_ACP, 0, text.data(), length, result.data(), count);
-    return result;
-}
-
-/// Replaces each %NAME%. An unknown name stays with both of its signs, and so does "5% of %HOME%",
-/// where the first two signs enclose one.
-std::string expand(std::string_view text)
-{
-    std::string result;
     while (true) {
-        const std::size_t open = text.find('%');
-        const std::size_t close = open == text.npos ? text.npos : text.find('%', open + 1);
+        const std::size_t open = text.find(Char('%'));
+        const std::size_t close = open == text.npos ? text.npos : text.find(Char('%'), open + 1);
+        const char* value =
+            close == text.npos ? nullptr : valueOf(text.substr(open + 1, close - open - 1));
+        for (const Char c : text.substr(0, value ? open : std::min(close, text.size() - 1) + 1))
+            put(c);
+        while (value && *value)
+            put(static_cast<Char>(sizeof(Char) == 1 ? static_cast<char32_t>(*value++)
+                                                    : takeUtf8(value, nullptr)));
         if (close == text.npos)
-            return result.append(text);
-        const std::string name(text.substr(open + 1, close - open - 1));
-        const char* value = std::getenv(name.c_str());
-        result.append(text.substr(0, value ? open : close + 1));
-        if (value)
-            result.append(value);
+            return;
         text.remove_prefix(close + 1);
     }
 }
@@ -76,11 +78,21 @@ void copyTo(Char* output, std::basic_string_view<Char> text)
 
 /// The answer of the expansion: always the elements needed, with the terminator.
 template <class Char>
-DWORD deliverExpanded(std::basic_string_view<Char> text, Char* output, DWORD size)
+DWORD deliverExpanded(const Char* source, Char* output, DWORD size)
 {
-    if (fits(text, output, size))
-        copyTo(output, text);
-    return static_cast<DWORD>(text.size() + 1);
+    if (!source)
+        return fail(ERROR_INVALID_PARAMETER);
+    std::size_t needed = 0;
+    expand(std::basic_string_view<Char>(source), [&](Char) { ++needed; });
+    if (output && needed < size) {
+        Char* const end = output + needed; // another thread may change a variable meanwhile
+        expand(std::basic_string_view<Char>(source), [&](Char c) {
+            if (output != end)
+                *output++ = c;
+        });
+        *output = Char();
+    }
+    return static_cast<DWORD>(needed + 1);
 }
 
 /// The answer of the path functions: the elements written, or those needed with the terminator.
@@ -93,34 +105,16 @@ DWORD deliverPath(std::basic_string_view<Char> path, Char* output, DWORD size)
     return static_cast<DWORD>(path.size());
 }
 
-/// Runs a body that builds strings; short memory becomes the failure that a caller knows.
-template <class Body>
-DWORD withoutThrowing(Body&& body)
-{
-    try {
-        return body();
-    } catch (const std::exception&) {
-        return fail(ERROR_NOT_ENOUGH_MEMORY);
-    }
-}
-
 } // namespace
 
 DWORD ExpandEnvironmentStringsA(const char* source, char* output, DWORD size)
 {
-    if (!source)
-        return fail(ERROR_INVALID_PARAMETER);
-    return withoutThrowing(
-        [&] { return deliverExpanded(std::string_view(expand(source)), output, size); });
+    return deliverExpanded(source, output, size);
 }
 
 DWORD ExpandEnvironmentStringsW(const wchar_t* source, wchar_t* output, DWORD size)
 {
-    if (!source)
-        return fail(ERROR_INVALID_PARAMETER);
-    return withoutThrowing([&] {
-        return deliverExpanded(std::wstring_view(widen(expand(narrow(source)))), output, size);
-    });
+    return deliverExpanded(source, output, size);
 }
 
 DWORD GetShortPathNameA(const char* path, char* output, DWORD size)

@@ -1,9 +1,8 @@
 // The machine, by what the kernel and the files of the system say.
 #include <zmu/platform/Machine.h>
 
+#include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/SystemFiles.h>
-
-#include <QString>
 
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -22,11 +21,6 @@ namespace {
 
 constexpr std::size_t fileSizeMax = 0x10000;
 constexpr std::size_t mountsSizeMax = 0x400000;
-
-std::wstring widen(const std::string& text)
-{
-    return QString::fromStdString(text).toStdWString();
-}
 
 /// What has no counterpart here.
 template <class Answer>
@@ -160,7 +154,7 @@ bool listFixedDrives(std::vector<std::wstring>& drives, std::wstring&)
 std::optional<u64> freeBytes(const std::wstring& drive)
 {
     struct statvfs status = {};
-    if (statvfs(QString::fromStdWString(drive).toStdString().c_str(), &status) != 0)
+    if (statvfs(narrow(drive).c_str(), &status) != 0)
         return std::nullopt;
     return u64{status.f_bfree} * status.f_frsize;
 }

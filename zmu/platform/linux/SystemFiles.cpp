@@ -202,6 +202,20 @@ ProcessorFacts processorFacts(std::string_view cpuInfo)
 
 // ---- The domain ----------------------------------------------------------------------------------
 
+std::string userNameOf(std::string_view passwd, unsigned number)
+{
+    while (!passwd.empty()) {
+        std::string_view line = take(passwd, '\n');
+        const std::string_view name = take(line, ':');
+        take(line, ':'); // the password
+        std::string_view field = take(line, ':');
+        unsigned found = 0;
+        if (!name.empty() && takeNumber(field, found) && field.empty() && found == number)
+            return std::string(name);
+    }
+    return {};
+}
+
 std::string resolverDomain(std::string_view resolvConf)
 {
     std::string domain;

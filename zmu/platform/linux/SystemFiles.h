@@ -38,6 +38,9 @@ ProcessorFacts processorFacts(std::string_view cpuInfo);
 /// The machine's domain in the text of resolv.conf; empty if it has none.
 std::string resolverDomain(std::string_view resolvConf);
 
+/// Name of the user with that number in the text of /etc/passwd; empty if it is not there.
+std::string userNameOf(std::string_view passwd, unsigned number);
+
 /// One line of /proc/self/mountinfo.
 struct Mount {
     int id = 0;

@@ -1,11 +1,13 @@
 // The narrow code page, which is UTF-8, and comparisons of wide text.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/Utf8.h>
 
 #include <climits>
 #include <cstddef>
 #include <cstring>
 #include <cwchar>
+#include <stdexcept>
 
 using namespace zmu;
 
@@ -90,6 +92,43 @@ int WideCharToMultiByte(UINT codePage, DWORD, const wchar_t* source, int sourceL
         written += count;
     }
     return written;
+}
+
+std::string zmu::narrow(std::wstring_view text)
+{
+    constexpr std::size_t bytesMax = 4; // of one element
+    if (text.size() > INT_MAX / bytesMax)
+        throw std::length_error("text");
+    std::string result(bytesMax * text.size(), '\0');
+    const int count =
+        WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), result.data(),
+                            static_cast<int>(result.size()), nullptr, nullptr);
+    result.resize(text.empty() ? 0 : static_cast<std::size_t>(count));
+    return result;
+}
+
+std::wstring zmu::widen(std::string_view text)
+{
+    if (text.size() > INT_MAX)
+        throw std::length_error("text");
+    std::wstring result(text.size(), L'\0');
+    const int count = MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
+                                          result.data(), static_cast<int>(result.size()));
+    result.resize(text.empty() ? 0 : static_cast<std::size_t>(count));
+    return result;
+}
+
+zmu::NarrowPath::NarrowPath(const wchar_t* path)
+{
+    constexpr std::size_t longestCharacter = 4;
+    std::size_t used = 0;
+    for (; *path && used < PATH_MAX; ++path) {
+        char bytes[longestCharacter];
+        const int count = encode(static_cast<char32_t>(*path), bytes);
+        for (int i = 0; i < count && used < PATH_MAX; ++i)
+            m_bytes[used++] = bytes[i];
+    }
+    m_bytes[used] = '\0';
 }
 
 int _wcsicmp(const wchar_t* left, const wchar_t* right)

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <utility>
+#include <cerrno>
 
 namespace {
 
@@ -202,6 +203,16 @@ u64 zmu::threadSerial()
     static std::atomic<u64> last = 0;
     thread_local const u64 serial = ++last;
     return serial;
+}
+
+void zmu::sleepMilliseconds(unsigned milliseconds)
+{
+    constexpr unsigned ofSecond = 1000;
+    constexpr long nanoseconds = 1000000; // of a millisecond
+    timespec left{static_cast<time_t>(milliseconds / ofSecond),
+                  static_cast<long>(milliseconds % ofSecond) * nanoseconds};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
 }
 
 DWORD GetCurrentProcessId()

@@ -4,9 +4,9 @@
 // makes it). The note's name is "zmu" and its type 1. Its descriptor is a row of UTF-8 texts, each
 // with a terminator: the key of the language and code page, then name and value by turns. Files
 // come from anywhere, so every offset and count is checked, and what one file can cost is limited.
-#include <zmu/platform/linux/ModuleFiles.h>
-
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
+#include <zmu/platform/linux/ModuleFiles.h>
 
 #include <elf.h>
 #include <fcntl.h>
@@ -26,6 +26,8 @@
 #include <string_view>
 #include <type_traits>
 #include <vector>
+
+using namespace zmu;
 
 namespace {
 
@@ -226,13 +228,7 @@ std::optional<std::string_view> takeText(std::string_view& bytes)
 
 void appendWide(std::wstring& texts, std::string_view text)
 {
-    if (!text.empty()) {
-        std::wstring wide(text.size(), L'\0');
-        const int count = MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
-                                              wide.data(), static_cast<int>(wide.size()));
-        texts.append(wide, 0, static_cast<std::size_t>(std::max(count, 0)));
-    }
-    texts += L'\0';
+    texts.append(widen(text)).append(1, L'\0');
 }
 
 /// A key is eight hexadecimal digits, the language before the code page.
@@ -305,18 +301,6 @@ void write(const VersionData& data, void* block)
     put(&header, sizeof header);
     put(data.translations.data(), data.translations.size() * sizeof(Translation));
     put(data.texts.data(), data.texts.size() * sizeof(wchar_t));
-}
-
-/// Runs a body that allocates; short memory becomes the failure that a caller knows.
-template <class Body>
-DWORD withoutThrowing(Body body)
-{
-    try {
-        return body();
-    } catch (const std::exception&) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return 0;
-    }
 }
 
 // ---- Asking the block --------------------------------------------------------------------------
@@ -405,7 +389,7 @@ DWORD GetFileVersionInfoSizeW(const wchar_t* file, DWORD* handle)
 
 BOOL GetFileVersionInfoW(const wchar_t* file, DWORD, DWORD size, void* block)
 {
-    const DWORD isDone = withoutThrowing([=]() -> DWORD {
+    return withoutThrowing([=]() -> BOOL {
         const VersionData data = load(file);
         if (data.texts.empty())
             return FALSE;
@@ -416,18 +400,13 @@ BOOL GetFileVersionInfoW(const wchar_t* file, DWORD, DWORD size, void* block)
         write(data, block);
         return TRUE;
     });
-    return isDone != 0;
 }
 
 BOOL VerQueryValueW(const void* block, const wchar_t* address, void** value, UINT* length)
 {
     Value found;
-    if (block && address && value && length) {
-        withoutThrowing([&]() -> DWORD {
-            found = findValue(block, address);
-            return TRUE;
-        });
-    }
+    if (block && address && value && length)
+        found = withoutThrowing([&] { return findValue(block, address); });
     if (!found.start) {
         SetLastError(ERROR_RESOURCE_DATA_NOT_FOUND);
         return FALSE;

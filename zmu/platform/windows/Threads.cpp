@@ -54,6 +54,11 @@ unsigned zmu::forkCount()
     return 0;
 }
 
+void zmu::sleepMilliseconds(unsigned milliseconds)
+{
+    Sleep(milliseconds);
+}
+
 // A thread here ends by itself or dies on the spot, which nothing could hold back.
 zmu::CancellationHold::CancellationHold() = default;
 zmu::CancellationHold::~CancellationHold() = default;
