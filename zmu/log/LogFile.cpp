@@ -12,11 +12,11 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZarnDataZGW.h>
-#include <zmu/platform/ProcessLock.h>
-#include <zmu/platform/Win32.h>
 #include <zmu/platform/Clock.h>
 #include <zmu/platform/Files.h>
 #include <zmu/platform/Paths.h>
+#include <zmu/platform/ProcessLock.h>
+#include <zmu/platform/Win32.h>
 
 #include <QFile>
 #include <QFileInfo>

@@ -2,7 +2,8 @@
 //
 // The file is looked at once a second. What may have happened to it meanwhile, and what is done:
 //
-//     deleted           the entries since the last look are copied from the file, which is still open,
+//     deleted           the entries since the last look are copied from the file, which is still
+//     open,
 //                       into a successor
 //     moved             its entries are where it went; the next ones go to a successor
 //     emptied, cut      entries written since stand behind a hole of zeros: they are copied into a
@@ -56,8 +57,8 @@ bool isHole(int file, int position)
            unit == 0;
 }
 
-/// Where zeros begin between two places of a file, -1 if nowhere: no text of a log has any. A hole is
-/// at least as long as what was written in between, so that of very much not all need be read.
+/// Where zeros begin between two places of a file, -1 if nowhere: no text of a log has any. A hole
+/// is at least as long as what was written in between, so that of very much not all need be read.
 int findHole(int file, int from, int to)
 {
     constexpr int blocksMax = 512;
@@ -200,7 +201,7 @@ void ZarnData::keepStrayEntries(int file, int hole)
 
 void ZarnData::forgetStrayEntries()
 {
-    closeFile(std::exchange(m_logWatch.strayFile, -1));
+    zmu::closeFile(std::exchange(m_logWatch.strayFile, -1));
     m_logWatch.strayHole = -1;
 }
 
@@ -233,8 +234,8 @@ bool ZarnData::copyStrayEntries(int& position)
     Block block;
     for (int start = m_logWatch.strayBegin; start < m_logWatch.strayEnd; start += blockBytes) {
         const int count = readUnits(m_logWatch.strayFile, start, m_logWatch.strayEnd, block);
-        const auto size = (std::remove(block, block + count, u'\0') - block) *
-                          static_cast<int>(sizeof *block);
+        const auto size =
+            (std::remove(block, block + count, u'\0') - block) * static_cast<int>(sizeof *block);
         if (position + size > room || !device.seek(position) ||
             device.write(reinterpret_cast<const char*>(block), size) != size)
             return false;

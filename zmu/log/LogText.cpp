@@ -24,14 +24,6 @@ bool writeElsewhere(QIODevice& device, const QByteArray& bytes)
     return false;
 }
 
-bool writeToLog(LogDevice& log, const QByteArray& bytes)
-{
-    if (log.write(bytes.constData(), bytes.size()) == bytes.size())
-        return true;
-    log.unsetError();
-    return false;
-}
-
 } // namespace
 
 u64 zmu::writeText(QTextStream& stream, LogDevice* log, const wchar_t* text, std::size_t length,
@@ -57,7 +49,7 @@ u64 zmu::writeText(QTextStream& stream, LogDevice* log, const wchar_t* text, std
     // The device and not the stream, which would copy and encode the text once more.
     QIODevice& device = *stream.device();
     if (static_cast<u64>(device.pos() + bytes.size()) > limit ||
-        !(log ? writeToLog(*log, bytes) : writeElsewhere(device, bytes)))
+        !(log ? log->write(bytes) == bytes.size() : writeElsewhere(device, bytes)))
         throw WriteFailed{};
     return static_cast<u64>(bytes.size());
 }

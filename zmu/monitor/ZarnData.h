@@ -210,20 +210,21 @@ class ZMU_API ZarnData {
 
     // ---- A log that comes back -----------------------------------------------------------------------
 
-    /// Whether the log comes back by itself; returns what held before. Off for a new data set, on for
-    /// one that ZarnDataZGW makes. With it
-    /// - a replacement that failed, and a log that was deleted, moved, emptied or cut from outside, or
-    ///   whose folder was removed, leads to a later situation opening a successor, at most one try a
-    ///   second. The file is looked at once a second at most. What was written in between is taken
-    ///   along. The first entry of the new log tells how many situations had no log to go to;
+    /// Whether the log comes back by itself; returns what held before. Off for a new data set, on
+    /// for one that ZarnDataZGW makes. With it
+    /// - a replacement that failed, and a log that was deleted, moved, emptied or cut from outside,
+    /// or
+    ///   whose folder was removed, leads to a later situation opening a successor, at most one try
+    ///   a second. The file is looked at once a second at most. What was written in between is
+    ///   taken along. The first entry of the new log tells how many situations had no log to go to;
     /// - a rollover that failed is tried again at most once a second, and the situations in between
     ///   are none that failed;
     /// - a successor's path may have 1023 elements and not only 259.
     /// docs/logs-in-use.md tells what that means for who looks after logs.
     bool setLogRecovery(bool comesBack);
     bool getLogRecovery() const { return m_logWatch.isOn; }
-    /// Called by an engine before each entry, under the lock: finds the log a file if it has none, or
-    /// none of this process's.
+    /// Called by an engine before each entry, under the lock: finds the log a file if it has none,
+    /// or none of this process's.
     void attendToLog();
     /// Notes that a situation found no log.
     void countLostSituation();

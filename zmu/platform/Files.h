@@ -59,11 +59,12 @@ FileIdentity identityOf(const wchar_t* path);
 /// One more number for an open file, -1 without any. Balance with closeFile.
 int duplicateFile(int file);
 
-/// Why a file that is open may have been put at `path` by somebody whom the process has no reason to
-/// trust, null if there is no sign of that. It has to be the user's or the administrator's, and not
-/// everybody's to write; so has the folder that it lies in, unless only owners may remove files from
-/// there, and the file's name is the user's or the administrator's, too. A group that may write was
-/// let in by the owner, and counts as trusted. Where files have no such owners: always null.
+/// Why a file that is open may have been put at `path` by somebody whom the process has no reason
+/// to trust, null if there is no sign of that. It has to be the user's or the administrator's, and
+/// not everybody's to write; so has the folder that it lies in, unless only owners may remove files
+/// from there, and the file's name is the user's or the administrator's, too. A group that may
+/// write was let in by the owner, and counts as trusted. Where files have no such owners: always
+/// null.
 const wchar_t* whyDistrusted(int file, const wchar_t* path);
 
 /// Whether there is anything of that name, be it a link that leads nowhere.

@@ -103,7 +103,7 @@ class LogDevice : public QIODevice {
         if (!writeHeld())
             return -1;
         m_isIntact = false;
-        return write(pos(), data, size);
+        return writeOut(pos(), data, size);
     }
 
   private:
@@ -128,7 +128,7 @@ class LogDevice : public QIODevice {
         return true;
     }
 
-    qint64 write(qint64 position, const char* data, qint64 size) const
+    qint64 writeOut(qint64 position, const char* data, qint64 size) const
     {
         return (m_writer ? m_writer : writeAt)(m_file, position, data, size);
     }
@@ -140,7 +140,7 @@ class LogDevice : public QIODevice {
         m_isIntact = false;
         const qint64 size = std::exchange(m_heldSize, 0);
         const qint64 start = pos() - size;
-        const qint64 written = write(start, held(), size);
+        const qint64 written = writeOut(start, held(), size);
         if (written != size)
             QIODevice::seek(start + written);
         return written == size;

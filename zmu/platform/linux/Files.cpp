@@ -151,7 +151,8 @@ const wchar_t* zmu::whyDistrusted(int file, const wchar_t* path)
     struct stat present = {};
     struct stat link = {};
     const int directory = open(folder, O_PATH | O_DIRECTORY | O_CLOEXEC);
-    const bool isKnown = directory >= 0 && fstat(file, &opened) == 0 && fstat(directory, &held) == 0 &&
+    const bool isKnown = directory >= 0 && fstat(file, &opened) == 0 &&
+                         fstat(directory, &held) == 0 &&
                          fstatat(directory, entry, &present, 0) == 0 &&
                          fstatat(directory, entry, &link, AT_SYMLINK_NOFOLLOW) == 0;
     closeFile(directory);
@@ -164,7 +165,8 @@ const wchar_t* zmu::whyDistrusted(int file, const wchar_t* path)
     if ((held.st_mode & S_IWOTH) && !(held.st_mode & S_ISVTX))
         return L"everybody may write in its folder";
     if (held.st_mode & S_IWOTH)
-        return isTrustedOwner(link) ? nullptr : L"its name in a folder for everybody is another user's";
+        return isTrustedOwner(link) ? nullptr
+                                    : L"its name in a folder for everybody is another user's";
     return isTrustedOwner(held) ? nullptr : L"its folder belongs to another user";
 }
 

@@ -6,9 +6,9 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <memory>
 #include <utility>
-#include <cerrno>
 
 namespace {
 
@@ -118,8 +118,8 @@ void leaveAll(const CRITICAL_SECTION* end)
 }
 
 /// Enters all sections that can be had. A thread that holds one and waits for another never meets
-/// this one waiting for the first with the other in hand: where a section is not free at once all are
-/// left again, and the wait is for that one.
+/// this one waiting for the first with the other in hand: where a section is not free at once all
+/// are left again, and the wait is for that one.
 void enterAll()
 {
     constexpr long patience = 250; // milliseconds
@@ -136,7 +136,8 @@ void enterAll()
             if (enterUntil(*section, later(now(), moment)) || isOver)
                 continue;
             leaveAll(section);
-            if (hasAwaited && awaited->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
+            if (hasAwaited &&
+                awaited->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
                 LeaveCriticalSection(awaited); // which stands further back
             missing = section;
             break;
