@@ -88,6 +88,8 @@ class QuickstartOwner : public ZarnDataZGW {
         m_dataSet->setDescriptionAffixIDsQty(affixIDsQty);
         m_dataSet->setDisplayDlgBoxFunction(showOnTerminal);
         m_dataSet->recordDialogBoxCaption("quickstart:");
+        // A report whose spec is at fault leaves an entry with its number and the code.
+        m_dataSet->setSubstituteEntries(true);
         ZarnPlugIn* const plugIns = m_dataSet->createPlugIns(1);
         if (plugIns)
             plugIns[0] = countSituation;

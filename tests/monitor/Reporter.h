@@ -40,6 +40,18 @@ struct OpenData : ZarnData {
     bool refusesToLeave = false;
 };
 
+/// Plenty of settings for any spec: 10 fillers, 3 plug-ins, affixes 0 to 4.
+inline void settle(OpenData& data)
+{
+    data.createPlugIns(3);
+    data.setDescriptionAffixID_Min(9000);
+    data.setDescriptionAffixIDsQty(5);
+    strings()[9000] = L"Pre ";
+    strings()[9001] = L" suf %1!d!";
+    strings()[9003] = L""; // 9002 is missing
+    strings()[9004] = std::wstring(505, L'p');
+}
+
 /// Texts of the entries of a log in the built-in form; fails the test if anything else stands
 /// between its head and its one tail.
 inline QStringList entriesOf(const std::wstring& path)

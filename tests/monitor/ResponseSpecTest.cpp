@@ -5,18 +5,6 @@ using namespace zmu_test;
 
 namespace {
 
-/// Plenty of settings for any spec: 10 fillers, 3 plug-ins, affixes 0 to 4.
-void settle(OpenData& data)
-{
-    data.createPlugIns(3);
-    data.setDescriptionAffixID_Min(9000);
-    data.setDescriptionAffixIDsQty(5);
-    strings()[9000] = L"Pre ";
-    strings()[9001] = L" suf %1!d!";
-    strings()[9003] = L""; // 9002 is missing
-    strings()[9004] = std::wstring(505, L'p');
-}
-
 struct Row {
     std::wstring spec;
     int code;

@@ -170,6 +170,10 @@ constexpr Row table[] = {
 
     // Caption of the environment variables.
     {15601, "Environment Variables"},
+
+    // The entry that stands in for a situation that could not be described: number, code, its name,
+    // what happened. Behind the IDs that a product's modules may count on to be free.
+    {20001, "Situation %1!d! could not be described: %2!d!/%3, %4."},
 };
 // clang-format on
 

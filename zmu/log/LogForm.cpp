@@ -184,7 +184,8 @@ void ZarnData::traceFormDismissed() const
 {
     if (isEmpty(m_fileLog.m_formName))
         return; // there was none to use
-    traceForm(m_formFlaw.what ? m_formFlaw.what : L"it cannot be used", m_formFlaw.line);
+    traceForm(m_formFlaw.what ? m_formFlaw.what : describe(getSelfDX_Code()).meaning,
+              m_formFlaw.line);
     Zarn_TRACE(L"ZarnData: the built-in form is used instead.\n");
 }
 

@@ -62,7 +62,7 @@ bool ZarnDataForThread::parseDescriptionSpecLogFile()
         m_descriptionLogFileLineWd = getDefaultLineWidth(Zarn_MSG_FMT_LOGFILE);
 
         m_scratchpad.m_b.assign(m_descriptionForLogFile.c_str());
-        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), *m_tokenSeparator);
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
         require(groups.count() == groupsCount, dx::LogSpecGroups);
         for (int i = 0; i < groups.count(); ++i) {
             require(i == 0, dx::LogSpecGroupIndex);
@@ -71,6 +71,8 @@ bool ZarnDataForThread::parseDescriptionSpecLogFile()
         }
     });
     if (!isSelfSatisfied()) {
+        m_failurePlace.field = FailurePlace::Field::Log;
+        m_failurePlace.quote(m_scratchpad.m_b.c_str());
         m_descriptionForLogFile.clear();
         m_descriptionLogFileLineWd = getDefaultLineWidth(Zarn_MSG_FMT_LOGFILE);
     }
@@ -108,6 +110,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
         return isSelfSatisfied();
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    int number = 0; // of the group in hand
     runGuarded(*this, dx::DisplaySpecUnexpected, [&] {
         requireApproval();
         m_scratchpad.clear();
@@ -121,7 +124,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
         }
 
         m_scratchpad.m_b.assign(m_descriptionForDisplay.c_str());
-        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), *m_tokenSeparator);
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
         require(groups.count() <= groupsCount, dx::DisplaySpecGroups);
         if (groups.count() == 1 && isDupeForm(spec)) {
             m_descriptionDisplayIsDupe = true;
@@ -130,6 +133,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
         require(groups.count() == groupsCount, dx::DisplaySpecGroups);
         for (int i = 0; i < groups.count(); ++i) {
             wchar_t* const group = groups[i];
+            number = i + 1;
             if (i == 0) {
                 requireOrRaiseHeld(parseDescriptionSpecDisplayDlgBox(skipWhitespace(group)), *this);
                 continue;
@@ -140,6 +144,9 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
         }
     });
     if (!isSelfSatisfied()) {
+        m_failurePlace.field = FailurePlace::Field::Display;
+        m_failurePlace.group = number;
+        m_failurePlace.quote(m_scratchpad.m_b.c_str());
         m_descriptionForDisplay.clear();
         resetDisplaySpec();
     }
@@ -155,6 +162,8 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
         return isSelfSatisfied();
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    int number = 0; // of the record in hand
+    const wchar_t* record = text;
     runGuarded(*this, dx::DialogSpecUnexpected, [&] {
         requireApproval();
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
@@ -162,10 +171,11 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
 
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
         require(copy.assign(text), dx::DialogSpecRecords);
-        const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
+        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
         require(records.count() <= recordsMax, dx::DialogSpecRecords);
         for (int i = 0; i < records.count(); ++i) {
-            const wchar_t* record = skipWhitespace(records[i]);
+            number = i + 1;
+            record = skipWhitespace(records[i]);
             if (!*record)
                 continue;
             switch (i) {
@@ -186,8 +196,11 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
             }
         }
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_failurePlace.record = number;
+        m_failurePlace.quote(record);
         resetDialogSpec();
+    }
     m_scratchpad.m_a.clear();
     return isSelfSatisfied();
 }
@@ -197,9 +210,13 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
 bool ZarnDataForThread::parseMessageFormat(wchar_t* text, Zarn_MSG_FMT format)
 {
     ZarnScratchpad::Buffer& scratch = m_scratchpad.m_a;
-    const bool succeeded =
-        parseDescriptionSpec_MessageFormat(text, format, scratch.writable(), scratch.sizeBytes);
     scratch.clear();
+    const bool succeeded =
+        parseDescriptionSpec_MessageFormat(text, format, scratch.inPlace(), scratch.sizeBytes);
+    if (!scratch.isEmpty()) { // a stage that was replaced has left its text
+        scratch.writable();
+        scratch.clear();
+    }
     return succeeded;
 }
 
@@ -220,6 +237,8 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
     };
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    int number = 0; // of the record in hand
+    const wchar_t* record = text ? text : L"";
     runGuarded(*this, dx::MessageFormatUnexpected, [&] {
         requireApproval();
         require(isTargetKnown, dx::MessageFormatTarget);
@@ -229,14 +248,21 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
         require(text && scratch && scratchQty > 0, dx::MessageFormatRecords);
         scratchUsed = copyText(scratch, scratchQty, text);
         require(scratchUsed < scratchQty, dx::MessageFormatRecords);
-        const TokenList<recordsMax> records(scratch, *m_tokenSeparator);
+        const TokenList<recordsMax> records(scratch, m_tokenSeparator);
         require(records.count() >= recordsMin && records.count() <= recordsMax,
                 dx::MessageFormatRecords);
-        for (int i = 0; i < records.count(); ++i)
+        for (int i = 0; i < records.count(); ++i) {
+            number = i + 1;
+            record = records[i];
             appendRecord(i, records[i], format);
+        }
     });
-    if (!isSelfSatisfied() && isTargetKnown)
-        resetTarget();
+    if (!isSelfSatisfied()) {
+        m_failurePlace.record = number;
+        m_failurePlace.quote(record);
+        if (isTargetKnown)
+            resetTarget();
+    }
     if (scratch)
         std::wmemset(scratch, L'\0', scratchUsed);
     return isSelfSatisfied();
@@ -333,16 +359,23 @@ bool ZarnDataForThread::formatDescriptions()
         requireApproval();
         // Both are tried; the first failure is the one that counts.
         int kept = 0;
+        FailurePlace place;
         if (!formatDescriptionForLogFile()) {
             kept = getSelfDX_Code();
+            place = m_failurePlace;
             forgetSelfDX_Code();
         }
         if (!formatDescriptionForDisplay()) {
-            if (!kept)
+            if (!kept) {
                 kept = getSelfDX_Code();
+                place = m_failurePlace;
+            }
             forgetSelfDX_Code();
         }
-        require(!kept, kept);
+        if (kept) {
+            m_failurePlace = place;
+            throw kept;
+        }
     });
     return isSelfSatisfied();
 }
@@ -353,15 +386,22 @@ void ZarnDataForThread::formatDescription(Buffer& description, u8 lineWidth, int
     constexpr ulong32 fromStringAndArray =
         FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
 
-    require(insertsFit(description.c_str(), m_descriptionFillersQty,
-                       [this](int slot) { return m_fillerKinds[slot - 1]; }),
-            failed);
+    const InsertFault fault = findInsertFault(description.c_str(), m_descriptionFillersQty,
+                                              [this](int slot) { return m_fillerKinds[slot - 1]; });
+    if (fault.what) {
+        m_failurePlace.insert = fault.insert;
+        m_failurePlace.note = fault.what;
+        throw failed;
+    }
     ZarnScratchpad::Buffer& output = m_scratchpad.m_a;
     output.clear();
     const ulong32 length =
         Zarn::formatMessage(lineWidth | fromStringAndArray, description.c_str(), output.writable(),
                             static_cast<int>(output.capacity), m_descriptionFillers);
-    require(length > 0, failed);
+    if (length == 0) {
+        m_failurePlace.note = L"the formatter takes no such text, or has no room for the result";
+        throw failed;
+    }
     const bool wraps = lineWidth > 0 && lineWidth < FORMAT_MESSAGE_MAX_WIDTH_MASK;
     if (!wraps) // else blanks that a line's end has swallowed stand behind the text
         output.setUsed(length);
@@ -381,8 +421,10 @@ bool ZarnDataForThread::formatDescriptionForDisplay()
         formatDescription(m_descriptionForDisplay, m_descriptionDisplayLineWd,
                           dx::FormatDisplayFailed);
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_failurePlace.field = FailurePlace::Field::Display;
         m_descriptionForDisplay.clear();
+    }
     m_scratchpad.m_a.clear();
     return isSelfSatisfied();
 }
@@ -396,8 +438,10 @@ bool ZarnDataForThread::formatDescriptionForLogFile()
         requireApproval();
         formatDescription(m_descriptionForLogFile, m_descriptionLogFileLineWd, dx::FormatLogFailed);
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_failurePlace.field = FailurePlace::Field::Log;
         m_descriptionForLogFile.clear();
+    }
     m_scratchpad.m_a.clear();
     return isSelfSatisfied();
 }

@@ -9,6 +9,7 @@ using namespace zmu;
 
 bool ZarnDataForThread::reportDescriptions()
 {
+    const Operation operation(*this);
     SectionGuard section(*this);
     runGuarded(*this, dx::ReportUnexpected, [&] {
         requireApproval();

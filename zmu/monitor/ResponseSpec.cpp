@@ -26,6 +26,7 @@ constexpr int recordsMax = ZarnScratchpad::Buffer::capacity;
 
 bool ZarnDataForThread::learnResponse()
 {
+    const Operation operation(*this);
     const CancellationHold hold;
     runGuarded(*this, dx::LearnResponseUnexpected, [&] {
         requireApproval();
@@ -56,11 +57,13 @@ void ZarnDataForThread::clearSpecFields()
     m_descriptionForLogFile.clear();
 }
 
-void ZarnDataForThread::loadSpec(ZarnScratchpad::Buffer& spec) const
+void ZarnDataForThread::loadSpec(ZarnScratchpad::Buffer& spec)
 {
     wchar_t text[ZarnScratchpad::Buffer::capacity + 1]; // a text that is too long shows
     const HMODULE module = m_dataSet->getResourceModule();
     bool isLoaded = false;
+    if (!module)
+        m_failurePlace.note = L"the data set has no resource module";
     try {
         isLoaded = module && (loadString(module, static_cast<unsigned int>(m_situationID), text,
                                          static_cast<int>(std::size(text))) > 0 ||
@@ -76,6 +79,8 @@ bool ZarnDataForThread::obtainResponseSpecs()
 {
     constexpr int fieldsCount = 3;
 
+    auto field = FailurePlace::Field::Unknown;
+    const wchar_t* text = m_scratchpad.m_a.c_str();
     runGuarded(*this, dx::ObtainSpecsUnexpected, [&] {
         requireApproval();
         m_scratchpad.clear();
@@ -84,27 +89,33 @@ bool ZarnDataForThread::obtainResponseSpecs()
 
         ZarnScratchpad::Buffer& spec = m_scratchpad.m_a;
         loadSpec(spec);
-        const TokenList<fieldsCount> fields(spec.inPlace(), *m_tokenSeparator);
+        const TokenList<fieldsCount> fields(spec.inPlace(), m_tokenSeparator);
         require(fields.count() == fieldsCount, dx::SpecFields);
         for (int i = 0; i < fieldsCount; ++i) {
-            const wchar_t* const field = fields[i];
+            text = fields[i];
             switch (i) {
             case 0:
-                require(*field && m_responseSpecHeader.assign(field), dx::HeaderFieldUnusable);
+                field = FailurePlace::Field::Header;
+                require(*text && m_responseSpecHeader.assign(text), dx::HeaderFieldUnusable);
                 break;
             case 1:
-                require(m_descriptionForDisplay.assign(field), dx::DisplayFieldTooLong);
+                field = FailurePlace::Field::Display;
+                require(m_descriptionForDisplay.assign(text), dx::DisplayFieldTooLong);
                 break;
             case 2:
-                require(*field && m_descriptionForLogFile.assign(field), dx::LogFieldUnusable);
+                field = FailurePlace::Field::Log;
+                require(*text && m_descriptionForLogFile.assign(text), dx::LogFieldUnusable);
                 break;
             default:
                 throw int{dx::SpecFieldIndex};
             }
         }
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_failurePlace.field = field;
+        m_failurePlace.quote(text);
         clearSpecFields();
+    }
     m_scratchpad.clear();
     return isSelfSatisfied();
 }
@@ -125,6 +136,8 @@ bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
     constexpr int groupsMax = 5;
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    int number = 0; // of the group in hand
+    const wchar_t* group = m_responseSpecHeader.c_str();
     runGuarded(*this, dx::HeaderUnexpected, [&] {
         requireApproval();
         require(m_specStrictness < strictEnoughForHeader || !m_responseSpecHeader.isEmpty(),
@@ -134,34 +147,40 @@ bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
         forgetTextFillers(); // a failed situation left them, and its texts may be gone
         m_argSource = 0;
 
-        const TokenList<groupsMax> groups(m_responseSpecHeader.inPlace(), *m_tokenSeparator);
+        const TokenList<groupsMax> groups(m_responseSpecHeader.inPlace(), m_tokenSeparator);
         require(groups.count() >= groupsMin && groups.count() <= groupsMax, dx::HeaderGroups);
         for (int i = 0; i < groups.count(); ++i) {
-            wchar_t* const group = groups[i];
+            wchar_t* const text = groups[i];
+            number = i + 1;
+            group = text;
             switch (i) {
             case 0:
-                parseApprovalKind(group);
+                parseApprovalKind(text);
                 break;
             case 1:
-                parseResponseTraits(group);
+                parseResponseTraits(text);
                 break;
             case 2:
-                parseArgSource(group);
+                parseArgSource(text);
                 break;
             case 3:
                 requireOrRaiseHeld(
-                    parseResponseSpecHeaderFillers(fillerStrings, skipWhitespace(group)), *this);
+                    parseResponseSpecHeaderFillers(fillerStrings, skipWhitespace(text)), *this);
                 break;
             case 4:
-                requireOrRaiseHeld(parseResponseSpecHeaderPlugInIDs(group), *this);
+                requireOrRaiseHeld(parseResponseSpecHeaderPlugInIDs(text), *this);
                 break;
             default:
                 throw int{dx::HeaderGroupIndex};
             }
         }
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_failurePlace.field = FailurePlace::Field::Header;
+        m_failurePlace.group = number;
+        m_failurePlace.quote(group);
         m_responseSpecHeader.clear();
+    }
     m_scratchpad.m_a.clear();
     return isSelfSatisfied();
 }
@@ -199,6 +218,8 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
         return isSelfSatisfied();
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    int number = 0; // of the record in hand
+    const wchar_t* record = text;
     runGuarded(*this, dx::FillersUnexpected, [&] {
         requireApproval();
         require(m_argSource == 1 || m_argSource == 2, dx::ArgSourceUnknown);
@@ -209,12 +230,13 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
 
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
         require(copy.assign(text), dx::FillersTooMany);
-        const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
+        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
         require(records.count() <= m_descriptionFillersQty, dx::FillersTooMany);
         const bool isCollecting =
             fillerStrings && m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE;
         for (int i = 0; i < records.count(); ++i) {
-            wchar_t* const record = records[i];
+            number = i + 1;
+            record = records[i];
             if (m_argSource == 1)
                 fillFromRecorded(i, record);
             else
@@ -223,28 +245,31 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
                 *fillerStrings++ = m_descriptionFillers[i];
         }
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_failurePlace.record = number;
+        m_failurePlace.quote(record);
         forgetDescriptionFillers();
+    }
     m_scratchpad.m_a.clear();
     return isSelfSatisfied();
 }
 
-void ZarnDataForThread::fillFromRecorded(int filler, wchar_t* record)
+void ZarnDataForThread::fillFromRecorded(int filler, const wchar_t* record)
 {
-    wchar_t* digits = findDigit(record);
+    const wchar_t* digits = findDigit(record);
     require(digits, dx::FillerWithoutSlot);
     const int slot = toNumber(digits);
-    *digits = L'\0';
+    const wchar_t letter = digits == record + 1 ? *record : L'\0';
     const auto fill = [&](const auto* slots, int qty, SlotKind kind) {
         require(slot < qty, dx::FillerSlotOutOfRange);
         setFiller(filler, toArgumentSlot(slots[slot]), kind);
     };
 
-    if (std::wcscmp(record, L"d") == 0)
+    if (letter == L'd')
         fill(m_argsInt, m_argsIntQty, SlotKind::Number);
-    else if (std::wcscmp(record, L"u") == 0)
+    else if (letter == L'u')
         fill(m_argsUInt, m_argsUIntQty, SlotKind::Number);
-    else if (std::wcscmp(record, L"s") != 0)
+    else if (letter != L's')
         throw int{dx::FillerLetterUnknown};
     else if (m_argsStrA)
         fill(m_argsStrA, m_argsStrQty, SlotKind::NarrowText);
@@ -290,6 +315,8 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
         return isSelfSatisfied();
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    int number = 0; // of the record in hand
+    const wchar_t* record = text;
     runGuarded(*this, dx::PlugInIdsUnexpected, [&] {
         requireApproval();
         require(m_plugInsIndirectIndices, dx::PlugInIdsWithoutTable);
@@ -299,10 +326,12 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
         const int qty = std::min(m_plugInsIndirectIndicesQty, m_dataSet->getPlugInsQty());
         ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
         require(copy.assign(text), dx::PlugInIdsTooMany);
-        const TokenList<recordsMax> records(copy.inPlace(), *m_tokenSeparator);
+        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
         require(records.count() <= qty, dx::PlugInIdsTooMany);
         for (int i = 0; i < records.count(); ++i) {
-            const wchar_t* digits = findDigit(records[i]);
+            number = i + 1;
+            record = records[i];
+            const wchar_t* digits = findDigit(record);
             require(digits, dx::PlugInIdNotNumber);
             const int id = toNumber(digits);
             require(id < qty, dx::PlugInIdOutOfRange);
@@ -312,8 +341,11 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
         }
         m_plugInsIndirectQty = records.count();
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_failurePlace.record = number;
+        m_failurePlace.quote(record);
         forgetPlugInsIndirectIndices();
+    }
     m_scratchpad.m_a.clear();
     return isSelfSatisfied();
 }

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cwchar>
-#include <optional>
 
 using namespace zmu;
 
@@ -89,55 +88,16 @@ ulong32 Zarn::formatMessage(ulong32 flags, const wchar_t* format, wchar_t* outpu
 
 // ---- Situations ------------------------------------------------------------------------------------------
 
-namespace {
-
-/// Lets `module`, unless null, stand in for the data set's resource module. The lock is held
-/// meanwhile, so that no other thread's situation meets it.
-class ModuleStandIn {
-  public:
-    ModuleStandIn(ZarnData& dataSet, void* module) : m_dataSet(dataSet)
-    {
-        if (module && m_section.emplace(dataSet).wasEntered())
-            m_kept = dataSet.setResourceModule(module);
-    }
-    ~ModuleStandIn()
-    {
-        if (m_kept)
-            m_dataSet.setResourceModule(m_kept);
-    }
-    ModuleStandIn(const ModuleStandIn&) = delete;
-    ModuleStandIn& operator=(const ModuleStandIn&) = delete;
-
-    /// False if entering the lock threw, which ends a report before it begins.
-    bool mayGoOn() const { return !m_section || !m_section->hasThrown(); }
-
-  private:
-    ZarnData& m_dataSet;
-    std::optional<SectionGuard<ZarnData>> m_section;
-    void* m_kept = nullptr;
-};
-
-} // namespace
-
 bool Zarn::respondToSituation(int situationID, char** argV, void* resourceModule)
 {
-    if (!m_dataSet)
-        return false;
-    m_dataSet->recordSituationID(situationID);
-    const ModuleStandIn standIn(*m_dataSet, resourceModule);
-    return standIn.mayGoOn() && m_dataSet->respondToSituation(argV);
+    return m_dataSet && m_dataSet->respondToSituation(situationID, argV, resourceModule);
 }
 
 bool Zarn::respondWithValues(int situationID, void* resourceModule, const u64* values,
                              const SlotKind* kinds, std::size_t count)
 {
-    if (!m_dataSet)
-        return false;
-    const ModuleStandIn standIn(*m_dataSet, resourceModule);
-    if (!standIn.mayGoOn())
-        return false;
-    m_dataSet->respondToSituation(situationID, values, kinds, count);
-    return true; // how the situation went is not the answer here; getSelfDX_Code tells
+    return m_dataSet &&
+           m_dataSet->respondToSituation(situationID, resourceModule, values, kinds, count);
 }
 
 bool Zarn::respondToSituation()
@@ -293,6 +253,11 @@ wchar_t* Zarn::getTag(Zarn_FORM_TAG tag) const
 ZarnDisplayFunction Zarn::setDisplayDlgBoxFunction(ZarnDisplayFunction function)
 {
     return m_dataSet ? m_dataSet->setDisplayDlgBoxFunction(function) : nullptr;
+}
+
+ZarnFailureFunction Zarn::setFailureFunction(ZarnFailureFunction function)
+{
+    return m_dataSet ? m_dataSet->setFailureFunction(function) : nullptr;
 }
 
 HWND Zarn::setDisplayDlgBoxParent(HWND parent)

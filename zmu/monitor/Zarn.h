@@ -146,6 +146,9 @@ class ZMU_API Zarn {
     void setBehaviorCriteria(zmu::u64 criteria);
     ZarnDisplayFunction setDisplayDlgBoxFunction(ZarnDisplayFunction function);
     HWND setDisplayDlgBoxParent(HWND parent);
+    /// Is told of every situation that fails, see ZarnTypes.h; null for nobody. Returns the
+    /// previous function, null without a data set.
+    ZarnFailureFunction setFailureFunction(ZarnFailureFunction function);
     bool setLogFileByteCountLimit(zmu::u64 limit, zmu::u64& previous);
     void* setResourceModule(void* module);
 

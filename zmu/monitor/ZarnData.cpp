@@ -245,6 +245,16 @@ HWND ZarnData::setDisplayDlgBoxParent(HWND parent)
     return std::exchange(m_displayDlgBoxParent, parent);
 }
 
+ZarnFailureFunction ZarnData::setFailureFunction(ZarnFailureFunction function)
+{
+    return std::exchange(m_failureFunction, function);
+}
+
+bool ZarnData::setSubstituteEntries(bool wanted)
+{
+    return std::exchange(m_substituteEntries, wanted);
+}
+
 i64 ZarnData::setNonnativeInstantiatorID(const i64& id)
 {
     return std::exchange(m_nonnativeInstantiatorID, id);
@@ -505,6 +515,8 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_sizeMapOfDataForThreads = other->m_sizeMapOfDataForThreads;
         m_nonnativeInstantiatorID = other->m_nonnativeInstantiatorID;
         m_engineFactory = other->m_engineFactory;
+        m_failureFunction = other->m_failureFunction;
+        m_substituteEntries = other->m_substituteEntries;
         m_resStrTokenSepField = other->m_resStrTokenSepField;
         m_resStrTokenSepGroup = other->m_resStrTokenSepGroup;
         m_resStrTokenSepRecord = other->m_resStrTokenSepRecord;

@@ -176,6 +176,13 @@ class ZMU_API ZarnData {
     zmu::ulong32 sizeMapOfDataForThreads(zmu::ulong32 size);
     ZarnDisplayFunction setDisplayDlgBoxFunction(ZarnDisplayFunction function);
     HWND setDisplayDlgBoxParent(HWND parent);
+    /// Is told of every situation that fails from now on, besides the trace line that each one gets
+    /// anyway; null for nobody, as it begins. Returns the previous function.
+    ZarnFailureFunction setFailureFunction(ZarnFailureFunction function);
+    /// With `wanted` a situation that cannot be described gets an entry of the log all the same,
+    /// which names its number and the code, so that no number is missing without a trace. Off as it
+    /// begins. Returns the previous setting.
+    bool setSubstituteEntries(bool wanted);
     /// Makes the engines from now on, so that a subclass can stand in; null is ignored. Returns the
     /// previous factory.
     ZarnEngineFactory setEngineFactory(ZarnEngineFactory factory);
@@ -285,6 +292,7 @@ class ZMU_API ZarnData {
     {
         return m_situationResponseTraitsAssessor;
     }
+    bool getSubstituteEntries() const { return m_substituteEntries; }
     zmu::ulong32 getSituationsCount() const { return m_situationsCount; }
     zmu::ulong32 getSituationsQty() const { return m_situationsQty; }
     bool isInstantiatorRunningNatively() const { return m_nonnativeInstantiatorID == 0; }
@@ -348,10 +356,13 @@ class ZMU_API ZarnData {
     bool respondToSituation();
     /// `argV`: a pointer to a cursor over 64-bit argument slots, which the spec advances.
     bool respondToSituation(char** argV);
-    /// Records the ID and goes on with the arguments of a call, which are copied; `kinds` tells
-    /// what each was packed from.
-    bool respondToSituation(int situationID, const zmu::u64* values, const zmu::SlotKind* kinds,
-                            std::size_t count);
+    /// Zarn's forms: `resourceModule`, unless null, stands in for the data set's meanwhile, and the
+    /// lock is held as long. The first answers how the situation went. The second copies the
+    /// arguments of a call, of which `kinds` tells what each was packed from; it is true whatever
+    /// became of the situation, and false only where entering the lock threw.
+    bool respondToSituation(int situationID, char** argV, void* resourceModule);
+    bool respondToSituation(int situationID, void* resourceModule, const zmu::u64* values,
+                            const zmu::SlotKind* kinds, std::size_t count);
     /// Stores an argument at `position` (ZARN_ARG_NEXT: behind the last) and returns the position,
     /// -1 if it has no place. Strings are not copied: they must outlive the situation. What a
     /// situation that failed was told stays recorded; where the tolerance forgives, the first
@@ -462,25 +473,31 @@ class ZMU_API ZarnData {
     static bool s_logInformationInitialized;
 
   private:
+    friend class ZarnDataForThread; // which tells of its failures
+
     ZarnEngineFactory m_engineFactory;
     /// Kept from one log to its successor, since it cannot be made when memory is short.
     QTextStream* m_spareLogStream = nullptr;
+    ZarnFailureFunction m_failureFunction = nullptr;
+    bool m_substituteEntries = false;
+    mutable std::atomic<zmu::ulong32> m_tellingThread =
+        0; ///< The last one that is telling a failure.
     bool m_isNotingSeries = false;
     /// What keeps the log alive. Times are milliseconds.
     struct {
         bool isOn = false;
-        unsigned forkCount = 0; ///< Of the process that opened the log.
-        u64 lookTime = 0;       ///< When the file was looked at, or opened.
-        u64 failTime = 0;       ///< When a replacement failed; 0 since one succeeded.
-        int seenPosition = 0;   ///< Where the tail stood then: so far the file was whole.
-        ulong32 entries = 0;    ///< Since then.
-        ulong32 lost = 0;       ///< Situations that no log has.
+        unsigned forkCount = 0;   ///< Of the process that opened the log.
+        zmu::u64 lookTime = 0;    ///< When the file was looked at, or opened.
+        zmu::u64 failTime = 0;    ///< When a replacement failed; 0 since one succeeded.
+        int seenPosition = 0;     ///< Where the tail stood then: so far the file was whole.
+        zmu::ulong32 entries = 0; ///< Since then.
+        zmu::ulong32 lost = 0;    ///< Situations that no log has.
         // Entries of a log that is gone, which the next one takes along.
         int strayFile = -1;
         int strayBegin = 0;
         int strayEnd = 0;
         int strayHole = -1; ///< Where that file was cut, -1 for nowhere.
-        ulong32 strayEntries = 0;
+        zmu::ulong32 strayEntries = 0;
     } m_logWatch;
     zmu::LogDevice* m_logDevice = nullptr; ///< Of the stream that openLogFile opened last.
     /// What is wrong with the form that is being learned; without a `what` the code tells.
@@ -523,4 +540,11 @@ class ZMU_API ZarnData {
     /// set drops the code that it holds.
     ZarnDataForThread* obtainDataToWork() const;
     ZarnDataForThread* createDataForCurrentThread() const;
+    /// Runs an operation on a situation; false, told as its failure, if there is no engine for it.
+    template <class Operation>
+    bool work(int situationID, Operation operation);
+    template <class Report>
+    bool respondWith(ZarnDataForThread& engine, void* resourceModule, Report report);
+    static void tellFailure(const ZarnData* dataSet, int situationID, int code,
+                            const wchar_t* text) noexcept;
 };

@@ -323,10 +323,15 @@ void ZarnDataForThread::requireApproval() const
 
 bool ZarnDataForThread::respondToSituation()
 {
+    const Operation operation(*this);
     SectionGuard section(*this);
     const bool wasResponding = std::exchange(m_isResponding, true);
+    const bool isCodeHeld = !isSelfSatisfied();
+    bool hasBegun = false;
+    m_isDescribed = false;
     runGuarded(*this, dx::RespondUnexpected, [&] {
         requireApproval();
+        hasBegun = true;
         section.requireEntered();
         requireOrRaiseHeld(describeSituation(), *this);
         if (m_plugInsIndirectQty > 0)
@@ -337,6 +342,11 @@ bool ZarnDataForThread::respondToSituation()
     m_isResponding = wasResponding;
     if (!isSelfSatisfied())
         markArgumentsStale();
+    if (isCodeHeld && !hasBegun)
+        m_failurePlace.note = L"refused since an earlier failure left this code";
+    if (!isSelfSatisfied() && !m_isDescribed && section.wasEntered() && m_dataSet &&
+        m_dataSet->getSubstituteEntries() && m_dataSet->isFreeOfCode())
+        reportSubstitute();
     section.leave();
     return isSelfSatisfied();
 }
@@ -351,10 +361,12 @@ void ZarnDataForThread::markArgumentsStale()
 
 bool ZarnDataForThread::describeSituation()
 {
+    const Operation operation(*this);
     const CancellationHold hold;
     runGuarded(*this, dx::DescribeSituationUnexpected, [&] {
         requireApproval();
         requireOrRaiseHeld(learnResponse(), *this);
+        m_isDescribed = true;
         requireOrRaiseHeld(reportDescriptions(), *this);
     });
     return isSelfSatisfied();

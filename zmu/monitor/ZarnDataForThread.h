@@ -15,6 +15,7 @@
 #include <zmu/foundation/WideBuffer.h>
 #include <zmu/log/ZarnForm.h>
 #include <zmu/monitor/ArgumentBlock.h>
+#include <zmu/monitor/FailurePlace.h>
 #include <zmu/monitor/ZarnScratchpad.h>
 #include <zmu/monitor/ZarnTypes.h>
 
@@ -203,6 +204,22 @@ class ZMU_API ZarnDataForThread {
 
     static constexpr zmu::u64 anyThread = 0;
 
+    /// Spans an operation on a situation. At the very end of the outermost one, when it has left
+    /// its lock, a failure is told.
+    class Operation {
+      public:
+        explicit Operation(ZarnDataForThread& engine) : m_engine(engine)
+        {
+            ++engine.m_operationDepth;
+        }
+        ~Operation() { m_engine.endOperation(); }
+        Operation(const Operation&) = delete;
+        Operation& operator=(const Operation&) = delete;
+
+      private:
+        ZarnDataForThread& m_engine;
+    };
+
     /// Where the log stood before an entry, so that a failed write can be taken back.
     struct LogMark {
         zmu::u64 byteCount;
@@ -211,12 +228,17 @@ class ZMU_API ZarnDataForThread {
         zmu::ulong32 situationsCount;
     };
 
-    void loadSpec(ZarnScratchpad::Buffer& spec) const;
+    void endOperation();
+    /// Writes the entry that stands in for a situation that could not be described. What the
+    /// situation has left, the code included, stays as it is.
+    void reportSubstitute();
+    bool composeSubstitute(int code);
+    void loadSpec(ZarnScratchpad::Buffer& spec);
     void clearSpecFields();
     void parseApprovalKind(wchar_t* group);
     void parseResponseTraits(const wchar_t* group);
     void parseArgSource(wchar_t* group);
-    void fillFromRecorded(int filler, wchar_t* record);
+    void fillFromRecorded(int filler, const wchar_t* record);
     void fillFromCursor(int filler, const wchar_t* record);
     void forgetTextFillers();
     void setFiller(int filler, zmu::u64 slot, zmu::SlotKind kind);
@@ -256,8 +278,11 @@ class ZMU_API ZarnDataForThread {
     int m_plugInsIndirectIndicesQty = 0;
     zmu::ArgumentBlock m_argumentBlock;
     zmu::SlotKind m_fillerKinds[zmu::ArgumentSlotsQty] = {};
+    int m_operationDepth = 0;
+    zmu::FailurePlace m_failurePlace;
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
     bool m_isResponding = false;
+    bool m_isDescribed = false; ///< The situation in hand has learned its response.
     /// A situation has failed that a forgiving data set has done with. Its arguments stay until one
     /// is recorded as the next; what was recorded since then, up to the fresh counts, is kept.
     bool m_argsAreStale = false;

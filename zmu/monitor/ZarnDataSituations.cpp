@@ -1,6 +1,7 @@
 // The data set's engines, one for each thread that reports, and what is forwarded to them.
 #include <zmu/monitor/ZarnData.h>
 
+#include <zmu/monitor/DxCodes.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/platform/Attachment.h>
@@ -11,6 +12,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 using namespace zmu;
@@ -124,10 +126,21 @@ Result forwardTo(ZarnDataForThread* engine, Result without, Forward forward)
 
 } // namespace
 
+template <class Operation>
+bool ZarnData::work(int situationID, Operation operation)
+{
+    if (ZarnDataForThread* engine = obtainDataToWork())
+        return operation(*engine);
+    const int code = getSelfDX_Code();
+    tellFailure(this, situationID, code,
+                m_mapOfDataForThreads ? describe(code).meaning
+                                      : L"the data set is not initialised");
+    return false;
+}
+
 bool ZarnData::describeSituation()
 {
-    return forwardTo(obtainDataToWork(), false,
-                     [](ZarnDataForThread& engine) { return engine.describeSituation(); });
+    return work(0, [](ZarnDataForThread& engine) { return engine.describeSituation(); });
 }
 
 bool ZarnData::forgetSituation()
@@ -138,38 +151,92 @@ bool ZarnData::forgetSituation()
 
 bool ZarnData::learnResponse()
 {
-    return forwardTo(obtainDataToWork(), false,
-                     [](ZarnDataForThread& engine) { return engine.learnResponse(); });
+    return work(0, [](ZarnDataForThread& engine) { return engine.learnResponse(); });
 }
 
 bool ZarnData::reportDescriptions()
 {
-    return forwardTo(obtainDataToWork(), false,
-                     [](ZarnDataForThread& engine) { return engine.reportDescriptions(); });
+    return work(0, [](ZarnDataForThread& engine) { return engine.reportDescriptions(); });
 }
 
 bool ZarnData::respondToSituation()
 {
-    return forwardTo(obtainDataToWork(), false,
-                     [](ZarnDataForThread& engine) { return engine.respondToSituation(); });
+    return work(0, [](ZarnDataForThread& engine) { return engine.respondToSituation(); });
 }
 
 bool ZarnData::respondToSituation(char** argV)
 {
-    return forwardTo(obtainDataToWork(), false, [argV](ZarnDataForThread& engine) {
+    return work(0, [argV](ZarnDataForThread& engine) {
         engine.setDescriptionArgV(argV);
         return engine.respondToSituation();
     });
 }
 
-bool ZarnData::respondToSituation(int situationID, const u64* values, const SlotKind* kinds,
-                                  std::size_t count)
+namespace {
+
+/// Lets `module`, unless null, stand in for the data set's resource module. The lock is held
+/// meanwhile, so that no other thread's situation meets it.
+class ModuleStandIn {
+  public:
+    ModuleStandIn(ZarnData& dataSet, void* module) : m_dataSet(dataSet)
+    {
+        if (module && m_section.emplace(dataSet).wasEntered())
+            m_kept = dataSet.setResourceModule(module);
+    }
+    ~ModuleStandIn()
+    {
+        if (m_kept)
+            m_dataSet.setResourceModule(m_kept);
+    }
+    ModuleStandIn(const ModuleStandIn&) = delete;
+    ModuleStandIn& operator=(const ModuleStandIn&) = delete;
+
+    /// False if entering the lock threw, which ends a report before it begins.
+    bool mayGoOn() const { return !m_section || !m_section->hasThrown(); }
+
+  private:
+    ZarnData& m_dataSet;
+    std::optional<SectionGuard<ZarnData>> m_section;
+    void* m_kept = nullptr;
+};
+
+} // namespace
+
+template <class Report>
+bool ZarnData::respondWith(ZarnDataForThread& engine, void* resourceModule, Report report)
 {
-    return forwardTo(obtainDataToWork(), false, [=](ZarnDataForThread& engine) {
+    const ZarnDataForThread::Operation operation(engine); // ends when the module's lock is left
+    const ModuleStandIn standIn(*this, resourceModule);
+    if (standIn.mayGoOn())
+        return report();
+    engine.setSelfDX_Code(dx::RespondUnexpected);
+    return false;
+}
+
+bool ZarnData::respondToSituation(int situationID, char** argV, void* resourceModule)
+{
+    return work(situationID, [=, this](ZarnDataForThread& engine) {
         engine.recordSituationID(situationID);
-        engine.setArguments(values, kinds, count);
-        return engine.respondToSituation();
+        return respondWith(engine, resourceModule, [&] {
+            engine.setDescriptionArgV(argV);
+            return engine.respondToSituation();
+        });
     });
+}
+
+bool ZarnData::respondToSituation(int situationID, void* resourceModule, const u64* values,
+                                  const SlotKind* kinds, std::size_t count)
+{
+    bool mayGoOn = true;
+    work(situationID, [=, this, &mayGoOn](ZarnDataForThread& engine) {
+        engine.recordSituationID(situationID);
+        return mayGoOn = respondWith(engine, resourceModule, [&] {
+                   engine.setArguments(values, kinds, count);
+                   engine.respondToSituation();
+                   return true;
+               });
+    });
+    return mayGoOn;
 }
 
 int ZarnData::recordArgument(const char* value, int position)

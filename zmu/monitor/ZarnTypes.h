@@ -46,6 +46,14 @@ using ZarnPlugIn = bool (*)(const Zarn* monitor);
 /// monitor.
 using ZarnDisplayFunction = int (*)(HWND parent, const wchar_t* text, const wchar_t* caption,
                                     unsigned int type);
+/// Is told of each situation that failed: its ID, the code and its name (DxCodes.h), and `text`,
+/// which says what happened and where in the spec, as the trace line does. Runs on the reporting
+/// thread when the situation has left the data set's lock; under it for one that was reported under
+/// it, by a plug-in for instance. What it needs of the texts it copies; it is quick, does not
+/// destroy the monitor, and does not report to it, since the code would be lost to the caller. What
+/// it throws is caught.
+using ZarnFailureFunction = void (*)(int situationID, int code, const wchar_t* name,
+                                     const wchar_t* text);
 /// Decides whether situations of `traits` concern a monitor of `criteria`.
 using ZarnTraitsAssessor = bool (*)(const zmu::u64& criteria, const zmu::u64& traits);
 /// Makes the engine of a thread, with new; null is a failure.

@@ -6,7 +6,11 @@
 // 0 means success. The table itself is ZgwCodes.def; docs/zgw-codes.md shows it for reading.
 #pragma once
 
-namespace zmu::zgw {
+#include <zmu/monitor/DxCodes.h>
+
+namespace zmu {
+
+namespace zgw {
 
 inline constexpr int Success = 0;
 
@@ -14,4 +18,9 @@ inline constexpr int Success = 0;
 #include <zmu/owner/ZgwCodes.def>
 #undef ZMU_ZGW
 
-} // namespace zmu::zgw
+} // namespace zgw
+
+/// Describes a status code of an owner, as describe() does a DX code; 0 is "Success".
+ZMU_API CodeDescription describeOwnerCode(int code) noexcept;
+
+} // namespace zmu

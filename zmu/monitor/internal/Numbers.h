@@ -11,7 +11,7 @@ inline bool isDigit(wchar_t character)
 }
 
 /// First digit of `text`, or null.
-inline wchar_t* findDigit(wchar_t* text)
+inline const wchar_t* findDigit(const wchar_t* text)
 {
     for (; *text; ++text) {
         if (isDigit(*text))

@@ -1,25 +1,27 @@
 // The parsers' way with tokens: a text is cut and counted in one go, and then read token by token.
 #pragma once
 
-#include <cwchar>
+#include <zmu/monitor/Tokens.h>
 
 namespace zmu {
 
-/// The tokens of a text, which is cut in place as nextToken cuts it: the first `tokensMax` of them,
-/// and how many there are.
+/// The tokens of a text, which nextToken cuts in place: the first `tokensMax` of them, and how many
+/// there are.
 template <int tokensMax>
 class TokenList {
   public:
-    TokenList(wchar_t* text, wchar_t delimiter)
+    TokenList(wchar_t* text, const wchar_t* delimiters)
     {
-        wchar_t* token = *text ? text : nullptr;
-        while (token && m_count <= tokensMax) {
+        std::size_t start = 0;
+        std::size_t position = 0;
+        std::size_t length = static_cast<std::size_t>(-1);
+        while (m_count <= tokensMax) {
+            wchar_t* const token = nextToken(text, delimiters, start, position, length);
+            if (!token)
+                break;
             if (m_count < tokensMax)
                 m_tokens[m_count] = token;
             ++m_count;
-            token = std::wcschr(token, delimiter);
-            if (token)
-                *token++ = L'\0';
         }
     }
 
