@@ -32,7 +32,8 @@ class Monitor {
 /// A log in a folder of its own, with the built-in form and the highest byte limit.
 class Log {
   public:
-    explicit Log(Medium medium);
+    /// `comesBack`: the log is looked after, as the one of an owner is.
+    explicit Log(Medium medium, bool comesBack = false);
 
     Zarn& monitor() const { return *m_monitor; }
     /// Present file of the log; another one than before once the log has rolled over.
