@@ -56,6 +56,15 @@ bool leaveView()
            writeFile("/proc/self/gid_map", "0 " + group + " 1");
 }
 
+/// The daemon keeps its hands off the machine's own log, and everything that it is told.
+constexpr const char* settings = R"([Journal]
+Storage=volatile
+Audit=no
+ReadKMsg=no
+ForwardToWall=no
+RateLimitIntervalSec=0
+)";
+
 bool mountEmpty(const char* folder)
 {
     return mount("none", folder, "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") == 0;
@@ -79,8 +88,9 @@ Journal::Journal()
     if (!leaveView() || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         !mountEmpty("/run"))
         m_obstacle = QString("no view of the file system of its own: ") + std::strerror(errno);
-    else
-        QDir("/run").mkpath("systemd");
+    else if (!QDir("/run").mkpath("systemd/journald.conf.d") ||
+             !writeFile("/run/systemd/journald.conf.d/test.conf", settings))
+        m_obstacle = "no settings for a journal";
 }
 
 Journal::~Journal()

@@ -168,7 +168,7 @@ ZarnData::LogPlace ZarnData::findLog()
     m_logWatch.entries = 0;
     // A relative name may lead elsewhere by now.
     const bool isHere =
-        !isAbsolutePath(m_fileLog.m_logName) || identityOf(m_fileLog.m_logName).isSameFile(log);
+        !isFullPath(m_fileLog.m_logName) || identityOf(m_fileLog.m_logName).isSameFile(log);
     return isHere ? LogPlace::Here : LogPlace::Elsewhere;
 }
 

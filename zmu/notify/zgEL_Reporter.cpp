@@ -3,6 +3,7 @@
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
 #include <algorithm>
@@ -139,6 +140,7 @@ zgEL_Reporter* zgEL_Reporter::createFor(const Char* source, const Char* server,
         SetLastError(refusal);
         return nullptr;
     }
+    const CancellationHold hold;
     try {
         m_LoneInstance = new zgEL_Reporter(source, server, firstFillerIndex);
     } catch (ulong32 error) {
@@ -242,6 +244,7 @@ bool zgEL_Reporter::write_(const Zarn* monitor) const
         setError(ERROR_INVALID_PARAMETER);
         return false;
     }
+    const CancellationHold hold;
     // The answer is this write's own: others may be changing the error.
     try {
         InsertionStrings strings(*monitor, m_firstFillerIndex);

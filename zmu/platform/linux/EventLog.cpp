@@ -1,6 +1,7 @@
 // The event log, which here is the systemd journal. Its library is loaded when the first source is
 // registered, so that a host without it, or without events, does not need it.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
 
 #include <dlfcn.h>
 #include <limits.h>
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cwchar>
 #include <exception>
@@ -41,18 +43,6 @@ constexpr Message messages[] = {
 #undef ZMU_EVENT
 };
 
-std::string narrow(const std::wstring& text)
-{
-    if (text.empty())
-        return {};
-    std::string bytes(4 * text.size(), '\0');
-    const int count =
-        WideCharToMultiByte(CP_ACP, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
-                            static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(static_cast<std::size_t>(count));
-    return bytes;
-}
-
 /// What a handle of this family is.
 struct EventSource {
     std::string identifier;
@@ -77,26 +67,28 @@ SendFields loadSendFields()
     return send;
 }
 
-DWORD toSystemError(int number)
+/// The last error for what the journal's socket says.
+DWORD toSystemError(int error)
 {
-    switch (number) {
-    case 0:
-        return ERROR_SUCCESS;
-    case ENOENT: // there is no socket of the journal's,
-    case ENOTDIR:
-    case ECONNREFUSED: // or nobody behind it
-        return ERROR_SERVICE_NOT_ACTIVE;
-    case EACCES:
-    case EPERM:
-        return ERROR_ACCESS_DENIED;
-    case EMFILE:
-    case ENFILE:
-        return ERROR_TOO_MANY_OPEN_FILES;
-    case ENOMEM:
-    case ENOBUFS:
-        return ERROR_NOT_ENOUGH_MEMORY;
-    default:
-        return ERROR_WRITE_FAULT;
+    const bool isMissing = error == ENOENT || error == ECONNREFUSED; // or has nobody behind it
+    return isMissing ? ERROR_SERVICE_NOT_ACTIVE : error ? errorOf(error) : ERROR_SUCCESS;
+}
+
+/// Waits until `socket` takes a message: the error, 0 when it does. The host's signals do not make
+/// it longer.
+DWORD awaitRoom(int socket)
+{
+    using Clock = std::chrono::steady_clock;
+    using std::chrono::milliseconds;
+    const auto end = Clock::now() + milliseconds(1000);
+    for (;;) {
+        const auto left = std::chrono::ceil<milliseconds>(end - Clock::now()).count();
+        pollfd room{socket, POLLOUT, 0};
+        const int ready = poll(&room, 1, std::max(static_cast<int>(left), 0));
+        if (ready >= 0)
+            return ready > 0 ? ERROR_SUCCESS : ERROR_TIMEOUT;
+        if (errno != EINTR)
+            return toSystemError(errno);
     }
 }
 
@@ -105,22 +97,12 @@ DWORD toSystemError(int number)
 DWORD awaitJournal()
 {
     constexpr sockaddr_un address{AF_UNIX, "/run/systemd/journal/socket"};
-    constexpr int patienceMilliseconds = 1000;
-
     const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (probe < 0)
         return toSystemError(errno);
-    DWORD error = ERROR_SUCCESS;
-    if (connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        error = toSystemError(errno);
-    } else {
-        pollfd room{probe, POLLOUT, 0};
-        int ready = 0;
-        do
-            ready = poll(&room, 1, patienceMilliseconds);
-        while (ready < 0 && errno == EINTR);
-        error = ready > 0 ? ERROR_SUCCESS : ready == 0 ? ERROR_TIMEOUT : toSystemError(errno);
-    }
+    const bool isThere =
+        connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const DWORD error = isThere ? awaitRoom(probe) : toSystemError(errno);
     close(probe);
     return error;
 }
@@ -217,14 +199,14 @@ Fields describe(const EventSource& source, const Message& message,
 template <class Body>
 auto orLastError(Body body) -> decltype(body())
 {
-    try {
-        return body();
-    } catch (DWORD error) {
-        SetLastError(error);
-    } catch (const std::exception&) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    }
-    return {};
+    return withoutThrowing([&]() -> decltype(body()) {
+        try {
+            return body();
+        } catch (DWORD error) {
+            SetLastError(error);
+            return {};
+        }
+    });
 }
 
 bool isThisMachine(std::string_view server)
