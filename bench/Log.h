@@ -32,8 +32,10 @@ class Monitor {
 /// A log in a folder of its own, with the built-in form and the highest byte limit.
 class Log {
   public:
-    /// `comesBack`: the log is looked after, as the one of an owner is.
-    explicit Log(Medium medium, bool comesBack = false);
+    explicit Log(Medium medium) : Log(medium, nullptr) {}
+    /// With the form in a file, null for the built-in one. `comesBack`: the log is looked after, as
+    /// the one of an owner is.
+    Log(Medium medium, const wchar_t* form, bool comesBack = false);
 
     Zarn& monitor() const { return *m_monitor; }
     /// Present file of the log; another one than before once the log has rolled over.

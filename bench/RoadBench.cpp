@@ -30,7 +30,7 @@ void measureLogByHand(benchmark::State& state, Medium medium)
 void measureLogThatComesBack(benchmark::State& state, Medium medium)
 {
     constexpr bool comesBack = true;
-    measureLog(state, Log(medium, comesBack));
+    measureLog(state, Log(medium, nullptr, comesBack));
 }
 
 void measureDisplay(benchmark::State& state)

@@ -32,6 +32,7 @@
 #include <atomic>
 #include <cstddef>
 #include <span>
+#include <string>
 
 class ZarnDataForThread;
 namespace zmu {
@@ -402,6 +403,13 @@ class ZMU_API ZarnData {
     bool isInstantiatorRunningNatively() const { return m_nonnativeInstantiatorID == 0; }
     /// True while a successor gets its first entry, the note about its series.
     bool isNotingSeries() const { return m_isNotingSeries; }
+    /// Whether a form's comments <!--TIME_ZONE-->, <!--PREVIOUS_LOG--> and <!--NEXT_LOG--> are
+    /// filled: with the offset of the log's local time, and with links between the files of a
+    /// series. Off at first; owners turn it on. Takes effect when a form is learned.
+    void offerFormExtras(bool offered) { m_offersFormExtras = offered; }
+    bool offersFormExtras() const { return m_offersFormExtras; }
+    /// The text of an extra, empty if there is none; null for a number that is none.
+    const wchar_t* getFormExtra(int extra) const;
     /// True while a head is written: only then does a section writer allocate.
     bool isSafeToAllocateMemory() const { return m_safeToAllocateMemory; }
 
@@ -617,6 +625,8 @@ class ZMU_API ZarnData {
         int strayHole = -1; ///< Where that file was cut, -1 for nowhere.
         zmu::ulong32 strayEntries = 0;
     } m_logWatch;
+    bool m_offersFormExtras = false;
+    std::wstring m_formExtras[3];          ///< By zmu::FormExtra.
     zmu::LogDevice* m_logDevice = nullptr; ///< Of the stream that openLogFile opened last.
     /// What is wrong with the form that is being learned; without a `what` the code tells.
     struct {
@@ -650,6 +660,9 @@ class ZMU_API ZarnData {
     int lineInForm(long position) const;
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
     void resetLogCounters();
+    std::wstring& formExtra(int extra);
+    void learnTimeZone();
+    void linkSuccessor(const wchar_t* successor);
     bool writeBeginning(ZarnDataForThread& engine);
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);
     /// Opens a log with the stream that the last one has left, or with the first one.
