@@ -30,14 +30,9 @@ namespace fs = std::filesystem;
 
 // Both run on the reporting thread with the monitor's lock held, so one at a time.
 
-int showOnTerminal(HWND, const wchar_t* text, const wchar_t* caption, unsigned int style)
+int showOnTerminal(HWND, const wchar_t* text, const wchar_t* caption, unsigned int /*style*/)
 {
-    constexpr unsigned int styleFault = 16;
-    constexpr unsigned int styleWarning = 48;
-    const char* const mark = style == styleFault     ? "fault"
-                             : style == styleWarning ? "warn "
-                                                     : "note ";
-    std::printf("%s %s  %s\n", toNarrow(caption).c_str(), mark, toNarrow(text).c_str());
+    std::printf("%s %s\n", toNarrow(caption).c_str(), toNarrow(text).c_str());
     return 1; // as for the button OK
 }
 
