@@ -1,6 +1,6 @@
-# What `cmake --install` gives: the library, its public headers, and the CMake package `zmu` with the
-# target zmu::zmu and the function zmu_module_version. A user of the package needs nothing but a
-# C++20 compiler.
+# What `cmake --install` gives: the library with its brander, the public headers, the CMake package
+# `zmu` with the target zmu::zmu and the function zmu_module_version, zmu.pc for pkg-config, the log
+# forms, and the documentation. A user of the package needs nothing but a C++20 compiler.
 include(CMakePackageConfigHelpers)
 
 set(ZMU_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zmu)
@@ -32,9 +32,14 @@ install(FILES
   ${CMAKE_CURRENT_LIST_DIR}/ZmuModuleVersion.cmake
   DESTINATION ${ZMU_PACKAGE_DIR})
 
-# The standard library's headers mark their templates as visible, so every instance of one would be
-# an export of ours: other modules could bind to it, and we could not be unloaded.
-if(UNIX AND NOT APPLE)
-  target_link_options(zmu PRIVATE -Wl,--version-script=${CMAKE_CURRENT_LIST_DIR}/hidden.map)
-  set_property(TARGET zmu APPEND PROPERTY LINK_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/hidden.map)
-endif()
+file(RELATIVE_PATH ZMU_PC_TO_PREFIX
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(${CMAKE_CURRENT_LIST_DIR}/zmu.pc.in ${PROJECT_BINARY_DIR}/zmu.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zmu.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/templates DESTINATION ${CMAKE_INSTALL_DATADIR}/zmu)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/README.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.png"
+  PATTERN "generate" EXCLUDE)

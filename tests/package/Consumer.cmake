@@ -1,5 +1,5 @@
 # Configures, builds and runs the project SOURCE in BINARY against the package in PREFIX, and
-# nothing else of ours.
+# nothing else of ours; where there is pkg-config also without CMake.
 cmake_minimum_required(VERSION 3.25)
 
 file(REMOVE_RECURSE ${BINARY})
@@ -18,4 +18,35 @@ endif()
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${BINARY} -G ${GENERATOR} ${options}
   COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${CMAKE_COMMAND} --build ${BINARY} COMMAND_ERROR_IS_FATAL ANY)
-execute_process(COMMAND ${EMULATOR} ${BINARY}/consumer${SUFFIX} COMMAND_ERROR_IS_FATAL ANY)
+
+# Runs a program and, if it prints the path of a log, looks at that.
+function(run)
+  execute_process(COMMAND ${EMULATOR} ${ARGN} OUTPUT_VARIABLE log OUTPUT_STRIP_TRAILING_WHITESPACE
+    COMMAND_ERROR_IS_FATAL ANY)
+  if(log)
+    file(READ "${log}" text HEX)
+    file(REMOVE "${log}")
+    if(NOT text MATCHES "480065006c006c006f002e00") # "Hello."
+      message(FATAL_ERROR "${ARGN}: no entry in ${log}")
+    endif()
+  endif()
+endfunction()
+
+run(${BINARY}/consumer${SUFFIX})
+if(TOOLCHAIN)
+  return() # the host's path to its log is none of this system's
+endif()
+run(${BINARY}/host)
+
+set(ENV{PKG_CONFIG_PATH} ${PREFIX}/${LIBDIR}/pkgconfig:$ENV{PKG_CONFIG_PATH})
+execute_process(COMMAND pkg-config --cflags --libs "zmu = ${VERSION}" glib-2.0
+  OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(flags)
+if(SANITIZE)
+  list(APPEND flags -fsanitize=${SANITIZE})
+endif()
+execute_process(
+  COMMAND ${COMPILER} -std=c++20 -I${BINARY}/headers ${SOURCE}/host.cpp -rdynamic
+    -o ${BINARY}/host-without-cmake ${flags} -Wl,-rpath,${PREFIX}/${LIBDIR}
+  COMMAND_ERROR_IS_FATAL ANY)
+run(${BINARY}/host-without-cmake)

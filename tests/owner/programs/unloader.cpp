@@ -16,6 +16,7 @@
 #include <climits>
 #include <dirent.h>
 #include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 #endif
 
@@ -83,10 +84,10 @@ void* find(void* module, const char* name)
 
 bool isLibraryLoaded()
 {
-    void* const library = dlopen("libzmu.so.0", RTLD_LAZY | RTLD_NOLOAD);
-    if (library)
-        dlclose(library);
-    return library != nullptr;
+    const auto isOurs = [](dl_phdr_info* module, std::size_t, void*) -> int {
+        return std::string_view(module->dlpi_name).find("/libzmu.so") != std::string_view::npos;
+    };
+    return dl_iterate_phdr(isOurs, nullptr) != 0;
 }
 
 bool isLogOpen()
