@@ -32,6 +32,11 @@ install(FILES
   ${CMAKE_CURRENT_LIST_DIR}/ZmuModuleVersion.cmake
   DESTINATION ${ZMU_PACKAGE_DIR})
 
+if(NOT WIN32)
+  # Where systemd looks for catalogs, under /usr and /usr/local.
+  install(FILES ${PROJECT_BINARY_DIR}/zmu.catalog DESTINATION lib/systemd/catalog)
+endif()
+
 file(RELATIVE_PATH ZMU_PC_TO_PREFIX
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/zmu.pc.in ${PROJECT_BINARY_DIR}/zmu.pc @ONLY)

@@ -57,8 +57,9 @@ void complain(const char* what, int code)
     std::fprintf(stderr, "quickstart: %s: DX code %d, see docs/dx-codes.md\n", what, code);
 }
 
-/// After each report: tells the code that this thread holds, if any. A code stays, and keeps this
-/// thread from reporting, until it is forgotten; so does what is left of the situation.
+/// After each report: tells the code that this thread holds, if any, and forgets what is left of
+/// the situation. An owner's monitor forgives: the next report would erase the code by itself,
+/// unread.
 void check(Zarn* monitor, const char* what)
 {
     const int code = monitor->getSelfDX_Code();

@@ -193,6 +193,11 @@ u64* Zarn::getDescriptionFillers() const
     return m_dataSet ? m_dataSet->getDescriptionFillers() : nullptr;
 }
 
+std::span<const SlotKind> Zarn::getDescriptionFillerKinds() const
+{
+    return m_dataSet ? m_dataSet->getDescriptionFillerKinds() : std::span<const SlotKind>();
+}
+
 int Zarn::getDisplayDlgBoxResult() const
 {
     return m_dataSet ? m_dataSet->getDisplayDlgBoxResult() : 0;

@@ -27,6 +27,7 @@
 #include <atomic>
 #include <concepts>
 #include <cstddef>
+#include <span>
 #include <type_traits>
 
 class ZarnData;
@@ -125,6 +126,8 @@ class ZMU_API Zarn {
 
     unsigned int getArg_UInt(int index) const;
     zmu::u64* getDescriptionFillers() const;
+    /// What each filler is; as many as there are fillers.
+    std::span<const zmu::SlotKind> getDescriptionFillerKinds() const;
     /// Copies the text into `size` elements, cut if need be; false without a buffer or a text.
     bool getDescriptionForDisplay(wchar_t* buffer, int size) const;
     bool getDescriptionForLogFile(wchar_t* buffer, int size) const;

@@ -31,6 +31,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <span>
 
 class ZarnDataForThread;
 namespace zmu {
@@ -352,6 +353,7 @@ class ZMU_API ZarnData {
     int recordSituationID_Remote(int situationID); ///< Returns the previous ID.
     unsigned int getArg_UInt(int index) const;
     zmu::u64* getDescriptionFillers() const;
+    std::span<const zmu::SlotKind> getDescriptionFillerKinds() const;
     wchar_t* getDescriptionForDisplay() const;
     wchar_t* getDescriptionForLogFile() const;
     int getDisplayDlgBoxResult() const;

@@ -20,6 +20,7 @@
 #include <zmu/monitor/ZarnTypes.h>
 
 #include <cstddef>
+#include <span>
 
 class ZarnData;
 struct ZarnDataFile;
@@ -127,6 +128,11 @@ class ZMU_API ZarnDataForThread {
     /// A recorded unsigned argument; 0 if it cannot be read, and always when every slot is used.
     unsigned int getArg_UInt(int index) const;
     zmu::u64* getDescriptionFillers() const { return m_descriptionFillers; }
+    /// What each filler is.
+    std::span<const zmu::SlotKind> getDescriptionFillerKinds() const
+    {
+        return {m_fillerKinds, static_cast<std::size_t>(m_descriptionFillersQty)};
+    }
     wchar_t* getDescriptionForDisplay() { return m_descriptionForDisplay.writable(); }
     wchar_t* getDescriptionForLogFile() { return m_descriptionForLogFile.writable(); }
     int getDisplayDlgBoxResult() const { return m_displayDlgBoxResult; }

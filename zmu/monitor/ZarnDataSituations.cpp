@@ -293,6 +293,12 @@ u64* ZarnData::getDescriptionFillers() const
                      [](ZarnDataForThread& engine) { return engine.getDescriptionFillers(); });
 }
 
+std::span<const SlotKind> ZarnData::getDescriptionFillerKinds() const
+{
+    return forwardTo(obtainDataForCurrentThread(true), std::span<const SlotKind>(),
+                     [](ZarnDataForThread& engine) { return engine.getDescriptionFillerKinds(); });
+}
+
 wchar_t* ZarnData::getDescriptionForDisplay() const
 {
     return forwardTo(obtainDataForCurrentThread(true), static_cast<wchar_t*>(nullptr),

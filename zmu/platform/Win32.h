@@ -41,6 +41,7 @@ using WORD = std::uint16_t;
 using DWORD = ulong32;
 
 struct HKEY__;
+using HANDLE = void*; ///< An object of the platform's; each family says which.
 using HKEY = HKEY__*; ///< A root of settings, or a key of them that is open.
 using FARPROC = void (*)();
 
@@ -52,6 +53,7 @@ inline constexpr BOOL TRUE = 1;
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
 inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
+inline constexpr DWORD ERROR_TOO_MANY_OPEN_FILES = 4;
 inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
 inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
@@ -68,10 +70,17 @@ inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 inline constexpr DWORD ERROR_MORE_DATA = 234;
 inline constexpr DWORD ERROR_NO_WORK_DONE = 235;
 inline constexpr DWORD ERROR_DIRECTORY = 267;
+inline constexpr DWORD ERROR_NOT_OWNER = 288;
+inline constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
+inline constexpr DWORD ERROR_SERVICE_NOT_ACTIVE = 1062;
 inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
 inline constexpr DWORD ERROR_FILE_CORRUPT = 1392;
 inline constexpr DWORD ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION = 1459;
+inline constexpr DWORD ERROR_TIMEOUT = 1460;
+inline constexpr DWORD ERROR_INVALID_HANDLE_STATE = 1609;
+inline constexpr DWORD RPC_S_SERVER_UNAVAILABLE = 1722;
 inline constexpr DWORD ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
+inline constexpr DWORD ERROR_OBJECT_ALREADY_EXISTS = 5010;
 
 /// Hands one text to the debug output channel, in one piece. Never fails, keeps the last error.
 void OutputDebugStringW(const wchar_t* text);
@@ -154,6 +163,33 @@ void EnterCriticalSection(CRITICAL_SECTION* section);
 /// Enters if that needs no waiting. Whether it did.
 BOOL TryEnterCriticalSection(CRITICAL_SECTION* section);
 void LeaveCriticalSection(CRITICAL_SECTION* section);
+
+// ---- Events, mutexes and waiting for them: linux/Waits.cpp ------------------------------------------
+//
+// All of them fail with ERROR_INVALID_HANDLE for a null handle.
+
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;
+inline constexpr DWORD WAIT_OBJECT_0 = 0;
+inline constexpr DWORD WAIT_ABANDONED = 0x80;
+inline constexpr DWORD WAIT_TIMEOUT = 258;
+inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
+
+/// An event that stays set until it is reset. `security` must be null and `manualReset` true. With
+/// a name, that of an event of the process which has it already: the last error is 183 then, and
+/// `initiallySet` ignored. Null without memory (8), or for a name of 260 bytes or more (206).
+HANDLE CreateEventA(void* security, BOOL manualReset, BOOL initiallySet, const char* name);
+BOOL SetEvent(HANDLE event);
+BOOL ResetEvent(HANDLE event);
+/// A lock that its owner may take again. `security` and `name` must be null, and `initiallyOwned`
+/// false. Null without memory (8).
+HANDLE CreateMutexA(void* security, BOOL initiallyOwned, const char* name);
+/// False with ERROR_NOT_OWNER for a thread that does not own it.
+BOOL ReleaseMutex(HANDLE mutex);
+/// Waits by a clock that nobody sets. A mutex whose owner has ended is the caller's, and the result
+/// WAIT_ABANDONED. The calling thread may be cancelled here.
+DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds);
+/// Gives up an event or a mutex, for which nobody may be waiting through this handle.
+BOOL CloseHandle(HANDLE object);
 
 // ---- Text: linux/Text.cpp ----------------------------------------------------------------------
 
@@ -242,6 +278,25 @@ long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* typ
 long RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const u8* data,
                     DWORD size);
 long RegCloseKey(HKEY key);
+
+// ---- Event log: linux/EventLog.cpp -------------------------------------------------------------------
+//
+// Which is the systemd journal. Its library is loaded by the first call.
+
+inline constexpr WORD EVENTLOG_INFORMATION_TYPE = 4;
+
+/// Makes a source of events, which the journal knows by its name. Null with 87 without a name, 1722
+/// when `server` is not this machine, 126 without libsystemd, 1062 without a journal. Balance with
+/// DeregisterEventSource.
+HANDLE RegisterEventSourceA(const char* server, const char* source);
+HANDLE RegisterEventSourceW(const wchar_t* server, const wchar_t* source);
+BOOL DeregisterEventSource(HANDLE source);
+/// Writes an event: the text that EventMessages.def has for it, filled with the strings, of which
+/// the journal keeps at most 4096 elements each. Its severity stands for the type; category, user
+/// and data are ignored. False with 317 for an unknown event, 1062 without a journal, 1460 when the
+/// journal takes nothing for a second.
+BOOL ReportEventW(HANDLE source, WORD type, WORD category, DWORD event, void* user, WORD count,
+                  DWORD dataSize, const wchar_t** strings, void* data);
 
 // ---- The machine: zmu/platform/Machine.h fills these ---------------------------------------------
 

@@ -204,7 +204,11 @@ DWORD zmu::errorOf(int error)
         return ERROR_ALREADY_EXISTS;
     case EISDIR:
         return ERROR_DIRECTORY;
+    case EMFILE:
+    case ENFILE:
+        return ERROR_TOO_MANY_OPEN_FILES;
     case ENOMEM:
+    case ENOBUFS:
         return ERROR_NOT_ENOUGH_MEMORY;
     case EROFS:
         return ERROR_WRITE_PROTECT;
