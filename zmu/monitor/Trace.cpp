@@ -151,8 +151,8 @@ void putInteger(Line& line, const Spec& spec, zmu::u64 magnitude, bool isNegativ
     wchar_t* begin = end;
     for (zmu::u64 rest = magnitude; rest != 0; rest /= base) {
         const wchar_t digit = digits[rest % base];
-        *--begin = spec.conversion == L'X' && digit >= L'a' ? static_cast<wchar_t>(digit - 0x20)
-                                                            : digit;
+        *--begin =
+            spec.conversion == L'X' && digit >= L'a' ? static_cast<wchar_t>(digit - 0x20) : digit;
     }
     const auto count = static_cast<std::size_t>(end - begin);
     std::size_t least = static_cast<std::size_t>(std::max(spec.precision, 0));
@@ -177,8 +177,8 @@ void putInteger(Line& line, const Spec& spec, zmu::u64 magnitude, bool isNegativ
 
 void putSigned(Line& line, const Spec& spec, Arguments& arguments)
 {
-    zmu::i64 value = spec.size > sizeof(int) ? va_arg(arguments.list, zmu::i64)
-                                             : va_arg(arguments.list, int);
+    zmu::i64 value =
+        spec.size > sizeof(int) ? va_arg(arguments.list, zmu::i64) : va_arg(arguments.list, int);
     if (spec.size == 1)
         value = static_cast<signed char>(value);
     else if (spec.size == 2)
@@ -216,8 +216,7 @@ void putFloat(Line& line, const Spec& spec, Arguments& arguments)
     for (const wchar_t c : {L'*', L'.', L'*', spec.conversion})
         *next++ = c;
     wchar_t text[lineQty];
-    const int length =
-        zmu::formatWide(text, lineQty, format, spec.width, spec.precision, value);
+    const int length = zmu::formatWide(text, lineQty, format, spec.width, spec.precision, value);
     line.put(text, static_cast<std::size_t>(std::max(length, 0)));
 }
 

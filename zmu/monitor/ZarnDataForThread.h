@@ -133,8 +133,8 @@ class ZMU_API ZarnDataForThread {
     {
         return {m_fillerKinds, static_cast<std::size_t>(m_descriptionFillersQty)};
     }
-    wchar_t* getDescriptionForDisplay() { return m_descriptionForDisplay.writable(); }
-    wchar_t* getDescriptionForLogFile() { return m_descriptionForLogFile.writable(); }
+    wchar_t* getDescriptionForDisplay() { return m_descriptionForDisplay.inPlace(); }
+    wchar_t* getDescriptionForLogFile() { return m_descriptionForLogFile.inPlace(); }
     int getDisplayDlgBoxResult() const { return m_displayDlgBoxResult; }
     int getSituationID() const { return m_situationID; }
     bool isSituationNormal() const { return m_situationID == 0; }

@@ -264,9 +264,10 @@ inline constexpr DWORD KEY_ALL_ACCESS = 0xF003F;
 inline constexpr DWORD REG_SZ = 1;
 inline constexpr DWORD REG_DWORD = 4;
 
-/// Opens a key under HKEY_LOCAL_MACHINE, of which all may be read and what the process has the right
-/// for be written. Without a file the key is there and has no values. 2 for another key, 5 without
-/// the right to read a file, 1392 when what it holds is no settings. Balance with RegCloseKey.
+/// Opens a key under HKEY_LOCAL_MACHINE, of which all may be read and what the process has the
+/// right for be written. Without a file the key is there and has no values. 2 for another key, 5
+/// without the right to read a file, 1392 when what it holds is no settings. Balance with
+/// RegCloseKey.
 long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD options, DWORD access, HKEY* opened);
 /// Reads a value into the `*size` bytes of `data`; `*type` and `*size` become those of the value,
 /// also when it has no room (234). 2 when there is none. Where there is no file at all, and the

@@ -159,8 +159,8 @@ SettingsLock::SettingsLock(const std::string& file) : m_path(file + ".lock")
     char host[256] = {};
     gethostname(host, sizeof host - 1);
     // Process, program, machine: what others want to know of whoever holds it.
-    const std::string content = std::to_string(getpid()) + '\n' + std::string(fileOf(program)) +
-                                '\n' + host + '\n';
+    const std::string content =
+        std::to_string(getpid()) + '\n' + std::string(fileOf(program)) + '\n' + host + '\n';
     for (int i = 0; i < attempts; ++i) {
         m_descriptor = open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
         if (m_descriptor >= 0) {

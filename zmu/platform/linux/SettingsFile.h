@@ -1,8 +1,8 @@
-// An INI file of settings: sections of "name=value" lines. Any other line is a comment, which begins
-// with a semicolon, or makes the file one that is not trusted.
+// An INI file of settings: sections of "name=value" lines. Any other line is a comment, which
+// begins with a semicolon, or makes the file one that is not trusted.
 //
-// A change keeps all other lines as they stand. Writers of one file take turns by a lock file beside
-// it, "FILE.lock", as Qt's settings do.
+// A change keeps all other lines as they stand. Writers of one file take turns by a lock file
+// beside it, "FILE.lock", as Qt's settings do.
 #pragma once
 
 #include <optional>
@@ -14,8 +14,8 @@ namespace zmu {
 /// Whether `text` is a settings file.
 bool isSettingsText(std::string_view text);
 
-/// The value of `name` in `section`, without quotes that enclose it; the last one counts. Nothing if
-/// there is none.
+/// The value of `name` in `section`, without quotes that enclose it; the last one counts. Nothing
+/// if there is none.
 std::optional<std::string> findSetting(std::string_view text, std::string_view section,
                                        std::string_view name);
 
