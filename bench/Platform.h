@@ -1,5 +1,5 @@
-// What the measurements need of the system: Platform_posix.cpp and Platform_win.cpp, one of them
-// built.
+// What the measurements need of the system: linux/Platform.cpp and windows/Platform.cpp, one of
+// them built.
 #pragma once
 
 #include <QByteArray>

@@ -11,13 +11,13 @@ install(TARGETS zmu EXPORT zmuTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # Headers live beside their sources. For the library alone are those of a folder `internal`, of the
-# platform but one, and of the built-in texts.
+# platform but two, and of the built-in texts.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/zmu/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmu
   FILES_MATCHING PATTERN "*.h" PATTERN "*.def"
   PATTERN "platform" EXCLUDE
   PATTERN "internal" EXCLUDE
   PATTERN "StringTable.h" EXCLUDE)
-install(FILES ${PROJECT_SOURCE_DIR}/zmu/platform/Host.h
+install(FILES ${PROJECT_SOURCE_DIR}/zmu/platform/Host.h ${PROJECT_SOURCE_DIR}/zmu/platform/HostWindows.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmu/platform)
 
 install(EXPORT zmuTargets NAMESPACE zmu:: DESTINATION ${ZMU_PACKAGE_DIR})

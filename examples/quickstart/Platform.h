@@ -1,4 +1,4 @@
-// What the quickstart needs of the system: Platform_posix.cpp and Platform_win.cpp, one of them
+// What the quickstart needs of the system: linux/Platform.cpp and windows/Platform.cpp, one of them
 // built. Narrow text is in the system's narrow code page.
 #pragma once
 

@@ -12,6 +12,7 @@
 
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
+#include <zmu/notify/zgEL_Reporter.h>
 #include <zmu/owner/ZarnDataZGW.h>
 
 #include <atomic>
@@ -44,6 +45,13 @@ std::map<int, unsigned int> s_counts; // by situation
 bool countSituation(const Zarn* monitor)
 {
     ++s_counts[monitor->getSituationID()];
+    return true;
+}
+
+/// The event log has texts of its own for milestones, and fills them with the same arguments.
+bool tellEventLog(const Zarn* monitor)
+{
+    zgEL_Reporter::write(monitor); // which tells of its own failures
     return true;
 }
 
@@ -91,10 +99,12 @@ class QuickstartOwner : public ZarnDataZGW {
         m_dataSet->recordDialogBoxCaption("quickstart:");
         // A report whose spec is at fault leaves an entry with its number and the code.
         m_dataSet->setSubstituteEntries(true);
-        ZarnPlugIn* const plugIns = m_dataSet->createPlugIns(1);
-        if (plugIns)
-            plugIns[0] = countSituation;
-        return plugIns != nullptr;
+        ZarnPlugIn* const plugIns = m_dataSet->createPlugIns(2);
+        if (!plugIns)
+            return false;
+        plugIns[0] = countSituation;
+        plugIns[1] = tellEventLog;
+        return true;
     }
 
   private:
@@ -181,10 +191,13 @@ void runSession(Zarn* monitor, Session& session)
         session.outcome = Session::CouldNotStart;
         reportNotStarted(monitor, session, launch.error);
     } else {
-        monitor->respondToSituation(situation::Started, nullptr, session.number, launch.processID,
-                                    session.html.c_str(), session.plain.c_str());
+        monitor->respondToSituation(situation::Started, nullptr, launch.processID,
+                                    session.plain.c_str(), session.number, session.html.c_str());
         check(monitor, "session started");
         const platform::End end = platform::waitFor(launch);
+        monitor->respondToSituation(situation::Stopped, nullptr, launch.processID,
+                                    session.plain.c_str(), session.number);
+        check(monitor, "process stopped");
         session.outcome = end.bySignal || end.value ? Session::HasFailed : Session::EndedWell;
         reportEnded(monitor, session, launch.processID, end);
     }
@@ -236,7 +249,10 @@ int main(int argc, char** argv)
     Zarn* monitor = createMonitor(strings, logFolder);
     wchar_t logName[1024] = {};
     if (monitor) {
+        // Without an event log, which is the systemd journal on Linux, nobody is told.
+        zgEL_Reporter::create("zmu quickstart", nullptr, 0);
         runSessions(monitor, sessions);
+        zgEL_Reporter::destroy();
         if (!monitor->getFileLogName(logName, std::size(logName)))
             check(monitor, "name of the log");
         ZarnDataZGW::destroyZarnMonitor(monitor);

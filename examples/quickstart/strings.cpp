@@ -2,14 +2,14 @@
 //
 // A response spec reads HEADER|DISPLAY|LOG. Taking Started apart:
 //
-//     2~536870912~2~u`u`s`s~0   kind 2; traits: level 1 where the default criteria allow 15;
-//     arguments
-//                               from the cursor; unsigned, unsigned, string, string; plug-in 0
+//     2~536870912~2~u`s`u`s~0`1 kind 2; traits: level 1 where the default criteria allow 15;
+//                               arguments from the cursor; unsigned, string, unsigned, string;
+//                               plug-ins 0 and 1
 //     64~255``Session ...`      style word 64 for the display function; width 255: no wrapping
 //     `0`Session ...`           default width, affix 0 in front
 //
-// The log is HTML, so it takes the command that the host has made fit for it (%3); the terminal
-// takes the command as it is (%4).
+// The log is HTML, so it takes the command that the host has made fit for it (%4); the terminal
+// takes the command as it is (%2).
 #include "Situations.h"
 
 #include <zmu/localize/ResourceModule.h>
@@ -26,9 +26,10 @@ struct Row {
 // clang-format off
 constexpr Row rows[] = {
     {situation::AllStart, L"2~536870912~2~u~0|64~255``sessions to launch: %1!u!`|`0`Sessions to launch: %1!u!.`"},
-    {situation::Started, L"2~536870912~2~u`u`s`s~0"
-                         L"|64~255``session %1!u! started as process %2!u!: %4!s!`"
-                         L"|`0`Session %1!u! started as process %2!u!: <code>%3!s!</code>`"},
+    {situation::Started, L"2~536870912~2~u`s`u`s~0`1"
+                         L"|64~255``session %3!u! started as process %1!u!: %2!s!`"
+                         L"|`0`Session %3!u! started as process %1!u!: <code>%4!s!</code>`"},
+    {situation::Stopped, L"2~536870912~2~u`s`u~1||`0`Process %1!u! of session %3!u! has stopped.`"},
     {situation::NotStarted, L"2~536870912~2~u`s`s`s`s`s~0"
                             L"|16~255``session %1!u! could not start: %3!s!: %5!s!`"
                             L"|`2`Session %1!u! could not start: <code>%2!s!</code><br>%4!s! (%6!s!)`"},

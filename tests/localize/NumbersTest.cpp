@@ -4,7 +4,6 @@
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
 #include <QFile>
-#include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -41,12 +40,11 @@ class Locales {
         if (!QFile::exists("/usr/share/i18n/locales/de_DE"))
             return "the sources of locales are not installed";
         if (name != "C" && !QFile::exists(path)) {
-            QProcess compiler;
-            compiler.start("localedef", {"--no-archive", "-c", "-i", locale.section('.', 0, 0),
-                                         "-f", locale.section('.', 1), path});
-            compiler.waitForFinished(60000);
+            const zmu_test::ProcessEnd end = zmu_test::runProgram(
+                "localedef", {"--no-archive", "-c", "-i", locale.section('.', 0, 0), "-f",
+                              locale.section('.', 1), path});
             EXPECT_TRUE(QFile::exists(path + "/LC_NUMERIC"))
-                << name << ": " << compiler.readAllStandardError().toStdString();
+                << name << ": " << end.errors.toStdString();
         }
         qputenv("LOCPATH", m_folder.path().toUtf8());
         qputenv("LC_ALL", name.c_str());

@@ -335,3 +335,36 @@ TEST(LogFailures, PermissionsAreRespected)
     chmod(toNarrow(folder.path(".")).c_str(), 0755);
     EXPECT_TRUE(Monitor(folder.path("new.html"), form.c_str()).get());
 }
+
+TEST(LogFailures, TemporaryFolderWithoutRoom)
+{
+    const Folder folder;
+    const Alarm alarm;
+    const std::string disk = toNarrow(folder.path("disk"));
+    mkdir(disk.c_str(), 0700);
+    if (const std::string reason = mountSmallDisk(disk); !reason.empty())
+        GTEST_SKIP() << reason;
+    qputenv("TMPDIR", disk.c_str());
+    const std::wstring form = folder.write(
+        "form.html", "^INJECT_SYS_INFO\n1\nSYS_INFO_ENV_APP 0 0 0\n" +
+                         formOf("[SYS_INFO_ENV_APP]\n", "[SITUATION_DSCRP]\n", "</log>\n"));
+    const auto check = [&](const char* what) {
+        SCOPED_TRACE(what);
+        const std::wstring log = folder.path(what);
+        Stages data(log, form);
+        Traces traces;
+        EXPECT_TRUE(data.establishLogFile(true));
+        EXPECT_TRUE(traces.take().contains("is dismissing exception #90."));
+        EXPECT_EQ(data.report(L"entry"), dx::Satisfied);
+        EXPECT_TRUE(logText(log).contains("entry"));
+    };
+    {
+        const SizeLimit held(4000);
+        check("size limit");
+    }
+    fill(disk + "/ballast");
+    check("full");
+    ASSERT_EQ(mount(nullptr, disk.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    check("read-only");
+    umount(disk.c_str());
+}

@@ -19,15 +19,16 @@ QString entryOf(int thread, int number)
         .arg(QString(20 * (thread + 1), QChar(u'a' + thread)));
 }
 
-/// Reports `qty` entries, beginning anew now and then; the number of failures.
-int reportEntries(Zarn* monitor, int thread, int qty)
+/// Reports `qty` entries, beginning anew now and then.
+void reportEntries(Zarn* monitor, int thread, int qty)
 {
-    int failed = 0;
     for (int number = 0; number < qty; ++number) {
-        failed += reportText(monitor, entryOf(thread, number).toStdWString().c_str()) != 0;
-        failed += number % 10 == 9 && !monitor->removeThread();
+        const QString entry = entryOf(thread, number);
+        EXPECT_EQ(reportText(monitor, entry.toStdWString().c_str()), 0) << qPrintable(entry);
+        if (number % 10 == 9) {
+            EXPECT_TRUE(monitor->removeThread()) << qPrintable(entry);
+        }
     }
-    return failed;
 }
 
 /// Takes the entries of each thread from `lines`, which must hold them in their order, each once.
@@ -54,22 +55,20 @@ TEST(LogThreads, EveryEntryIsWholeAndThereOnce)
         "form.html", formOf("h\n", "[ENTRY_ID] [ENTRY_COLOR] [SITUATION_DSCRP]\n", "t\n"));
     Monitor monitor(folder.path("log.html"), form.c_str());
     ASSERT_TRUE(monitor.get());
-    std::atomic<int> failed = 0;
     std::atomic<bool> isDone = false;
     std::thread observer([&] { // what a supervisor does meanwhile
         while (!isDone) {
             monitor->setBehaviorCriteria(ZARN_DEFAULT_BEHAVIOR_CRITERIA);
-            failed += monitor->canRespondToSituations() != Zarn_FUZZY_YES;
-            failed += monitor->getSituationsCount() > unsigned(threadsQty * qty);
-            failed += monitor->getSelfDX_Code() != 0;
+            EXPECT_EQ(monitor->canRespondToSituations(), Zarn_FUZZY_YES);
+            EXPECT_LE(monitor->getSituationsCount(), unsigned(threadsQty * qty));
+            EXPECT_EQ(monitor->getSelfDX_Code(), 0);
             std::this_thread::yield();
         }
-        failed += !monitor->removeThread();
+        EXPECT_TRUE(monitor->removeThread());
     });
-    inThreads(threadsQty, [&](int thread) { failed += reportEntries(monitor.get(), thread, qty); });
+    inThreads(threadsQty, [&](int thread) { reportEntries(monitor.get(), thread, qty); });
     isDone = true;
     observer.join();
-    EXPECT_EQ(failed, 0);
     EXPECT_EQ(monitor->getSituationsCount(), static_cast<ulong32>(threadsQty * qty));
 
     QStringList lines = logText(folder.path("log.html")).split('\n');
@@ -95,24 +94,23 @@ TEST(LogThreads, LogIsReplacedWhileOthersReport)
     settings.setLimit(10000);
     Zarn* monitor = Zarn::create(&settings);
     ASSERT_TRUE(monitor);
-    std::atomic<int> failed = 0;
     std::atomic<bool> isDone = false;
     std::thread meddler([&] {
         wchar_t name[512];
         u64 previous = 0;
         for (int i = 0; !isDone; ++i) {
-            failed += !monitor->getFileLogName(name, 512);
-            failed += !monitor->reestablishLogFile(true);
-            if (i == 20)
-                failed += !monitor->setLogFileByteCountLimit(1048576, previous);
+            EXPECT_TRUE(monitor->getFileLogName(name, 512)) << i;
+            EXPECT_TRUE(monitor->reestablishLogFile(true)) << i;
+            if (i == 20) {
+                EXPECT_TRUE(monitor->setLogFileByteCountLimit(1048576, previous));
+            }
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
-        failed += !monitor->removeThread();
+        EXPECT_TRUE(monitor->removeThread());
     });
-    inThreads(threadsQty, [&](int thread) { failed += reportEntries(monitor, thread, qty); });
+    inThreads(threadsQty, [&](int thread) { reportEntries(monitor, thread, qty); });
     isDone = true;
     meddler.join();
-    EXPECT_EQ(failed, 0);
     wchar_t last[512] = {};
     EXPECT_TRUE(monitor->getFileLogName(last, 512));
     Zarn::destroy(&monitor, 0, false);

@@ -188,16 +188,13 @@ namespace {
 int levelAsUser(Owner& owner)
 {
     const passwd* const nobody = getpwnam("nobody");
-    const pid_t child = fork();
-    if (child == 0) {
+    const ProcessEnd end = runInChild([&] {
         if (geteuid() == 0 && (!nobody || setgid(nobody->pw_gid) || setuid(nobody->pw_uid)))
-            _exit(99);
+            return 99;
         const int result = level(owner);
-        _exit(result < 0 ? 100 - result : result);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 1000;
+        return result < 0 ? 100 - result : result;
+    });
+    const int result = end.isNormal ? end.status : 1000;
     return result > 100 ? 100 - result : result;
 }
 

@@ -1,8 +1,6 @@
 // Ends: of threads, of processes, of the library's stay in a process.
 #include "OwnerParts.h"
 
-#include <QProcess>
-
 #include <thread>
 #include <vector>
 
@@ -144,11 +142,7 @@ namespace {
 /// Runs a program that finds its end clean by itself, status 0, and returns the text of its log.
 QString runToItsEnd(const char* program, const QStringList& arguments, const Folder& folder)
 {
-    QProcess process;
-    process.start(program, arguments);
-    EXPECT_TRUE(process.waitForFinished(60000)) << qPrintable(process.errorString());
-    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+    EXPECT_TRUE(hasSucceeded(runProgram(program, arguments)));
     const QStringList files = folder.files();
     EXPECT_EQ(files.size(), 1);
     const QString log = files.isEmpty() ? QString() : logText(folder.path(files[0].toUtf8()));
@@ -216,11 +210,6 @@ TEST(Brander, ThatIsNowhere)
         return QFile::copy(file, copy) ? copy : QString();
     };
     ASSERT_FALSE(bring(LIBRARY_FILE).isEmpty());
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("LD_LIBRARY_PATH", pathOf(folder));
-    process.setProcessEnvironment(environment);
-    process.start(bring(HOST_PROGRAM), {"no brander", pathOf(folder)});
-    ASSERT_TRUE(process.waitForFinished(60000));
-    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_TRUE(hasSucceeded(runProgram(bring(HOST_PROGRAM), {"no brander", pathOf(folder)},
+                                        {{"LD_LIBRARY_PATH", pathOf(folder)}})));
 }

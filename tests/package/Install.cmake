@@ -8,7 +8,7 @@ execute_process(
 
 file(GLOB_RECURSE files RELATIVE ${PREFIX} ${PREFIX}/*)
 foreach(file IN LISTS files)
-  if(file MATCHES "/platform/|/internal/|/StringTable\\.h$|\\.cpp$" AND NOT file MATCHES "/platform/Host\\.h$")
+  if(file MATCHES "/platform/|/internal/|/StringTable\\.h$|\\.cpp$" AND NOT file MATCHES "/platform/Host(Windows)?\\.h$")
     message(SEND_ERROR "installed, but for the library alone: ${file}")
   endif()
 endforeach()

@@ -19,11 +19,12 @@ file(GLOB_RECURSE headers ${INCLUDE}/zmu/*.h)
 foreach(header IN LISTS headers)
   file(READ ${header} text)
   string(REGEX MATCHALL "(class|struct) ZMU_API [A-Za-z0-9_]+" classes "${text}")
-  string(REGEX MATCHALL "ZMU_API [a-z_0-9]+\\*? [A-Za-z0-9_]+\\(" functions "${text}")
+  string(REGEX MATCHALL "ZMU_API [^;{}(]*\\(" functions "${text}")
   foreach(marked IN LISTS classes functions)
-    string(REGEX MATCH "([A-Za-z0-9_]+)\\(?$" unused "${marked}")
-    string(LENGTH "${CMAKE_MATCH_1}" length)
-    list(APPEND interface ${length}${CMAKE_MATCH_1}) # as it stands in a decorated name
+    if(marked MATCHES "([A-Za-z0-9_]+)\\(?$")
+      string(LENGTH "${CMAKE_MATCH_1}" length)
+      list(APPEND interface ${length}${CMAKE_MATCH_1}) # as it stands in a decorated name
+    endif()
   endforeach()
 endforeach()
 

@@ -1,4 +1,6 @@
 // Message formatting as the library's callers see it.
+#include "support/InsertCases.h"
+
 #include <zmu/monitor/Zarn.h>
 #include <zmu/platform/Win32.h>
 
@@ -121,6 +123,22 @@ TEST(MessageFormat, RecordedCases)
         ++cases;
     }
     EXPECT_EQ(cases, 381);
+}
+
+TEST(MessageFormat, TakesTheSlotsThatTheCheckerExpects)
+{
+    for (const zmu_test::InsertCase& row : zmu_test::insertCases) {
+        std::vector<u64> values(99, 1); // no address of a text
+        for (std::size_t i = 0; row.takes[i]; ++i)
+            values[i] = row.takes[i] == 'w'   ? slot(L"wide")
+                        : row.takes[i] == 'a' ? slot("narrow")
+                        : row.takes[i] == 'n' ? 3
+                                              : 1;
+        expectText(format(0, 100, row.format, values.data()), row.shows);
+    }
+    std::vector<u64> numbers(99, 3);
+    for (const wchar_t* const unfinished : zmu_test::unfinishedInserts)
+        expectFailure(format(0, 100, unfinished, numbers.data()), 87);
 }
 
 // What the recorded cases leave out is each formatter's own choice.

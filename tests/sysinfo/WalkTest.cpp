@@ -1,8 +1,11 @@
 // A walk over the machine that the test runs on, by what others say of it.
+#include <zmu/sysinfo/ZarnSysInfoEnvApp.h>
 #include <zmu/sysinfo/ZarnSysInfoEnvOp.h>
+#include <zmu/sysinfo/ZarnSysInfoEnvVars.h>
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QRegularExpression>
 #include <QStorageInfo>
@@ -11,9 +14,9 @@
 namespace {
 
 /// "caption=datum" and a line break for each pair.
-QString walk()
+template <class Source>
+QString walk(Source&& source = Source())
 {
-    ZarnSysInfoEnvOp source;
     QString rows;
     wchar_t caption[512];
     wchar_t datum[4096];
@@ -33,14 +36,17 @@ TEST(Walk, TellsOfThisMachine)
                   : exactly(QSysInfo::kernelVersion().section('.', 0, 1).section('-', 0, 0));
     const QString name = isWindows ? "Windows.*" : "Linux";
     const QString information = isWindows ? ".+" : exactly(QSysInfo::prettyProductName());
-    const QString onWindows = isWindows ? "(?:0x[0-9A-F]{4}|[A-Z]:.+)\n" : "Unknown \\(50\\)\n";
-    const QString rows = walk();
+    qputenv("LC_ALL", "de_CH.UTF-8"); // which need not be installed
+    const QString language = isWindows ? "0x[0-9A-F]{4}\n" : "0x0807\n";
+    const QString windows = isWindows ? "[A-Z]:.+\n" : "/usr\n";
+    const QString system = isWindows ? "[A-Z]:.+\n" : "/(?:usr/)?lib.*\n";
+    const QString rows = walk<ZarnSysInfoEnvOp>();
     const QRegularExpression expected(
         "^Platform=" + name + "\nPlatform Version=" + version +
             "\nPlatform Build Number=\\d+\nPlatform Information=" + information +
             "\nHotfixes=.+\nComputer Name=" + exactly(QSysInfo::machineHostName()) +
-            "\nDomain=.+\nSystem Language ID=" + onWindows + "Windows Directory=" + onWindows +
-            "System Directory=" + onWindows + "TEMP Directory=" + exactly(QDir::tempPath()) +
+            "\nDomain=.+\nSystem Language ID=" + language + "Windows Directory=" + windows +
+            "System Directory=" + system + "TEMP Directory=" + exactly(QDir::tempPath()) +
             "\nTotal Physical Memory=\\d+ MB\nAvailable Physical Memory=\\d+ MB"
             "\nMaximum Pagefile Size=\\d+ MB\nAvailable Space in Pagefile=\\d+ MB\n"
             "(?:Available Space on Drive (.+)=\\d+ MB\n\\1 Partition Type=.+\n)+"
@@ -80,5 +86,70 @@ TEST(Walk, DomainOfTheAccount)
         EXPECT_EQ(domain(), own);
     }
 }
+
+TEST(Walk, TellsOfTheModules)
+{
+    const QString rows = walk<ZarnSysInfoEnvApp>();
+    EXPECT_EQ(rows.count('\n'), 59 * 7);
+    const bool isWindows = QDir::rootPath() != "/";
+    int argc = 1;
+    char name[] = "walk";
+    char* argv[] = {name, nullptr};
+    const QCoreApplication application(argc, argv); // knows where the program is
+    const QString own = isWindows ? "zmu.dll" : "libzmu.so";
+    EXPECT_TRUE(rows.contains('\n' + own + " Version=" ZMU_TEST_VERSION "\n")) << qPrintable(rows);
+    const QString program = QCoreApplication::applicationDirPath();
+    const QString missing = isWindows ? "skin.dll" : "libskin.so";
+    EXPECT_TRUE(QDir::fromNativeSeparators(rows).contains('\n' + missing + " Location=" + program +
+                                                          "/\n" + missing + " Size=Unknown\n"))
+        << qPrintable(program);
+    const QString kernel = isWindows ? "ntoskrnl.exe" : "vmlinuz-" + QSysInfo::kernelVersion();
+    EXPECT_EQ(rows.count('\n' + kernel + ' '), 7);
+    const QString system = isWindows ? "kernel32\\.dll Size" : "libQt6Core\\.so\\.6 File Version";
+    EXPECT_TRUE(rows.contains(QRegularExpression('\n' + system + "=\\d"))) << qPrintable(rows);
+}
+
+TEST(Walk, TellsOfTheEnvironment)
+{
+    qputenv("ZMU_TEST_LIST", "B=C");
+    qputenv("ZMU_TEST_EMPTY", "");
+    qputenv("ZMU_TEST_LONG", QByteArray(5000, 'x'));
+    ZarnSysInfoEnvVars source;
+    qputenv("ZMU_TEST_LATE", "late");
+    const QString rows = '\n' + walk(source);
+    EXPECT_TRUE(rows.contains("\nZMU_TEST_LIST=B\n")); // up to the second sign
+    EXPECT_EQ(rows.contains("\nZMU_TEST_EMPTY=\n"), QDir::rootPath() == "/");
+    EXPECT_TRUE(rows.contains("\nZMU_TEST_LONG=" + QString(4092, 'x') + "...\n"));
+    EXPECT_FALSE(rows.contains("LATE"));
+    EXPECT_EQ('\n' + walk(source), rows); // from the first one again
+    EXPECT_FALSE(source.getDataPair(-1, nullptr, nullptr, 0, 0));
+}
+
+#if !defined(_WIN32)
+
+TEST(Walk, LanguagesOfLocales)
+{
+    const std::pair<const char*, QString> cases[] = {{"de_DE.UTF-8", "0x0407"},
+                                                     {"de_XX", "0x0407"},
+                                                     {"pt_BR.ISO-8859-1", "0x0416"},
+                                                     {"fr", "0x040C"},
+                                                     {"sr_RS.UTF-8@latin", "0x241A"},
+                                                     {"sr_RS@other", "0x281A"},
+                                                     {"C.UTF-8", "0x007F"},
+                                                     {"POSIX", "0x007F"},
+                                                     {"eo", "0x1000"},
+                                                     {"_", "0x1000"}};
+    for (const auto& [locale, number] : cases) {
+        qputenv("LC_ALL", locale);
+        EXPECT_TRUE(walk<ZarnSysInfoEnvOp>().contains("\nSystem Language ID=" + number + '\n'))
+            << locale;
+    }
+    qunsetenv("LC_ALL");
+    qputenv("LC_MESSAGES", "");
+    qputenv("LANG", "cs_CZ");
+    EXPECT_TRUE(walk<ZarnSysInfoEnvOp>().contains("\nSystem Language ID=0x0405\n"));
+}
+
+#endif
 
 } // namespace

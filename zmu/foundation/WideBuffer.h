@@ -45,7 +45,8 @@ class WideBuffer {
         return m_text;
     }
 
-    /// The raw array, for edits that make the text no longer, such as cutting it into tokens.
+    /// The raw array, for edits that make the text no longer, such as cutting it into tokens. What
+    /// a longer one leaves behind the text is never part of another.
     wchar_t* inPlace() { return m_text; }
 
     /// Tells how far a write through writable() reached: no element behind the first `used` was
@@ -67,6 +68,7 @@ class WideBuffer {
     void clear()
     {
         zeroFrom(0, m_used);
+        m_text[0] = L'\0';
         m_used = 0;
     }
 
@@ -85,6 +87,7 @@ class WideBuffer {
         const std::size_t written = at + count;
         const std::size_t end = (std::min)(written, N - 1);
         zeroFrom(end, (std::max)(m_used, written));
+        m_text[end] = L'\0';
         m_used = end;
         return written < N;
     }

@@ -289,6 +289,10 @@ bool ZarnData::openLogFile(wchar_t* name)
         return false;
     resetLogCounters();
     m_logDevice = nullptr;
+    if (!escapeLogName(name)) {
+        setSelfDX_Code(dx::OpenFileNoMemory);
+        return false;
+    }
     if (!openFile(&m_fileLog.m_logName, &m_fileLog.m_logStream, name, QIODevice::ReadWrite))
         return false;
     if (m_fileLog.m_logStream)

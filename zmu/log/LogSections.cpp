@@ -114,7 +114,7 @@ u64 ZarnDataForThread::sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var)
 {
     const int tag = formVariables[var].tag;
     if (tag >= 0)
-        return textSlot(m_dataSet->getTag(static_cast<Zarn_FORM_TAG>(tag)));
+        return textSlot(m_dataSet->getTagForForm(static_cast<Zarn_FORM_TAG>(tag)));
 
     const ulong32 count = m_dataSet->getSituationsCount();
     switch (var) {
@@ -123,7 +123,7 @@ u64 ZarnDataForThread::sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var)
     case Zarn_FORM_VAR_ENTRY_ID:
         return u64{count} + 1;
     case Zarn_FORM_VAR_LOGFILE_NAME:
-        return textSlot(file.m_logName);
+        return textSlot(m_dataSet->getLogNameForForm());
     case Zarn_FORM_VAR_PROCESS_ID:
         return GetCurrentProcessId();
     case Zarn_FORM_VAR_SITUATION_DSCRP:

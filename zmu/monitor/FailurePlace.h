@@ -15,7 +15,10 @@ struct FailurePlace {
     const wchar_t* note = nullptr; ///< What is wrong there, where the code does not tell. Static.
     wchar_t excerpt[25] = {};      ///< The beginning of the text there, in one line.
 
-    bool isKnown() const { return field != Field::Unknown || note || excerpt[0]; }
+    bool isKnown() const
+    {
+        return field != Field::Unknown || group || record || insert || note || excerpt[0];
+    }
     /// Keeps the beginning of `text` unless an inner stage has kept its own.
     void quote(const wchar_t* text);
 };

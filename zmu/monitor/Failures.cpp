@@ -73,6 +73,7 @@ void ZarnDataForThread::endOperation()
         return;
     if (!isSelfSatisfied()) {
         const int code = getSelfDX_Code();
+        markArgumentsStale();
         ZarnData::tellFailure(m_dataSet, m_situationID, code,
                               describeFailure(code, m_failurePlace, Excerpt::Quoted).c_str());
     }

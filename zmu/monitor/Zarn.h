@@ -41,7 +41,7 @@ class ZMU_API Zarn {
 
   public:
     /// Replaces the log file by a successor. With `force` a file at its byte limit is left alone.
-    /// 139, 141, 265, or what the data set holds.
+    /// dx::ReestablishFailed, dx::ReestablishNotNative, dx::NoDataSet, dx::ReestablishUnexpected.
     virtual bool reestablishLogFile(const bool& force);
 
   protected:
@@ -55,8 +55,9 @@ class ZMU_API Zarn {
     // ---- The registry of the process: at most 10 monitors; takes no lock --------------------------
 
     /// Makes a monitor of a data set's contents, with its log established. The caller keeps the
-    /// empty `dataSet`. Null on failure, with the code in `dataSet`: 221 to 224, or what the new
-    /// data set holds.
+    /// empty `dataSet`. Null on failure, with the code in `dataSet`: dx::CreateRefused,
+    /// dx::CreateNoDataSet, dx::CreateNoMonitor, dx::CreateUnexpected, or what the new data set
+    /// holds.
     static Zarn* create(ZarnData* dataSet);
     /// Destroys every registered monitor; returns how many, negated if an exception ended it.
     static int destroy();
@@ -96,8 +97,8 @@ class ZMU_API Zarn {
         return respondWithValues(situationID, resourceModule, values.data(), kinds.data(),
                                  values.size());
     }
-    /// The same with a cursor over 64-bit slots, which the spec's fillers advance. Answers how the
-    /// situation went.
+    /// The same with a cursor over 64-bit slots, which the spec's fillers advance. True if all went
+    /// well.
     bool respondToSituation(int situationID, char** argV, void* resourceModule);
     /// Calls that look like one form and would be taken for the other: the cursor in the module's
     /// place, and the address of anything but a text as an argument.
@@ -107,7 +108,7 @@ class ZMU_API Zarn {
     requires(!zmu::SituationArgument<T*> && !std::is_void_v<T> &&
              !std::same_as<T, HINSTANCE__>) bool respondToSituation(int situationID, std::nullptr_t,
                                                                     T* argument) = delete;
-    /// Reports what recordSituationID and recordArgument have recorded.
+    /// Reports what recordSituationID and recordArgument have recorded. True if all went well.
     bool respondToSituation();
 
     bool forgetSituation();
@@ -161,7 +162,7 @@ class ZMU_API Zarn {
 
     // ---- Self-diagnosis ---------------------------------------------------------------------------------
 
-    /// The monitor's own code, else its data set's; 265 without a data set; 0 when satisfied.
+    /// The monitor's own code, else its data set's; dx::NoDataSet without one; 0 when satisfied.
     int getSelfDX_Code() const;
     bool isSelfSatisfied() const { return getSelfDX_Code() == 0; }
     void forgetSelfDX_Code();

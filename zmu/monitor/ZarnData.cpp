@@ -364,12 +364,12 @@ bool ZarnData::recordDialogBoxCaption(const wchar_t* caption)
 
 bool ZarnData::recordTag(const wchar_t* value, Zarn_FORM_TAG tag)
 {
-    return isTag(tag) && duplicate_String(&m_tags[tag], value, true);
+    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag);
 }
 
 bool ZarnData::recordTag(const char* value, Zarn_FORM_TAG tag)
 {
-    return isTag(tag) && duplicate_String(&m_tags[tag], value, true);
+    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag);
 }
 
 wchar_t* ZarnData::getTag(Zarn_FORM_TAG tag) const
@@ -493,6 +493,10 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_resourceModule = take(other->m_resourceModule);
         m_selfResourceModule = take(other->m_selfResourceModule);
         std::transform(other->m_tags, other->m_tags + Zarn_FORM_TAGS_QTY, m_tags, take);
+        std::transform(other->m_escapedTags, other->m_escapedTags + Zarn_FORM_TAGS_QTY,
+                       m_escapedTags, take);
+        m_escapedLogName = take(other->m_escapedLogName);
+        m_escapesSystemTexts = other->m_escapesSystemTexts;
 
         m_situationResponseTraitsAssessor = other->m_situationResponseTraitsAssessor;
         m_argsIntQty = other->m_argsIntQty;
@@ -568,6 +572,7 @@ void ZarnData::free_Memory()
     delete[] std::exchange(m_displayDlgBoxCaption, nullptr);
     delete[] std::exchange(m_plugIns, nullptr);
     m_plugInsQty = 0;
+    freeEscapedTexts();
     for (wchar_t*& tag : m_tags)
         delete[] std::exchange(tag, nullptr);
     freeLogFileFormData();

@@ -35,6 +35,7 @@
 
 class ZarnDataForThread;
 namespace zmu {
+class InjectorBlock;
 class LogDevice;
 struct FormFlaw;
 } // namespace zmu
@@ -49,102 +50,195 @@ class ZMU_API ZarnData {
     ZarnData& operator=(const ZarnData&) = delete;
 
     // ---- The virtual stages, in the order of their slots --------------------------------------
+    //
+    // What holds for each stage, unless it says otherwise:
+    // - It is called by the stage that is named, on the thread that establishes, reports or
+    //   replaces, with the lock held.
+    // - It answers isSelfSatisfied(). A failure is a code in this data set (setSelfDX_Code), where
+    //   the first one stays; the codes named are those of the stage as it stands here. A stage that
+    //   answers false without a code leaves its caller without a reason.
+    // - What it throws is caught by the caller, and becomes the caller's code for the unexpected.
+    // - It may allocate, since only establishing and replacing a log come here, and does not report
+    //   to the same monitor.
+    // The stages of the form work on the record that getFileLog() gives; `mask` says which sections
+    // are wanted, as SECTION_HEAD and its like in ZarnForm.h.
 
   protected:
-    /// Whether the sections of `mask` can make a log of `kind`: 146, 154, 164, 197, 205, 206.
+    /// Whether the sections of `mask`, as learned, can make a log of `kind`. Called when sections
+    /// have been learned; changes nothing. dx::BodyUnusable, dx::BodyWithoutDescription,
+    /// dx::HeadUnusable, dx::TailUnusable, dx::LogKindNotServed, dx::UsabilityUnexpected.
     virtual bool areLogFileFormSectionsUsable(zmu::ulong32 mask, Zarn_LOG kind);
 
   public:
     /// Moves everything out of `other` into this data set, which must hold neither a lock nor an
-    /// open log (268). `other` is an empty shell afterwards.
+    /// open log. Called by Zarn::create, before there is a lock to hold. `other` is an empty shell
+    /// afterwards, unless it was refused, when it keeps all. dx::AssimilateRefused, dx::NoFileLog,
+    /// dx::AssimilateUnexpected.
     virtual bool assimilateDataSetContents(ZarnData* other);
 
   protected:
-    /// Closes and deletes a stream and its device, and nulls it. `name` is not used.
+    /// Closes and deletes a stream and its device, and nulls it; a null one is a success. Called
+    /// for the log and for a form, `name` being the file's. Raises nothing: where it answers false
+    /// the caller nulls the stream and, for a log, makes dx::OldLogNotClosed of it at a
+    /// replacement.
     virtual bool closeFile(QTextStream*& stream, const wchar_t* name);
-    /// False for a process without a log of its own.
+    /// Closes the log. Called when it is replaced, when it could not be established, and when the
+    /// data set goes. False for a process without a log of its own, and where closeFile fails;
+    /// raises nothing.
     virtual bool closeLogFile();
 
   public:
-    /// Enters the one lock, which is made if it does not exist yet. False if that is refused.
+    /// Enters the one lock, which is made if it does not exist yet; the thread that holds it enters
+    /// it again. Called by whatever needs it, from any thread and without it, on every report: it
+    /// allocates only for the first time. False if that is refused, of which the caller makes
+    /// dx::LockRefused; what it throws ends the caller with its code for the unexpected.
     virtual bool enterCriticalSection() const;
     /// Opens the log file and gives it head and first tail; with `learnForm` the form is learned
-    /// anew first. Runs `initialize` if that has not happened. Enters the lock.
+    /// anew first. Called by Zarn::create, or by whoever drives a data set by hand, and with every
+    /// replacement. Runs `initialize` if that has not happened, and enters the lock. On failure the
+    /// log is closed. dx::LockRefused, dx::LockNotLeft, dx::EstablishNoEngine, the codes of
+    /// initialize, obtainLogFileFormData, openFile and the writers of head and tail,
+    /// dx::EstablishUnexpected.
     virtual bool establishLogFile(bool learnForm);
 
   protected:
-    /// Empties every row of the plug-in table.
+    /// Empties every row of the plug-in table. Called by createPlugIns when the table is made; the
+    /// lock is not held. Raises nothing.
     virtual void forgetPlugIns();
-    /// Releases texts, tables, form data and engines.
+    /// Releases texts, tables, form data and engines, and leaves null where they were. Called by
+    /// free_Resources, whatever code is held. Raises nothing.
     virtual void free_Memory();
-    /// Releases everything, also if a step fails; false if one did.
+    /// Releases the proxy, the log, the form, the injected texts and the memory, all of them also
+    /// where one fails; false then, without a code. Called by assimilateDataSetContents, before
+    /// there is a lock, and by the destructor in this class's form.
     virtual bool free_Resources();
+    /// Releases what was learned of a form: its sections, the names of variables, the injected
+    /// texts. Called when a form is learned, when that failed, and by free_Memory; whatever code is
+    /// held. Raises nothing, and leaves null and 0.
     virtual void freeLogFileFormData();
+    /// The same, but only the three sections: when the built-in form takes over.
     virtual void freeLogFileFormDataForSections();
+    /// The same, but only the head: when it could not be written.
     virtual void freeLogFileFormSectionHeadData();
 
   public:
     /// Whether a monitor can be made of this data set: a log name that fits, a character set and a
-    /// resource module.
+    /// resource module. Called by Zarn::create and by the monitor's constructor, without the lock.
+    /// An answer and no status: raises nothing, changes nothing.
     virtual bool isValid();
 
   protected:
-    /// Judges names and kind of a log: 132, 134, 135, 143 in `dxCode`, 0 if they will do.
+    /// Judges names and kind of a log. Called by recordLogFileNomenclature and isValid, without the
+    /// lock; changes nothing but `dxCode`, which is 0 if they will do, else dx::LogNameMissing,
+    /// dx::LogNameBlank, dx::LogNameIsFormName or dx::LogKindRefused. `charSet` is not looked at.
     virtual bool isValidLogFileNomenclature(const wchar_t* logName, const wchar_t* formName,
                                             Zarn_LOG kind, int charSet, int& dxCode);
     virtual bool isValidLogFileNomenclature(const char* logName, const char* formName,
                                             Zarn_LOG kind, int charSet, int& dxCode);
+    /// Learns the form whose stream is open: its raw sections, the finished ones, the injectors.
+    /// Called by processFileLogForm, which takes the built-in form where it fails.
+    /// dx::FormNameMissing, dx::FormNameEmpty, dx::FormNotOpen, dx::InjectorFilesPresent,
+    /// dx::InjectorStreamsPresent, dx::OwnModuleUnknown, the codes of the three steps,
+    /// dx::LearnFormUnexpected.
     virtual bool learnLogFileForm(zmu::ulong32 mask);
+    /// Makes the texts that the form injects; `injectorStart` is where the form names them, -1 for
+    /// nowhere. Called by learnLogFileForm, if mustLearnLogFileFormInjectors says so, when the
+    /// sections are finished.
     virtual bool learnLogFileFormInjectors(long injectorStart);
+    /// Finishes a section of the built-in form: loads text `stringId` of the library's own module
+    /// and compiles it. Called by learnLogFileFormSectionsFinished. What is learned goes to
+    /// `format`, `varCount`, `vars`, `values` and, unless null, `hasEntryId`; on failure they are
+    /// empty. dx::SectionNotLoaded, dx::SectionArguments, the codes of the last step,
+    /// dx::SectionFinishUnexpected.
     virtual bool learnLogFileFormSectionFinished(unsigned int stringId, wchar_t** format,
                                                  int& varCount, Zarn_FORM_VAR** vars,
                                                  zmu::u64** values, bool* hasEntryId);
+    /// The same for `length` bytes of the form file from `start` on, read by way of `buffer`.
+    /// dx::SectionSeekFailed, and as above.
     virtual bool learnLogFileFormSectionFinished(long start, std::size_t length, wchar_t* buffer,
                                                  std::size_t bufferLength, wchar_t** format,
                                                  int& varCount, Zarn_FORM_VAR** vars,
                                                  zmu::u64** values, bool* hasEntryId);
+    /// Compiles the text in `*format` into a message format and the variables that fill it. Called
+    /// last by both forms above; replaces `*format`. dx::SectionFinishUnexpected, and the codes of
+    /// the steps of a compilation, dx::BracketClosed to dx::VarNameUnknown among them.
     virtual bool learnLogFileFormSectionFinishedBasic(wchar_t** format, int& varCount,
                                                       Zarn_FORM_VAR** vars, zmu::u64** values,
                                                       bool* hasEntryId);
+    /// Finishes the sections of `mask` of the built-in form for a log of `kind`. Called when it
+    /// takes over. The codes of a section and of areLogFileFormSectionsUsable,
+    /// dx::SectionsFinishUnexpected.
     virtual bool learnLogFileFormSectionsFinished(zmu::ulong32 mask, Zarn_LOG kind);
+    /// The same for a form file, whose sections lie at the positions given, in bytes, -1 for one
+    /// that it does not have. Called by learnLogFileForm. dx::SectionsAllEmpty,
+    /// dx::BodyWithoutText, dx::SectionsNoMemory, the codes of a section and of
+    /// areLogFileFormSectionsUsable, dx::SectionsFinishUnexpected.
     virtual bool learnLogFileFormSectionsFinished(long headStart, std::size_t headLength,
                                                   long bodyStart, std::size_t bodyLength,
                                                   long tailStart, std::size_t tailLength,
                                                   zmu::ulong32 mask);
+    /// Finds the sections of the form file: where the text of each begins, -1 for one that is
+    /// missing, and how many bytes it has. Called by learnLogFileForm, first. dx::MarkerUnknown,
+    /// the four codes of a section out of order (dx::HeadOutOfOrder), of a position unknown
+    /// (dx::HeadPositionUnknown) and of a keyword missing (dx::KeywordHeadMissing),
+    /// dx::KeywordsAlike, dx::FormNotReadToEnd, dx::SectionsRawUnexpected.
     virtual bool learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
                                              std::size_t& headLength, long& bodyStart,
                                              std::size_t& bodyLength, long& tailStart,
                                              std::size_t& tailLength);
+    /// Loads the names of all variables, sorted. Called by obtainLogFileFormData before the form is
+    /// looked at. On failure there are none. dx::VarNameNotLoaded, dx::VarNamesUnexpected.
     virtual bool learnLogFileFormVarNames();
 
   public:
-    /// Leaves the lock. True if there was none to leave.
+    /// Leaves the lock once; true if there was none to leave. Called as often as it was entered, on
+    /// every report; allocates nothing. False where that fails, of which the caller makes
+    /// dx::LockNotLeft.
     virtual bool leaveCriticalSection() const;
 
   protected:
-    /// Whether the sections of `mask` use an injector that the form defines. A decision, no status.
+    /// Whether the sections of `mask` use an injector that the form defines. Called by
+    /// learnLogFileForm behind the sections. A decision and no status: raises nothing.
     virtual bool mustLearnLogFileFormInjectors(long injectorStart, zmu::ulong32 mask);
+    /// Forgets the form and learns it anew: names of variables, then form file or built-in form.
+    /// Called by establishLogFile; enters the lock itself. On failure nothing is left of a form.
+    /// dx::FormNotInitialized, dx::LockRefused, dx::LockNotLeft, the codes of the two steps,
+    /// dx::ObtainFormUnexpected.
     virtual bool obtainLogFileFormData(zmu::ulong32 mask);
+    /// Opens file `name` in `openMode` (QIODevice's), copies the name to `*nameSlot` unless it is
+    /// that very text, and puts the stream, which must be null, into `*streamSlot`. Called for the
+    /// log and for a form. On failure no stream is left and no copy that was made here; traced with
+    /// the name. dx::OpenFileArguments, dx::OpenFileNoMemory, dx::FileNotOpened,
+    /// dx::OpenFileUnexpected.
     virtual bool openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* name,
                           int openMode);
+    /// Learns the form file, or the built-in form where there is no file or it cannot be used,
+    /// which is traced. Called by obtainLogFileFormData. dx::FormAlreadyOpen, the codes of the
+    /// built-in form, dx::ProcessFormUnexpected.
     virtual bool processFileLogForm(zmu::ulong32 mask);
 
   public:
     /// Stores the names and the kind of the log for a later establishLogFile; forgets the data
-    /// set's code first. A null or empty `formName` means the built-in form. Only kind 0 is served
-    /// (143); further failures 128, 132, 133, 134, 135. The narrow form takes UTF-8 outside
-    /// Windows and the system's narrow code page there.
+    /// set's code first. Called by the configuring party, before there is a lock to hold. A null or
+    /// empty `formName` means the built-in form; only kind 0 is served. The narrow form takes UTF-8
+    /// outside Windows and the system's narrow code page there. dx::LogNameMissing,
+    /// dx::LogNameBlank, dx::LogNameIsFormName, dx::LogKindRefused, dx::LogNameNotStored,
+    /// dx::FormNameNotStored, dx::RecordNomenclatureUnexpected.
     virtual bool recordLogFileNomenclature(wchar_t* logName, const wchar_t* formName,
                                            Zarn_LOG kind);
     virtual bool recordLogFileNomenclature(char* logName, const char* formName, Zarn_LOG kind);
 
   private:
+    /// Closes the log and establishes a successor under `logName`. Called by the public form of
+    /// that name, in the midst of the situation that reached the limit; enters the lock itself. The
+    /// codes of the public form.
     virtual bool reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG kind);
 
   public:
-    /// Deletes the calling thread's engine; true as well if it has none. A registered monitor's
-    /// goes by itself when the thread ends. 275; 276 in the midst of a situation; a held code
-    /// refuses.
+    /// Deletes the calling thread's engine; true as well if it has none. Called by the thread, or,
+    /// for a registered monitor, when it ends; takes the lock of the thread map only.
+    /// dx::RemoveThreadNoMap, dx::RemoveThreadFailed in the midst of a situation,
+    /// dx::RemoveThreadUnexpected; a held code refuses.
     virtual bool removeThread();
     virtual ~ZarnData();
 
@@ -191,7 +285,8 @@ class ZMU_API ZarnData {
     Zarn* setOwner(Zarn* owner);
     int setSelfDX_Code(int code) const;
     HMODULE setSelfResourceModule(HMODULE module);
-    /// Finds the library's own module, whose strings are the built-in table. 231.
+    /// Finds the library's own module, whose strings are the built-in table.
+    /// dx::OwnModuleUnknown.
     bool learnSelfResourceModule();
     /// Swaps the module that response specs and affixes are loaded from; null is ignored. Returns
     /// the previous one, null if the lock was refused. Enters the lock.
@@ -203,7 +298,7 @@ class ZMU_API ZarnData {
     bool recordDialogBoxCaption(const wchar_t* caption);
     /// Makes a table of `qty` plug-ins, all null, for the caller to fill before the first
     /// situation of any thread. A table that exists is returned as it is. Null for `qty` below 1
-    /// or without memory (219).
+    /// or without memory (dx::CreatePlugInsUnexpected).
     ZarnPlugIn* createPlugIns(int qty);
 
     // ---- Tags: values of a form, copied; no lock ---------------------------------------------------
@@ -215,6 +310,13 @@ class ZMU_API ZarnData {
     /// of 0 empties the first element. Returns `buffer`.
     wchar_t* getTag(wchar_t* buffer, std::size_t size, Zarn_FORM_TAG tag);
     char* getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag);
+    /// Whether forms show what the system or a user has named as it is, whatever markup is in it:
+    /// tags of host, domain, user, session, folder, module and versions, and the log's name. Off
+    /// until it is set, before the tags are recorded. Returns the value before.
+    bool setSystemTextsEscaped(bool escape);
+    /// What a form shows of a tag or of the log's name; null without one.
+    const wchar_t* getTagForForm(Zarn_FORM_TAG tag) const;
+    const wchar_t* getLogNameForForm() const;
 
     // ---- Self-diagnosis -------------------------------------------------------------------------
 
@@ -251,7 +353,9 @@ class ZMU_API ZarnData {
     zmu::LogDevice* getLogDevice() const;
     /// The recorded name itself, null if there is none.
     wchar_t* getFileLogName() const { return m_fileLog.m_logName; }
-    /// Copies the name of the open log. 61 to 64; `buffer` is empty then. Enters the lock.
+    /// Copies the name of the open log; on failure `buffer` is empty. Enters the lock.
+    /// dx::GetFileLogNameNoBuffer, dx::GetFileLogNameTooSmall, dx::GetFileLogNameNotOpen,
+    /// dx::GetFileLogNameNone, dx::LockRefused, dx::LockNotLeft, dx::GetFileLogNameUnexpected.
     bool getFileLogName(wchar_t* buffer, std::size_t size);
     zmu::u64 getLogFileByteCountLimit() const { return m_logFileByteCountLimit; }
     zmu::i64 getNonnativeInstantiatorID() const { return m_nonnativeInstantiatorID; }
@@ -283,16 +387,24 @@ class ZMU_API ZarnData {
 
     /// Replaces the log file by a successor with a fresh name in the log directory, as ZarnDataZGW
     /// composes it. With `force` a file at its limit is left alone; without, it is always replaced.
-    /// Enters the lock. 119, 132 to 135, 139 to 142.
+    /// Enters the lock. dx::ReestablishNotNative, dx::SuccessorOwnerMissing,
+    /// dx::SuccessorNameMissing, dx::LogNameMissing, dx::LogNameBlank, dx::LogNameIsFormName,
+    /// dx::LogNameNotStored, dx::OldLogNotClosed, dx::LockRefused, dx::LockNotLeft, the codes of
+    /// establishLogFile, dx::ReestablishUnexpected.
     bool reestablishLogFile(const bool& force);
     /// Sets the byte limit, 1048576 to 78643200; a log that has reached it is replaced at once.
-    /// `previous` receives the old limit, 0 on failure. 115 to 118. Enters the lock.
+    /// `previous` receives the old limit, 0 on failure. Enters the lock.
+    /// dx::SetLimitNotNative, dx::LimitTooHigh, dx::LimitTooLow, dx::SetLimitReplacementFailed,
+    /// dx::LockRefused, dx::LockNotLeft, dx::SetLimitUnexpected.
     bool setLogFileByteCountLimit(zmu::u64 limit, zmu::u64& previous);
     /// Both return the new count, which saturates at 0xFFFFFFFF and at 0.
     zmu::ulong32 incrementSituationsCount(zmu::ulong32 n);
     zmu::ulong32 decrementSituationsCount(zmu::ulong32 n);
 
-    /// Records the product's log settings for the process, for the getters below.
+    /// Records the product's log settings for the process, before its first owner. `directory` must
+    /// exist. An owner takes `maxFileSize`, in bytes, as the limit of its log if that is within
+    /// those of setLogFileByteCountLimit, and else leaves it at 20 MiB. The rest is handed out, by
+    /// the getters below and by ZarnDataZGW, and changes nothing about a log.
     static void setLogVariables(const wchar_t* directory, unsigned int outputLevel,
                                 bool backupEnabled, unsigned int maxFileSize,
                                 unsigned int maxFileAge);
@@ -321,7 +433,8 @@ class ZMU_API ZarnData {
     /// True if `enablements` is non-zero.
     bool approveSituationResponseTraits(unsigned int kind, const zmu::u64& traits,
                                         unsigned int& enablements) const;
-    /// Hands a description to the proxy if its traits are approved. 207 to 209.
+    /// Hands a description to the proxy if its traits are approved. dx::ProxyArguments,
+    /// dx::ProxyRefused, dx::ProxyUnexpected.
     bool logSituationDescriptionViaProxy(int situationID, unsigned int kind, zmu::u64 traits,
                                          const wchar_t* description);
 
@@ -363,7 +476,10 @@ class ZMU_API ZarnData {
     // ---- Hyperlinks to the pages of codes ----------------------------------------------------------
 
     /// Fills `out` with the link that string `stringID` of the library's own module makes of
-    /// `code`, and returns its text; null on failure (55 to 59, 231). Enters the lock.
+    /// `code`, and returns its text; null on failure. Enters the lock. A code that is held
+    /// is a failure, too, unless the tolerance forgives it. dx::OwnModuleUnknown,
+    /// dx::HyperlinkLockRefused, dx::HyperlinkLockNotLeft, dx::HyperlinkEmpty,
+    /// dx::HyperlinkNotPrinted, dx::HyperlinkUnexpected.
     const wchar_t* formatLogHyperlink(zmu::ulong32 code, unsigned int stringID,
                                       UTL_String& out) const;
     /// The link to a system error. The text belongs to the thread's engine, until its next one.
@@ -371,7 +487,8 @@ class ZMU_API ZarnData {
 
   protected:
     /// The calling thread's engine; with `create` it is made if it does not exist. Null without a
-    /// map, while the data set holds a code, or on failure (262, 263, 270, 272, 273).
+    /// map, while the data set holds a code, and on failure: dx::LockRefused, dx::LockNotLeft,
+    /// dx::NoEngine, dx::EngineNotInserted, what the engine holds, dx::ObtainEngineUnexpected.
     ZarnDataForThread* obtainDataForCurrentThread(bool create) const;
 
     /// Replaces the owned text in `*target` by a copy of `source`; a null `source` leaves null.
@@ -470,7 +587,15 @@ class ZMU_API ZarnData {
     } m_formFlaw;
     int m_sectionLine = 0; ///< Line breaks before the present place in the section's text.
 
+    bool m_escapesSystemTexts = false;
+    wchar_t* m_escapedTags[Zarn_FORM_TAGS_QTY] = {}; ///< Those that differ when escaped.
+    wchar_t* m_escapedLogName = nullptr;             ///< The same.
+
     void loadProxy();
+    bool escapeTag(Zarn_FORM_TAG tag);
+    bool escapeLogName(const wchar_t* name);
+    bool storeEscaped(wchar_t*& target, const wchar_t* text) const;
+    void freeEscapedTexts();
     void traceForm(const wchar_t* what, int line) const;
     void traceFormDismissed() const;
     void warnOfSection(const zmu::FormFlaw& flaw, const wchar_t* text, int line) const;
@@ -483,6 +608,7 @@ class ZMU_API ZarnData {
     bool writeBeginning(ZarnDataForThread& engine);
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);
     bool swapFormName(const wchar_t* formName);
+    void learnInjector(zmu::InjectorBlock& block);
     bool eliminateLogFileFormInjectors();
     void freeInjectors();
     void releaseUnusedInjectors();

@@ -340,8 +340,6 @@ bool ZarnDataForThread::respondToSituation()
     });
     m_scratchpad.clear();
     m_isResponding = wasResponding;
-    if (!isSelfSatisfied())
-        markArgumentsStale();
     if (isCodeHeld && !hasBegun)
         m_failurePlace.note = L"refused since an earlier failure left this code";
     if (!isSelfSatisfied() && !m_isDescribed && section.wasEntered() && m_dataSet &&

@@ -35,73 +35,193 @@ class ZMU_API ZarnDataForThread {
     ZarnDataForThread& operator=(const ZarnDataForThread&) = delete;
 
     // ---- The virtual stages, in the order of their slots --------------------------------------
+    //
+    // What holds for each stage, unless it says otherwise:
+    // - It is called by the stage that is named, on the thread that owns the engine. The data set's
+    //   lock is held, since respondToSituation holds it; whoever drives the phases singly through
+    //   the data set holds it only from reportDescriptions down.
+    // - It answers isSelfSatisfied(). A failure is a code in this engine (setSelfDX_Code), where
+    // the
+    //   first one stays; the codes named are those of the stage as it stands here, beside
+    //   dx::NoDataSet and the code that is held already, which every stage checks first. A stage
+    //   that answers false without a code ends the situation without one.
+    // - What it throws is caught by the caller, and becomes the caller's code for the unexpected.
+    // - It allocates nothing, does not block, and does not report to the same monitor.
+    // - On success and on failure it leaves both scratch buffers of m_scratchpad empty, and
+    //   m_tokenSeparator as it was.
 
   protected:
-    /// Runs the situation's plug-ins, one after the other; what one does concerns no other.
+    /// Runs the plug-ins that m_plugInsIndirectIndices names, one after the other. Called by
+    /// respondToSituation behind describeSituation, if there are any. A plug-in may allocate and
+    /// block. What one does, or fails at, concerns no other: dx::PlugInFailed, dx::PlugInMissing
+    /// and dx::PlugInOutOfRange are held for its turn only. dx::PlugInsTooFew,
+    /// dx::PlugInTableMissing, dx::PlugInIndicesMissing, dx::PlugInsUnexpected.
     virtual bool activatePlugIns();
 
   public:
-    /// Learns the response and reports it.
+    /// Learns the response and reports it. Called by respondToSituation, and by the data set's
+    /// operation of that name, without the lock. Leaves what learnResponse and reportDescriptions
+    /// leave, and their codes; dx::DescribeSituationUnexpected.
     virtual bool describeSituation();
-    /// Enters and leaves the data set's lock; false without a data set.
+    /// Enters the data set's lock, which can be entered again by the thread that holds it. Called
+    /// by whatever needs it, also before the engine is initialised. False without a data set or
+    /// where it is refused, of which the caller makes dx::LockRefused; raises nothing itself.
     virtual bool enterCriticalSection() const;
 
   protected:
+    /// Empties the four arrays of recorded arguments. Called by forgetSituation, whatever code is
+    /// held; the lock need not be. Each of the others empties one array and its count, is also
+    /// called when that array is made, and must not fail where the array is missing.
     virtual void forgetArgs();
     virtual void forgetArgsInt();
     virtual void forgetArgsStrA();
     virtual void forgetArgsStrW();
     virtual void forgetArgsUInt();
+    /// Zeroes m_descriptionFillers. Called when the array is made, before fillers are read and when
+    /// that failed, and by forgetSituation; the lock need not be held.
     virtual void forgetDescriptionFillers();
+    /// Sets m_plugInsIndirectIndices to -1 and m_plugInsIndirectQty to 0. Called like
+    /// forgetDescriptionFillers.
     virtual void forgetPlugInsIndirectIndices();
 
   public:
-    /// Clears everything of the situation except the DX code and the dialog's result.
+    /// Ends a situation: arguments, fillers, texts and what its spec has set go back to what a new
+    /// engine has. Called last by respondToSituation, and by the data set's operation of that name,
+    /// without the lock and whatever code is held. Leaves the code and the dialog's result.
+    /// dx::ForgetSituationUnexpected.
     virtual bool forgetSituation();
 
   protected:
+    /// Turns the template in m_descriptionForDisplay into the text, with m_descriptionFillers and
+    /// m_descriptionDisplayLineWd. Called by formatDescriptions, after the log's. Leaves the buffer
+    /// empty on failure, and for a situation whose display shows the log's text.
+    /// dx::FormatDisplayFailed, dx::FormatDisplayUnexpected.
     virtual bool formatDescriptionForDisplay();
+    /// The same for m_descriptionForLogFile and m_descriptionLogFileLineWd; the calling thread's
+    /// last error becomes 0 first. dx::FormatLogFailed, dx::FormatLogUnexpected.
     virtual bool formatDescriptionForLogFile();
+    /// Formats both texts, the second also where the first has failed. Called by learnResponse.
+    /// The first of their codes; dx::FormatDescriptionsUnexpected.
     virtual bool formatDescriptions();
+    /// Releases the arrays and the holder of links. Called by free_Resources, once, without the
+    /// lock; from the destructor in this class's form. Raises nothing, throws nothing.
     virtual void free_Memory();
     virtual void free_Resources();
 
   public:
-    /// Fetches the situation's spec, parses it and formats its texts.
+    /// Fetches the spec of m_situationID, parses it and formats its texts. Called by
+    /// describeSituation, and by the data set's operation of that name, without the lock. Leaves
+    /// the two descriptions ready to be reported, and fillers, plug-in indices and dialog numbers
+    /// set. The codes of learnResponseSpecs and formatDescriptions; dx::LearnResponseUnexpected.
     virtual bool learnResponse();
 
   protected:
-    /// `fillerStrings`: where string fillers are collected as well, or null (see
-    /// parseResponseSpecHeaderFillers).
+    /// Fetches and parses. Called by learnResponse with null; `fillerStrings` is for a subclass,
+    /// see parseResponseSpecHeaderFillers. On failure header and descriptions are empty. The codes
+    /// of obtainResponseSpecs and parseResponseSpecs; dx::LearnSpecsUnexpected.
     virtual bool learnResponseSpecs(zmu::u64* fillerStrings);
 
   public:
+    /// Leaves the data set's lock once. False without a data set or where that fails, of which the
+    /// caller makes dx::LockNotLeft; raises nothing itself.
     virtual bool leaveCriticalSection() const;
 
   protected:
+    /// Formats one section of the log's form with `values`, one for each of the `varCount`
+    /// variables `vars`, which it sets first, and writes it where the log's stream stands. Called
+    /// by logFormSectionHead, logFormSectionBody and logFormSectionTail. `bytesWritten` is what has
+    /// reached the file, 0 on failure; with `countBytes` it is added to the log's byte count. A
+    /// section with the variable ENTRY_ID adds a situation to the count. Allocates only for a head
+    /// (ZarnData::isSafeToAllocateMemory). dx::SectionNotNative, dx::LockRefused, dx::NoFileLog,
+    /// dx::SectionFormatMissing, dx::LogNotOpen, dx::SectionVarUnknown, dx::SectionNotFormatted,
+    /// dx::SectionNoBuffer, dx::SectionLengthDisagrees, dx::LockNotLeft; dx::LogSectionUnexpected,
+    /// a write that failed among its causes.
     virtual bool logFormSection(wchar_t* format, int varCount, Zarn_FORM_VAR* vars,
                                 zmu::u64* values, zmu::u64& bytesWritten, bool countBytes);
+    /// Fetches the spec of m_situationID and cuts it into m_responseSpecHeader,
+    /// m_descriptionForDisplay and m_descriptionForLogFile, all three empty on failure. Called by
+    /// learnResponseSpecs. The resource module may allocate. dx::SpecNotLoaded, dx::SpecTooLong,
+    /// dx::SpecFields, dx::SpecFieldIndex, dx::HeaderFieldUnusable, dx::DisplayFieldTooLong,
+    /// dx::LogFieldUnusable, dx::ObtainSpecsUnexpected.
     virtual bool obtainResponseSpecs();
+    /// Adds the affixes that `text` names to the end of `target`, a buffer of `targetCharacters`
+    /// elements, of which those behind the text are zero and stay so. Called by
+    /// parseDescriptionSpec_MessageFormat for a record that is not blank; cuts `text`. Empties
+    /// `target` on failure. The resource module may allocate. dx::AffixNotNumber,
+    /// dx::AffixOutOfRange, dx::AffixNotLoaded, dx::AffixUnexpected; dx::AffixArguments where
+    /// m_specStrictness is above 5, which it never is.
     virtual bool parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t* target,
                                                    zmu::u64 targetCharacters);
+    /// Makes the template of one target, m_descriptionForDisplay or m_descriptionForLogFile, of the
+    /// records in `text`, and sets its line width. Called by parseDescriptionSpecLogFile and
+    /// parseDescriptionSpecDisplay with scratch A as `scratch`, which is empty and is left empty;
+    /// `text` lies in scratch B and is left as it is. On failure the template is empty and the
+    /// width the data set's. dx::MessageFormatTarget, dx::MessageFormatRecords,
+    /// dx::MessageFormatRecordIndex, dx::LineWidthNotNumber, dx::LineWidthOutOfRange,
+    /// dx::MessageTextTooLong, the codes of an affix, dx::MessageFormatUnexpected.
     virtual bool parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_MSG_FMT format,
                                                     wchar_t* scratch, zmu::ulong32 scratchBytes);
+    /// Parses the display description, in place: the mark for the log's text, or dialog spec and
+    /// message format. Called by parseResponseSpecs, last, where the criteria allow responses. On
+    /// failure m_descriptionForDisplay is empty and the dialog has its defaults.
+    /// dx::DisplaySpecGroups, dx::DisplaySpecGroupIndex, dx::DisplaySpecFormatMisplaced, the codes
+    /// of the two parts, dx::DisplaySpecUnexpected.
     virtual bool parseDescriptionSpecDisplay();
+    /// Sets the three numbers of the dialog. Called by parseDescriptionSpecDisplay with a `text` in
+    /// scratch B, without leading blanks; an empty one changes nothing. On failure the numbers have
+    /// their defaults. dx::DialogSpecRecords, dx::DialogSpecRecordIndex,
+    /// dx::DialogSpecFirstNotNumber, dx::DialogSpecSecondNotNumber, dx::DialogSpecThirdNotNumber,
+    /// dx::DialogSpecUnexpected.
     virtual bool parseDescriptionSpecDisplayDlgBox(wchar_t* text);
+    /// Parses the log description, in place. Called by parseResponseSpecs behind the header. On
+    /// failure m_descriptionForLogFile is empty. dx::LogSpecGroups, dx::LogSpecGroupIndex,
+    /// dx::LogSpecFormatMisplaced, the codes of the message format, dx::LogSpecUnexpected.
     virtual bool parseDescriptionSpecLogFile();
+    /// Parses m_responseSpecHeader, which it cuts, into approval kind, traits, source of the
+    /// arguments, fillers and plug-in indices. Called by parseResponseSpecs, first. On failure the
+    /// header is empty. dx::HeaderGroups, dx::HeaderGroupIndex, dx::KindNotNumber,
+    /// dx::KindOutOfRange, dx::TraitsNotNumber, dx::ArgSourceUnknown, the codes of the two lists,
+    /// dx::HeaderUnexpected; dx::HeaderEmpty where m_specStrictness is above 5, which it never is.
     virtual bool parseResponseSpecHeader(zmu::u64* fillerStrings);
-    /// With `fillerStrings` and a narrow character set each string filler is also stored there.
+    /// Fills m_descriptionFillers from the recorded arguments or the cursor, which it advances, as
+    /// the records of `text` say; an empty one changes nothing. With `fillerStrings` and a narrow
+    /// character set each string is also stored there, one after the other. Called by
+    /// parseResponseSpecHeader, which has set m_argSource. On failure the fillers are zero.
+    /// dx::ArgSourceUnknown, dx::FillersWithoutCursor, dx::FillersTooMany, dx::FillerWithoutSlot,
+    /// dx::FillerSlotOutOfRange, dx::FillerLetterUnknown, dx::FillersUnexpected.
     virtual bool parseResponseSpecHeaderFillers(zmu::u64* fillerStrings, wchar_t* text);
+    /// Sets m_plugInsIndirectIndices and their quantity from the records of `text`; an empty one
+    /// changes nothing. Called by parseResponseSpecHeader. On failure there are none.
+    /// dx::PlugInIdsWithoutTable, dx::PlugInIdsTooMany, dx::PlugInIdNotNumber,
+    /// dx::PlugInIdOutOfRange, dx::PlugInIdRepeated, dx::PlugInIdsUnexpected.
     virtual bool parseResponseSpecHeaderPlugInIDs(wchar_t* text);
+    /// Parses header, log description and display description, in that order. Called by
+    /// learnResponseSpecs. False without a code where there is no data set; else the codes of the
+    /// three.
     virtual bool parseResponseSpecs(zmu::u64* fillerStrings);
 
   public:
-    /// Delivers the texts: the log or the proxy, the display; then replaces a log at its limit.
+    /// Delivers the texts: to the log or the proxy, then to the display, also where the log has
+    /// failed; then replaces a log that has reached its limit. Called by describeSituation, and by
+    /// the data set's operation of that name; enters the lock itself. May allocate at a
+    /// replacement, and blocks as long as the display function does. Leaves the texts as they are.
+    /// The code of the log, dx::RolloverFailed, dx::NoFileLog or that of the display, the first of
+    /// these; dx::LockRefused, dx::LockNotLeft, dx::ReportUnexpected.
     virtual bool reportDescriptions();
 
   protected:
+    /// Calls the display function, if the criteria allow responses and there is a text, and keeps
+    /// its answer in m_displayDlgBoxResult, which is 0 otherwise. Called by reportDescriptions. The
+    /// function may allocate and block. dx::DisplayFunctionMissing, dx::DisplayFunctionThrew,
+    /// dx::ReportDisplayUnexpected.
     virtual bool reportDescriptionToDisplay();
+    /// Writes entry and tail, or neither. Called by reportDescriptions in a process that has a log;
+    /// enters the lock itself. Nothing to tell is a success. dx::ReportLogNotNative,
+    /// dx::LockRefused, dx::LockNotLeft, the codes of the sections, dx::ReportLogUnexpected.
     virtual bool reportDescriptionToLogFileDirectly();
+    /// Hands the text to ZarnData::logSituationDescriptionViaProxy. Called by reportDescriptions in
+    /// a process without a log. Nothing to tell, and traits that are not approved, are a success.
+    /// dx::ReportProxyFailed.
     virtual bool reportDescriptionToLogFileIndirectly();
 
   public:
@@ -109,10 +229,13 @@ class ZMU_API ZarnDataForThread {
 
     // ---- Life cycle and the road of a situation ---------------------------------------------------
 
-    /// Binds the engine to its data set and makes its arrays. 6 to 10, 217, 265, 269.
+    /// Binds the engine to its data set and makes its arrays. dx::NoDataSet, dx::NoHyperlinkHolder,
+    /// dx::NoArgsInt, dx::NoArgsStr, dx::NoArgsUInt, dx::NoDescriptionFillers, dx::NoPlugInIndices,
+    /// dx::EngineInitializeUnexpected.
     bool initialize(ZarnData* dataSet);
     /// Describes the recorded situation, runs its plug-ins and forgets it. After a failure the
-    /// situation stays as far as it got. 65, 262, 263, 265, and the codes of the phases.
+    /// situation stays as far as it got. dx::LockRefused, dx::LockNotLeft, dx::NoDataSet, the codes
+    /// of the phases, dx::RespondUnexpected.
     bool respondToSituation();
 
     int recordArgument(const char* value, int position);
@@ -161,7 +284,8 @@ class ZMU_API ZarnDataForThread {
 
     static constexpr unsigned int defaultDialogStyle = 48;
 
-    /// The gate of every phase: raises 265 without a data set, else the code that is held.
+    /// The gate of every phase: raises dx::NoDataSet without a data set, else the code that is
+    /// held.
     void requireApproval() const;
     /// The data set's line width for a target; 67 or 0 without a data set.
     zmu::u8 getDefaultLineWidth(Zarn_MSG_FMT format) const;

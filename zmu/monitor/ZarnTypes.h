@@ -18,7 +18,7 @@ enum Zarn_TOLERANCE : int {
     Zarn_TOLERANCE_FORGIVING = 2, ///< The next operation erases the code and proceeds.
 };
 
-/// Assertiveness level, 0 to 10; stored and handed back.
+/// Assertiveness level, 0 to 10; stored and handed back, for the product to act on.
 using Zarn_DX_MODE = int;
 
 /// Target of a message format.
@@ -29,6 +29,10 @@ inline constexpr int ZARN_CHARSET_WIDE = 2;
 
 /// Position of recordArgument: behind the last argument recorded.
 inline constexpr int ZARN_ARG_NEXT = 0x7FFFFFFF;
+
+// Criteria and traits decide what a process without a log of its own hands to its proxy. Where
+// there is a log it gets every situation, and of the criteria only the respond bits count: without
+// any the display shows nothing.
 
 /// Bits of a behaviour criteria word of which any lets the monitor respond.
 inline constexpr zmu::u64 ZARN_RESPOND_MASK = 0xE000000000000000;

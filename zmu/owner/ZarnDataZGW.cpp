@@ -188,6 +188,7 @@ void ZarnDataZGW::configureDataSet(const UTL_String& formPath)
         if (!m_dataSet->setLogFileByteCountLimit(obtainLogFileByteCountLimit(), previous))
             m_dataSet->forgetSelfDX_Code();
     }
+    m_dataSet->setSystemTextsEscaped(true);
     for (int tag = 0; tag < Zarn_FORM_TAGS_QTY; ++tag) {
         if (!m_dataSet->recordTag(m_logTagValues[tag].wideText(), Zarn_FORM_TAG(tag)) &&
             !m_dataSet->isSelfSatisfied())

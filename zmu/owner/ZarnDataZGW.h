@@ -15,6 +15,9 @@
 // who comes second waits for the next millisecond. A file whose name nobody asked for, and no
 // monitor wrote, goes away with the object.
 //
+// The form is bpw_template.html in the folder Templates of that directory, or aps_template.html for
+// the owner APS; without one the built-in form is used. The directory must exist.
+//
 // Operations that can fail answer with a bool or a pointer; getDX_Code1 and getDX_Code2 tell why
 // (docs/zgw-codes.md). The codes are those of the calling thread's last operation. An object is for
 // one thread at a time; several may be made and destroyed at once. createZarnMonitor and
@@ -35,11 +38,12 @@ class Zarn;
 class ZarnData;
 class ZRpbr;
 
-// Owners that are told apart; any other number is an owner, too.
-inline constexpr zmu::i64 ZGW_OWNER_CM = 0x80000040;
-inline constexpr zmu::i64 ZGW_OWNER_LOGON = 0x80010000;
-inline constexpr zmu::i64 ZGW_OWNER_PW = 0x80200000;
-inline constexpr zmu::i64 ZGW_OWNER_APS = 0x80000001;
+// Modules of the product that are told apart as owners, by the brand text that names them, by the
+// user's name in their first log's, and by their form; any other number is an owner, too.
+inline constexpr zmu::i64 ZGW_OWNER_CM = 0x80000040;    ///< cm.exe, the control manager
+inline constexpr zmu::i64 ZGW_OWNER_LOGON = 0x80010000; ///< Logon.exe, of a user
+inline constexpr zmu::i64 ZGW_OWNER_PW = 0x80200000;    ///< pw.exe, a user's program window
+inline constexpr zmu::i64 ZGW_OWNER_APS = 0x80000001;   ///< aps.exe, the application server
 
 class ZMU_API ZarnDataZGW {
   public:
@@ -54,14 +58,28 @@ class ZMU_API ZarnDataZGW {
     ZarnDataZGW& operator=(const ZarnDataZGW&) = delete;
 
     // ---- The virtual stages, in the order of their slots --------------------------------------
+    //
+    // They run on the thread that makes or destroys the owner, without any lock, and may allocate.
 
-    /// The place for a subclass to change the data set before it becomes a monitor's. Whether it
-    /// may: false with a code (9), or without one (6). An exception counts as false.
+    /// The place for a subclass to change m_dataSet before it becomes a monitor's, by its setters
+    /// alone: there is no log yet, and nothing can be reported. Called by createZarnMonitor, once
+    /// for each try, when all else is set. A subclass calls this class's form first, which forgets
+    /// the codes of an earlier operation. True to go on. False, or an exception, refuses the
+    /// monitor, with a code of the subclass's in code 1, else zgw::CustomizeRefused, and the data
+    /// set stays for another try. As it stands here: zgw::CustomizeNoDataSet.
     virtual bool customizeForOwner();
 
   protected:
+    /// Releases what the owner has: texts, tags, brander, the data set unless a monitor has it, and
+    /// an unused log file. Called by the constructor where it fails and by the destructor, both in
+    /// this class's form, and by setMemberVarsToDefaults with bit 4. Releases all of it also where
+    /// a step fails, and answers false then, without a code; leaves null, since it may be called
+    /// again.
     virtual bool freeResources();
-    /// Called once, by the constructor, and therefore in this class's form.
+    /// Gathers everything. Called once, by the constructor, and therefore in this class's form:
+    /// a subclass cannot replace it. zgw::InitializedTwice, zgw::NoDataSet, zgw::NoDirectoryString,
+    /// zgw::NoFileString, zgw::TagValuesUnknown, zgw::LogFilePathUnknown, zgw::DataSetRefused, the
+    /// codes of brander, tags and paths, zgw::InitializeUnexpected.
     virtual bool initialize();
 
   public:
@@ -69,7 +87,8 @@ class ZMU_API ZarnDataZGW {
 
     // ---- Life cycle -------------------------------------------------------------------------------
 
-    /// Makes a monitor of the data set; null on failure (5, 6, 7). Succeeds once.
+    /// Makes a monitor of the data set; null on failure. Succeeds once. zgw::NothingToHandOver,
+    /// zgw::CustomizeRefused or a code of the subclass, zgw::MonitorNotCreated.
     Zarn* createZarnMonitor();
     /// Destroys a monitor and nulls the pointer; null is a success. False, with the pointer as it
     /// was, for what is no registered monitor.
@@ -110,7 +129,9 @@ class ZMU_API ZarnDataZGW {
 
     /// The log directory with a separator at its end, environment references expanded. That it
     /// exists is not promised. One that cannot be expanded is taken as it stands, and made if it
-    /// does not exist: 35, 43 to 46, 49, 50.
+    /// does not exist. zgw::DirectoryUnusable, zgw::DirectoryNotCreated, zgw::DirectoryTooLong,
+    /// zgw::DirectoryNotAssigned, zgw::DirectorySecondUnexpected, zgw::HomeDirectoryUnknown,
+    /// zgw::PathIsNoDirectory.
     static bool obtainLogDirectorySpecifier(UTL_String& directory, HINSTANCE module);
     /// Copies the log's path, which is empty for an owner that does not run standalone. A buffer of
     /// fewer than 260 elements, or one that the path does not fit, comes back empty. Whoever has
@@ -118,11 +139,15 @@ class ZMU_API ZarnDataZGW {
     wchar_t* getLogFileFQPath(wchar_t* buffer, zmu::u64 capacity);
 
     /// Fresh values of all tags, "Unknown" where there is none. `values` is an array of `quantity`
-    /// texts; release it with freeLogTagValues. 59, 62 to 65.
+    /// texts; release it with freeLogTagValues. zgw::BrandTextFailed,
+    /// zgw::UnknownTextEmpty, zgw::TagValuesNoMemory, zgw::TagValuesNoBrander,
+    /// zgw::TagValuesUnexpected.
     static bool obtainLogTagValues(UTL_String*& values, int& quantity, zmu::i64 ownerID,
                                    HINSTANCE const& module, ZRpbr* brander, int& code1,
                                    zmu::ulong32& code2);
-    /// A fresh value of one tag; false if it is empty. 56 to 61. `buffer` may be null.
+    /// A fresh value of one tag; false if it is empty. `buffer` may be null.
+    /// zgw::TagSourceFailed, zgw::TagBufferEmpty, zgw::BrandTextFailed, zgw::BrandTextNoBrander,
+    /// zgw::TagModuleUnknown, zgw::TagValueUnexpected.
     static bool obtainLogTagValue(UTL_String& value, Zarn_FORM_TAG tag, zmu::i64 ownerID,
                                   HINSTANCE const& module, ZRpbr* brander, int& code1,
                                   zmu::ulong32& code2, wchar_t* buffer, zmu::u64 capacity);
@@ -134,8 +159,9 @@ class ZMU_API ZarnDataZGW {
 
     // ---- The product's brander ------------------------------------------------------------------
 
-    /// The process's brander, made if it is not alive; `createdHere` tells which. 3, 4. A code that
-    /// the calling thread still holds is a failure, too, and one costs the process its brander.
+    /// The process's brander, made if it is not alive; `createdHere` tells which. A code
+    /// that the calling thread still holds is a failure, too, and one costs the process its
+    /// brander. zgw::BranderMissing, zgw::BranderUnexpected.
     static bool obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName, bool& createdHere);
     /// Hands the brander to the caller, and the name of its module unless `moduleName` is null.
     void relinquishProductBrander(ZRpbr*& brander, UTL_String** moduleName);
@@ -147,7 +173,9 @@ class ZMU_API ZarnDataZGW {
     bool setMemberVarsToDefaults(int passes, zmu::ulong32 mask);
     /// The level of self-diagnosis from the machine's settings, 0 to 10. A missing or too high
     /// value is replaced by 0 there. False, with level 0, when the settings cannot be used; the
-    /// trace tells 31 to 34, the codes of the class stay as they are.
+    /// trace tells which of zgw::AssertivenessKeyNotOpened, zgw::AssertivenessUnusable,
+    /// zgw::AssertivenessNotWritten and zgw::AssertivenessUnexpected it was, the codes of the class
+    /// stay as they are.
     bool obtainAssertivenessLevel(Zarn_DX_MODE& mode);
     bool obtainLogDirectorySpecifier();
     /// Composes the path of a log that does not exist yet, and makes the file where that is

@@ -35,14 +35,17 @@ struct Hotfix {
     std::wstring name;
     std::optional<DWORD> installed; ///< What is recorded of it, if anything is.
 };
-/// The hotfixes on record. False where there is no record, or it cannot be read to its end.
+/// The hotfixes on record, on Linux the patches of the running kernel. False where there is no
+/// record, or it cannot be read to its end.
 bool readHotfixes(std::vector<Hotfix>& hotfixes);
 
 std::wstring computerName();
 /// Domain that the machine knows the process's account by, whatever the environment says.
 std::wstring accountDomain();
 
+/// Of the system; on Linux that of the process's locale.
 unsigned languageID();
+/// On Linux /usr, and the folder of the loader's libraries.
 std::wstring windowsDirectory();
 std::wstring systemDirectory();
 

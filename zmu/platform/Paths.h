@@ -1,6 +1,8 @@
 // How paths are put together on this platform.
 #pragma once
 
+#include <string_view>
+
 namespace zmu {
 
 #if defined(_WIN32)
@@ -12,6 +14,16 @@ constexpr bool isPathSeparator(wchar_t c)
 {
     return c == L'/' || c == L'\\';
 }
+/// What stands between the paths of a list.
+inline constexpr wchar_t pathListSeparator = L';';
+/// Whether a path names its file wherever the process stands.
+constexpr bool isFullPath(std::wstring_view path)
+{
+    const auto isLetter = [](wchar_t c) { return (c | 0x20) >= L'a' && (c | 0x20) <= L'z'; };
+    const bool onDrive =
+        path.size() > 2 && isLetter(path[0]) && path[1] == L':' && isPathSeparator(path[2]);
+    return onDrive || (path.size() > 1 && isPathSeparator(path[0]) && isPathSeparator(path[1]));
+}
 
 #else
 
@@ -20,6 +32,11 @@ inline constexpr wchar_t pathSeparator = L'/';
 constexpr bool isPathSeparator(wchar_t c)
 {
     return c == L'/';
+}
+inline constexpr wchar_t pathListSeparator = L':';
+constexpr bool isFullPath(std::wstring_view path)
+{
+    return path.starts_with(L'/');
 }
 
 #endif

@@ -4,7 +4,8 @@
 // system's own. Elsewhere it declares exactly the types, constants and functions that the library
 // calls, each with what is expected of it; zmu/platform/linux/ supplies them, one source file a
 // family. The functions have C++ linkage, so that no symbol meets another compatibility library's.
-// What of it hosts meet stands in Host.h; this header is for sources, and is not installed.
+// What of it hosts meet stands in Host.h and HostWindows.h; this header is for
+// sources, and is not installed.
 //
 // Wide text is wchar_t. Where wchar_t is wider than 16 bits an element holds a code point. The
 // narrow code page outside Windows is UTF-8.
@@ -27,9 +28,11 @@
 
 #else
 
-#include <zmu/platform/Host.h>
+#include <zmu/platform/HostWindows.h>
 
 #include <atomic>
+#include <cstdarg>
+#include <cstddef>
 #include <ctime>
 #include <mutex>
 
@@ -59,6 +62,7 @@ inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 inline constexpr DWORD ERROR_WRITE_PROTECT = 19;
 inline constexpr DWORD ERROR_WRITE_FAULT = 29;
+inline constexpr DWORD ERROR_GEN_FAILURE = 31;
 inline constexpr DWORD ERROR_NOT_SUPPORTED = 50;
 inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 inline constexpr DWORD ERROR_DISK_FULL = 112;
@@ -74,7 +78,10 @@ inline constexpr DWORD ERROR_NOT_OWNER = 288;
 inline constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
 inline constexpr DWORD ERROR_SERVICE_NOT_ACTIVE = 1062;
 inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
+inline constexpr DWORD ERROR_NO_MORE_USER_HANDLES = 1158;
 inline constexpr DWORD ERROR_FILE_CORRUPT = 1392;
+inline constexpr DWORD ERROR_INVALID_WINDOW_HANDLE = 1400;
+inline constexpr DWORD ERROR_INVALID_MSGBOX_STYLE = 1438;
 inline constexpr DWORD ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION = 1459;
 inline constexpr DWORD ERROR_TIMEOUT = 1460;
 inline constexpr DWORD ERROR_INVALID_HANDLE_STATE = 1609;
@@ -84,9 +91,13 @@ inline constexpr DWORD ERROR_OBJECT_ALREADY_EXISTS = 5010;
 
 /// Hands one text to the debug output channel, in one piece. Never fails, keeps the last error.
 void OutputDebugStringW(const wchar_t* text);
-/// Shows `text` to the operator. Without a display: writes caption and text to standard error,
-/// sets ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION and returns 0. Waits for nobody: text that
-/// standard error does not take in a moment is dropped.
+/// Shows `text` to the operator, with the buttons and the icon of `type`, centred on `parent` or in
+/// the middle of the screen, and waits for an answer, which is the number of the button. A null
+/// caption is "Error". A button for help is not offered. From any thread. When it cannot be shown,
+/// or goes away unanswered, caption and text are written to standard error, and the result is 0
+/// with a last error: those of CreateDialogParamW, 1400 when the window's program was killed, 1460
+/// when it hung, 1438 for a `type` of unknown buttons. Without a display it waits for nobody: text
+/// that standard error does not take in a moment is dropped.
 int MessageBoxW(HWND parent, const wchar_t* text, const wchar_t* caption, UINT type);
 
 // ---- Message formatting: linux/MessageFormat.cpp ---------------------------------------------
@@ -115,6 +126,8 @@ void* LocalFree(void* memory);
 // How modules are named is told in Host.h.
 
 HMODULE GetModuleHandleA(const char* name);
+/// The same as LoadLibraryW: `flags` are for what modules have elsewhere. `file` must be null.
+HMODULE LoadLibraryExW(const wchar_t* name, void* file, DWORD flags);
 /// An exported function of `module` itself, never of a module that it depends on. Null with
 /// ERROR_PROC_NOT_FOUND when there is none.
 FARPROC GetProcAddress(HMODULE module, const char* name);
@@ -150,6 +163,7 @@ BOOL VerQueryValueW(const void* block, const wchar_t* address, void** value, UIN
 /// Identity of the calling thread: never 0, stable while the thread lives.
 DWORD GetCurrentThreadId();
 DWORD GetCurrentProcessId();
+void Sleep(DWORD milliseconds);
 
 /// A lock that its owner may enter again. Enter and leave must balance.
 struct CRITICAL_SECTION {
@@ -203,6 +217,9 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* source, int sour
 int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* source, int sourceLength,
                         char* output, int outputLength, const char* defaultCharacter,
                         BOOL* usedDefaultCharacter);
+/// Formats at most `count` elements, as by printf, and a terminator. Returns the elements without
+/// it; -1 when there are more, which are cut off, or when the format cannot be filled.
+int _vsnwprintf(wchar_t* output, std::size_t count, const wchar_t* format, va_list arguments);
 /// Compares without regard to case, by the C library's rule for the current locale.
 int _wcsicmp(const wchar_t* left, const wchar_t* right);
 
@@ -231,6 +248,8 @@ BOOL FileTimeToSystemTime(const FILETIME* time, SYSTEMTIME* calendar);
 BOOL SystemTimeToFileTime(const SYSTEMTIME* calendar, FILETIME* time);
 /// Seconds since 1 January 1970, UTC; also in `*time` unless that is null.
 i64 _time64(i64* time);
+/// The C library's: not 0 where the local time zone has known a daylight saving time.
+inline const int& _daylight = daylight;
 /// Local broken-down time of a moment. 0, or EINVAL for one that has none: all fields are -1 then.
 int _localtime64_s(std::tm* local, const i64* time);
 
@@ -317,12 +336,64 @@ struct OSVERSIONINFOEXW {
     u8 wProductType;
 };
 
-// ---- Windows: linux/Windows.cpp ----------------------------------------------------------------
+// ---- Windows: linux/Windows.cpp, linux/MessageBox.cpp -------------------------------------------
+//
+// What of them hosts may call stands in HostWindows.h.
 
-/// Text of a window. There are no windows here yet: a length of 0 and an empty text.
+inline constexpr UINT WM_DESTROY = 0x0002;
+inline constexpr UINT WM_INITDIALOG = 0x0110;
+inline constexpr UINT WM_CTLCOLORDLG = 0x0136;
+inline constexpr UINT WM_CTLCOLORSTATIC = 0x0138;
+inline constexpr i64 WS_CAPTION = 0x00C00000;
+inline constexpr i64 WS_MAXIMIZE = 0x01000000;
+inline constexpr i64 WS_VISIBLE = 0x10000000;
+inline constexpr i64 WS_MINIMIZE = 0x20000000;
+inline constexpr i64 WS_CHILD = 0x40000000;
+inline constexpr i64 WS_POPUP = 0x80000000;
+inline constexpr int GWL_STYLE = -16;
+inline constexpr int SW_HIDE = 0;
+inline constexpr int SW_SHOW = 5;
+inline constexpr UINT SWP_NOSIZE = 0x01;
+inline constexpr UINT SWP_FRAMECHANGED = 0x20;
+inline constexpr UINT SPI_GETWORKAREA = 0x30;
+inline constexpr int COLOR_WINDOWTEXT = 8;
+inline constexpr int COLOR_3DFACE = 15;
+inline HWND__* const HWND_TOP = nullptr;
+inline HWND__* const HWND_TOPMOST = reinterpret_cast<HWND>(-1L);
+
+/// The resource of a number: no module has one here.
+inline const wchar_t* MAKEINTRESOURCEW(int)
+{
+    return nullptr;
+}
+/// GWL_STYLE: the WS_ bits above that hold for the window; a control, and a dialog with a parent,
+/// are children. 0 on failure.
+i64 GetWindowLongPtrW(HWND window, int index);
+/// The dialog of a control, the parent that a dialog was made with; null for none.
+HWND GetParent(HWND window);
+/// Moves a dialog. With HWND_TOPMOST it is also to stay above all others from now on, without not.
+/// The size stays.
+BOOL SetWindowPos(HWND window, HWND insertAfter, int left, int top, int width, int height,
+                  UINT flags);
+/// Puts a dialog above the others, as far as the desktop lets programs do that. It never takes the
+/// focus.
+BOOL SetForegroundWindow(HWND window);
+/// Whether the window is there: it knows by itself when to draw.
+BOOL InvalidateRect(HWND window, const RECT* part, BOOL erase);
+/// Draws a dialog, or its control, at once.
+BOOL UpdateWindow(HWND window);
+/// Always successful: what a call has drawn is on its way to the screen when it returns.
+BOOL GdiFlush();
+/// SPI_GETWORKAREA: what the desktop's own bars leave of the first screen, into a RECT. False
+/// without a window, through which to ask.
+BOOL SystemParametersInfoW(UINT action, UINT parameter, void* result, UINT flags);
+/// Windows have the desktop's own colours and font. A brush stands for them, and black for the
+/// colour of text.
+HBRUSH GetSysColorBrush(int color);
+DWORD GetSysColor(int color);
+BOOL DeleteObject(HFONT font);
 int GetWindowTextLengthA(HWND window);
 int GetWindowTextLengthW(HWND window);
 int GetWindowTextA(HWND window, char* buffer, int size);
-int GetWindowTextW(HWND window, wchar_t* buffer, int size);
 
 #endif

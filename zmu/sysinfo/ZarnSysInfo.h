@@ -64,6 +64,7 @@ class ZMU_API ZarnSysInfo {
     wchar_t* m_category = nullptr; ///< Made with new[]; deleted with this object.
     int m_position = 0;            ///< Of the next pair.
     int m_error = 0;               ///< The failure that stays; 0 for none.
+    wchar_t m_scratch[2048] = {};  ///< A subclass's own work text.
     bool m_updatePosition = true;
 
   private:

@@ -1,5 +1,6 @@
-// The last error, and what the library says to people: debug output and message boxes, which are
-// both standard error here.
+// The last error, and what the library says on standard error: debug output, and what no box shows.
+#include <zmu/platform/linux/Diagnostics.h>
+
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/Conversion.h>
 
@@ -232,18 +233,14 @@ void OutputDebugStringW(const wchar_t* text)
     stream.add(text);
 }
 
-int MessageBoxW(HWND, const wchar_t* text, const wchar_t* caption, UINT)
+void zmu::writeToStandardError(const wchar_t* caption, const wchar_t* text)
 {
-    {
-        const ErrorKeeper keeper;
-        ErrorStream stream;
-        if (caption && *caption) {
-            stream.add(caption);
-            stream.add(L": ");
-        }
-        stream.add(text ? text : L"");
-        stream.add(L"\n");
+    const ErrorKeeper keeper;
+    ErrorStream stream;
+    if (caption && *caption) {
+        stream.add(caption);
+        stream.add(L": ");
     }
-    SetLastError(ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION);
-    return 0;
+    stream.add(text ? text : L"");
+    stream.add(L"\n");
 }

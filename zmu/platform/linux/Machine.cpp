@@ -2,8 +2,11 @@
 #include <zmu/platform/Machine.h>
 
 #include <zmu/platform/linux/Conversion.h>
+#include <zmu/platform/linux/Locale.h>
 #include <zmu/platform/linux/SystemFiles.h>
 
+#include <dirent.h>
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysinfo.h>
@@ -11,8 +14,13 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <exception>
 #include <iterator>
+#include <memory>
 #include <string_view>
 
 namespace zmu::machine {
@@ -103,9 +111,25 @@ Edition edition()
     return {};
 }
 
-bool readHotfixes(std::vector<Hotfix>&)
+bool readHotfixes(std::vector<Hotfix>& hotfixes)
 {
-    return notSupported<bool>();
+    // What is mended in a running kernel. One that cannot be has no such folder, and no hotfixes.
+    const std::string folder = "/sys/kernel/livepatch";
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), closedir);
+    if (!stream)
+        return errno == ENOENT;
+    while (const dirent* entry = readdir(stream.get())) {
+        if (entry->d_name[0] == '.')
+            continue;
+        const std::string enabled =
+            readSystemFile(folder + '/' + entry->d_name + "/enabled", fileSizeMax);
+        hotfixes.push_back({widen(entry->d_name), std::nullopt});
+        if (!enabled.empty())
+            hotfixes.back().installed = enabled[0] == '1' ? 1 : 0;
+    }
+    std::sort(hotfixes.begin(), hotfixes.end(),
+              [](const Hotfix& left, const Hotfix& right) { return left.name < right.name; });
+    return true;
 }
 
 std::wstring computerName()
@@ -128,17 +152,24 @@ std::wstring accountDomain()
 
 unsigned languageID()
 {
-    return notSupported<unsigned>();
+    return languageOfLocale(processLocale());
 }
 
 std::wstring windowsDirectory()
 {
-    return notSupported<std::wstring>();
+    return L"/usr";
 }
 
 std::wstring systemDirectory()
 {
-    return notSupported<std::wstring>();
+    // Where the loader found the C library, by the name that no symbolic link leads to.
+    Dl_info library = {};
+    char path[PATH_MAX];
+    if (dladdr(reinterpret_cast<const void*>(&gethostname), &library) == 0 || !library.dli_fname ||
+        !realpath(library.dli_fname, path))
+        return {};
+    const std::string_view file = path;
+    return widen(std::string(file.substr(0, file.rfind('/'))));
 }
 
 bool listFixedDrives(std::vector<std::wstring>& drives, std::wstring&)

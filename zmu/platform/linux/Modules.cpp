@@ -192,6 +192,11 @@ HMODULE LoadLibraryW(const wchar_t* name)
     return static_cast<HMODULE>(module.release());
 }
 
+HMODULE LoadLibraryExW(const wchar_t* name, void*, DWORD)
+{
+    return LoadLibraryW(name);
+}
+
 BOOL FreeLibrary(HMODULE module)
 {
     if (!module || dlclose(module) != 0) {

@@ -94,6 +94,11 @@ int WideCharToMultiByte(UINT codePage, DWORD, const wchar_t* source, int sourceL
     return written;
 }
 
+int _vsnwprintf(wchar_t* output, std::size_t count, const wchar_t* format, va_list arguments)
+{
+    return std::vswprintf(output, count + 1, format, arguments);
+}
+
 std::string zmu::narrow(std::wstring_view text)
 {
     constexpr std::size_t bytesMax = 4; // of one element

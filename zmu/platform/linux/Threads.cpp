@@ -99,6 +99,15 @@ DWORD GetCurrentProcessId()
     return static_cast<DWORD>(getpid());
 }
 
+void Sleep(DWORD milliseconds)
+{
+    const zmu::CancellationHold hold;
+    timespec left{static_cast<time_t>(milliseconds / 1000),
+                  static_cast<long>(milliseconds % 1000) * 1000000};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
 void InitializeCriticalSection(CRITICAL_SECTION* section)
 {
     section->owner.store(0, std::memory_order_relaxed);

@@ -2,29 +2,19 @@
 //
 // A module carries one note for each language (zmu_module_version of cmake/ZmuModuleVersion.cmake
 // makes it). The note's name is "zmu" and its type 1. Its descriptor is a row of UTF-8 texts, each
-// with a terminator: the key of the language and code page, then name and value by turns. Files
-// come from anywhere, so every offset and count is checked, and what one file can cost is limited.
+// with a terminator: the key of the language and code page, then name and value by turns.
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/Conversion.h>
+#include <zmu/platform/linux/ElfFile.h>
 #include <zmu/platform/linux/ModuleFiles.h>
 
-#include <elf.h>
-#include <fcntl.h>
-#include <link.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <bit>
-#include <cerrno>
 #include <cstring>
 #include <cwchar>
 #include <exception>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 using namespace zmu;
@@ -34,155 +24,7 @@ namespace {
 constexpr std::string_view noteName("zmu", 4); // with its terminator
 constexpr unsigned noteType = 1;
 
-constexpr std::size_t maxHeaders = 1024;         ///< Segments or sections of a file.
-constexpr std::size_t maxNoteBytes = 256 * 1024; ///< Notes that are read of a file, all together.
-constexpr std::size_t maxTextBytes = 64 * 1024;  ///< Version data of a file.
-
-// ---- Reading a file ----------------------------------------------------------------------------
-
-/// A regular file that is open for reading. Others are not opened: a pipe would wait for a writer,
-/// and a device may act on being opened.
-class InputFile {
-  public:
-    explicit InputFile(const std::string& path)
-    {
-        struct stat status = {};
-        if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
-            return;
-        m_descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-        if (m_descriptor >= 0 && fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode))
-            m_size = static_cast<u64>(status.st_size);
-    }
-    ~InputFile()
-    {
-        if (m_descriptor >= 0)
-            close(m_descriptor);
-    }
-    InputFile(const InputFile&) = delete;
-    InputFile& operator=(const InputFile&) = delete;
-
-    bool isOpen() const { return m_descriptor >= 0; }
-
-    bool holds(u64 offset, u64 size) const { return offset <= m_size && size <= m_size - offset; }
-
-    /// Reads all of `size` bytes, or fails. The file may have become shorter meanwhile.
-    bool read(u64 offset, void* target, std::size_t size) const
-    {
-        if (!holds(offset, size))
-            return false;
-        auto* bytes = static_cast<char*>(target);
-        while (size != 0) {
-            const ssize_t count = pread(m_descriptor, bytes, size, static_cast<off_t>(offset));
-            if (count < 0 && errno == EINTR)
-                continue;
-            if (count <= 0)
-                return false;
-            bytes += count;
-            offset += static_cast<u64>(count);
-            size -= static_cast<std::size_t>(count);
-        }
-        return true;
-    }
-
-  private:
-    int m_descriptor = -1;
-    u64 m_size = 0;
-};
-
-// ---- Notes -------------------------------------------------------------------------------------
-
-using FileHeader = ElfW(Ehdr);
-using Segment = ElfW(Phdr);
-using Section = ElfW(Shdr);
-using NoteHeader = ElfW(Nhdr);
-
-/// Whether the structures of the file are this process's own.
-bool isReadable(const FileHeader& header)
-{
-    constexpr unsigned char ownClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
-    constexpr unsigned char ownOrder =
-        std::endian::native == std::endian::little ? ELFDATA2LSB : ELFDATA2MSB;
-    return std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 &&
-           header.e_ident[EI_CLASS] == ownClass && header.e_ident[EI_DATA] == ownOrder;
-}
-
-/// The table of segments or sections; empty if it does not lie in the file.
-template <class Header>
-std::vector<Header> readTable(const InputFile& file, u64 offset, std::size_t count,
-                              std::size_t entrySize)
-{
-    if (entrySize != sizeof(Header) || count > maxHeaders || !file.holds(offset, count * entrySize))
-        return {};
-    std::vector<Header> table(count);
-    if (!file.read(offset, table.data(), count * entrySize))
-        table.clear();
-    return table;
-}
-
-/// Reads runs of notes and keeps the descriptors of ours.
-class NoteReader {
-  public:
-    explicit NoteReader(const InputFile& file) : m_file(file) {}
-
-    void read(u64 offset, u64 size, u64 alignment)
-    {
-        if (size > m_bytesLeft || !m_file.holds(offset, size))
-            return;
-        m_bytesLeft -= static_cast<std::size_t>(size);
-        std::string notes(static_cast<std::size_t>(size), '\0');
-        if (m_file.read(offset, notes.data(), notes.size()))
-            walk(notes, alignment == 8 ? 8 : 4);
-    }
-
-    std::vector<std::string> descriptors;
-
-  private:
-    /// Lengths are of 32 bits and calculated in 64, so that no sum wraps around.
-    void walk(std::string_view notes, u64 alignment)
-    {
-        const auto aligned = [&](u64 size) {
-            return (size + alignment - 1) / alignment * alignment;
-        };
-        while (notes.size() >= sizeof(NoteHeader)) {
-            NoteHeader note;
-            std::memcpy(&note, notes.data(), sizeof note);
-            const u64 nameEnd = sizeof note + u64(note.n_namesz);
-            const u64 descriptor = aligned(nameEnd);
-            const u64 end = descriptor + note.n_descsz;
-            if (end > notes.size())
-                return;
-            if (note.n_type == noteType && notes.substr(sizeof note, note.n_namesz) == noteName)
-                descriptors.emplace_back(notes.substr(descriptor, note.n_descsz));
-            notes.remove_prefix(std::min<u64>(aligned(end), notes.size()));
-        }
-    }
-
-    const InputFile& m_file;
-    std::size_t m_bytesLeft = maxNoteBytes;
-};
-
-/// Descriptors of a module's version notes. A loaded module shows them in its segments; one whose
-/// link left them out of these still has the sections.
-std::vector<std::string> readVersionNotes(const InputFile& file)
-{
-    FileHeader header{};
-    if (!file.read(0, &header, sizeof header) || !isReadable(header))
-        return {};
-    NoteReader reader(file);
-    for (const Segment& segment :
-         readTable<Segment>(file, header.e_phoff, header.e_phnum, header.e_phentsize)) {
-        if (segment.p_type == PT_NOTE)
-            reader.read(segment.p_offset, segment.p_filesz, segment.p_align);
-    }
-    if (!reader.descriptors.empty())
-        return reader.descriptors;
-    for (const Section& section :
-         readTable<Section>(file, header.e_shoff, header.e_shnum, header.e_shentsize)) {
-        if (section.sh_type == SHT_NOTE)
-            reader.read(section.sh_offset, section.sh_size, section.sh_addralign);
-    }
-    return reader.descriptors;
-}
+constexpr std::size_t maxTextBytes = 64 * 1024; ///< Version data of a file.
 
 // ---- The block ---------------------------------------------------------------------------------
 //
@@ -274,9 +116,11 @@ void addLanguage(VersionData& data, std::string_view descriptor)
 VersionData load(const wchar_t* name)
 {
     VersionData data;
-    const InputFile file(name ? zmu::findModuleFile(name) : std::string());
+    zmu::InputFile file;
+    if (name)
+        file.open(zmu::findModuleFile(name));
     std::size_t textBytes = 0;
-    for (const std::string& descriptor : readVersionNotes(file)) {
+    for (const std::string& descriptor : zmu::readNotes(file, noteName, noteType)) {
         textBytes += descriptor.size();
         if (textBytes > maxTextBytes)
             break;

@@ -1,6 +1,6 @@
 // The C library lets a program replace malloc, and keeps its own under these names. The C++
 // library's operator new allocates by malloc.
-#include "Platform.h"
+#include "../Platform.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "BrandTexts.h"
+#include "../BrandTexts.h"
 
 #include <filesystem>
 

@@ -1,6 +1,6 @@
-#include "Platform.h"
+#include "../Platform.h"
 
-#include "Text.h"
+#include "../Text.h"
 
 #include <zmu/platform/Win32.h>
 

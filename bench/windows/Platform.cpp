@@ -1,4 +1,4 @@
-#include "Platform.h"
+#include "../Platform.h"
 
 #include <zmu/platform/Win32.h>
 

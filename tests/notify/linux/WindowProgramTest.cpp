@@ -1,0 +1,240 @@
+// The program that shows windows: what the host notices of it, and what becomes of one when the
+// other is killed, stopped, or missing.
+#include "../Dialogs.h"
+#include "Screen.h"
+
+#include <zmu/notify/StatusCodes.h>
+
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+
+namespace {
+
+using namespace zmu_test;
+using Clock = std::chrono::steady_clock;
+namespace status = zmu::status;
+
+class WindowProgram : public Dialogs {
+  protected:
+    WindowProgram() { markPrograms(); }
+    ~WindowProgram() override { signal(SIGCHLD, SIG_DFL); }
+};
+
+volatile sig_atomic_t s_childSignals = 0;
+
+/// The only window program that runs.
+pid_t theProgram()
+{
+    const std::vector<pid_t> programs = windowPrograms();
+    EXPECT_EQ(programs.size(), 1u);
+    return programs.empty() ? 0 : programs.front();
+}
+
+bool hasChildren()
+{
+    return waitpid(-1, nullptr, WNOHANG | __WALL) != -1 || errno != ECHILD;
+}
+
+TEST_F(WindowProgram, LeavesNothingBehind)
+{
+    signal(SIGCHLD, [](int) { s_childSignals = s_childSignals + 1; });
+    ASSERT_NE(makeReporter(), nullptr);
+    ZarnStatusReporter::destroy();
+    const int before = descriptorsInUse();
+    for (int round = 0; round < 20; ++round) {
+        if (round == 10)
+            signal(SIGCHLD, SIG_IGN);
+        ASSERT_NE(makeReporter(), nullptr) << round;
+        EXPECT_FALSE(hasChildren());
+        ZarnStatusReporter::destroy();
+    }
+    EXPECT_EQ(descriptorsInUse(), before);
+    EXPECT_TRUE(windowPrograms().empty());
+    EXPECT_EQ(s_childSignals, 0);
+
+    // Nor when nothing can be shown.
+    unsetenv("DISPLAY");
+    const Traces traces;
+    for (int round = 0; round < 20; ++round)
+        EXPECT_EQ(makeReporter(), nullptr);
+    EXPECT_EQ(ZarnStatusReporter::getDX_Code1(), status::DialogNotCreated);
+    EXPECT_EQ(ZarnStatusReporter::getDX_Code2(), 1459u);
+    EXPECT_FALSE(hasChildren());
+}
+
+TEST_F(WindowProgram, InheritsNothingButItsSocket)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+    signal(SIGINT, SIG_IGN);
+    ASSERT_NE(makeReporter(), nullptr);
+    const pid_t program = theProgram();
+    const QByteArray state = fileOfProcess(program, "status");
+    EXPECT_TRUE(state.contains("SigBlk:\t0000000000000000\n"));
+    const QByteArray ignored = state.mid(state.indexOf("SigIgn:\t") + 8, 16);
+    EXPECT_EQ(ignored.toULongLong(nullptr, 16) & 1u << (SIGINT - 1), 0u);
+    EXPECT_NE(getsid(program), getsid(0));
+    for (const QFileInfo& own : QDir("/proc/self/fd").entryInfoList(QDir::Files | QDir::System)) {
+        if (!own.symLinkTarget().contains("pipe:") && !own.symLinkTarget().contains("socket:"))
+            continue;
+        for (const QFileInfo& theirs : QDir(QStringLiteral("/proc/%1/fd").arg(program))
+                                           .entryInfoList(QDir::Files | QDir::System))
+            EXPECT_NE(theirs.symLinkTarget(), own.symLinkTarget());
+    }
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(WindowProgram, ThatIsKilledCostsItsWindow)
+{
+    ZarnStatusReporter* reporter = makeReporter();
+    ASSERT_NE(reporter, nullptr);
+    kill(theProgram(), SIGKILL);
+    EXPECT_TRUE(becomesTrue([&] { return !reporter->isViable(); }));
+    EXPECT_FALSE(reporter->updateDisplay(L"late"));
+    EXPECT_EQ(ZarnStatusReporter::getDX_Code1(), status::NotUsable);
+    EXPECT_TRUE(reporter->appear());
+    EXPECT_FALSE(reporter->isVisible());
+    ZarnStatusReporter::destroy();
+    reporter = makeReporter();
+    ASSERT_NE(reporter, nullptr);
+    EXPECT_TRUE(reporter->updateDisplay(L"again"));
+}
+
+TEST_F(WindowProgram, ThatIsStoppedIsGivenUp)
+{
+    ZarnStatusReporter* const reporter = makeReporter();
+    ASSERT_NE(reporter, nullptr);
+    kill(theProgram(), SIGSTOP);
+    EXPECT_TRUE(reporter->isViable());
+    const auto start = Clock::now();
+    EXPECT_FALSE(reporter->updateDisplay(L"nobody draws this"));
+    const auto duration = Clock::now() - start;
+    EXPECT_GE(duration, std::chrono::seconds(4));
+    EXPECT_LE(duration, std::chrono::seconds(8));
+    EXPECT_EQ(ZarnStatusReporter::getDX_Code1(), status::UpdateTextNotSet);
+    EXPECT_EQ(ZarnStatusReporter::getDX_Code2(), 1460u);
+    EXPECT_FALSE(reporter->isViable());
+    EXPECT_TRUE(areProgramsGone());
+}
+
+TEST_F(WindowProgram, ThatIsStoppedDoesNotDelayTheEnd)
+{
+    ASSERT_NE(makeReporter(), nullptr);
+    kill(theProgram(), SIGSTOP);
+    const auto start = Clock::now();
+    ZarnStatusReporter::destroy();
+    EXPECT_LE(Clock::now() - start, std::chrono::seconds(3));
+    EXPECT_TRUE(windowPrograms().empty());
+}
+
+TEST_F(WindowProgram, EndsWithItsHost)
+{
+    // A child of the host that lives on holds the host's end of the socket, too.
+    int life[2];
+    ASSERT_EQ(pipe(life), 0);
+    const pid_t host = fork();
+    if (host == 0) {
+        close(life[1]);
+        const bool isShown = makeReporter() != nullptr;
+        if (fork() == 0) {
+            char byte = 0;
+            // What the child does with its copy is nothing to the host's window.
+            const bool isViable = ZarnStatusReporter_MACRO_IsViable();
+            ZarnStatusReporter::destroy();
+            _exit(isViable || read(life[0], &byte, 1) != 0 ? 1 : 0);
+        }
+        _exit(isShown && pause() == 0 ? 0 : 1);
+    }
+    EXPECT_TRUE(becomesTrue([] { return windowPrograms().size() == 1; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(windowPrograms().size(), 1u);
+    kill(host, SIGKILL);
+    EXPECT_TRUE(areProgramsGone());
+    waitpid(host, nullptr, 0);
+    close(life[0]);
+    close(life[1]);
+}
+
+// ---- Where it is --------------------------------------------------------------------------------
+
+/// An installation: the library, and `program` as its window program, unless that is empty.
+class Installation {
+  public:
+    Installation(const char* place, const QByteArray& program)
+    {
+        QDir(m_folder.path()).mkpath("lib");
+        QDir(m_folder.path()).mkpath(QFileInfo(place).path());
+        QFile::copy(LIBRARY_FILE, m_folder.filePath("lib/" LIBRARY_NAME));
+        QFile file(m_folder.filePath(place));
+        if (program == "real") {
+            QFile::copy(WINDOW_PROGRAM, file.fileName());
+        } else if (!program.isEmpty() && file.open(QIODevice::WriteOnly)) {
+            file.write(program);
+            file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        }
+    }
+
+    /// What the host says of its window.
+    std::string ask() const
+    {
+        const QByteArray command = "cd / && LD_LIBRARY_PATH='" + m_folder.filePath("lib").toUtf8() +
+                                   "' '" HOST_PROGRAM "' 2>/dev/null";
+        std::string said;
+        FILE* const output = popen(command.constData(), "r");
+        char line[256];
+        while (output && std::fgets(line, sizeof line, output))
+            said += line;
+        EXPECT_EQ(pclose(output), 0);
+        return said;
+    }
+
+  private:
+    QTemporaryDir m_folder;
+};
+
+TEST_F(WindowProgram, IsFoundBesideTheLibraryOrInItsInstallation)
+{
+    EXPECT_EQ(Installation("lib/zmu-window", "real").ask(), "0/0");
+    EXPECT_EQ(Installation("libexec/zmu/zmu-window", "real").ask(), "0/0");
+}
+
+TEST_F(WindowProgram, ThatDoesNotStartIsNotWaitedForLong)
+{
+    EXPECT_EQ(Installation("lib/zmu-window", "").ask(), "14/2 at once");
+    EXPECT_EQ(Installation("lib/zmu-window", "#!/bin/sh\nexit 0\n").ask(), "14/31 at once");
+    EXPECT_EQ(Installation("lib/zmu-window", "no program\n").ask(), "14/31 at once");
+    EXPECT_EQ(Installation("lib/zmu-window", "#!/bin/sh\nexec sleep 60\n").ask(),
+              "14/1460 in time");
+    setenv("QT_QPA_PLATFORM", "xcb", 1);
+    EXPECT_EQ(Installation("lib/zmu-window", "real").ask(), "14/31 at once");
+}
+
+TEST_F(WindowProgram, ServesThreads)
+{
+    ZarnStatusReporter* const reporter = makeReporter();
+    ASSERT_NE(reporter, nullptr);
+    inThreads(3, [&](int thread) {
+        for (int i = 0; i < 50; ++i) {
+            if (thread == 2)
+                EXPECT_TRUE(i % 2 == 0 ? reporter->appear() : reporter->disappear());
+            else
+                EXPECT_TRUE(reporter->updateDisplay(thread == 0 ? L"left" : L"right"));
+        }
+    });
+    EXPECT_TRUE(shownText() == L"left" || shownText() == L"right");
+}
+
+} // namespace
