@@ -66,7 +66,7 @@ class ZMU_API ZarnSysInfoEnvApp : public ZarnSysInfo {
     static constexpr std::size_t pathCapacity = 261;
     static constexpr std::size_t textCapacity = 4096;
 
-    bool learnModuleDataPairDeterminants(ulong32 module);
+    bool learnModuleDataPairDeterminants(zmu::ulong32 module);
     void forgetModuleDataPairDeterminants();
     bool learnModuleFileNomenclature(int module);
     bool learnModuleHomeDirectory(ZarnSysInfoEnvApp_HOME_DIR_ID id);
