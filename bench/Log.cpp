@@ -21,10 +21,10 @@ int showNothing(HWND, const wchar_t*, const wchar_t*, unsigned int)
 
 /// Settings of a monitor that logs to `file`.
 struct LogSettings : ZarnData {
-    explicit LogSettings(const QString& file)
+    LogSettings(const QString& file, const wchar_t* form)
     {
         configure(*this);
-        recordLogFileNomenclature(file.toStdWString().data(), nullptr, Zarn_LOG_HTML);
+        recordLogFileNomenclature(file.toStdWString().data(), form, Zarn_LOG_HTML);
     }
 };
 
@@ -48,7 +48,8 @@ Monitor::~Monitor()
     Zarn::destroy(&m_monitor, 0, false);
 }
 
-Log::Log(Medium medium) : m_folder(medium), m_monitor(LogSettings(m_folder.path("log.html")))
+Log::Log(Medium medium, const wchar_t* form)
+    : m_folder(medium), m_monitor(LogSettings(m_folder.path("log.html"), form))
 {
     u64 previous = 0;
     m_monitor->setLogFileByteCountLimit(highestByteLimit, previous);

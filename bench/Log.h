@@ -32,7 +32,9 @@ class Monitor {
 /// A log in a folder of its own, with the built-in form and the highest byte limit.
 class Log {
   public:
-    explicit Log(Medium medium);
+    explicit Log(Medium medium) : Log(medium, nullptr) {}
+    /// With the form in a file, null for the built-in one.
+    Log(Medium medium, const wchar_t* form);
 
     Zarn& monitor() const { return *m_monitor; }
     /// Present file of the log; another one than before once the log has rolled over.

@@ -1,10 +1,19 @@
-// What an owner's start costs, and the replacement of a log, which holds up whoever reports.
+// What an owner's start costs, the replacement of a log, which holds up whoever reports, and the
+// reports in its head.
 #include "Log.h"
 #include "Measure.h"
 
 #include <zmu/owner/ZarnDataZGW.h>
+#include <zmu/sysinfo/ZarnSysInfoEnvApp.h>
+#include <zmu/sysinfo/ZarnSysInfoEnvOp.h>
+#include <zmu/sysinfo/ZarnSysInfoEnvVars.h>
+#include <zmu/sysinfo/ZarnSysInfoFormatter.h>
+
+#include <QFile>
+#include <QTextStream>
 
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 
 namespace zmu_bench {
@@ -60,11 +69,11 @@ void measureStart(benchmark::State& state, Medium medium)
     ZarnDataZGW::destroyZarnMonitor(monitor);
 }
 
-void measureReplacement(benchmark::State& state, Medium medium)
+void measureReplacement(benchmark::State& state, Medium medium, const wchar_t* form)
 {
     const Folder folder(medium);
     useDirectory(folder);
-    const Log log(medium);
+    const Log log(medium, form);
     measureApart(
         state,
         [&] {
@@ -72,6 +81,57 @@ void measureReplacement(benchmark::State& state, Medium medium)
                 state.SkipWithError("the log was not replaced");
         },
         [&] { folder.clearExcept(log.file()); });
+}
+
+void measureReplacementWithReports(benchmark::State& state, Medium medium)
+{
+    const Folder folder(medium);
+    QFile form(folder.path("form.html"));
+    if (!form.open(QIODevice::WriteOnly) || form.write(R"(^INJECT_SYS_INFO
+3
+SYS_INFO_ENV_APP 1 1 1
+<tr><th>
+</th>
+<td>
+</td>
+SYS_INFO_ENV_OP 1 1 0
+<tr><th>
+</th>
+<td>
+</td></tr>
+SYS_INFO_VARS_ENV 1 1 0
+<tr><th>
+</th>
+<td>
+</td></tr>
+^HEAD
+<html><table>[SYS_INFO_ENV_APP]</table><table>[SYS_INFO_ENV_OP]</table><table>[SYS_INFO_VARS_ENV]</table>
+^BODY
+<p>[SITUATION_DSCRP]</p>
+^TAIL
+</html>
+)") < 0 ||
+        !form.flush())
+        throw std::runtime_error("no form to read");
+    measureReplacement(state, medium, form.fileName().toStdWString().c_str());
+}
+
+void measureReports(benchmark::State& state)
+{
+    measure(state, [] {
+        QString text;
+        QTextStream stream(&text);
+        ZarnSysInfoFormatterHTML formatter(&stream);
+        ZarnSysInfoEnvApp modules;
+        ZarnSysInfoEnvOp machine;
+        ZarnSysInfoEnvVars variables;
+        for (ZarnSysInfo* const source :
+             std::initializer_list<ZarnSysInfo*>{&modules, &machine, &variables}) {
+            formatter.setSysInfo(source);
+            formatter.reportSystemInformation();
+        }
+        benchmark::DoNotOptimize(text.size());
+    });
 }
 
 } // namespace
@@ -88,8 +148,11 @@ void registerOwnerBench()
                 ->Iterations(20);
         };
         add("owner start", measureStart);
-        add("replacement", measureReplacement);
+        add("replacement",
+            [](benchmark::State& state, Medium on) { measureReplacement(state, on, nullptr); });
+        add("replacement with reports", measureReplacementWithReports);
     }
+    benchmark::RegisterBenchmark("reports", measureReports)->UseRealTime();
 }
 
 } // namespace zmu_bench

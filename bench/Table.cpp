@@ -95,6 +95,8 @@ const AllocationRow allocationRows[] = {
 const CostRow ownerRows[] = {
     {"the start of an owner and its monitor", "owner start", 3000, 0},
     {"the replacement of a log at its limit", "replacement", 1000, 500},
+    {"    of one with all reports in its head", "replacement with reports", 2000, 0},
+    {"all reports, made once for a form", "reports", 100000, 0},
 };
 
 // ---- Printing ----------------------------------------------------------------------------------

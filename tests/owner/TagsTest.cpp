@@ -193,6 +193,27 @@ TEST_F(Tags, BranderStaysWithItsMaker)
     EXPECT_EQ(name, nullptr);
 }
 
+TEST_F(Tags, OfTheSystemAreNoMarkupInALog)
+{
+    ASSERT_TRUE(useBrander(folder, QByteArray(brand) + "\n2=<i>short</i>"));
+    qputenv("USERDOMAIN", "<script>%1[DAY]");
+    ASSERT_TRUE(QDir(QString::fromStdWString(folder.path("."))).mkpath("a&b/Templates"));
+    setLogDirectory(folder.path("a&b"));
+    folder.write("a&b/Templates/bpw_template.html",
+                 "^HEAD\n[NAME_OF_DOMAIN]|[COMPANY_NAME_SHORT]|[LOGFILE_NAME]|\n^BODY\n"
+                 "[SITUATION_DSCRP]\n^TAIL\n-\n");
+    Owner owner;
+    const std::wstring log = owner.logPath();
+    Zarn* monitor = owner.createZarnMonitor();
+    ASSERT_TRUE(monitor);
+    EXPECT_TRUE(ZarnDataZGW::destroyZarnMonitor(monitor));
+    const QStringList shown = logText(log).split('|');
+    ASSERT_EQ(shown.size(), 4);
+    EXPECT_EQ(shown[0], "&lt;script&gt;%1[DAY]");
+    EXPECT_EQ(shown[1], "<i>short</i>"); // the product's own
+    EXPECT_TRUE(shown[2].contains("a&amp;b"));
+}
+
 class BrokenBrander : public Tags,
                       public testing::WithParamInterface<std::pair<const char*, int>> {};
 
