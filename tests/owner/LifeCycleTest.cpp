@@ -5,6 +5,8 @@
 
 #include <QRegularExpression>
 
+#include <stdexcept>
+
 using namespace zmu;
 using namespace zmu_test;
 
@@ -22,6 +24,8 @@ class Refusing : public Owner {
     explicit Refusing(int code) : m_code(code) {}
     bool customizeForOwner() override
     {
+        if (m_code < 0)
+            throw std::runtime_error("not today");
         code1() = m_code;
         return false;
     }
@@ -80,6 +84,13 @@ TEST_F(LifeCycle, StagesOfASubclass)
     Refusing silent(0);
     EXPECT_EQ(silent.createZarnMonitor(), nullptr);
     EXPECT_EQ(silent.getDX_Code1(), zgw::CustomizeRefused);
+    Refusing throwing(-1);
+    {
+        Traces traces;
+        EXPECT_EQ(throwing.createZarnMonitor(), nullptr);
+        EXPECT_EQ(throwing.getDX_Code1(), zgw::CustomizeRefused);
+        EXPECT_TRUE(traces.take().contains("customizeForOwner () has thrown an exception"));
+    }
     Refusing speaking(40);
     EXPECT_EQ(speaking.createZarnMonitor(), nullptr);
     EXPECT_EQ(speaking.getDX_Code1(), 40);

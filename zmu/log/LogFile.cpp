@@ -79,10 +79,12 @@ bool isSameFile(const wchar_t* left, const wchar_t* right)
     return !leftPath.isEmpty() && leftPath == QFileInfo(toFileName(right)).canonicalFilePath();
 }
 
-/// Makes Qt know the calling thread. In one that it does not know the constructors of its objects
-/// crash when memory is short; this throws.
-void introduceThread()
+/// Prepares for objects of Qt, whose constructors crash without memory: where it is short this
+/// throws, and Qt knows the thread afterwards.
+void prepareForQt()
 {
+    constexpr std::size_t enough = 65536; // for all of them
+    std::make_unique<char[]>(enough);
     QThread::currentThread();
 }
 
@@ -103,7 +105,7 @@ void freeStream(QTextStream*& stream)
 /// Opens a form for reading.
 QTextStream* openFormStream(const wchar_t* name, QIODevice::OpenMode mode)
 {
-    introduceThread();
+    prepareForQt();
     auto file = std::make_unique<QFile>(toFileName(name));
     // A pipe or a device would block, or never end.
     const QFileInfo info(*file);
@@ -275,7 +277,7 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
 QTextStream* ZarnData::openLogStream(const wchar_t* name)
 {
     if (!m_spareLogStream) {
-        introduceThread();
+        prepareForQt();
         m_spareLogStream = makeStream(std::make_unique<LogDevice>());
     }
     auto* const device = static_cast<LogDevice*>(m_spareLogStream->device());

@@ -1,5 +1,5 @@
-// The life of an owner: it gathers, hands over, cleans up. Settings.cpp, LogPaths.cpp, Tags.cpp and
-// Brander.cpp hold what it gathers.
+// The life of an owner: it gathers, hands over, cleans up. Settings.cpp, LogDirectory.cpp,
+// LogName.cpp, LogFormPath.cpp, Tags.cpp and Brander.cpp hold what it gathers.
 #include <zmu/owner/ZarnDataZGW.h>
 
 #include <zmu/localize/ZarnLocalizeHelpers.h>
