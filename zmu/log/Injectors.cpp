@@ -25,6 +25,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -116,9 +117,10 @@ class InjectorBlock {
   private:
     bool readLine()
     {
-        QByteArray line;
+        std::string_view line;
         const bool isThere = m_lines.readLine(line);
-        m_line = QString::fromUtf8(line).toStdWString();
+        m_line =
+            QString::fromUtf8(line.data(), static_cast<qsizetype>(line.size())).toStdWString();
         return isThere;
     }
 
