@@ -119,8 +119,7 @@ class InjectorBlock {
     {
         std::string_view line;
         const bool isThere = m_lines.readLine(line);
-        m_line =
-            QString::fromUtf8(line.data(), static_cast<qsizetype>(line.size())).toStdWString();
+        m_line = QString::fromUtf8(line.data(), static_cast<qsizetype>(line.size())).toStdWString();
         return isThere;
     }
 

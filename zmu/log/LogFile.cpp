@@ -242,8 +242,7 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
         }
 
         const QIODevice::OpenMode mode(openMode);
-        stream = mode & QIODevice::WriteOnly ? openLogStream(*nameSlot)
-                                             : openFormStream(*nameSlot);
+        stream = mode & QIODevice::WriteOnly ? openLogStream(*nameSlot) : openFormStream(*nameSlot);
         stream->setGenerateByteOrderMark(true);
         stream->setAutoDetectUnicode(true);
         *streamSlot = stream;

@@ -59,7 +59,8 @@ class FormLines {
     {
         constexpr std::size_t lineMax = 1024;
         line = rest().substr(0, lineMax);
-        line = line.substr(0, line.find('\n') + 1); // all of it if there is none
+        if (const std::size_t end = line.find('\n'); end != line.npos)
+            line = line.substr(0, end + 1);
         if (line.empty())
             return false;
         m_position += line.size();
