@@ -43,7 +43,7 @@ enum ZarnSysInfoEnvApp_HOME_DIR_ID : int {
 /// is passed over and told to the debug output.
 ///
 /// A source keeps one file open at most, that of the module in hand, until the next module, another
-/// walk or its own end. The first construction may throw std::bad_alloc.
+/// walk or its own end. Construction may throw std::bad_alloc.
 class ZMU_API ZarnSysInfoEnvApp : public ZarnSysInfo {
   public:
     ZarnSysInfoEnvApp();
