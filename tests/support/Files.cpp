@@ -17,6 +17,9 @@ void PrintTo(const QString& text, std::ostream* out)
 
 namespace zmu_test {
 
+// Not in the class: a test can have a constant one as a member then.
+Folder::Folder() = default;
+
 std::wstring Folder::path(const char* name) const
 {
     return m_folder.filePath(QString::fromUtf8(name)).toStdWString();

@@ -17,6 +17,7 @@ namespace zmu_test {
 /// A folder for the files of one test.
 class Folder {
   public:
+    Folder();
     std::wstring path(const char* name) const;
     /// Writes a file and returns its path.
     std::wstring write(const char* name, const QByteArray& bytes) const;

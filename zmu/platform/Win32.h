@@ -168,8 +168,10 @@ void Sleep(DWORD milliseconds);
 /// A lock that its owner may enter again. Enter and leave must balance.
 struct CRITICAL_SECTION {
     std::mutex gate;
-    std::atomic<DWORD> owner = 0; ///< Thread that holds the gate, 0 for none.
-    unsigned depth = 0;           ///< How often the owner has entered.
+    std::atomic<DWORD> owner = 0;     ///< Thread that holds the gate, 0 for none.
+    unsigned depth = 0;               ///< How often the owner has entered.
+    CRITICAL_SECTION* next = nullptr; ///< All that are in use, for a process that forks.
+    CRITICAL_SECTION* previous = nullptr;
 };
 void InitializeCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
