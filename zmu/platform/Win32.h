@@ -316,7 +316,7 @@ BOOL DeregisterEventSource(HANDLE source);
 /// Writes an event: the text that EventMessages.def has for it, filled with the strings, of which
 /// the journal keeps at most 4096 elements each. Its severity stands for the type; category, user
 /// and data are ignored. False with 317 for an unknown event, 1062 without a journal, 1460 when the
-/// journal takes nothing for a second.
+/// journal takes nothing for five seconds.
 BOOL ReportEventW(HANDLE source, WORD type, WORD category, DWORD event, void* user, WORD count,
                   DWORD dataSize, const wchar_t** strings, void* data);
 
