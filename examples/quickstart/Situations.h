@@ -22,4 +22,4 @@ enum ID : int {
 
 /// Where the texts that specs put in front of their message begin, and how many there are.
 inline constexpr int affixID_Min = 1101;
-inline constexpr int affixIDsQty = 3;
+inline constexpr int affixIDsQty = 8;

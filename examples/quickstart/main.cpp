@@ -12,6 +12,7 @@
 
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
+#include <zmu/notify/ZarnStatusReporter.h>
 #include <zmu/notify/zgEL_Reporter.h>
 #include <zmu/owner/ZarnDataZGW.h>
 
@@ -29,14 +30,9 @@ namespace fs = std::filesystem;
 
 // Both run on the reporting thread with the monitor's lock held, so one at a time.
 
-int showOnTerminal(HWND, const wchar_t* text, const wchar_t* caption, unsigned int style)
+int showOnTerminal(HWND, const wchar_t* text, const wchar_t* caption, unsigned int /*style*/)
 {
-    constexpr unsigned int styleFault = 16;
-    constexpr unsigned int styleWarning = 48;
-    const char* const mark = style == styleFault     ? "fault"
-                             : style == styleWarning ? "warn "
-                                                     : "note ";
-    std::printf("%s %s  %s\n", toNarrow(caption).c_str(), mark, toNarrow(text).c_str());
+    std::printf("%s %s\n", toNarrow(caption).c_str(), toNarrow(text).c_str());
     return 1; // as for the button OK
 }
 
@@ -138,6 +134,36 @@ Zarn* createMonitor(HMODULE strings, const fs::path& logFolder)
     return monitor;
 }
 
+// ---- The status window -------------------------------------------------------------------------------
+
+/// Shows the window, if there is a display. Its dialog is in status.rc, for Windows; elsewhere it
+/// is zmu's own.
+void openStatusWindow()
+{
+    constexpr unsigned int staysAbove = 0x10000;
+    constexpr int dialogID = 100;
+    constexpr int textID = 1000;
+    constexpr unsigned int readingMilliseconds = 500;
+
+    ZarnStatusReporter* const window =
+        ZarnStatusReporter::create(L"quickstart", staysAbove, L"quickstart_strings.dll", 0,
+                                   dialogID, textID, nullptr, nullptr);
+    if (window) {
+        window->setWaitingPeriod(readingMilliseconds);
+        window->appear();
+    }
+}
+
+/// From the thread that opened the window: on Windows the others would wait for that one.
+void showProgress(std::size_t over, std::size_t all)
+{
+    ZarnStatusReporter* const window = ZarnStatusReporter::getLoneInstance();
+    if (window &&
+        window->composeTextMessage(L"%u of %u sessions are over", static_cast<unsigned int>(over),
+                                   static_cast<unsigned int>(all)))
+        window->updateDisplay();
+}
+
 // ---- A session ---------------------------------------------------------------------------------------
 
 struct Session {
@@ -208,11 +234,14 @@ void runSessions(Zarn* monitor, std::vector<Session>& sessions)
     monitor->respondToSituation(situation::AllStart, nullptr,
                                 static_cast<unsigned int>(sessions.size()));
     check(monitor, "all start");
-    {
-        std::vector<std::jthread> threads; // joined at the end of the block
-        for (Session& session : sessions)
-            threads.emplace_back(runSession, monitor, std::ref(session));
+    std::vector<std::jthread> threads;
+    for (Session& session : sessions)
+        threads.emplace_back(runSession, monitor, std::ref(session));
+    for (std::size_t over = 0; over < threads.size(); ++over) {
+        showProgress(over, threads.size());
+        threads[over].join();
     }
+    showProgress(threads.size(), threads.size());
     unsigned int outcomes[3] = {};
     for (const Session& session : sessions)
         ++outcomes[session.outcome];
@@ -251,7 +280,9 @@ int main(int argc, char** argv)
     if (monitor) {
         // Without an event log, which is the systemd journal on Linux, nobody is told.
         zgEL_Reporter::create("zmu quickstart", nullptr, 0);
+        openStatusWindow();
         runSessions(monitor, sessions);
+        ZarnStatusReporter::destroy();
         zgEL_Reporter::destroy();
         if (!monitor->getFileLogName(logName, std::size(logName)))
             check(monitor, "name of the log");

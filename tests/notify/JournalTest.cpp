@@ -5,11 +5,10 @@
 #include <zmu/platform/Win32.h>
 
 #include <QFile>
-#include <QRegularExpression>
+#include <QFileInfo>
 
 #include <dlfcn.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -157,15 +156,6 @@ TEST_F(JournalOf, WriteThatFailsSaysSoAndTheNextOneIsFree)
     unlink("/run/systemd/journal/socket");
     EXPECT_FALSE(tell(3322, {L"1"}));
     EXPECT_EQ(reporter->getError(), 1062U); // no socket either
-
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none{0, before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    EXPECT_FALSE(tell(3322, {L"1"}));
-    EXPECT_EQ(reporter->getError(), 4U);
-    setrlimit(RLIMIT_NOFILE, &before);
-
     ASSERT_EQ(journal.start(), QString());
     EXPECT_TRUE(tell(3322, {L"2"}));
     EXPECT_TRUE(reporter->isStatusOK());
@@ -230,8 +220,6 @@ TEST_F(WithoutJournal, ThereIsNoReporterAndTheErrorSaysWhy)
     EXPECT_EQ(zgEL_Reporter::create(source, "\\\\elsewhere", 0), nullptr);
     EXPECT_EQ(GetLastError(), 1722U);
     EXPECT_EQ(zgEL_Reporter::create(source, nullptr, 0), nullptr);
-    EXPECT_EQ(GetLastError(), 1062U);
-    EXPECT_EQ(zgEL_Reporter::getLoneInstance(L"zmu test", L"\\\\localhost", 0), nullptr);
     EXPECT_EQ(GetLastError(), 1062U);
 }
 

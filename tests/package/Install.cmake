@@ -12,7 +12,10 @@ foreach(file IN LISTS files)
     message(SEND_ERROR "installed, but for the library alone: ${file}")
   endif()
 endforeach()
-foreach(file IN ITEMS include/zmu/Version.h include/zmu/foundation/UTL_String.h
+if(EXISTS ${BUILD}/zmu.catalog) # which Windows has no use for
+  set(catalog lib/systemd/catalog/zmu.catalog)
+endif()
+foreach(file IN ITEMS ${catalog} include/zmu/Version.h include/zmu/foundation/UTL_String.h
     include/zmu/platform/Host.h share/doc/zmu/LICENSE share/doc/zmu/docs/architecture.md
     share/zmu/templates/bpw_template.html)
   if(NOT file IN_LIST files)

@@ -238,10 +238,12 @@ bool ZarnData::reformatLogFileFormSection(wchar_t** format, int count, Zarn_FORM
                 require(insert < count, dx::VarCountDisagrees);
                 require(nameLength > 0, dx::VarNameEmpty);
                 name[nameLength] = L'\0';
-                const Zarn_FORM_VAR var = convertLogFileFormVarNameToEnum(name);
+                Zarn_FORM_VAR var = convertLogFileFormVarNameToEnum(name);
+                require(var < formVariablesQty, dx::VarWithoutInsert);
+                if (var == Zarn_FORM_VAR_UNKNOWN && m_offersFormExtras)
+                    var = findFormExtra(name);
                 require(var != Zarn_FORM_VAR_UNKNOWN, dx::VarNameUnknown);
                 vars[insert] = var;
-                require(var < formVariablesQty, dx::VarWithoutInsert);
                 output.addInsert(++insert, formVariables[var].insert);
             }
         }

@@ -54,6 +54,17 @@ void ZarnDataForThread::takeEntryBack(const LogMark& mark)
     setSelfDX_Code(code);
 }
 
+bool ZarnDataForThread::refreshTail()
+{
+    const ZarnDataFile& file = *m_dataSet->getFileLog();
+    if (!isSelfSatisfied())
+        return true; // what it holds tells more
+    rewriteTail(file);
+    const bool succeeded = isSelfSatisfied();
+    forgetSelfDX_Code();
+    return succeeded;
+}
+
 void ZarnDataForThread::rewriteTail(const ZarnDataFile& file)
 {
     // What stands behind the failed write, if anything, is older than this log and stays.

@@ -366,6 +366,7 @@ bool ZarnData::establishLogFile(bool learnForm)
             return; // the file stays empty until its first entry
         ZarnDataForThread* engine = obtainDataForCurrentThread(true);
         require(engine, dx::EstablishNoEngine);
+        learnTimeZone();
         requireOrRaiseHeld(writeBeginning(*engine), *this);
     });
     if (!isSelfSatisfied()) {
@@ -458,6 +459,7 @@ bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG 
         require(!isBlank(logName), dx::LogNameBlank);
         const wchar_t* effectiveForm = formName ? formName : m_fileLog.m_formName;
         require(!effectiveForm || !isSameFile(effectiveForm, logName), dx::LogNameIsFormName);
+        linkSuccessor(logName);
         require(closeLogFile(), dx::OldLogNotClosed);
 
         if (!m_fileLog.m_logName || _wcsicmp(m_fileLog.m_logName, logName) != 0)

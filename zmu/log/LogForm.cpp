@@ -388,6 +388,9 @@ bool ZarnData::learnLogFileFormSectionFinished(long start, std::size_t length, w
         const QByteArray text = form.read(length);
         std::wmemset(buffer, L'\0', bufferLength);
         std::transform(text.begin(), text.end(), buffer, widen);
+        if (m_offersFormExtras)
+            writeFormExtrasAsVariables(buffer, m_fileLog.m_varOpenBracket,
+                                       m_fileLog.m_varCloseBracket);
         require(duplicate_String(format, buffer, true), dx::SectionNotLoaded);
         const int line = lineInForm(start);
         m_sectionLine = 0;

@@ -75,7 +75,7 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
         bool isEntry = false;
         for (int i = 0; i < varCount; ++i) {
             const Zarn_FORM_VAR var = vars[i];
-            require(var >= 0 && var < formVariablesQty, dx::SectionVarUnknown);
+            require(var >= 0 && var < formVariablesQty + formExtrasQty, dx::SectionVarUnknown);
             if (var >= Zarn_FORM_VAR_SYS_INFO_ENV_APP && var <= Zarn_FORM_VAR_SYS_INFO_VARS_ENV)
                 values[i] = textSlot(injected.assign(var - Zarn_FORM_VAR_SYS_INFO_ENV_APP, i));
             else if (formVariables[var].timePart)
@@ -115,6 +115,8 @@ u64 ZarnDataForThread::sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var)
     const int tag = formVariables[var].tag;
     if (tag >= 0)
         return textSlot(m_dataSet->getTagForForm(static_cast<Zarn_FORM_TAG>(tag)));
+    if (var >= formVariablesQty && m_dataSet->offersFormExtras())
+        return textSlot(m_dataSet->getFormExtra(var));
 
     const ulong32 count = m_dataSet->getSituationsCount();
     switch (var) {

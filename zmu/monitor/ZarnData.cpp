@@ -517,6 +517,7 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_sizeMapOfDataForThreads = other->m_sizeMapOfDataForThreads;
         m_nonnativeInstantiatorID = other->m_nonnativeInstantiatorID;
         m_engineFactory = other->m_engineFactory;
+        m_offersFormExtras = other->m_offersFormExtras;
         m_failureFunction = other->m_failureFunction;
         m_substituteEntries = other->m_substituteEntries;
         m_resStrTokenSepField = other->m_resStrTokenSepField;

@@ -32,6 +32,7 @@
 #include <atomic>
 #include <cstddef>
 #include <span>
+#include <string>
 
 class ZarnDataForThread;
 namespace zmu {
@@ -380,6 +381,13 @@ class ZMU_API ZarnData {
     bool isInstantiatorRunningNatively() const { return m_nonnativeInstantiatorID == 0; }
     /// True while a successor gets its first entry, the note about its series.
     bool isNotingSeries() const { return m_isNotingSeries; }
+    /// Whether a form's comments <!--TIME_ZONE-->, <!--PREVIOUS_LOG--> and <!--NEXT_LOG--> are
+    /// filled: with the offset of the log's local time, and with links between the files of a
+    /// series. Off at first; owners turn it on. Takes effect when a form is learned.
+    void offerFormExtras(bool offered) { m_offersFormExtras = offered; }
+    bool offersFormExtras() const { return m_offersFormExtras; }
+    /// The text of an extra, empty if there is none; null for a number that is none.
+    const wchar_t* getFormExtra(int extra) const;
     /// True while a head is written: only then does a section writer allocate.
     bool isSafeToAllocateMemory() const { return m_safeToAllocateMemory; }
 
@@ -579,6 +587,8 @@ class ZMU_API ZarnData {
     mutable std::atomic<zmu::ulong32> m_tellingThread =
         0; ///< The last one that is telling a failure.
     bool m_isNotingSeries = false;
+    bool m_offersFormExtras = false;
+    std::wstring m_formExtras[3];          ///< By zmu::FormExtra.
     zmu::LogDevice* m_logDevice = nullptr; ///< Of the stream that openLogFile opened last.
     /// What is wrong with the form that is being learned; without a `what` the code tells.
     struct {
@@ -605,6 +615,9 @@ class ZMU_API ZarnData {
     QTextStream* openLogStream(const wchar_t* name);
     void freeSpareLogStream();
     void resetLogCounters();
+    std::wstring& formExtra(int extra);
+    void learnTimeZone();
+    void linkSuccessor(const wchar_t* successor);
     bool writeBeginning(ZarnDataForThread& engine);
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);
     bool swapFormName(const wchar_t* formName);

@@ -395,6 +395,8 @@ class ZMU_API ZarnDataForThread {
     /// Brings the log back to where it stood: the entry that failed is gone, the tail is whole.
     void takeEntryBack(const LogMark& mark);
     void rewriteTail(const ZarnDataFile& file);
+    /// Writes the tail once more in its place. A failure leaves no code.
+    bool refreshTail();
     /// The checks that every section writer begins with, and the log's record.
     ZarnDataFile& requireLog(bool sectionEntered, int notNative);
     zmu::u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;

@@ -183,6 +183,7 @@ void ZarnDataZGW::configureDataSet(const UTL_String& formPath)
 {
     m_dataSet->setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING);
     m_dataSet->setCharSetExternal(wideCharSet);
+    m_dataSet->offerFormExtras(true);
     if (m_ownerStandalone) {
         u64 previous = 0;
         if (!m_dataSet->setLogFileByteCountLimit(obtainLogFileByteCountLimit(), previous))

@@ -18,7 +18,6 @@ using HFONT = HFONT__*;
 
 #if defined(_WIN32)
 
-#define __stdcall
 using DLGPROC = zmu::i64(__stdcall*)(HWND window, unsigned int message, zmu::u64 first,
                                      zmu::i64 second);
 

@@ -66,6 +66,9 @@ Processor processor();
 /// Processors that are at work.
 unsigned processorCount();
 
+/// The environment of the process, "NAME=VALUE" each, sorted by name.
+std::vector<std::wstring> environment();
+
 /// Command line of the windowing subsystem, which holds the sizes of its heaps.
 std::wstring subsystemCommandLine();
 

@@ -1,14 +1,11 @@
 #include <zmu/sysinfo/ZarnSysInfoEnvVars.h>
 
-#include <QProcessEnvironment>
-#include <QString>
+#include <zmu/platform/Machine.h>
 
 #include <algorithm>
 
-ZarnSysInfoEnvVars::ZarnSysInfoEnvVars()
+ZarnSysInfoEnvVars::ZarnSysInfoEnvVars() : m_variables(zmu::machine::environment())
 {
-    for (const QString& variable : QProcessEnvironment::systemEnvironment().toStringList())
-        m_variables.push_back(variable.toStdWString());
     setCategory(L"Environment Variables");
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <zmu/log/ZarnForm.h>
+#include <zmu/log/internal/FormExtras.h>
 #include <zmu/platform/Win32.h>
 
 #include <iterator>
@@ -20,7 +21,7 @@ constexpr FormVariable timeVariable(const wchar_t* insert, WORD SYSTEMTIME::*par
     return {insert, -1, part};
 }
 
-/// By Zarn_FORM_VAR.
+/// By Zarn_FORM_VAR; behind the last one, by FormExtra.
 inline constexpr FormVariable formVariables[] = {
     {L"s", Zarn_FORM_TAG_COMPANY_KNOW_BASE},
     {L"s", Zarn_FORM_TAG_COMPANY_NAME_LONG},
@@ -53,10 +54,13 @@ inline constexpr FormVariable formVariables[] = {
     {L"s"}, // SYS_INFO_ENV_OP
     {L"s"}, // SYS_INFO_VARS_ENV
     timeVariable(L"d", &SYSTEMTIME::wYear),
+    {L"s"}, // NEXT_LOG
+    {L"s"}, // PREVIOUS_LOG
+    {L"s"}, // TIME_ZONE
 };
 
-inline constexpr int formVariablesQty = std::size(formVariables);
-static_assert(formVariablesQty == Zarn_FORM_VAR_YEAR + 1);
+inline constexpr int formVariablesQty = Zarn_FORM_VAR_YEAR + 1;
+static_assert(std::size(formVariables) == formVariablesQty + formExtrasQty);
 
 /// Reports that a form can inject: the variables from SYS_INFO_ENV_APP on.
 inline constexpr int injectorsQty = 3;

@@ -20,8 +20,10 @@
 #include <cstdlib>
 #include <exception>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 namespace zmu::machine {
 
@@ -217,6 +219,21 @@ unsigned processorCount()
 {
     const long count = sysconf(_SC_NPROCESSORS_ONLN);
     return count > 0 ? static_cast<unsigned>(count) : 0;
+}
+
+std::vector<std::wstring> environment()
+{
+    std::map<std::wstring, std::wstring> variables;
+    for (char** next = environ; next && *next; ++next) {
+        const std::string_view variable = *next;
+        const std::size_t sign = variable.find('=');
+        if (sign != variable.npos && sign != 0)
+            variables[widen(variable.substr(0, sign))] = widen(variable);
+    }
+    std::vector<std::wstring> all;
+    for (auto& [name, variable] : variables)
+        all.push_back(std::move(variable));
+    return all;
 }
 
 std::wstring subsystemCommandLine()

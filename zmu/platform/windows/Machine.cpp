@@ -1,9 +1,11 @@
 // The machine, by what Windows says of itself.
 #include <zmu/platform/Machine.h>
 
+#include <algorithm>
 #include <bit>
 #include <cwchar>
 #include <iterator>
+#include <memory>
 
 namespace zmu::machine {
 
@@ -231,6 +233,19 @@ Processor processor()
 unsigned processorCount()
 {
     return systemInfo().dwNumberOfProcessors;
+}
+
+std::vector<std::wstring> environment()
+{
+    const std::unique_ptr<wchar_t, decltype(&FreeEnvironmentStringsW)> block(
+        GetEnvironmentStringsW(), FreeEnvironmentStringsW);
+    std::vector<std::wstring> all;
+    for (const wchar_t* next = block.get(); next && *next; next += std::wcslen(next) + 1) {
+        if (*next != L'=') // the current directory of a drive
+            all.emplace_back(next);
+    }
+    std::sort(all.begin(), all.end());
+    return all;
 }
 
 std::wstring subsystemCommandLine()

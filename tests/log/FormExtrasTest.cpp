@@ -1,0 +1,88 @@
+// What a form asks for in comments: the time zone, and the links between the files of a series.
+#include "LogParts.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+#include <tuple>
+
+using namespace zmu;
+using namespace zmu_test;
+
+namespace {
+
+const QByteArray form = formOf("<!--TIME_ZONE-->|<!--PREVIOUS_LOG-->|<!-- NEXT_LOG -->\n",
+                               "[SITUATION_DSCRP]\n", "<!--NEXT_LOG--><!--NEXT_LOG\n");
+
+class FormExtras : public testing::Test {
+  protected:
+    ~FormExtras() override { Zarn::destroy(&m_monitor, 0, false); }
+
+    /// Writes a series of three logs, each with an entry, and gives their texts.
+    QStringList writeSeries(bool offered)
+    {
+        setLogDirectory(m_folder.path("logs"));
+        Stages settings(m_folder.path("logs/a #1 & b.html"), m_folder.write("form.html", form));
+        settings.offerFormExtras(offered);
+        m_monitor = Zarn::create(&settings);
+        EXPECT_TRUE(m_monitor) << settings.getSelfDX_Code();
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_TRUE(i == 0 || m_monitor->reestablishLogFile(false));
+            EXPECT_EQ(reportText(m_monitor, L"entry"), 0);
+            wchar_t name[1024] = {};
+            EXPECT_TRUE(m_monitor->getFileLogName(name, 1024));
+            m_names << QString::fromWCharArray(name);
+        }
+        QStringList texts;
+        for (const QString& name : m_names)
+            texts << logText(name.toStdWString());
+        return texts;
+    }
+    /// The link to successor `i`, whose name asks for no escapes.
+    QString link(int i) const
+    {
+        return QString("<a href=\"./%1\">%1</a>").arg(QFileInfo(m_names[i]).fileName());
+    }
+
+  private:
+    const Folder m_folder;
+    const bool m_hasLogs = QDir(QString::fromStdWString(m_folder.path("."))).mkdir("logs");
+    Zarn* m_monitor = nullptr;
+    QStringList m_names;
+};
+
+} // namespace
+
+TEST_F(FormExtras, StayCommentsWhereTheyAreNotOffered)
+{
+    for (const QString& text : writeSeries(false)) {
+        EXPECT_TRUE(text.startsWith("<!--TIME_ZONE-->|<!--PREVIOUS_LOG-->|<!-- NEXT_LOG -->\n"));
+        EXPECT_TRUE(text.endsWith("\nentry\n<!--NEXT_LOG--><!--NEXT_LOG\n"));
+    }
+}
+
+TEST_F(FormExtras, LinkTheFilesOfASeries)
+{
+    const QStringList texts = writeSeries(true);
+    const QString toFirst = "<a href=\"./a%20%231%20%26%20b.html\">a #1 &amp; b.html</a>";
+    const QString begins = "^UTC[+-]\\d\\d:\\d\\d\\|%1\\|<!-- NEXT_LOG -->\n";
+    const QString ends = "\nentry\n%1<!--NEXT_LOG\n";
+    for (const auto& [text, previous, next] : {std::tuple{texts[0], QString(), link(1)},
+                                               {texts[1], toFirst, link(2)},
+                                               {texts[2], link(1), QString()}}) {
+        EXPECT_TRUE(
+            text.contains(QRegularExpression(begins.arg(QRegularExpression::escape(previous)))))
+            << text.toStdString();
+        EXPECT_TRUE(text.endsWith(ends.arg(next))) << text.toStdString();
+    }
+}
+
+TEST(FormExtrasInBrackets, AreNoVariables)
+{
+    const Folder folder;
+    const std::wstring form =
+        folder.write("form.html", formOf("[TIME_ZONE]\n", "[SITUATION_DSCRP]\n", "\n"));
+    const Monitor monitor(folder.path("a.html"), form.c_str());
+    EXPECT_TRUE(logText(folder.path("a.html")).startsWith("<html><body>"));
+}

@@ -1,0 +1,169 @@
+// Writes the logs that ./dev page opens: `page_logs FOLDER LOG [COUNT]`.
+//
+// FOLDER is the log directory, with the form in its folder Templates. LOG is
+//     some     COUNT entries of all severities, with long words and paths
+//     many     COUNT entries as of a busy server
+//     hostile  what clients may wish to bring along, COUNT times, and what ends the table
+//     series   three files, each with COUNT entries
+// The last line that it prints is the path of the log, of the last one in a series.
+#include <zmu/localize/ResourceModule.h>
+#include <zmu/monitor/Zarn.h>
+#include <zmu/monitor/ZarnData.h>
+#include <zmu/owner/ZarnDataZGW.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cwchar>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+namespace {
+
+constexpr unsigned int affixID_Min = 500;
+constexpr const wchar_t* affixes[] = {
+    L"<b class=\"note\">note</b> ", L"<b class=\"good\">good</b> ",
+    L"<b class=\"warning\">warning</b> ", L"<b class=\"fault\">fault</b> "};
+constexpr int affixesQty = std::size(affixes);
+
+/// Situations 1000 to 1003 have the severities of the affixes, 1004 has none.
+constexpr int firstSituation = 1000;
+constexpr const wchar_t* specs[] = {L"2~0~2~s||`0`%1!s!`", L"2~0~2~s||`1`%1!s!`",
+                                    L"2~0~2~s||`2`%1!s!`", L"2~0~2~s||`3`%1!s!`",
+                                    L"2~0~2~s||``%1!s!`"};
+
+constexpr const wchar_t* hostile[] = {
+    L"<script>window.harm = 'script'</script>a script element",
+    L"<img src=x onerror=\"window.harm = 'handler'\">a handler",
+    L"<a id=\"trap\" href=\"javascript:void(window.harm = 'link')\">a link</a>",
+    L"<style>header { display: none !important; }</style>a style element",
+    L"<p style=\"position: fixed; inset: 0; background: red\">a style attribute</p>",
+    L"<iframe src=\"javascript:parent.harm = 'frame'\"></iframe>a frame",
+    L"<iframe srcdoc=\"<script>parent.harm = 'document'</script>\"></iframe>a document",
+    L"<svg><script>window.harm = 'svg'</script></svg>a drawing",
+    L"<form action=\"https://example.invalid/\"><input name=\"text\"></form>a form",
+    L"<base href=\"https://example.invalid/\">a base",
+    L"<link rel=\"stylesheet\" href=\"https://example.invalid/style.css\">a style sheet",
+    L"<meta http-equiv=\"refresh\" content=\"0; url=about:blank\">a way elsewhere",
+};
+constexpr const wchar_t* tableBreaker = L"</td></tr></tbody></table></main>what ends the table";
+
+const wchar_t* textOf(unsigned int id)
+{
+    if (id >= affixID_Min && id < affixID_Min + std::size(affixes))
+        return affixes[id - affixID_Min];
+    if (id >= firstSituation && id < firstSituation + std::size(specs))
+        return specs[id - firstSituation];
+    return nullptr;
+}
+
+class PageOwner : public ZarnDataZGW {
+  public:
+    PageOwner() : ZarnDataZGW(ZGW_OWNER_CM, true, nullptr, nullptr, Zarn_LOG_HTML) {}
+
+    bool customizeForOwner() override
+    {
+        if (!ZarnDataZGW::customizeForOwner())
+            return false;
+        m_dataSet->setResourceModule(GetModuleHandleW(nullptr));
+        m_dataSet->setDescriptionAffixID_Min(affixID_Min);
+        m_dataSet->setDescriptionAffixIDsQty(affixesQty);
+        return true;
+    }
+};
+
+bool report(Zarn* monitor, int situation, const std::wstring& text)
+{
+    return monitor->respondToSituation(situation, nullptr, text.c_str());
+}
+
+bool writeSome(Zarn* monitor, int count)
+{
+    bool isWritten = true;
+    for (int i = 0; i < count; ++i) {
+        const std::wstring number = std::to_wstring(i + 1);
+        const std::wstring texts[] = {
+            L"Session " + number + L" started: <code>/usr/bin/program --display :" + number +
+                L"</code>",
+            L"Session " + number + L" ended well.",
+            L"A path of session " + number + L": <code>/srv/" + std::wstring(120, L'p') +
+                L"/file</code>",
+            L"Session " + number +
+                L" failed.<br>No such file or directory (<a href=\"Codes/WLE.html#2\">WLE2</a>)",
+            L"A word of its own: " + std::wstring(90, L'w')};
+        isWritten = report(monitor, firstSituation + i % 5, texts[i % 5]) && isWritten;
+    }
+    return isWritten;
+}
+
+bool writeMany(Zarn* monitor, int count)
+{
+    bool isWritten = true;
+    for (int i = 0; i < count; ++i)
+        isWritten = report(monitor,
+                           firstSituation + (i % 97 == 0   ? 3
+                                             : i % 31 == 0 ? 2
+                                                           : i % 2),
+                           L"Session " + std::to_wstring(i) + L" of user operator: <code>p" +
+                               std::to_wstring(i * 7919 % 65536) + L"</code> opened a window") &&
+                    isWritten;
+    return isWritten;
+}
+
+bool writeHostile(Zarn* monitor, int count)
+{
+    bool isWritten = true;
+    for (int i = 0; i < count; ++i) {
+        for (const wchar_t* text : hostile)
+            isWritten = report(monitor, firstSituation + 3, text) && isWritten;
+    }
+    return report(monitor, firstSituation + 3, tableBreaker) && isWritten;
+}
+
+bool writeSeries(Zarn* monitor, int count)
+{
+    bool isWritten = writeSome(monitor, count);
+    for (int successor = 0; successor < 2; ++successor)
+        isWritten = monitor->reestablishLogFile(false) && writeSome(monitor, count) && isWritten;
+    return isWritten;
+}
+
+} // namespace
+
+ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
+{
+    const wchar_t* const text = textOf(id);
+    SetLastError(text ? zmu::StringFound : zmu::StringUnknown);
+    return text ? std::swprintf(buffer, static_cast<std::size_t>(bufferMax), L"%ls", text) : 0;
+}
+
+int main(int argc, char** argv)
+try {
+    if (argc < 3) {
+        std::fprintf(stderr, "usage: page_logs FOLDER some|many|hostile|series [COUNT]\n");
+        return 2;
+    }
+    const std::string_view log = argv[2];
+    const int count = argc > 3 ? std::atoi(argv[3]) : 1;
+    const std::string folder = argv[1];
+    ZarnData::setLogVariables(std::wstring(folder.begin(), folder.end()).c_str(), 1, true, 75 << 20,
+                              7);
+
+    Zarn* monitor = PageOwner().createZarnMonitor();
+    if (!monitor)
+        return ZarnDataZGW::getDX_Code1();
+    const bool isWritten = log == "many"      ? writeMany(monitor, count)
+                           : log == "hostile" ? writeHostile(monitor, count)
+                           : log == "series"  ? writeSeries(monitor, count)
+                                              : writeSome(monitor, count);
+    wchar_t logName[1024] = {};
+    monitor->getFileLogName(logName, std::size(logName));
+    if (!isWritten)
+        std::fprintf(stderr, "page_logs: code %d\n", monitor->getSelfDX_Code());
+    ZarnDataZGW::destroyZarnMonitor(monitor);
+    std::printf("%ls\n", logName);
+    return isWritten ? 0 : 1;
+} catch (int code) {
+    std::fprintf(stderr, "page_logs: no owner, code %d\n", code);
+    return 1;
+}

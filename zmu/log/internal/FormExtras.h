@@ -1,0 +1,33 @@
+// What a form asks for in comments: values that are no variables of its language. A data set that
+// does not offer them leaves the comments as they stand.
+#pragma once
+
+#include <zmu/log/ZarnForm.h>
+
+#include <string>
+
+namespace zmu {
+
+/// Numbered behind the variables, which share a section's arrays with them.
+enum FormExtra {
+    FORM_EXTRA_NEXT_LOG = Zarn_FORM_VAR_YEAR + 1, ///< Link to the log's successor, if it has one.
+    FORM_EXTRA_PREVIOUS_LOG,                      ///< Link to its predecessor.
+    FORM_EXTRA_TIME_ZONE,                         ///< That of the log's beginning: "UTC+01:00".
+};
+inline constexpr int formExtrasQty = 3;
+
+/// Writes every comment of `text` that names one, such as "<!--TIME_ZONE-->", as a variable between
+/// the two brackets. The text becomes no longer.
+void writeFormExtrasAsVariables(wchar_t* text, wchar_t open, wchar_t close);
+
+/// The extra called `name`, Zarn_FORM_VAR_UNKNOWN if there is none.
+Zarn_FORM_VAR findFormExtra(const wchar_t* name);
+
+/// A link, as markup, from the log `from` to the log `to`; both are paths. A relative one where
+/// they are in one folder, which may move as a whole.
+std::wstring linkToLog(const wchar_t* from, const wchar_t* to);
+
+/// The offset of local time at present.
+std::wstring presentTimeZone();
+
+} // namespace zmu
