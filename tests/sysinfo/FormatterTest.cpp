@@ -154,7 +154,12 @@ TEST(Formatter, PathsBecomeLinksAndListsLines)
         {"a;b=<i>;", "a;<br>b=<i>;<br>"},
         {here + listed + missing + listed,
          link(here) + listed + "<br>" + missing + listed + "<br>"},
+        {QString(".") + listed + here + listed + missing,
+         QString(".") + listed + "<br>" + link(here) + listed + "<br>" + missing},
+        {here + listed + "x;", link(here) + listed + "<br>x;" + (listed == ';' ? "<br>" : "")},
         {"host:8080", "host:8080"},
+        {"http://host:8080", "http://host:8080"},
+        {"\\\\?\\" + here, "\\\\?\\" + here},
         {"unix:path=/run/bus", "unix:path=/run/bus"},
         {":", ":"},
         {here + QString(300, '/'), here + QString(300, '/')}};
