@@ -174,7 +174,8 @@ void ZarnData::traceFormDismissed() const
 {
     if (isEmpty(m_fileLog.m_formName))
         return; // there was none to use
-    traceForm(m_formFlaw.what ? m_formFlaw.what : L"it cannot be used", m_formFlaw.line);
+    traceForm(m_formFlaw.what ? m_formFlaw.what : describe(getSelfDX_Code()).meaning,
+              m_formFlaw.line);
     Zarn_TRACE(L"ZarnData: the built-in form is used instead.\n");
 }
 
@@ -251,10 +252,8 @@ bool ZarnData::learnLogFileForm(ulong32 mask)
                                                             bodyLength, tailStart, tailLength,
                                                             mask),
                            *this);
-        if (mustLearnLogFileFormInjectors(injectorStart, mask)) {
-            m_formFlaw.line = lineInForm(injectorStart);
+        if (mustLearnLogFileFormInjectors(injectorStart, mask))
             requireOrRaiseHeld(learnLogFileFormInjectors(injectorStart), *this);
-        }
     });
     if (!isSelfSatisfied())
         Zarn_TRACE(L"ZarnData::learnLogFileForm (%lu) caught exception #%d.\n",
