@@ -21,9 +21,10 @@ int showNothing(HWND, const wchar_t*, const wchar_t*, unsigned int)
 
 /// Settings of a monitor that logs to `file`.
 struct LogSettings : ZarnData {
-    LogSettings(const QString& file, const wchar_t* form)
+    LogSettings(const QString& file, const wchar_t* form, bool comesBack)
     {
         configure(*this);
+        setLogRecovery(comesBack);
         recordLogFileNomenclature(file.toStdWString().data(), form, Zarn_LOG_HTML);
     }
 };
@@ -48,8 +49,8 @@ Monitor::~Monitor()
     Zarn::destroy(&m_monitor, 0, false);
 }
 
-Log::Log(Medium medium, const wchar_t* form)
-    : m_folder(medium), m_monitor(LogSettings(m_folder.path("log.html"), form))
+Log::Log(Medium medium, const wchar_t* form, bool comesBack)
+    : m_folder(medium), m_monitor(LogSettings(m_folder.path("log.html"), form, comesBack))
 {
     u64 previous = 0;
     m_monitor->setLogFileByteCountLimit(highestByteLimit, previous);

@@ -33,8 +33,9 @@ class Monitor {
 class Log {
   public:
     explicit Log(Medium medium) : Log(medium, nullptr) {}
-    /// With the form in a file, null for the built-in one.
-    Log(Medium medium, const wchar_t* form);
+    /// With the form in a file, null for the built-in one. `comesBack`: the log is looked after, as
+    /// the one of an owner is.
+    Log(Medium medium, const wchar_t* form, bool comesBack = false);
 
     Zarn& monitor() const { return *m_monitor; }
     /// Present file of the log; another one than before once the log has rolled over.

@@ -14,13 +14,23 @@ void measureReports(benchmark::State& state, Zarn& monitor, SituationID situatio
         state.SkipWithError("a situation failed");
 }
 
-void measureLog(benchmark::State& state, Medium medium)
+void measureLog(benchmark::State& state, const Log& log)
 {
-    const Log log(medium);
     const QString file = log.file();
     measureReports(state, log.monitor(), LoggedSituation);
     if (log.file() != file)
         state.SkipWithError("the log rolled over: measure fewer situations");
+}
+
+void measureLogByHand(benchmark::State& state, Medium medium)
+{
+    measureLog(state, Log(medium));
+}
+
+void measureLogThatComesBack(benchmark::State& state, Medium medium)
+{
+    constexpr bool comesBack = true;
+    measureLog(state, Log(medium, nullptr, comesBack));
 }
 
 void measureDisplay(benchmark::State& state)
@@ -55,7 +65,8 @@ void measureProxy(benchmark::State& state)
 
 void registerRoadBench()
 {
-    registerOnMedia("road to log", measureLog);
+    registerOnMedia("road to log", measureLogByHand);
+    registerOnMedia("road to a log that comes back", measureLogThatComesBack);
     benchmark::RegisterBenchmark("road to display", measureDisplay);
     benchmark::RegisterBenchmark("road to proxy", measureProxy);
 }

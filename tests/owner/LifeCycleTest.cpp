@@ -1,7 +1,11 @@
 // From the constructor to the monitor, and on to the successors of its log.
 #include "OwnerParts.h"
 
+#include <QDir>
+
 #include <QRegularExpression>
+
+#include <stdexcept>
 
 using namespace zmu;
 using namespace zmu_test;
@@ -20,6 +24,8 @@ class Refusing : public Owner {
     explicit Refusing(int code) : m_code(code) {}
     bool customizeForOwner() override
     {
+        if (m_code < 0)
+            throw std::runtime_error("not today");
         code1() = m_code;
         return false;
     }
@@ -78,6 +84,13 @@ TEST_F(LifeCycle, StagesOfASubclass)
     Refusing silent(0);
     EXPECT_EQ(silent.createZarnMonitor(), nullptr);
     EXPECT_EQ(silent.getDX_Code1(), zgw::CustomizeRefused);
+    Refusing throwing(-1);
+    {
+        Traces traces;
+        EXPECT_EQ(throwing.createZarnMonitor(), nullptr);
+        EXPECT_EQ(throwing.getDX_Code1(), zgw::CustomizeRefused);
+        EXPECT_TRUE(traces.take().contains("customizeForOwner () has thrown an exception"));
+    }
     Refusing speaking(40);
     EXPECT_EQ(speaking.createZarnMonitor(), nullptr);
     EXPECT_EQ(speaking.getDX_Code1(), 40);
@@ -176,9 +189,12 @@ TEST_F(LifeCycle, SuccessorThatCannotBeNamed)
     EXPECT_EQ(reportText(monitor, L"goes on"), 0);
     EXPECT_EQ(presentLog(monitor), first);
 
-    setLogDirectory(folder.path(std::string(250, 'd').c_str())); // no room for a successor's name
-    EXPECT_FALSE(monitor->reestablishLogFile(false));
-    EXPECT_EQ(presentLog(monitor), first);
+    // A log that comes back has room for long names.
+    const std::wstring deep = folder.path(std::string(250, 'd').c_str());
+    ASSERT_TRUE(QDir().mkdir(QString::fromStdWString(deep)));
+    setLogDirectory(deep);
+    EXPECT_TRUE(monitor->reestablishLogFile(false));
+    EXPECT_TRUE(presentLog(monitor).starts_with(deep));
     EXPECT_EQ(folder.files().size(), 1);
     EXPECT_TRUE(ZarnDataZGW::destroyZarnMonitor(monitor));
 }

@@ -204,7 +204,12 @@ TEST_F(Paths, LogsThatCannotBeMade)
         SCOPED_TRACE(name.toStdString());
         setLogDirectory(name.toStdWString());
         Owner owner;
+        Traces traces;
         EXPECT_EQ(owner.createZarnMonitor(), nullptr);
+        const QString why = name.endsWith("missing") ? "there is no directory "
+                            : name.endsWith("file")  ? "something that is no directory"
+                                                     : "has no right to make files in ";
+        EXPECT_TRUE(traces.take().contains(why));
         EXPECT_EQ(owner.getDX_Code1(), zgw::MonitorNotCreated);
         EXPECT_EQ(owner.getDX_Code2(), 45U); // the file could not be opened
     }

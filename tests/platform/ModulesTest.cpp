@@ -98,4 +98,29 @@ TEST(Modules, CurrentFolderIsNotSearched)
 #endif
 }
 
+#if !defined(_WIN32)
+
+TEST(Modules, OneThatAppearsLaterIsFound)
+{
+    const QString folder = QFileInfo("/proc/self/exe").symLinkTarget().section('/', 0, -2) + '/';
+    const QString sample = folder + "libsample.so.2";
+    const auto isFound = [] {
+        const HMODULE module = LoadLibraryW(L"late.dll");
+        return module && FreeLibrary(module);
+    };
+    const QString names[] = {folder + "liblate.so.1", folder + "liblate.so"};
+    for (const QString& name : names)
+        QFile::remove(name);
+    for (const QString& name : names) {
+        EXPECT_FALSE(isFound());
+        EXPECT_FALSE(isFound());
+        EXPECT_TRUE(QFile::copy(sample, name));
+        EXPECT_TRUE(isFound()) << name.toStdString();
+        EXPECT_TRUE(QFile::remove(name));
+    }
+    EXPECT_FALSE(isFound());
+}
+
+#endif
+
 } // namespace

@@ -37,7 +37,7 @@ int terminate(Char* elements, int claimed, int bufferMax)
 {
     const int length = std::max(0, std::min(claimed, bufferMax - 1));
     elements[length] = Char();
-    return length;
+    return static_cast<int>(lengthOf(elements)); // a loader may claim more than it wrote
 }
 
 /// The two widths of each call under one name.
@@ -127,6 +127,7 @@ int zmu::loadString(HMODULE module, unsigned int id, wchar_t* buffer, int buffer
     SetLastError(ERROR_SUCCESS);
     int length = 0;
     const auto entry = entryPoint<LoadStringFunction>(module, LoadStringEntry);
+    buffer[0] = L'\0';
     if (entry)
         length = terminate(buffer, entry(id, buffer, bufferMax), bufferMax);
     else
@@ -363,6 +364,7 @@ int UTL_String::loadFromModule(HMODULE module, unsigned id, unsigned capacity)
         throw UTL_Exception(StringFault::BadArguments);
     clear();
     adopt(allocate<wchar_t>(capacity - 1).release(), 0);
+    std::wmemset(m_wide, L'\0', capacity);
     const int length = zmu::loadString(module, id, m_wide, toBufferMax(capacity));
     m_length = static_cast<u64>(length);
     return length;

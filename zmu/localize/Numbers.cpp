@@ -1,6 +1,7 @@
 // Numbers with the sign and the groups of the user's locale.
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 
 #include <algorithm>
@@ -58,8 +59,8 @@ struct Conventions {
 bool enterUserLocale(Conventions& conventions)
 {
     // What the C library hands out is rewritten by the next thread's call.
-    static std::mutex gate;
-    const std::lock_guard<std::mutex> guard(gate);
+    static zmu::ProcessLock gate;
+    const std::lock_guard guard(gate);
     if (!std::setlocale(LC_ALL, ""))
         return false;
     const std::lconv* locale = std::localeconv();

@@ -33,6 +33,7 @@ constexpr Row table[] = {
     {10009, "bpw_template.html"},
     {10010, "aps_template.html"},
     {10011, "Templates/"},
+    {10014, "1~-1~2~u`s`u~||``This log file is #%1!u! in a series that began with %2!s!. Before it %3!u! situations found no log file to be written to.`"},
 
     // The built-in form, and the row that stands in for a report without room.
     {10021, "<!-- SituationID=[SITUATION_ID] -->[YEAR]-[MONTH]-[DAY] [HOURS]:[MINUTES]:[SECONDS].[MILLISECONDS] [SITUATION_DSCRP]<br>\n"},

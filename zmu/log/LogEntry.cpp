@@ -12,9 +12,12 @@ using namespace zmu;
 
 ZarnDataForThread::LogMark ZarnDataForThread::beginEntry()
 {
+    m_dataSet->attendToLog();
     const ZarnDataFile* file = m_dataSet->getFileLog();
-    // Sections that are gone would pass in silence.
-    require(!file || isOpen(file->m_logStream), dx::LogNotOpen);
+    if (file && !isOpen(file->m_logStream)) { // sections that are gone would pass in silence
+        m_dataSet->countLostSituation();
+        throw int{dx::LogNotOpen};
+    }
     if (LogDevice* device = m_dataSet->getLogDevice())
         device->hold();
     return {file ? file->m_logByteCount : 0, file ? file->m_tailPosition : 0,

@@ -12,8 +12,10 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZarnDataZGW.h>
+#include <zmu/platform/Clock.h>
 #include <zmu/platform/Files.h>
 #include <zmu/platform/Paths.h>
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 
 #include <QFile>
@@ -35,11 +37,14 @@ namespace {
 constexpr u64 limitMin = 1048576;  // 1 MiB
 constexpr u64 limitMax = 78643200; // 75 MiB
 constexpr int seriesNote = 10006;
+constexpr int lossNote = 10014; ///< The same with the number of situations that no log has.
 
-using SuccessorName = WideBuffer<260>;
+using SuccessorName = WideBuffer<1024>;
+/// Room for a successor's name where the log does not come back by itself.
+constexpr std::size_t successorQty = 260;
 
 // The series of log files that the process writes, shared by all its data sets.
-std::mutex s_logSeriesLock;
+ProcessLock s_logSeriesLock;
 wchar_t s_logSeriesOrigin[260 + 1] = {};
 unsigned int s_logSeriesCount = 1;
 
@@ -74,10 +79,12 @@ bool isSameFile(const wchar_t* left, const wchar_t* right)
     return !leftPath.isEmpty() && leftPath == QFileInfo(toFileName(right)).canonicalFilePath();
 }
 
-/// Makes Qt know the calling thread. In one that it does not know the constructors of its objects
-/// crash when memory is short; this throws.
-void introduceThread()
+/// Prepares for objects of Qt, whose constructors crash without memory: where it is short this
+/// throws, and Qt knows the thread afterwards.
+void prepareForQt()
 {
+    constexpr std::size_t enough = 65536; // for all of them
+    std::make_unique<char[]>(enough);
     QThread::currentThread();
 }
 
@@ -98,7 +105,7 @@ void freeStream(QTextStream*& stream)
 /// Opens a form for reading.
 QTextStream* openFormStream(const wchar_t* name, QIODevice::OpenMode mode)
 {
-    introduceThread();
+    prepareForQt();
     auto file = std::make_unique<QFile>(toFileName(name));
     // A pipe or a device would block, or never end.
     const QFileInfo info(*file);
@@ -121,8 +128,8 @@ void traceDirectoryOf(const wchar_t* name)
 
 /// Composes a fresh name as an owner does, one that lives for no longer. What its constructor
 /// raised is left in `ownerCode`.
-void nameSuccessor(SuccessorName& name, HMODULE self, HMODULE program, Zarn_LOG kind,
-                   int& ownerCode)
+void nameSuccessor(SuccessorName& name, std::size_t room, HMODULE self, HMODULE program,
+                   Zarn_LOG kind, int& ownerCode)
 {
     std::unique_ptr<ZarnDataZGW> owner;
     try {
@@ -131,7 +138,7 @@ void nameSuccessor(SuccessorName& name, HMODULE self, HMODULE program, Zarn_LOG 
         ownerCode = code;
     }
     require(owner != nullptr, dx::SuccessorOwnerMissing);
-    owner->getLogFileFQPath(name.writable(), SuccessorName::capacity);
+    owner->getLogFileFQPath(name.writable(), room);
 }
 
 } // namespace
@@ -270,7 +277,7 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
 QTextStream* ZarnData::openLogStream(const wchar_t* name)
 {
     if (!m_spareLogStream) {
-        introduceThread();
+        prepareForQt();
         m_spareLogStream = makeStream(std::make_unique<LogDevice>());
     }
     auto* const device = static_cast<LogDevice*>(m_spareLogStream->device());
@@ -362,12 +369,14 @@ bool ZarnData::establishLogFile(bool learnForm)
             return;
         }
         requireOrRaiseHeld(openLogFile(m_fileLog.m_logName), *this);
+        watchNewLog();
         if (!m_fileLog.m_headFormat)
             return; // the file stays empty until its first entry
         ZarnDataForThread* engine = obtainDataForCurrentThread(true);
         require(engine, dx::EstablishNoEngine);
         learnTimeZone();
         requireOrRaiseHeld(writeBeginning(*engine), *this);
+        watchNewLog();
     });
     if (!isSelfSatisfied()) {
         if (isNative && !closeLogFile())
@@ -412,6 +421,7 @@ bool ZarnData::writeBeginning(ZarnDataForThread& engine)
     freeLogFileFormSectionHeadData();
     if (m_fileLog.m_formIsBuiltIn)
         return isSelfSatisfied();
+    m_formFlaw = {}; // it was learned without one
     traceFormDismissed();
     forgetSelfDX_Code();
     if (!supplantLogFileFormFromResDLL(SECTIONS_ALL) ||
@@ -433,16 +443,18 @@ bool ZarnData::reestablishLogFile(const bool& force)
         if (force && m_fileLog.m_logStream && m_fileLog.m_logByteCount >= m_logFileByteCountLimit)
             return;
         SuccessorName successor;
-        nameSuccessor(successor, m_selfResourceModule, m_resModuleBootstrap, m_fileLog.m_logKind,
-                      namingCode);
+        nameSuccessor(successor, m_logWatch.isOn ? successor.capacity : successorQty,
+                      m_selfResourceModule, m_resModuleBootstrap, m_fileLog.m_logKind, namingCode);
         require(!successor.isEmpty(), dx::SuccessorNameMissing);
         reestablishLogFile(successor.inPlace(), m_fileLog.m_formName, m_fileLog.m_logKind);
         if (!isSelfSatisfied())
             removeIfEmpty(successor.c_str()); // the name was taken by making the file
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_logWatch.failTime = steadyMilliseconds();
         Zarn_TRACE(L"ZarnData::reestablishLogFile () [2] caught exception #%d/%d.\n",
                    getSelfDX_Code(), namingCode);
+    }
     section.leave();
     return isSelfSatisfied();
 }
@@ -468,7 +480,11 @@ bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG 
         if (kind != Zarn_LOG_UNSET)
             m_fileLog.m_logKind = kind;
 
-        requireOrRaiseHeld(establishLogFile(formChanged), *this);
+        // A head that could not be written is gone, and comes back from the form.
+        const bool isHeadGone = m_logWatch.isOn && !m_fileLog.m_headFormat;
+        if (isHeadGone && m_fileLog.m_formStream)
+            closeFile(m_fileLog.m_formStream, m_fileLog.m_formName);
+        requireOrRaiseHeld(establishLogFile(formChanged || isHeadGone), *this);
         noteSeries(continueSeries());
     });
     if (!isSelfSatisfied())
@@ -508,8 +524,14 @@ void ZarnData::noteSeries(unsigned int number)
 
     m_isNotingSeries = true;
     void* previous = setResourceModule(m_selfResourceModule);
-    if (!m_owner->respondToSituation(seriesNote, nullptr, number, s_logSeriesOrigin))
+    const ulong32 lost = m_logWatch.lost;
+    const bool wasAsked =
+        lost > 0 ? m_owner->respondToSituation(lossNote, nullptr, number, s_logSeriesOrigin, lost)
+                 : m_owner->respondToSituation(seriesNote, nullptr, number, s_logSeriesOrigin);
+    if (!wasAsked)
         m_owner->forgetSituation();
+    else if (isSelfSatisfied())
+        m_logWatch.lost -= lost;
     setResourceModule(previous);
     m_isNotingSeries = false;
 

@@ -9,7 +9,10 @@
 #include <zmu/log/internal/LoadStringCopy.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/platform/Files.h>
 #include <zmu/platform/Win32.h>
+
+#include <QFileDevice>
 
 #include <algorithm>
 #include <cwchar>
@@ -157,7 +160,14 @@ bool ZarnData::processFileLogForm(ulong32 mask)
 
 bool ZarnData::openLogFileForm(wchar_t* name)
 {
-    return openFile(&m_fileLog.m_formName, &m_fileLog.m_formStream, name, QIODevice::ReadOnly);
+    if (!openFile(&m_fileLog.m_formName, &m_fileLog.m_formStream, name, QIODevice::ReadOnly))
+        return false;
+    // A subclass may have opened what is no file.
+    const auto* const file = qobject_cast<QFileDevice*>(m_fileLog.m_formStream->device());
+    m_formFlaw.what = file ? whyDistrusted(file->handle(), m_fileLog.m_formName) : nullptr;
+    if (m_formFlaw.what)
+        setSelfDX_Code(dx::FormNotTrusted);
+    return isSelfSatisfied();
 }
 
 /// In pieces: a path can be as long as a line of a trace.

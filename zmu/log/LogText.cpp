@@ -49,8 +49,7 @@ u64 zmu::writeText(QTextStream& stream, LogDevice* log, const wchar_t* text, std
     // The device and not the stream, which would copy and encode the text once more.
     QIODevice& device = *stream.device();
     if (static_cast<u64>(device.pos() + bytes.size()) > limit ||
-        !(log ? log->write(bytes.constData(), bytes.size()) == bytes.size()
-              : writeElsewhere(device, bytes)))
+        !(log ? log->write(bytes) == bytes.size() : writeElsewhere(device, bytes)))
         throw WriteFailed{};
     return static_cast<u64>(bytes.size());
 }

@@ -47,6 +47,8 @@ void ZarnDataForThread::replaceLogFileAtLimit()
     // The first entry of a successor never replaces it again, however long the head is.
     if (!file || limit == 0 || file->m_logByteCount < limit || m_dataSet->isNotingSeries())
         return;
+    if (!m_dataSet->mayReplaceLog())
+        return; // the entry is written, and a later one tries again
     if (!m_dataSet->reestablishLogFile(false)) {
         m_dataSet->forgetSelfDX_Code();
         throw int{dx::RolloverFailed};

@@ -7,6 +7,7 @@
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/platform/EntryPoint.h>
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 
 #include <algorithm>
@@ -417,9 +418,9 @@ char* ZarnData::getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag)
 
 namespace {
 
-std::mutex& logDirectoryLock()
+ProcessLock& logDirectoryLock()
 {
-    static std::mutex lock;
+    static ProcessLock lock; // a host's static objects may ask for the directory
     return lock;
 }
 
@@ -514,6 +515,7 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_reserved = other->m_reserved;
         m_safeToAllocateMemory = other->m_safeToAllocateMemory;
         m_logFileByteCountLimit = other->m_logFileByteCountLimit;
+        m_logWatch.isOn = other->m_logWatch.isOn;
         m_sizeMapOfDataForThreads = other->m_sizeMapOfDataForThreads;
         m_nonnativeInstantiatorID = other->m_nonnativeInstantiatorID;
         m_engineFactory = other->m_engineFactory;
@@ -559,6 +561,7 @@ bool ZarnData::free_Resources()
         m_fileLog.m_formStream = nullptr;
         succeeded = false;
     }
+    forgetStrayEntries();
     succeeded = eliminateLogFileFormInjectors() && succeeded;
     try {
         free_Memory();

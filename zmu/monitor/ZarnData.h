@@ -319,6 +319,28 @@ class ZMU_API ZarnData {
     const wchar_t* getTagForForm(Zarn_FORM_TAG tag) const;
     const wchar_t* getLogNameForForm() const;
 
+    // ---- A log that comes back -----------------------------------------------------------------------
+
+    /// Whether the log comes back by itself; returns what held before. Off for a new data set, on
+    /// for one that ZarnDataZGW makes. With it
+    /// - a replacement that failed, and a log that was deleted, moved, emptied or cut from outside,
+    ///   or whose folder was removed, leads to a later situation opening a successor, at most one
+    ///   try a second. The file is looked at once a second at most. What was written in between is
+    ///   taken along, and the first entry of the new log tells how many situations had no log;
+    /// - a rollover that failed is tried again at most once a second, and the situations in between
+    ///   are none that failed;
+    /// - a successor's path may have 1023 elements and not only 259.
+    /// docs/logs-in-use.md tells what that means for who looks after logs. Enters the lock.
+    bool setLogRecovery(bool comesBack);
+    bool getLogRecovery() const { return m_logWatch.isOn; }
+    /// Called by an engine before each entry, under the lock: finds the log a file if it has none,
+    /// or none of this process's.
+    void attendToLog();
+    /// Notes that a situation found no log.
+    void countLostSituation();
+    /// Whether it is time to try a replacement, after one that failed.
+    bool mayReplaceLog() const;
+
     // ---- Self-diagnosis -------------------------------------------------------------------------
 
     /// The data set's code, else that of the calling thread's engine, else 0.
@@ -587,6 +609,22 @@ class ZMU_API ZarnData {
     mutable std::atomic<zmu::ulong32> m_tellingThread =
         0; ///< The last one that is telling a failure.
     bool m_isNotingSeries = false;
+    /// What keeps the log alive. Times are milliseconds.
+    struct {
+        bool isOn = false;
+        unsigned forkCount = 0;   ///< Of the process that opened the log.
+        zmu::u64 lookTime = 0;    ///< When the file was looked at, or opened.
+        zmu::u64 failTime = 0;    ///< When a replacement failed; 0 since one succeeded.
+        int seenPosition = 0;     ///< Where the tail stood then: so far the file was whole.
+        zmu::ulong32 entries = 0; ///< Since then.
+        zmu::ulong32 lost = 0;    ///< Situations that no log has.
+        // Entries of a log that is gone, which the next one takes along.
+        int strayFile = -1;
+        int strayBegin = 0;
+        int strayEnd = 0;
+        int strayHole = -1; ///< Where that file was cut, -1 for nowhere.
+        zmu::ulong32 strayEntries = 0;
+    } m_logWatch;
     bool m_offersFormExtras = false;
     std::wstring m_formExtras[3];          ///< By zmu::FormExtra.
     zmu::LogDevice* m_logDevice = nullptr; ///< Of the stream that openLogFile opened last.
@@ -602,6 +640,16 @@ class ZMU_API ZarnData {
     wchar_t* m_escapedLogName = nullptr;             ///< The same.
 
     void loadProxy();
+    void watchNewLog();
+    void leaveLogOfParent();
+    enum class LogPlace { Here, Elsewhere, Gone };
+    LogPlace findLog();
+    void keepStrayEntries(int file, int hole);
+    bool openSuccessor();
+    void takeStrayEntriesAlong();
+    bool copyStrayEntries(int& position);
+    void mendCutLog();
+    void forgetStrayEntries();
     bool escapeTag(Zarn_FORM_TAG tag);
     bool escapeLogName(const wchar_t* name);
     bool storeEscaped(wchar_t*& target, const wchar_t* text) const;
@@ -611,15 +659,15 @@ class ZMU_API ZarnData {
     void warnOfSection(const zmu::FormFlaw& flaw, const wchar_t* text, int line) const;
     int lineInForm(long position) const;
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
-    /// Opens a log with the stream that the last one has left, or with the first one.
-    QTextStream* openLogStream(const wchar_t* name);
-    void freeSpareLogStream();
     void resetLogCounters();
     std::wstring& formExtra(int extra);
     void learnTimeZone();
     void linkSuccessor(const wchar_t* successor);
     bool writeBeginning(ZarnDataForThread& engine);
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);
+    /// Opens a log with the stream that the last one has left, or with the first one.
+    QTextStream* openLogStream(const wchar_t* name);
+    void freeSpareLogStream();
     bool swapFormName(const wchar_t* formName);
     void learnInjector(zmu::InjectorBlock& block);
     bool eliminateLogFileFormInjectors();

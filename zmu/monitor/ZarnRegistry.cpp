@@ -7,6 +7,7 @@
 
 #include <climits>
 #include <iterator>
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -25,7 +26,7 @@ struct CodeHolder {
     void setSelfDX_Code(int value) { code = value; }
 };
 
-std::mutex s_entries;
+ProcessLock s_entries;
 
 /// Takes a monitor out of its entry, so that a thread that ends does not meet it half destroyed.
 /// The count goes down unless it is at `countMin`.
@@ -39,7 +40,7 @@ Zarn* takeOut(Zarn*& entry, int& count, int countMin)
 
 } // namespace
 
-std::mutex& zmu::registryEntries()
+ProcessLock& zmu::registryEntries()
 {
     return s_entries;
 }

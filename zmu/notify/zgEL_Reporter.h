@@ -69,7 +69,7 @@ class ZMU_API zgEL_Reporter {
     /// the event; a number is written in decimal, a missing one as "". False without a reporter
     /// and, with the error 87, without a monitor, for a situation that has no event, and when
     /// `firstFillerIndex` is beyond the fillers. The event log's own failures are traced, too.
-    /// Returns in a moment also when the event log does not answer (1460).
+    /// An event log that does not answer is waited for for five seconds (1460).
     static bool write(const Zarn* monitor);
 
     /// The error of the last operation, of whichever thread; 0 when all is well.

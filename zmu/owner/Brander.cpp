@@ -1,13 +1,16 @@
 // The product's brander: finding it, making it, giving it back.
 #include <zmu/owner/ZarnDataZGW.h>
 
+#include <zmu/monitor/Trace.h>
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/owner/ZgwCodes.h>
 #include <zmu/owner/internal/BranderModule.h>
 #include <zmu/owner/internal/OwnerStatus.h>
 #include <zmu/platform/EntryPoint.h>
+#include <zmu/platform/ModulePlaces.h>
 #include <zmu/platform/Win32.h>
 
+#include <iterator>
 #include <utility>
 
 using namespace zmu;
@@ -38,6 +41,27 @@ bool findEntries(HMODULE module, BranderModule& entries)
            findEntry(module, brander::DestroyEntry, entries.destroy);
 }
 
+/// Says where a module lies, so that nobody's log bears another company's name unnoticed.
+void traceModule(const wchar_t* what, HMODULE module)
+{
+    wchar_t path[1024] = {};
+    GetModuleFileNameW(module, path, static_cast<DWORD>(std::size(path)));
+    Zarn_TRACE(L"ZarnDataZGW: module %ls %ls.\n", path, what);
+}
+
+/// Keeps the last error.
+void traceMissing()
+{
+    const DWORD error = GetLastError();
+    try {
+        Zarn_TRACE(L"ZarnDataZGW: the brander, module %ls, was not found or could not be loaded "
+                   L"(WLE%lu). It is looked for in: %ls.\n",
+                   branderModuleName, static_cast<unsigned long>(error), modulePlaces().c_str());
+    } catch (...) { // no memory to say so
+    }
+    SetLastError(error);
+}
+
 } // namespace
 
 // ---- The module ------------------------------------------------------------------------------------------
@@ -58,18 +82,23 @@ const BranderModule* zmu::loadedBranderModule()
             return &loaded;
     }
     const HMODULE module = LoadLibraryW(branderModuleName);
-    if (!module)
+    if (!module) {
+        traceMissing();
         return nullptr;
+    }
     BranderModule entries;
     if (!findEntries(module, entries)) {
         const DWORD error = GetLastError();
+        traceModule(L"is no brander, an entry is missing", module);
         FreeLibrary(module);
         SetLastError(error);
         return nullptr;
     }
     const Synchronized guard(branderLock());
-    if (!std::exchange(isLoaded, true))
+    if (!std::exchange(isLoaded, true)) {
         loaded = entries;
+        traceModule(L"is the brander of this process", module);
+    }
     return &loaded;
 }
 

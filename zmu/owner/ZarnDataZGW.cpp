@@ -1,5 +1,5 @@
-// The life of an owner: it gathers, hands over, cleans up. Settings.cpp, LogPaths.cpp, Tags.cpp and
-// Brander.cpp hold what it gathers.
+// The life of an owner: it gathers, hands over, cleans up. Settings.cpp, LogDirectory.cpp,
+// LogName.cpp, LogFormPath.cpp, Tags.cpp and Brander.cpp hold what it gathers.
 #include <zmu/owner/ZarnDataZGW.h>
 
 #include <zmu/localize/ZarnLocalizeHelpers.h>
@@ -183,6 +183,7 @@ void ZarnDataZGW::configureDataSet(const UTL_String& formPath)
 {
     m_dataSet->setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING);
     m_dataSet->setCharSetExternal(wideCharSet);
+    m_dataSet->setLogRecovery(true);
     m_dataSet->offerFormExtras(true);
     if (m_ownerStandalone) {
         u64 previous = 0;

@@ -39,6 +39,34 @@ i64 readAt(int file, i64 position, char* data, i64 size);
 /// said.
 i64 writeAt(int file, i64 position, const char* data, i64 size);
 
+/// Which file it is that is open, or that a name leads to.
+struct FileIdentity {
+    u64 device = 0;
+    u64 number = 0;
+    u64 links = 0; ///< Names that lead to it.
+    i64 size = -1;
+
+    bool isThere() const { return size >= 0; }
+    bool isSameFile(const FileIdentity& other) const
+    {
+        return isThere() && other.isThere() && device == other.device && number == other.number;
+    }
+};
+/// A file that is not there, or of which the system does not tell, has no size.
+FileIdentity identityOf(int file);
+FileIdentity identityOf(const wchar_t* path);
+
+/// One more number for an open file, -1 without any. Balance with closeFile.
+int duplicateFile(int file);
+
+/// Why a file that is open may have been put at `path` by somebody whom the process has no reason
+/// to trust, null if there is no sign of that. It has to be the user's or the administrator's, and
+/// not everybody's to write; so has the folder that it lies in, unless only owners may remove files
+/// from there, and the file's name is the user's or the administrator's, too. A group that may
+/// write was let in by the owner, and counts as trusted. Where files have no such owners: always
+/// null.
+const wchar_t* whyDistrusted(int file, const wchar_t* path);
+
 /// Whether there is anything of that name, be it a link that leads nowhere.
 bool isThere(const wchar_t* path);
 

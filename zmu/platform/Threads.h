@@ -9,6 +9,15 @@ namespace zmu {
 /// the last error.
 u64 threadSerial();
 
+/// How many forks lie between the first process and this one: another number in each child. Where a
+/// process cannot be forked, always 0.
+///
+/// Around a fork the library takes its locks, so that a child finds what they guard whole, and them
+/// free. It waits a quarter of a second for them. One that another thread holds for longer, with a
+/// dialog of its host open for one, is free in the child all the same: what that thread was doing
+/// ends there.
+unsigned forkCount();
+
 /// Lets at least so much time pass.
 void sleepMilliseconds(unsigned milliseconds);
 

@@ -168,8 +168,10 @@ void Sleep(DWORD milliseconds);
 /// A lock that its owner may enter again. Enter and leave must balance.
 struct CRITICAL_SECTION {
     std::mutex gate;
-    std::atomic<DWORD> owner = 0; ///< Thread that holds the gate, 0 for none.
-    unsigned depth = 0;           ///< How often the owner has entered.
+    std::atomic<DWORD> owner = 0;     ///< Thread that holds the gate, 0 for none.
+    unsigned depth = 0;               ///< How often the owner has entered.
+    CRITICAL_SECTION* next = nullptr; ///< All that are in use, for a process that forks.
+    CRITICAL_SECTION* previous = nullptr;
 };
 void InitializeCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
@@ -283,16 +285,18 @@ inline constexpr DWORD KEY_ALL_ACCESS = 0xF003F;
 inline constexpr DWORD REG_SZ = 1;
 inline constexpr DWORD REG_DWORD = 4;
 
-/// Opens a key under HKEY_LOCAL_MACHINE for all access. Without a file the key is there and has no
-/// values. 2 for another key, 5 without the right to write the file or to make it, 1392 when what
-/// the file holds is no settings. Balance with RegCloseKey.
+/// Opens a key under HKEY_LOCAL_MACHINE, of which all may be read and what the process has the
+/// right for be written. Without a file the key is there and has no values. 2 for another key, 5
+/// without the right to read a file, 1392 when what it holds is no settings. Balance with
+/// RegCloseKey.
 long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD options, DWORD access, HKEY* opened);
 /// Reads a value into the `*size` bytes of `data`; `*type` and `*size` become those of the value,
-/// also when it has no room (234). 2 when there is none.
+/// also when it has no room (234). 2 when there is none. Where there is no file at all, and the
+/// process may not make one, each value is the number 0.
 long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, u8* data,
                       DWORD* size);
-/// Writes a REG_DWORD at once. 29 when the file does not hold it then. Waits for another process
-/// that is writing.
+/// Writes a REG_DWORD at once. 5 without the right to, and while another process has held the file
+/// for more than a second; 29 when the file does not hold the value then.
 long RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const u8* data,
                     DWORD size);
 long RegCloseKey(HKEY key);
@@ -312,7 +316,7 @@ BOOL DeregisterEventSource(HANDLE source);
 /// Writes an event: the text that EventMessages.def has for it, filled with the strings, of which
 /// the journal keeps at most 4096 elements each. Its severity stands for the type; category, user
 /// and data are ignored. False with 317 for an unknown event, 1062 without a journal, 1460 when the
-/// journal takes nothing for a second.
+/// journal takes nothing for five seconds.
 BOOL ReportEventW(HANDLE source, WORD type, WORD category, DWORD event, void* user, WORD count,
                   DWORD dataSize, const wchar_t** strings, void* data);
 

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <utility>
 
 namespace zmu {
@@ -42,8 +44,16 @@ class LogDevice : public QIODevice {
     {
         m_isHolding = false;
         m_heldSize = 0;
+        m_more.reset();
         closeFile(std::exchange(m_file, -1));
     }
+
+    /// The file's number, -1 for none.
+    int file() const { return m_file; }
+
+    /// Makes the writes from here on, as writeAt does, which null stands for.
+    using Writer = i64 (*)(int file, i64 position, const char* data, i64 size);
+    void setWriter(Writer writer) { m_writer = writer; }
 
     bool isSequential() const override { return false; }
     qint64 size() const override { return std::max<qint64>(sizeOf(m_file), 0); }
@@ -61,7 +71,9 @@ class LogDevice : public QIODevice {
     bool release()
     {
         m_isHolding = false;
-        return writeHeld();
+        const bool succeeded = writeHeld();
+        m_more.reset();
+        return succeeded;
     }
 
     /// Forgets the held writes. True if the file is as it was when the hold began.
@@ -69,6 +81,7 @@ class LogDevice : public QIODevice {
     {
         m_isHolding = false;
         QIODevice::seek(pos() - std::exchange(m_heldSize, 0));
+        m_more.reset();
         return m_isIntact;
     }
 
@@ -82,21 +95,43 @@ class LogDevice : public QIODevice {
 
     qint64 writeData(const char* data, qint64 size) override
     {
-        if (m_isHolding && size <= capacity - m_heldSize) {
-            std::memcpy(m_held + m_heldSize, data, static_cast<std::size_t>(size));
+        if (m_isHolding && hasRoomFor(size)) {
+            std::memcpy(held() + m_heldSize, data, static_cast<std::size_t>(size));
             m_heldSize += size;
             return size;
         }
         if (!writeHeld())
             return -1;
         m_isIntact = false;
-        return writeAt(m_file, pos(), data, size);
+        return writeOut(pos(), data, size);
     }
 
   private:
-    /// Bytes of the longest entry and the longest tail.
+    /// Bytes of the longest entry and the longest tail. Only what a log begins with can be more.
     static constexpr qint64 capacity =
         2 * ZarnScratchpad::Buffer::capacity * utf16UnitsMax * sizeof(char16_t);
+
+    char* held() { return m_more ? m_more.get() : m_held; }
+
+    /// Without memory for more the held writes are made, and the next one is not held.
+    bool hasRoomFor(qint64 size)
+    {
+        const qint64 needed = m_heldSize + size;
+        if (needed <= (m_more ? m_moreCapacity : capacity))
+            return true;
+        std::unique_ptr<char[]> more(new (std::nothrow) char[static_cast<std::size_t>(2 * needed)]);
+        if (!more)
+            return false;
+        std::memcpy(more.get(), held(), static_cast<std::size_t>(m_heldSize));
+        m_more = std::move(more);
+        m_moreCapacity = 2 * needed;
+        return true;
+    }
+
+    qint64 writeOut(qint64 position, const char* data, qint64 size) const
+    {
+        return (m_writer ? m_writer : writeAt)(m_file, position, data, size);
+    }
 
     bool writeHeld()
     {
@@ -105,16 +140,19 @@ class LogDevice : public QIODevice {
         m_isIntact = false;
         const qint64 size = std::exchange(m_heldSize, 0);
         const qint64 start = pos() - size;
-        const qint64 written = writeAt(m_file, start, m_held, size);
+        const qint64 written = writeOut(start, held(), size);
         if (written != size)
             QIODevice::seek(start + written);
         return written == size;
     }
 
     int m_file = -1;
+    Writer m_writer = nullptr;
     bool m_isHolding = false;
     bool m_isIntact = true;
     qint64 m_heldSize = 0;
+    qint64 m_moreCapacity = 0;
+    std::unique_ptr<char[]> m_more; ///< Instead of m_held, where that has no room.
     char m_held[capacity];
 };
 

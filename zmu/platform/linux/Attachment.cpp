@@ -74,6 +74,15 @@ void atThreadEnd(void* library)
     --s_watchedThreads;
 }
 
+/// Of the threads of a process that forks, one lives on in the child.
+struct ForkWatch {
+    ForkWatch()
+    {
+        pthread_atfork(nullptr, nullptr, [] { s_watchedThreads = isWatched() ? 1 : 0; });
+    }
+};
+const ForkWatch forkWatch;
+
 struct ProcessEnd {
     ~ProcessEnd()
     {

@@ -23,6 +23,7 @@ class NarrowPath {
   public:
     explicit NarrowPath(const wchar_t* path);
     const char* c_str() const { return m_bytes; }
+    char* writable() { return m_bytes; }
 
   private:
     char m_bytes[PATH_MAX + 1];

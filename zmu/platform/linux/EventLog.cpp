@@ -80,7 +80,7 @@ DWORD awaitRoom(int socket)
 {
     using Clock = std::chrono::steady_clock;
     using std::chrono::milliseconds;
-    const auto end = Clock::now() + milliseconds(1000);
+    const auto end = Clock::now() + milliseconds(5000);
     for (;;) {
         const auto left = std::chrono::ceil<milliseconds>(end - Clock::now()).count();
         pollfd room{socket, POLLOUT, 0};

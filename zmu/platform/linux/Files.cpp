@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <limits>
 
 using namespace zmu;
@@ -24,6 +25,16 @@ bool readFileSizeLimit(rlimit& limit)
 #else
     return getrlimit(RLIMIT_FSIZE, &limit) == 0;
 #endif
+}
+
+FileIdentity identityFrom(const struct stat& status)
+{
+    return {status.st_dev, status.st_ino, status.st_nlink, status.st_size};
+}
+
+bool isTrustedOwner(const struct stat& status)
+{
+    return status.st_uid == 0 || status.st_uid == geteuid();
 }
 
 int failToOpen(int error)
@@ -105,6 +116,58 @@ i64 zmu::writeAt(int file, i64 position, const char* data, i64 size)
             break;
     }
     return written;
+}
+
+FileIdentity zmu::identityOf(int file)
+{
+    struct stat status = {};
+    return fstat(file, &status) == 0 ? identityFrom(status) : FileIdentity{};
+}
+
+FileIdentity zmu::identityOf(const wchar_t* path)
+{
+    struct stat status = {};
+    return stat(NarrowPath(path).c_str(), &status) == 0 ? identityFrom(status) : FileIdentity{};
+}
+
+int zmu::duplicateFile(int file)
+{
+    return fcntl(file, F_DUPFD_CLOEXEC, 0);
+}
+
+const wchar_t* zmu::whyDistrusted(int file, const wchar_t* path)
+{
+    NarrowPath name(path);
+    char* const lastSeparator = std::strrchr(name.writable(), '/');
+    const char* entry = name.c_str();
+    const char* folder = ".";
+    if (lastSeparator) {
+        entry = lastSeparator + 1;
+        folder = lastSeparator == name.c_str() ? "/" : name.c_str();
+        *lastSeparator = '\0';
+    }
+    struct stat opened = {};
+    struct stat held = {};
+    struct stat present = {};
+    struct stat link = {};
+    const int directory = open(folder, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const bool isKnown = directory >= 0 && fstat(file, &opened) == 0 &&
+                         fstat(directory, &held) == 0 &&
+                         fstatat(directory, entry, &present, 0) == 0 &&
+                         fstatat(directory, entry, &link, AT_SYMLINK_NOFOLLOW) == 0;
+    closeFile(directory);
+    if (!isKnown || !identityFrom(opened).isSameFile(identityFrom(present)))
+        return L"it was replaced while it was opened";
+    if (!isTrustedOwner(opened))
+        return L"it belongs to another user";
+    if (opened.st_mode & S_IWOTH)
+        return L"everybody may write it";
+    if ((held.st_mode & S_IWOTH) && !(held.st_mode & S_ISVTX))
+        return L"everybody may write in its folder";
+    if (held.st_mode & S_IWOTH)
+        return isTrustedOwner(link) ? nullptr
+                                    : L"its name in a folder for everybody is another user's";
+    return isTrustedOwner(held) ? nullptr : L"its folder belongs to another user";
 }
 
 bool zmu::isThere(const wchar_t* path)

@@ -1,5 +1,6 @@
 #include <zmu/platform/linux/ModuleFiles.h>
 
+#include <zmu/platform/ModulePlaces.h>
 #include <zmu/platform/linux/Conversion.h>
 
 #include <dirent.h>
@@ -275,4 +276,13 @@ std::string zmu::findModuleFile(const wchar_t* name)
             return file;
     }
     return {};
+}
+
+std::wstring zmu::modulePlaces()
+{
+    std::string places(folderOf(programPath()));
+    places.append(", ").append(folderOf(libraryPath()));
+    for (const std::string& folder : systemFolders())
+        places.append(", ").append(folder);
+    return widen(places);
 }

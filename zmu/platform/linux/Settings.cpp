@@ -1,61 +1,73 @@
 // The machine's settings: one section of an INI file stands for a key.
+//
+// The file is PRODUCT.ini in the folder ORGANISATION of each folder that XDG_CONFIG_DIRS names, in
+// their order; what an earlier one says counts. A value is written where it stands, else into the
+// first file that there is.
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Conversion.h>
+#include <zmu/platform/linux/ModuleFiles.h>
+#include <zmu/platform/linux/SettingsFile.h>
+#include <zmu/platform/linux/SystemFiles.h>
 
-#include <QByteArray>
-#include <QFile>
-#include <QFileInfo>
-#include <QSettings>
-#include <QString>
-#include <QStringList>
-#include <QVariant>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <charconv>
+#include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
-/// An open key.
-struct HKEY__ {
-    HKEY__(const QString& organisation, const QString& product, const QString& sectionName)
-        : settings(QSettings::IniFormat, QSettings::SystemScope, organisation, product),
-          section(sectionName)
-    {
-        settings.setFallbacksEnabled(false);
-        // A file that takes the old one's place loses nothing when there is no room for it. Only
-        // who may write the file, and not make another one beside it, writes into it.
-        const QFileInfo folder(QFileInfo(settings.fileName()).path());
-        settings.setAtomicSyncRequired(!folder.exists() || folder.isWritable());
-    }
-
-    QString nameOf(const wchar_t* value) const
-    {
-        return section + QLatin1Char('/') + QString::fromWCharArray(value);
-    }
-
-    /// Whether the file itself holds a line "name=value", which a full disk may have prevented.
-    bool isWritten(const wchar_t* name, DWORD value) const
-    {
-        QFile file(settings.fileName());
-        const QByteArray line =
-            QString::fromWCharArray(name).toUtf8() + '=' + QByteArray::number(value);
-        return file.open(QIODevice::ReadOnly) && file.readAll().split('\n').contains(line);
-    }
-
-    QSettings settings;
-    QString section;
-};
+using namespace zmu;
 
 namespace {
 
-/// Runs a body that allocates; short memory becomes the failure that a caller knows.
-template <class Body>
-long withoutThrowing(Body body)
+constexpr std::size_t fileSizeMax = 0x100000;
+
+/// Takes the text up to `separator` off `text`, and the separator too.
+std::string_view takePart(std::string_view& text, char separator)
 {
-    try {
-        return static_cast<long>(body());
-    } catch (const std::exception&) {
-        return ERROR_NOT_ENOUGH_MEMORY;
+    const std::string_view part = text.substr(0, text.find(separator));
+    text.remove_prefix(std::min(part.size() + 1, text.size()));
+    return part;
+}
+
+/// Relative folders are none: they would be looked up from the current one.
+std::vector<std::string> settingsFiles(const std::string& organisation, const std::string& product)
+{
+    const char* const set = std::getenv("XDG_CONFIG_DIRS");
+    std::string_view folders = set && *set ? set : "/etc/xdg";
+    std::vector<std::string> files;
+    while (!folders.empty()) {
+        std::string_view folder = takePart(folders, ':');
+        while (folder.size() > 1 && folder.ends_with('/'))
+            folder.remove_suffix(1);
+        if (isAbsolute(folder))
+            files.push_back(std::string(folder) + '/' + organisation + '/' + product + ".ini");
     }
+    return files;
+}
+
+/// Whether the process may make `path` and the folders that it needs.
+bool mayMake(const std::string& path)
+{
+    std::string_view folder = path;
+    while (folder.size() > 1) {
+        folder = folder.substr(0, folder.rfind('/'));
+        const std::string name(folder.empty() ? "/" : folder);
+        if (exists(name))
+            return eaccess(name.c_str(), W_OK | X_OK) == 0;
+    }
+    return false;
+}
+
+void makeFolderOf(const std::string& path)
+{
+    for (std::size_t end = 1; (end = path.find('/', end)) != path.npos; ++end)
+        mkdir(path.substr(0, end).c_str(), 0755);
 }
 
 /// Gives a value to the caller, as far as it has room.
@@ -74,59 +86,135 @@ DWORD deliver(DWORD valueType, const void* value, std::size_t valueSize, DWORD* 
     return ERROR_SUCCESS;
 }
 
+/// As withoutThrowing, for calls that answer with the error itself.
+template <class Body>
+long orError(Body body)
+{
+    try {
+        return static_cast<long>(body());
+    } catch (const std::exception&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
+
 } // namespace
+
+/// An open key.
+struct HKEY__ {
+    std::vector<std::string> files; ///< By rank; not all of them exist.
+    std::string section;
+
+    DWORD check() const
+    {
+        if (files.empty())
+            return ERROR_FILE_NOT_FOUND;
+        for (const std::string& file : files) {
+            if (!exists(file))
+                continue;
+            if (eaccess(file.c_str(), R_OK) != 0)
+                return ERROR_ACCESS_DENIED;
+            if (!isSettingsText(textOf(file)))
+                return ERROR_FILE_CORRUPT;
+        }
+        return ERROR_SUCCESS;
+    }
+
+    std::optional<std::string> find(const std::string& name) const
+    {
+        for (const std::string& file : files) {
+            if (auto value = findSetting(textOf(file), section, name))
+                return value;
+        }
+        return std::nullopt;
+    }
+
+    /// The file that a value is written to.
+    const std::string& fileFor(const std::string& name) const
+    {
+        const std::string* place = nullptr;
+        for (const std::string& file : files) {
+            if (findSetting(textOf(file), section, name))
+                return file;
+            if (!place && exists(file))
+                place = &file;
+        }
+        return place ? *place : files.front();
+    }
+
+    /// Whether there is no file, and this process may not make one: nobody has set anything, and
+    /// nothing can be repaired.
+    bool isNowhere() const
+    {
+        for (const std::string& file : files) {
+            if (exists(file))
+                return false;
+        }
+        return !mayMake(files.front());
+    }
+
+    static std::string textOf(const std::string& file) { return readSystemFile(file, fileSizeMax); }
+};
 
 long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD, DWORD, HKEY* opened)
 {
-    return withoutThrowing([&]() -> DWORD {
+    return orError([&]() -> DWORD {
         *opened = nullptr;
-        const QStringList parts = QString::fromWCharArray(key).split(QLatin1Char('\\'));
-        if (root != HKEY_LOCAL_MACHINE || parts.size() != 4 ||
-            parts.first() != QLatin1String("SOFTWARE"))
+        const std::string name = narrow(key);
+        std::string_view rest = name;
+        const bool isSoftware = takePart(rest, '\\') == "SOFTWARE";
+        const std::string organisation(takePart(rest, '\\'));
+        const std::string product(takePart(rest, '\\'));
+        if (root != HKEY_LOCAL_MACHINE || !isSoftware || rest.empty() || isPath(name) ||
+            rest.find('\\') != rest.npos)
             return ERROR_FILE_NOT_FOUND;
-        auto handle = std::make_unique<HKEY__>(parts[1], parts[2], parts[3]);
-        if (!handle->settings.isWritable() || handle->settings.status() == QSettings::AccessError)
-            return ERROR_ACCESS_DENIED;
-        handle->settings.allKeys(); // reads what is only looked through until a value is asked for
-        if (handle->settings.status() != QSettings::NoError)
-            return ERROR_FILE_CORRUPT;
-        *opened = handle.release();
-        return ERROR_SUCCESS;
+        auto handle = std::make_unique<HKEY__>(
+            HKEY__{settingsFiles(organisation, product), std::string(rest)});
+        const DWORD result = handle->check();
+        if (result == ERROR_SUCCESS)
+            *opened = handle.release();
+        return result;
     });
 }
 
 long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD*, DWORD* type, u8* data, DWORD* size)
 {
-    return withoutThrowing([&]() -> DWORD {
-        const QString where = key->nameOf(name);
-        if (!key->settings.contains(where))
+    return orError([&]() -> DWORD {
+        std::optional<std::string> value = key->find(narrow(name));
+        if (!value && key->isNowhere())
+            value = "0";
+        if (!value)
             return ERROR_FILE_NOT_FOUND;
-        // A text with commas comes as a list.
-        const QVariant value = key->settings.value(where);
-        const QString text = value.typeId() == QMetaType::QStringList
-                                 ? value.toStringList().join(QLatin1String(", "))
-                                 : value.toString();
-        bool isNumber = false;
-        const DWORD number = text.toUInt(&isNumber);
-        if (isNumber)
+        DWORD number = 0;
+        const char* const end = value->data() + value->size();
+        const auto [read, error] = std::from_chars(value->data(), end, number);
+        if (error == std::errc() && read == end)
             return deliver(REG_DWORD, &number, sizeof number, type, data, size);
-        const std::wstring wide = text.toStdWString();
+        const std::wstring wide = widen(*value);
         return deliver(REG_SZ, wide.c_str(), (wide.size() + 1) * sizeof(wchar_t), type, data, size);
     });
 }
 
 long RegSetValueExW(HKEY key, const wchar_t* name, DWORD, DWORD type, const u8* data, DWORD size)
 {
-    return withoutThrowing([&]() -> DWORD {
+    return orError([&]() -> DWORD {
         DWORD number = 0;
         if (type != REG_DWORD || size != sizeof number)
             return ERROR_INVALID_PARAMETER;
         std::memcpy(&number, data, sizeof number);
-        key->settings.setValue(key->nameOf(name), QString::number(number));
-        key->settings.sync();
-        return key->settings.status() == QSettings::NoError && key->isWritten(name, number)
-                   ? ERROR_SUCCESS
-                   : ERROR_WRITE_FAULT;
+        const std::string setting = narrow(name);
+        const std::string& file = key->fileFor(setting);
+        if (!exists(file))
+            makeFolderOf(file);
+        const bool mayReplace = eaccess(std::string(folderOf(file)).c_str(), W_OK) == 0;
+        if (!mayReplace && eaccess(file.c_str(), W_OK) != 0)
+            return ERROR_ACCESS_DENIED;
+        // Who may not make a file beside it cannot lock it either, and has only its own value.
+        std::optional<SettingsLock> lock;
+        if (mayReplace && !lock.emplace(file).isHeld())
+            return ERROR_ACCESS_DENIED;
+        const std::string text =
+            withSetting(HKEY__::textOf(file), key->section, setting, std::to_string(number));
+        return replaceSettings(file, text) ? ERROR_SUCCESS : ERROR_WRITE_FAULT;
     });
 }
 

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -67,14 +69,134 @@ void becomeOwner(CRITICAL_SECTION& section, DWORD self)
     section.depth = 1;
 }
 
+// ---- Forks ---------------------------------------------------------------------------------------
+
+/// All sections in use, and the lock of their list.
+constinit CRITICAL_SECTION* s_sections = nullptr;
+constinit std::mutex s_sectionsLock;
+constinit std::atomic<unsigned> s_forkCount = 0;
+
+constinit std::atomic<DWORD> s_lastThread = 0;
+
+/// Moments by the clock of acquireUntil.
+timespec later(const timespec& moment, long milliseconds)
+{
+    constexpr long ofSecond = 1'000'000'000;
+    const long nanoseconds = moment.tv_nsec + milliseconds * 1'000'000;
+    return {moment.tv_sec + nanoseconds / ofSecond, nanoseconds % ofSecond};
+}
+bool isBefore(const timespec& left, const timespec& right)
+{
+    return left.tv_sec < right.tv_sec ||
+           (left.tv_sec == right.tv_sec && left.tv_nsec < right.tv_nsec);
+}
+timespec now()
+{
+    timespec moment{};
+    clock_gettime(CLOCK_MONOTONIC, &moment);
+    return moment;
+}
+
+/// Enters, waiting until `end` at most.
+bool enterUntil(CRITICAL_SECTION& section, const timespec& end)
+{
+    const DWORD self = GetCurrentThreadId();
+    if (enterAgain(section, self))
+        return true;
+    if (pthread_mutex_clocklock(section.gate.native_handle(), CLOCK_MONOTONIC, &end) != 0)
+        return false;
+    becomeOwner(section, self);
+    return true;
+}
+
+void leaveAll(const CRITICAL_SECTION* end)
+{
+    for (CRITICAL_SECTION* section = s_sections; section != end; section = section->next) {
+        if (section->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
+            LeaveCriticalSection(section);
+    }
+}
+
+/// Enters all sections that can be had. A thread that holds one and waits for another never meets
+/// this one waiting for the first with the other in hand: where a section is not free at once all
+/// are left again, and the wait is for that one.
+void enterAll()
+{
+    constexpr long patience = 250; // milliseconds
+    constexpr long moment = 2;
+    const timespec end = later(now(), patience);
+    CRITICAL_SECTION* awaited = nullptr;
+    while (true) {
+        const bool isOver = !isBefore(now(), end);
+        const bool hasAwaited = awaited && !isOver && enterUntil(*awaited, end);
+        CRITICAL_SECTION* missing = nullptr;
+        for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
+            if (hasAwaited && section == awaited)
+                continue;
+            if (enterUntil(*section, later(now(), moment)) || isOver)
+                continue;
+            leaveAll(section);
+            if (hasAwaited &&
+                awaited->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
+                LeaveCriticalSection(awaited); // which stands further back
+            missing = section;
+            break;
+        }
+        if (!missing)
+            return;
+        awaited = missing;
+    }
+}
+
+void beforeFork()
+{
+    s_sectionsLock.lock();
+    enterAll();
+}
+
+void afterForkInParent()
+{
+    leaveAll(nullptr);
+    s_sectionsLock.unlock();
+}
+
+void afterForkInChild()
+{
+    for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
+        if (section->owner.load(std::memory_order_relaxed) == GetCurrentThreadId()) {
+            LeaveCriticalSection(section);
+            continue;
+        }
+        // Its holder is no thread of this process.
+        std::construct_at(&section->gate);
+        section->owner.store(0, std::memory_order_relaxed);
+        section->depth = 0;
+    }
+    ++s_forkCount;
+    s_sectionsLock.unlock();
+}
+
+/// From the time on when the library is loaded, and so before its hosts: what they do before a fork
+/// then comes first, and they may take locks there under which they report.
+struct ForkWatch {
+    ForkWatch() { pthread_atfork(beforeFork, afterForkInParent, afterForkInChild); }
+};
+const ForkWatch forkWatch;
+
 } // namespace
 
 DWORD GetCurrentThreadId()
 {
+    // The system's own number is another one in the child of a fork.
     thread_local DWORD id = 0;
-    if (id == 0)
-        id = static_cast<DWORD>(gettid());
+    while (id == 0)
+        id = static_cast<DWORD>(++s_lastThread);
     return id;
+}
+
+unsigned zmu::forkCount()
+{
+    return s_forkCount.load(std::memory_order_relaxed);
 }
 
 u64 zmu::threadSerial()
@@ -112,9 +234,20 @@ void InitializeCriticalSection(CRITICAL_SECTION* section)
 {
     section->owner.store(0, std::memory_order_relaxed);
     section->depth = 0;
+    const std::lock_guard guard(s_sectionsLock);
+    section->previous = nullptr;
+    section->next = std::exchange(s_sections, section);
+    if (section->next)
+        section->next->previous = section;
 }
 
-void DeleteCriticalSection(CRITICAL_SECTION*) {} // its members need no more than their destructors
+void DeleteCriticalSection(CRITICAL_SECTION* section)
+{
+    const std::lock_guard guard(s_sectionsLock);
+    (section->previous ? section->previous->next : s_sections) = section->next;
+    if (section->next)
+        section->next->previous = section->previous;
+}
 
 void EnterCriticalSection(CRITICAL_SECTION* section)
 {

@@ -1,10 +1,13 @@
 // Moments and the calendar.
+#include <zmu/platform/Clock.h>
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 
 #include <cerrno>
 #include <chrono>
 #include <climits>
 #include <ctime>
+#include <mutex>
 
 namespace {
 
@@ -23,7 +26,18 @@ BOOL fail()
     return FALSE;
 }
 
+zmu::ProcessLock s_calendarLock;
+
 } // namespace
+
+u64 zmu::steadyMilliseconds()
+{
+    constexpr u64 ofSecond = 1000;
+    constexpr u64 nanoseconds = 1'000'000; // of a millisecond
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<u64>(now.tv_sec) * ofSecond + static_cast<u64>(now.tv_nsec) / nanoseconds;
+}
 
 void GetLocalTime(SYSTEMTIME* time)
 {
@@ -36,6 +50,8 @@ void GetLocalTime(SYSTEMTIME* time)
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     if (now.tv_sec != second) {
+        // The C library has a lock of its own there, which would stay held in a process forked off.
+        const std::lock_guard guard(s_calendarLock);
         localtime_r(&now.tv_sec, &local);
         second = now.tv_sec;
     }

@@ -153,19 +153,21 @@ class OwnedMutex : public Waitable {
     {
         m_owner = self;
         m_ownerProcess = getpid();
+        m_ownerNumber = gettid();
         m_depth = 1;
     }
 
     /// Says nothing of an owner that was lost in a fork: its number may be anybody's here.
     bool hasOwnerEnded() const
     {
-        return m_ownerProcess == getpid() &&
-               tgkill(m_ownerProcess, static_cast<pid_t>(m_owner), 0) != 0 && errno == ESRCH;
+        return m_ownerProcess == getpid() && tgkill(m_ownerProcess, m_ownerNumber, 0) != 0 &&
+               errno == ESRCH;
     }
 
     DWORD m_owner = 0; ///< Means something while the depth is not 0.
     pid_t m_ownerProcess = 0;
-    unsigned m_depth = 0; ///< How often the owner has taken it.
+    pid_t m_ownerNumber = 0; ///< What the system calls the owner.
+    unsigned m_depth = 0;    ///< How often the owner has taken it.
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <iterator>
 #include <limits>
 
 using namespace zmu;
@@ -49,6 +50,16 @@ OVERLAPPED placeOf(i64 position)
     place.Offset = static_cast<DWORD>(position);
     place.OffsetHigh = static_cast<DWORD>(position >> 32);
     return place;
+}
+
+FileIdentity identityFrom(HANDLE handle)
+{
+    BY_HANDLE_FILE_INFORMATION known = {};
+    if (!GetFileInformationByHandle(handle, &known))
+        return {};
+    const auto whole = [](DWORD high, DWORD low) { return u64{high} << 32 | low; };
+    return {known.dwVolumeSerialNumber, whole(known.nFileIndexHigh, known.nFileIndexLow),
+            known.nNumberOfLinks, static_cast<i64>(whole(known.nFileSizeHigh, known.nFileSizeLow))};
 }
 
 } // namespace
@@ -129,6 +140,33 @@ i64 zmu::writeAt(int file, i64 position, const char* data, i64 size)
         written += count;
     }
     return written;
+}
+
+FileIdentity zmu::identityOf(int file)
+{
+    return identityFrom(reinterpret_cast<HANDLE>(_get_osfhandle(file)));
+}
+
+FileIdentity zmu::identityOf(const wchar_t* path)
+{
+    const HANDLE handle = CreateFileW(LongPath(path).c_str(), FILE_READ_ATTRIBUTES,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        return {};
+    const FileIdentity identity = identityFrom(handle);
+    CloseHandle(handle);
+    return identity;
+}
+
+int zmu::duplicateFile(int file)
+{
+    return _dup(file);
+}
+
+const wchar_t* zmu::whyDistrusted(int /*file*/, const wchar_t* /*path*/)
+{
+    return nullptr;
 }
 
 bool zmu::isThere(const wchar_t* path)

@@ -49,6 +49,11 @@ u64 zmu::threadSerial()
     return serial;
 }
 
+unsigned zmu::forkCount()
+{
+    return 0;
+}
+
 void zmu::sleepMilliseconds(unsigned milliseconds)
 {
     Sleep(milliseconds);

@@ -1,0 +1,182 @@
+// A process that forks without becoming another program, and its log.
+#include "LogParts.h"
+
+#include <QDir>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+using namespace zmu;
+using namespace zmu_test;
+
+namespace {
+
+/// Runs `body` in a child, which ends with its result, or by an alarm if it hangs. How it ended.
+template <class Body>
+int inChild(Body body)
+{
+    constexpr unsigned patience = 20;
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(patience);
+        _exit(body());
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+class LogFork : public testing::Test {
+  protected:
+    explicit LogFork(bool comesBack = false)
+    {
+        QDir(QString::fromStdWString(folder.path("."))).mkdir("logs");
+        setLogDirectory(folder.path("logs"));
+        Stages settings(log, folder.write("form.html", plainForm));
+        settings.createPlugIns(1);
+        settings.setLogRecovery(comesBack);
+        monitor = Zarn::create(&settings);
+    }
+    ~LogFork() override { Zarn::destroy(&monitor, 0, false); }
+
+    QStringList files() const
+    {
+        return QDir(QString::fromStdWString(folder.path("logs"))).entryList(QDir::Files);
+    }
+    /// The entries of all logs but the parent's, each of which is a whole document.
+    QStringList entriesOfChildren() const
+    {
+        QStringList entries;
+        for (const QString& name : files()) {
+            const QString text = logText(folder.path(qPrintable("logs/" + name)));
+            EXPECT_TRUE(text.startsWith("<log>\n") && text.endsWith("</log>\n"))
+                << qPrintable(text);
+            entries += text.mid(6).chopped(7).split('\n', Qt::SkipEmptyParts);
+        }
+        return entries;
+    }
+
+    const Folder folder;
+    const std::wstring log = folder.path("log.html");
+    Zarn* monitor = nullptr;
+};
+
+} // namespace
+
+TEST_F(LogFork, ChildHasALogOfItsOwn)
+{
+    ASSERT_TRUE(monitor);
+    EXPECT_EQ(reportText(monitor, L"one"), dx::Satisfied);
+    EXPECT_EQ(inChild([&] {
+                  return reportText(monitor, L"child") + reportText(monitor, L"again") +
+                         inChild([&] { return reportText(monitor, L"grandchild"); });
+              }),
+              0);
+    EXPECT_EQ(inChild([&] { return 0; }), 0); // which is no reason for one
+    EXPECT_EQ(reportText(monitor, L"two"), dx::Satisfied);
+
+    EXPECT_EQ(readFile(log), logBytes(plainLog("one\ntwo\n")));
+    EXPECT_EQ(files().size(), 2);
+    const QStringList entries = entriesOfChildren();
+    EXPECT_TRUE(entries.startsWith(seriesNote(2, log)));
+    EXPECT_TRUE(entries.contains("child") && entries.contains("again") &&
+                entries.contains("grandchild"))
+        << qPrintable(entries.join('\n'));
+}
+
+TEST_F(LogFork, ChildOfAPlugInEndsItsSituationAndBeginsALog)
+{
+    static bool isChild = false;
+    strings()[101] = L"2~0~2~s~0||``%1`";
+    DataSetOf::of(monitor)->getPlugIns()[0] = [](const Zarn*) {
+        isChild = fork() == 0;
+        return true;
+    };
+    monitor->respondToSituation(101, nullptr, L"both");
+    if (isChild) {
+        alarm(20);
+        const int code = monitor->getSelfDX_Code();
+        _exit(code ? code : reportText(monitor, L"child"));
+    }
+    int status = -1;
+    wait(&status);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(reportText(monitor, L"parent"), dx::Satisfied);
+    EXPECT_EQ(readFile(log), logBytes(plainLog("both\nparent\n")));
+    EXPECT_EQ(entriesOfChildren(), QStringList({seriesNote(2, log), "child"}));
+}
+
+TEST_F(LogFork, ChildrenOfABusyProcessDoNotHang)
+{
+    constexpr int reportersQty = 4;
+    constexpr int childrenQty = 40;
+    std::atomic<bool> isDone = false;
+    std::atomic<int> failed = 0;
+    std::atomic<int> reported = 0;
+    std::vector<std::thread> reporters;
+    for (int i = 0; i < reportersQty; ++i)
+        reporters.emplace_back([&] {
+            while (!isDone) {
+                failed += reportText(monitor, L"parent") != 0;
+                ++reported;
+                if (reported % 16 == 0)
+                    failed += !monitor->removeThread();
+            }
+        });
+    for (int i = 0; i < childrenQty; ++i)
+        EXPECT_EQ(inChild([&] {
+                      int inThread = -1;
+                      std::thread([&] { inThread = reportText(monitor, L"child"); }).join();
+                      return inThread + reportText(monitor, L"child") + !monitor->removeThread();
+                  }),
+                  0);
+    isDone = true;
+    for (std::thread& reporter : reporters)
+        reporter.join();
+    EXPECT_EQ(failed, 0);
+    QString entries;
+    for (int i = 0; i < reported; ++i)
+        entries += "parent\n";
+    EXPECT_TRUE(readFile(log) == logBytes(plainLog(entries)));
+    EXPECT_EQ(files().size(), childrenQty);
+    EXPECT_EQ(entriesOfChildren().count("child"), 2 * childrenQty);
+}
+
+TEST_F(LogFork, DialogOfAnotherHoldsUpNeitherForkNorChild)
+{
+    static std::mutex gate;
+    static std::condition_variable changed;
+    static bool isShown = false;
+    static bool isAnswered = false;
+    strings()[101] = L"2~0~2~s~|~``%1`|``%1`";
+    monitor->setDisplayDlgBoxFunction([](HWND, const wchar_t*, const wchar_t*, unsigned) {
+        std::unique_lock guard(gate);
+        isShown = true;
+        changed.notify_all();
+        changed.wait(guard, [] { return isAnswered; });
+        return 0;
+    });
+    std::thread dialog([&] { monitor->respondToSituation(101, nullptr, L"dialog"); });
+    {
+        std::unique_lock guard(gate);
+        changed.wait(guard, [] { return isShown; });
+    }
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(inChild([&] { return reportText(monitor, L"child"); }), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    {
+        const std::lock_guard guard(gate);
+        isAnswered = true;
+    }
+    changed.notify_all();
+    dialog.join();
+    EXPECT_EQ(reportText(monitor, L"parent"), dx::Satisfied);
+    EXPECT_EQ(readFile(log), logBytes(plainLog("dialog\nparent\n")));
+    EXPECT_EQ(entriesOfChildren(), QStringList({seriesNote(2, log), "child"}));
+}

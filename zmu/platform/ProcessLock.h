@@ -1,0 +1,27 @@
+// A lock that the process has one of, for as long as it lives.
+//
+//     ProcessLock s_names;
+//     const std::lock_guard guard(s_names);
+#pragma once
+
+#include <zmu/platform/Win32.h>
+
+namespace zmu {
+
+/// A static object of this type is never destroyed, so that whatever ends last may still use it. A
+/// process that is forked off finds it free (see Threads.h).
+class ProcessLock {
+  public:
+    ProcessLock() { InitializeCriticalSection(&m_section); }
+    ProcessLock(const ProcessLock&) = delete;
+    ProcessLock& operator=(const ProcessLock&) = delete;
+
+    void lock() { EnterCriticalSection(&m_section); }
+    bool try_lock() { return TryEnterCriticalSection(&m_section); }
+    void unlock() { LeaveCriticalSection(&m_section); }
+
+  private:
+    CRITICAL_SECTION m_section;
+};
+
+} // namespace zmu

@@ -1,0 +1,212 @@
+#include <zmu/platform/linux/SettingsFile.h>
+
+#include <zmu/platform/Files.h>
+#include <zmu/platform/Threads.h>
+#include <zmu/platform/linux/ModuleFiles.h>
+#include <zmu/platform/linux/SystemFiles.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <ctime>
+#include <utility>
+
+using namespace zmu;
+
+namespace {
+
+constexpr std::string_view blanks = " \t\r";
+
+std::string_view trim(std::string_view text)
+{
+    const std::size_t begin = text.find_first_not_of(blanks);
+    if (begin == text.npos)
+        return {};
+    return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
+/// One line of a settings file, and what it says.
+struct Line {
+    enum Kind { Blank, Section, Setting, Broken } kind = Blank;
+    std::string_view whole; ///< With its line break, if it has one.
+    std::string_view name;  ///< Of the section or the setting.
+    std::string_view value;
+};
+
+Line takeLine(std::string_view& text)
+{
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    Line line;
+    line.whole = text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
+    text.remove_prefix(line.whole.size());
+    std::string_view content = line.whole;
+    if (content.starts_with(byteOrderMark))
+        content.remove_prefix(byteOrderMark.size());
+    content = trim(content.substr(0, content.find('\n')));
+    if (content.empty() || content.front() == ';')
+        return line;
+    if (content.front() == '[') {
+        line.kind = content.back() == ']' ? Line::Section : Line::Broken;
+        line.name = trim(content.substr(1, content.size() - 2));
+        return line;
+    }
+    const std::size_t equals = content.find('=');
+    line.kind = equals == content.npos ? Line::Broken : Line::Setting;
+    line.name = trim(content.substr(0, equals));
+    line.value = equals == content.npos ? std::string_view() : trim(content.substr(equals + 1));
+    if (line.value.size() > 1 && line.value.front() == '"' && line.value.back() == '"')
+        line.value = line.value.substr(1, line.value.size() - 2);
+    return line;
+}
+
+/// A descriptor that is closed with the scope.
+struct Descriptor {
+    int number;
+    ~Descriptor() { closeFile(number); }
+};
+
+bool isWritten(int file, std::string_view text)
+{
+    return writeAt(file, 0, text.data(), static_cast<i64>(text.size())) ==
+               static_cast<i64>(text.size()) &&
+           fsync(file) == 0;
+}
+
+/// Whether the process that made a lock file has left it behind, or it is too old for any change.
+bool isLeftBehind(const std::string& path)
+{
+    constexpr time_t longestChange = 30; // seconds
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0)
+        return false; // it is gone
+    if (time(nullptr) - status.st_mtim.tv_sec > longestChange)
+        return true;
+    const std::string text = readSystemFile(path, 4096);
+    pid_t process = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), process);
+    char host[256] = {};
+    gethostname(host, sizeof host - 1);
+    return error == std::errc() && process > 0 && *end == '\n' &&
+           text.find(std::string("\n") + host + '\n') != text.npos && kill(process, 0) != 0 &&
+           errno == ESRCH;
+}
+
+} // namespace
+
+bool zmu::isSettingsText(std::string_view text)
+{
+    while (!text.empty()) {
+        if (takeLine(text).kind == Line::Broken)
+            return false;
+    }
+    return true;
+}
+
+std::optional<std::string> zmu::findSetting(std::string_view text, std::string_view section,
+                                            std::string_view name)
+{
+    std::optional<std::string> value;
+    bool isInside = false;
+    while (!text.empty()) {
+        const Line line = takeLine(text);
+        if (line.kind == Line::Section)
+            isInside = line.name == section;
+        else if (line.kind == Line::Setting && isInside && line.name == name)
+            value = line.value;
+    }
+    return value;
+}
+
+std::string zmu::withSetting(std::string_view text, std::string_view section, std::string_view name,
+                             std::string_view value)
+{
+    const std::string setting = std::string(name).append("=").append(value).append("\n");
+    std::string result;
+    std::size_t place = std::string::npos; // behind the section's last line that says something
+    bool isInside = false;
+    while (!text.empty()) {
+        const Line line = takeLine(text);
+        if (line.kind == Line::Section)
+            isInside = line.name == section;
+        if (line.kind == Line::Setting && isInside && line.name == name)
+            continue;
+        result.append(line.whole);
+        if (!result.ends_with('\n'))
+            result += '\n';
+        if (isInside && line.kind != Line::Blank)
+            place = result.size();
+    }
+    if (place == std::string::npos) {
+        result.append("[").append(section).append("]\n");
+        place = result.size();
+    }
+    return result.insert(place, setting);
+}
+
+// ---- Writing ---------------------------------------------------------------------------------------------
+
+SettingsLock::SettingsLock(const std::string& file) : m_path(file + ".lock")
+{
+    constexpr unsigned step = 10; // milliseconds
+    constexpr int attempts = 100;
+    const std::string program = programPath();
+    char host[256] = {};
+    gethostname(host, sizeof host - 1);
+    // Process, program, machine: what others want to know of whoever holds it.
+    const std::string content =
+        std::to_string(getpid()) + '\n' + std::string(fileOf(program)) + '\n' + host + '\n';
+    for (int i = 0; i < attempts; ++i) {
+        m_descriptor = open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+        if (m_descriptor >= 0) {
+            flock(m_descriptor, LOCK_EX | LOCK_NB);
+            writeAt(m_descriptor, 0, content.data(), static_cast<i64>(content.size()));
+            return;
+        }
+        if (errno != EEXIST)
+            return;
+        if (isLeftBehind(m_path))
+            unlink(m_path.c_str());
+        else
+            sleepMilliseconds(step);
+    }
+}
+
+SettingsLock::~SettingsLock()
+{
+    if (m_descriptor < 0)
+        return;
+    unlink(m_path.c_str());
+    closeFile(m_descriptor);
+}
+
+bool zmu::replaceSettings(const std::string& file, const std::string& text)
+{
+    mode_t rights = 0644;
+    struct stat status = {};
+    const bool isOld = stat(file.c_str(), &status) == 0;
+    if (isOld)
+        rights = status.st_mode & 07777;
+    const std::string folder(folderOf(file));
+    if (access(folder.c_str(), W_OK) == 0) {
+        const std::string fresh = file + '.' + std::to_string(getpid());
+        unlink(fresh.c_str()); // of a process that had this number and was killed
+        const Descriptor made{open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
+        if (isOld && made.number >= 0 && fchown(made.number, status.st_uid, status.st_gid) != 0)
+            rights &= 0777; // somebody else's from now on: not with that one's privileges
+        const bool isReady = made.number >= 0 && isWritten(made.number, text) &&
+                             fchmod(made.number, rights) == 0 &&
+                             rename(fresh.c_str(), file.c_str()) == 0;
+        if (made.number >= 0 && !isReady)
+            unlink(fresh.c_str());
+        return isReady;
+    }
+    const Descriptor present{open(file.c_str(), O_WRONLY | O_CLOEXEC)};
+    return present.number >= 0 && isWritten(present.number, text) &&
+           resizeFile(present.number, static_cast<i64>(text.size()));
+}

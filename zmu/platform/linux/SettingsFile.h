@@ -1,0 +1,48 @@
+// An INI file of settings: sections of "name=value" lines. Any other line is a comment, which
+// begins with a semicolon, or makes the file one that is not trusted.
+//
+// A change keeps all other lines as they stand. Writers of one file take turns by a lock file
+// beside it, "FILE.lock", as Qt's settings do.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zmu {
+
+/// Whether `text` is a settings file.
+bool isSettingsText(std::string_view text);
+
+/// The value of `name` in `section`, without quotes that enclose it; the last one counts. Nothing
+/// if there is none.
+std::optional<std::string> findSetting(std::string_view text, std::string_view section,
+                                       std::string_view name);
+
+/// `text` with that setting, in the place of an old one if there is any.
+std::string withSetting(std::string_view text, std::string_view section, std::string_view name,
+                        std::string_view value);
+
+/// The lock of a file among processes, held by this object.
+class SettingsLock {
+  public:
+    /// Waits for another process's lock for a second at most; one that its process has left behind
+    /// does not count.
+    explicit SettingsLock(const std::string& file);
+    ~SettingsLock();
+    SettingsLock(const SettingsLock&) = delete;
+    SettingsLock& operator=(const SettingsLock&) = delete;
+
+    bool isHeld() const { return m_descriptor >= 0; }
+
+  private:
+    std::string m_path;
+    int m_descriptor = -1;
+};
+
+/// Gives the file that text. It is replaced as a whole where its folder allows that, so that a full
+/// disk leaves the old one; who may write only the file itself writes into it. Whether
+/// all of it is on the disk.
+bool replaceSettings(const std::string& file, const std::string& text);
+
+} // namespace zmu
