@@ -220,6 +220,9 @@ TEST(LogForm, TraceNamesTheFormThePlaceAndTheReason)
         {formOf("h\n", "text\n", "t\n"), 4, "", true},
         {formOf("h\n", body, "t\n\nb %7\n"), 8, "an insert that has no variable", true},
         {formOf("h\n", body, "100%"), 6, "a percent sign at the very end", true},
+        {"^INJECT_SYS_INFO\n1\nSYS_INFO_ENV_OP 0 x 0\n" +
+             formOf("[SYS_INFO_ENV_OP]\n", body, "t\n"),
+         3, "the number of datum affixes has no digit", true},
         {formOf("h\n\n100 % or\n100 %d\n", body, "t\n"), 5, "a lone percent sign", false},
         {formOf("h\n", body + "a\n\n[DAY\n", "t\n"), 7, "a bracket is not closed", false},
         {formOf("h\n", body, "[t\n"), 6, "a bracket is not closed", false},

@@ -270,10 +270,8 @@ bool ZarnData::learnLogFileForm(ulong32 mask)
                                                             bodyLength, tailStart, tailLength,
                                                             mask),
                            *this);
-        if (mustLearnLogFileFormInjectors(injectorStart, mask)) {
-            m_formFlaw.line = lineInForm(injectorStart);
+        if (mustLearnLogFileFormInjectors(injectorStart, mask))
             requireOrRaiseHeld(learnLogFileFormInjectors(injectorStart), *this);
-        }
     });
     if (!isSelfSatisfied())
         Zarn_TRACE(L"ZarnData::learnLogFileForm (%lu) caught exception #%d.\n",
