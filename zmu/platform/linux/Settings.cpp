@@ -181,7 +181,7 @@ long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD*, DWORD* type, u8* da
     return orError([&]() -> DWORD {
         std::optional<std::string> value = key->find(narrow(name));
         if (!value && key->isNowhere())
-            value = "0";
+            value.emplace(1, '0');
         if (!value)
             return ERROR_FILE_NOT_FOUND;
         DWORD number = 0;
