@@ -64,10 +64,11 @@ class MessageBox : public ::testing::Test {
     /// Waits for the box and presses keys, one after the other.
     static void press(const std::string& keys)
     {
-        const std::string command =
-            "{ xdotool search --sync --onlyvisible --name 'The caption' windowfocus --sync && "
-            "for key in " +
-            keys + "; do sleep 0.1; xdotool key $key; done; } >/dev/null 2>&1";
+        const std::string command = "{ timeout 30 xdotool search --sync --onlyvisible --name 'The "
+                                    "caption' windowfocus --sync && "
+                                    "for key in " +
+                                    keys +
+                                    "; do sleep 0.1; xdotool key $key; done; } >/dev/null 2>&1";
         EXPECT_EQ(system(command.c_str()), 0);
     }
 
