@@ -28,12 +28,6 @@ bool cutSeparator(PathBuffer& path)
     return true;
 }
 
-/// Copies as much as a path may have.
-void assignCut(PathBuffer& path, const wchar_t* text)
-{
-    path.assign(text);
-}
-
 void expandReferences(PathBuffer& path)
 {
     PathBuffer scratch;
@@ -69,7 +63,7 @@ void expandDirectory(UTL_String& directory, ulong32& code2)
     const wchar_t* const set = ZarnData::getLogDirectory();
     require(set && *set, zgw::DirectoryNotSet);
     PathBuffer path;
-    assignCut(path, set);
+    path.assign(set); // cut, if need be
     expandReferences(path);
     if (!endsInSeparator(path))
         appendSeparator(path, zgw::DirectoryNoRoom);
@@ -122,7 +116,7 @@ void makeUsable(const PathBuffer& path, ulong32& code2)
 void makeDirectory(PathBuffer& path, UTL_String& directory, HINSTANCE module, ulong32& code2)
 {
     if (const wchar_t* set = ZarnData::getLogDirectory())
-        assignCut(path, set);
+        path.assign(set); // cut, if need be
     else
         composeLastResort(path, module);
     const bool hadSeparator = cutSeparator(path);
