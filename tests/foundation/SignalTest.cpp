@@ -13,6 +13,10 @@
 #include <thread>
 #include <vector>
 
+#if !defined(_WIN32)
+#include <pthread.h>
+#endif
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -162,6 +166,23 @@ TEST(OneTimeMethod, TellsHowFarItIsAndKeepsItsResultUntilItIsOver)
     EXPECT_EQ(work.run(true, 43), OneTimeMethod_FINISHED); // it is not tried again
     EXPECT_EQ(work.waitForFinish(0), OneTimeMethod_SUCCESS);
 }
+
+#if !defined(_WIN32)
+TEST(OneTimeMethod, IsOverWhenItsWorkEndsTheThread)
+{
+    Work work([](Work&, int) { pthread_exit(nullptr); });
+    pthread_t thread{};
+    const auto body = [](void* context) -> void* {
+        static_cast<Work*>(context)->run(false, 0);
+        return context; // which it does not come to
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, body, &work), 0);
+    void* result = &work;
+    EXPECT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, nullptr);
+    EXPECT_EQ(work.state(), OneTimeMethod_FINISHED);
+}
+#endif
 
 TEST(OneTimeMethodThreads, OneDoesTheWorkAndTheLastToWaitMayDestroyIt)
 {

@@ -24,7 +24,9 @@ OneTimeMethodState OneTimeMethod::run(bool waitForFinish, int argument)
     try {
         work(argument);
     } catch (...) {
-        return finish(OneTimeMethod_THREW);
+        const OneTimeMethodState answer = finish(OneTimeMethod_THREW);
+        zmu::resumeThreadExit();
+        return answer;
     }
     return finish(OneTimeMethod_SUCCESS);
 }

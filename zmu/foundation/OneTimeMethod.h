@@ -65,7 +65,8 @@ class ZMU_API OneTimeMethod {
 
   protected:
     /// What is to be done: called once, with the argument of the call that came first, and with no
-    /// lock held. What it returns is ignored, what it throws ends here.
+    /// lock held. What it returns is ignored, what it throws ends here. It may end its
+    /// thread, too.
     virtual int work(int argument) = 0;
 
   private:

@@ -156,7 +156,7 @@ bool ZarnStatusReporter::centerWindow(HWND window, HWND insertAfter)
         return fail(status::CenterBadWindow);
 
     RECT workArea;
-    if (!SystemParametersInfoW(SPI_GETWORKAREA, 0, &workArea, 0))
+    if (!zmu::learnWorkArea(window, workArea))
         return failWithLastError(status::CenterNoWorkArea);
     const int workWidth = widthOf(workArea);
     const int workHeight = heightOf(workArea);

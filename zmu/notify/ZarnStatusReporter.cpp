@@ -36,9 +36,12 @@ constexpr int controlIDEnd = 57344;
 /// and go, so it is looked up each time; it is never loaded from here.
 void flushDisplayServer()
 {
+    const DWORD error = GetLastError();
     const HMODULE server = GetModuleHandleW(L"ds.dll");
-    if (!server)
+    if (!server) {
+        SetLastError(error); // Nothing has failed.
         return;
+    }
     try {
         if (auto* const flush = zmu::entryPoint<void (*)()>(server, "dsFlushDisplayServer"))
             flush();
@@ -84,6 +87,13 @@ bool ZarnStatusReporter::fail(int code)
     return false;
 }
 
+/// The codes that the constructors throw are there already.
+void ZarnStatusReporter::failFirst(int code)
+{
+    if (m_DX_Code1 == status::Success)
+        fail(code);
+}
+
 bool ZarnStatusReporter::failWithLastError(int code)
 {
     m_DX_Code2 = GetLastError();
@@ -105,8 +115,9 @@ ZarnStatusReporter* ZarnStatusReporter::create(const wchar_t* title, ulong32 sty
     try {
         m_loneInstance = new ZarnStatusReporter(title, styles, resourceFile, loadFlags, dialogID,
                                                 textControlID, procedure, parent);
-    } catch (int) {
-        return nullptr; // The constructor has left the code.
+    } catch (int code) {
+        failFirst(code);
+        return nullptr;
     } catch (...) {
         fail(status::ResourceUnexpected);
         return nullptr;
@@ -125,7 +136,8 @@ ZarnStatusReporter* ZarnStatusReporter::create(HWND dialog, int textControlID, D
     try {
         m_loneInstance =
             new ZarnStatusReporter(dialog, textControlID, procedure, resourceFile, loadFlags);
-    } catch (int) {
+    } catch (int code) {
+        failFirst(code);
         return nullptr;
     } catch (...) {
         fail(status::AdoptUnexpected);

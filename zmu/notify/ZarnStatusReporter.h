@@ -20,8 +20,9 @@
 // reporter that is not viable: destroy() it and create another.
 //
 // Nothing here is locked. One thread at a time makes and destroys the reporter, and composes its
-// text. Texts may be shown from any thread: on Windows the thread that made the dialog must run a
-// message loop for that, since the call waits for it.
+// text, or shows a string or a monitor's situation, which are kept as composed texts are. Other
+// texts may be shown from any thread: on Windows the thread that made the dialog must run a message
+// loop for that, since the call waits for it.
 #pragma once
 
 #include <zmu/foundation/Export.h>
@@ -147,6 +148,7 @@ class ZMU_API ZarnStatusReporter {
     template <class Body>
     void construct(Body body);
     static bool fail(int code);
+    static void failFirst(int code);
     static bool failWithLastError(int code);
 
     static constexpr int textMax = 2048;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <zmu/platform/HostWindows.h>
+#include <zmu/platform/Win32.h>
 
 namespace zmu {
 
@@ -14,6 +15,10 @@ HFONT createMessageFont(bool& isKnown);
 /// button, the place above all other windows or not, and `font`, unless it is null, for each of its
 /// controls. Failures are ignored.
 void dressDialog(HWND dialog, bool staysOnTop, HFONT font);
+
+/// What the desktop's own bars leave of the first screen. False with the last error on failure.
+/// Where each window has a program of its own, it is `window`'s that is asked.
+bool learnWorkArea(HWND window, RECT& area);
 
 /// Prepares the drawing of text in a control or dialog, by the context of that message, in a colour
 /// on the background that is there. Failures are ignored.

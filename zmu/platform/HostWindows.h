@@ -24,7 +24,7 @@ using DLGPROC = zmu::i64(__stdcall*)(HWND window, unsigned int message, zmu::u64
 #else
 
 /// Is told of a dialog's beginning (message 0x110) and end (2), by the thread that makes or
-/// destroys it. What it returns is not looked at.
+/// destroys it. What it returns is not looked at, what it throws ends there.
 using DLGPROC = zmu::i64 (*)(HWND window, unsigned int message, zmu::u64 first, zmu::i64 second);
 
 /// Edges in pixels of the desktop before scaling; right and bottom are the first ones outside.
@@ -46,8 +46,8 @@ struct RECT {
 /// looked at. `parent`, a dialog as well or null, owns it. Calls `procedure` with the message 0x110
 /// before it returns. Null with the last error 1459 without a display (DISPLAY and WAYLAND_DISPLAY
 /// are not set), 2 when the program is missing, 1460 when it does not start in time, 31 when it
-/// ended (no connection to the display), 8 without memory or descriptors, 1158 with too many
-/// windows. Standard error tells why.
+/// ended (no connection to the display) or the procedure has thrown, 8 without memory or
+/// descriptors, 1158 with too many windows. Standard error tells why.
 ZMU_API HWND CreateDialogParamW(HINSTANCE module, const wchar_t* dialog, HWND parent,
                                 DLGPROC procedure, zmu::i64 parameter);
 /// Calls the dialog's procedure with the message 2 and removes the dialog. 0 on failure.

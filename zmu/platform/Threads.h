@@ -21,6 +21,10 @@ unsigned forkCount();
 /// Lets at least so much time pass.
 void sleepMilliseconds(unsigned milliseconds);
 
+/// In a handler of any exception: where a thread ends by unwinding, and that is what was caught,
+/// goes on with the end, which nothing may stop. Otherwise returns.
+void resumeThreadExit();
+
 /// Keeps the calling thread from being cancelled while it lives: an operation that holds the data
 /// set's lock, or writes the log, goes on to its end. Nests. Nothing to do where threads cannot be
 /// cancelled.

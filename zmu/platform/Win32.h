@@ -357,11 +357,11 @@ inline constexpr int SW_HIDE = 0;
 inline constexpr int SW_SHOW = 5;
 inline constexpr UINT SWP_NOSIZE = 0x01;
 inline constexpr UINT SWP_FRAMECHANGED = 0x20;
-inline constexpr UINT SPI_GETWORKAREA = 0x30;
 inline constexpr int COLOR_WINDOWTEXT = 8;
 inline constexpr int COLOR_3DFACE = 15;
 inline HWND__* const HWND_TOP = nullptr;
 inline HWND__* const HWND_TOPMOST = reinterpret_cast<HWND>(-1L);
+inline HWND__* const HWND_NOTOPMOST = reinterpret_cast<HWND>(-2L);
 
 /// The resource of a number: no module has one here.
 inline const wchar_t* MAKEINTRESOURCEW(int)
@@ -373,8 +373,8 @@ inline const wchar_t* MAKEINTRESOURCEW(int)
 i64 GetWindowLongPtrW(HWND window, int index);
 /// The dialog of a control, the parent that a dialog was made with; null for none.
 HWND GetParent(HWND window);
-/// Moves a dialog. With HWND_TOPMOST it is also to stay above all others from now on, without not.
-/// The size stays.
+/// Moves a dialog. With HWND_TOPMOST it is also to stay above all others from now on, with
+/// HWND_NOTOPMOST no longer. The size stays.
 BOOL SetWindowPos(HWND window, HWND insertAfter, int left, int top, int width, int height,
                   UINT flags);
 /// Puts a dialog above the others, as far as the desktop lets programs do that. It never takes the
@@ -386,9 +386,6 @@ BOOL InvalidateRect(HWND window, const RECT* part, BOOL erase);
 BOOL UpdateWindow(HWND window);
 /// Always successful: what a call has drawn is on its way to the screen when it returns.
 BOOL GdiFlush();
-/// SPI_GETWORKAREA: what the desktop's own bars leave of the first screen, into a RECT. False
-/// without a window, through which to ask.
-BOOL SystemParametersInfoW(UINT action, UINT parameter, void* result, UINT flags);
 /// Windows have the desktop's own colours and font. A brush stands for them, and black for the
 /// colour of text.
 HBRUSH GetSysColorBrush(int color);

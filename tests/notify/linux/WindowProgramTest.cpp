@@ -8,12 +8,17 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
 
 namespace {
@@ -43,14 +48,24 @@ bool hasChildren()
     return waitpid(-1, nullptr, WNOHANG | __WALL) != -1 || errno != ECHILD;
 }
 
+/// A round starts a program of Qt, which takes too long for a thousand of them in each run: the
+/// environment variable ZMU_TEST_ROUNDS asks for more.
+int roundsAsked()
+{
+    constexpr int few = 20;
+    const int asked = qEnvironmentVariableIntValue("ZMU_TEST_ROUNDS");
+    return asked > 0 ? asked : few;
+}
+
 TEST_F(WindowProgram, LeavesNothingBehind)
 {
     signal(SIGCHLD, [](int) { s_childSignals = s_childSignals + 1; });
     ASSERT_NE(makeReporter(), nullptr);
     ZarnStatusReporter::destroy();
     const int before = descriptorsInUse();
-    for (int round = 0; round < 20; ++round) {
-        if (round == 10)
+    const int rounds = roundsAsked();
+    for (int round = 0; round < rounds; ++round) {
+        if (round == rounds / 2)
             signal(SIGCHLD, SIG_IGN);
         ASSERT_NE(makeReporter(), nullptr) << round;
         EXPECT_FALSE(hasChildren());
@@ -166,6 +181,77 @@ TEST_F(WindowProgram, EndsWithItsHost)
     waitpid(host, nullptr, 0);
     close(life[0]);
     close(life[1]);
+}
+
+TEST_F(WindowProgram, EndsWithItsHostThoughItsDisplayHangs)
+{
+    // It takes connections, and says nothing.
+    const int display = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(bind(display, reinterpret_cast<sockaddr*>(&address), size), 0);
+    ASSERT_EQ(listen(display, 8), 0);
+    ASSERT_EQ(getsockname(display, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    constexpr int firstPort = 6000;
+    const std::string name = "127.0.0.1:" + std::to_string(ntohs(address.sin_port) - firstPort);
+    setenv("DISPLAY", name.c_str(), 1);
+    setenv("QT_QPA_PLATFORM", "xcb", 1);
+    const pid_t host = fork();
+    if (host == 0)
+        _exit(makeReporter() ? 1 : 0);
+    pollfd caller{display, POLLIN, 0};
+    EXPECT_EQ(poll(&caller, 1, 10000), 1);
+    EXPECT_EQ(windowPrograms().size(), 1u);
+    kill(host, SIGKILL);
+    EXPECT_TRUE(areProgramsGone());
+    waitpid(host, nullptr, 0);
+    close(display);
+}
+
+TEST_F(WindowProgram, OfAHostThatForksInACallIsNotTheChilds)
+{
+    ZarnStatusReporter* const reporter = makeReporter();
+    ASSERT_NE(reporter, nullptr);
+    const HWND dialog = reporter->getDialogWindowHandle();
+    kill(theProgram(), SIGSTOP);
+    std::thread caller([&] { EXPECT_FALSE(reporter->updateDisplay(L"nobody draws this")); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        const bool isOurs = IsWindow(dialog);
+        const HWND own = makeDialog(nullptr);
+        _exit(!isOurs && IsWindow(own) && DestroyWindow(own) ? 0 : 1);
+    }
+    int end = -1;
+    waitpid(child, &end, 0);
+    EXPECT_EQ(end, 0);
+    caller.join();
+}
+
+TEST_F(WindowProgram, ServesNoHandleThatWasNotGivenAndNoProcedureThatThrows)
+{
+    for (u64 place = 0; place < 64; ++place)
+        EXPECT_FALSE(IsWindow(reinterpret_cast<HWND>((u64{1} << 40) + place)));
+
+    EXPECT_EQ(makeReporter([](HWND, unsigned int, u64, i64) -> i64 { throw 7; }), nullptr);
+    EXPECT_EQ(ZarnStatusReporter::getDX_Code1(), status::DialogNotCreated);
+    EXPECT_EQ(ZarnStatusReporter::getDX_Code2(), 31u);
+    EXPECT_TRUE(areProgramsGone());
+
+    ZarnStatusReporter* const reporter =
+        makeReporter([](HWND, unsigned int message, u64, i64) -> i64 {
+            constexpr unsigned int end = 2;
+            return message == end ? throw std::bad_alloc() : 0;
+        });
+    ASSERT_NE(reporter, nullptr);
+    SetLastError(0);
+    EXPECT_TRUE(reporter->updateDisplay(L"no display server"));
+    EXPECT_EQ(GetLastError(), 0u);
+    ZarnStatusReporter::destroy();
+    EXPECT_TRUE(areProgramsGone());
 }
 
 // ---- Where it is --------------------------------------------------------------------------------

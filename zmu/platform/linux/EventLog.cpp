@@ -1,7 +1,9 @@
 // The event log, which here is the systemd journal. Its library is loaded when the first source is
 // registered, so that a host without it, or without events, does not need it.
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/Conversion.h>
+#include <zmu/platform/linux/ModuleFiles.h>
 
 #include <dlfcn.h>
 #include <limits.h>
@@ -20,6 +22,7 @@
 #include <exception>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,13 +56,14 @@ struct EventSource {
 using SendFields = int (*)(const iovec* fields, int count);
 
 /// The journal's own call; null without its library. That stays loaded, since another thread may
-/// be in it at any time.
+/// be in it at any time. Throws without memory.
 SendFields loadSendFields()
 {
     static std::atomic<SendFields> known = nullptr;
     SendFields send = known;
     if (!send) {
-        void* const library = dlopen("libsystemd.so.0", RTLD_NOW | RTLD_LOCAL);
+        void* const library =
+            isSystemSearchAbsolute() ? dlopen("libsystemd.so.0", RTLD_NOW | RTLD_LOCAL) : nullptr;
         if (library)
             send = reinterpret_cast<SendFields>(dlsym(library, "sd_journal_sendv"));
         known = send;
@@ -74,13 +78,14 @@ DWORD toSystemError(int error)
     return isMissing ? ERROR_SERVICE_NOT_ACTIVE : error ? errorOf(error) : ERROR_SUCCESS;
 }
 
-/// Waits until `socket` takes a message: the error, 0 when it does. The host's signals do not make
-/// it longer.
-DWORD awaitRoom(int socket)
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds patience{5};
+
+/// Waits until `end` for `socket` to take a message: the error, 0 when it does. The host's signals
+/// do not make it longer.
+DWORD awaitRoom(int socket, Clock::time_point end)
 {
-    using Clock = std::chrono::steady_clock;
     using std::chrono::milliseconds;
-    const auto end = Clock::now() + milliseconds(5000);
     for (;;) {
         const auto left = std::chrono::ceil<milliseconds>(end - Clock::now()).count();
         pollfd room{socket, POLLOUT, 0};
@@ -94,7 +99,7 @@ DWORD awaitRoom(int socket)
 
 /// Whether the journal takes an entry: the error, 0 when it does. The journal's own call is silent
 /// when there is no journal, and waits for ever for one that is stuck; this does neither.
-DWORD awaitJournal()
+DWORD awaitJournal(Clock::time_point end)
 {
     constexpr sockaddr_un address{AF_UNIX, "/run/systemd/journal/socket"};
     const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -102,12 +107,14 @@ DWORD awaitJournal()
         return toSystemError(errno);
     const bool isThere =
         connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    const DWORD error = isThere ? awaitRoom(probe) : toSystemError(errno);
+    const DWORD error = isThere ? awaitRoom(probe, end) : toSystemError(errno);
     close(probe);
     return error;
 }
 
 // ---- Entries -------------------------------------------------------------------------------------------
+
+ProcessLock s_sender; ///< Held by the thread that sends an entry.
 
 /// The fields of an entry: names, and values of any bytes. Adding one throws without memory.
 class Fields {
@@ -125,7 +132,11 @@ class Fields {
         std::vector<iovec> vectors;
         for (std::string& field : m_fields)
             vectors.push_back({field.data(), field.size()});
-        const DWORD error = awaitJournal();
+        // One thread at a time, or all would find room for one message. Those that have waited for
+        // another that found none do not wait anew.
+        const auto end = Clock::now() + patience;
+        const std::lock_guard guard(s_sender);
+        const DWORD error = awaitJournal(end);
         return error ? error
                      : toSystemError(-send(vectors.data(), static_cast<int>(vectors.size())));
     }
@@ -228,7 +239,7 @@ HANDLE RegisterEventSourceA(const char* server, const char* source)
             throw DWORD{RPC_S_SERVER_UNAVAILABLE};
         if (!loadSendFields())
             throw DWORD{ERROR_MOD_NOT_FOUND};
-        if (const DWORD error = awaitJournal())
+        if (const DWORD error = awaitJournal(Clock::now() + patience))
             throw error;
         return new EventSource{source};
     });

@@ -243,6 +243,12 @@ const std::vector<std::string>& zmu::systemFolders()
     return knownSystemFolders;
 }
 
+bool zmu::isSystemSearchAbsolute()
+{
+    const std::vector<std::string>& folders = systemFolders();
+    return !folders.empty() && std::all_of(folders.begin(), folders.end(), isAbsolute);
+}
+
 // ---- Files -----------------------------------------------------------------------------------------------
 
 std::vector<std::string> zmu::versionsIn(std::string_view folder, const FilePattern& pattern)

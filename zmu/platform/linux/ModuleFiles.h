@@ -38,6 +38,9 @@ std::string libraryPath();
 /// The folders that the loader searches for the library's sake, in its order; none if it does not
 /// tell them. Found out once.
 const std::vector<std::string>& systemFolders();
+/// Whether the loader may be given a name without a path. It also searches relative folders of its
+/// search path (an empty element of LD_LIBRARY_PATH is one), from the current folder.
+bool isSystemSearchAbsolute();
 
 /// The files of `folder`, which ends in a separator, that are the module and have a version, the
 /// newest first. What was listed is remembered for as long as the folder does not change.

@@ -49,14 +49,6 @@ bool isProgramFile(const std::string& path)
            file.st_dev == program.st_dev && file.st_ino == program.st_ino;
 }
 
-/// The loader also searches relative folders of its search path (an empty element of
-/// LD_LIBRARY_PATH is one), which would be looked up from the current folder.
-bool isSystemSearchAbsolute()
-{
-    const std::vector<std::string>& folders = systemFolders();
-    return !folders.empty() && std::all_of(folders.begin(), folders.end(), isAbsolute);
-}
-
 // ---- Looking up --------------------------------------------------------------------------------
 
 struct LoadedSearch {

@@ -2,6 +2,7 @@
 #include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
+#include <cxxabi.h>
 #include <pthread.h>
 #include <time.h>
 #include <unistd.h>
@@ -204,6 +205,17 @@ u64 zmu::threadSerial()
     static std::atomic<u64> last = 0;
     thread_local const u64 serial = ++last;
     return serial;
+}
+
+void zmu::resumeThreadExit()
+{
+    try {
+        throw;
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        return;
+    }
 }
 
 void zmu::sleepMilliseconds(unsigned milliseconds)

@@ -1,4 +1,5 @@
 // Events, mutexes and waiting for them. A handle of this family is a Waitable.
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 
 #include <signal.h>
@@ -101,7 +102,7 @@ class NamedEvent : public Event {
   private:
     NamedEvent(const char* name, bool isSet) : Event(isSet), m_name(name), m_next(s_first) {}
 
-    static constinit std::mutex s_gate; ///< Guards the list and the counts.
+    static zmu::ProcessLock s_gate; ///< Guards the list and the counts.
     static NamedEvent* s_first;
 
     const std::string m_name;
@@ -109,7 +110,7 @@ class NamedEvent : public Event {
     unsigned m_handles = 1;
 };
 
-constinit std::mutex NamedEvent::s_gate;
+zmu::ProcessLock NamedEvent::s_gate;
 NamedEvent* NamedEvent::s_first = nullptr;
 
 // ---- Mutexes -------------------------------------------------------------------------------------------

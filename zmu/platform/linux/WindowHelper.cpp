@@ -302,8 +302,11 @@ bool WindowHelper::ask(const Request& request, std::wstring_view text, Reply& re
         SetLastError(ERROR_INVALID_WINDOW_HANDLE);
         return false;
     }
-    if (send(request, toBytes(text.substr(0, lineMax), bytes)) && receive(reply))
-        return true;
+    if (send(request, toBytes(text.substr(0, lineMax), bytes)) && receive(reply)) {
+        if (reply.answer == Answer::State)
+            return true;
+        SetLastError(ERROR_GEN_FAILURE);
+    }
     const DWORD error = GetLastError();
     end();
     SetLastError(error);
@@ -325,7 +328,10 @@ int WindowHelper::askPerson(const Request& request, std::wstring_view text)
         if (!receive(reply))
             return 0;
     } while (reply.answer == Answer::Alive);
-    return reply.button;
+    if (reply.answer == Answer::Button && reply.button > 0)
+        return reply.button;
+    SetLastError(ERROR_GEN_FAILURE);
+    return 0;
 }
 
 void WindowHelper::end()

@@ -41,11 +41,11 @@ class WindowHelper {
     bool isAlive();
 
     /// Gives an order and waits for the reply: false after `patience` (1460), or when the program
-    /// has ended (1400).
+    /// has ended (1400) or failed (31).
     bool ask(const Request& request, std::wstring_view text, Reply& reply);
 
     /// Shows a message box until it is answered. The number of its button; 0 when the program ended
-    /// or did not say for `patience` that it is alive.
+    /// or failed, or did not say for `patience` that it is alive.
     int askPerson(const Request& request, std::wstring_view text);
 
     /// Ends the program and waits until it is gone.

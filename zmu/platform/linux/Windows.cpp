@@ -3,6 +3,7 @@
 // A handle is the number of a place in the table below and of the window that is there. Numbers of
 // windows are not given twice, so the handle of a window that has gone is no window for ever.
 #include <zmu/platform/Dialogs.h>
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/WindowHelper.h>
@@ -14,6 +15,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -35,14 +37,14 @@ struct Dialog {
 /// A place for a window. The process may end while windows are open and threads use them, so places
 /// are never destroyed.
 struct Place {
-    std::mutex gate;
+    zmu::ProcessLock gate;
     u64 number = 0; ///< Of the window that is here, 0 for none.
     Dialog* dialog = nullptr;
 };
 static_assert(std::is_trivially_destructible_v<Place>);
 
 constexpr std::size_t placesMax = 32;
-constinit Place places[placesMax];
+Place places[placesMax];
 constinit std::atomic<u64> lastNumber = 0;
 
 // ---- Handles -----------------------------------------------------------------------------------
@@ -69,7 +71,8 @@ class Use {
         m_isControl = rest % 2 != 0;
         m_index = rest % handlesOfNumber / 2;
         m_lock = std::unique_lock(places[m_index].gate);
-        if (const u64 number = rest / handlesOfNumber; number == places[m_index].number)
+        if (const u64 number = rest / handlesOfNumber;
+            number != 0 && number == places[m_index].number)
             m_place = &places[m_index];
         removeIfGone();
     }
@@ -104,10 +107,11 @@ class Use {
 
     void remove()
     {
-        delete m_place->dialog;
-        m_place->dialog = nullptr;
+        // First, since a process may be forked off while the dialog ends.
+        Dialog* const dialog = std::exchange(m_place->dialog, nullptr);
         m_place->number = 0;
         m_place = nullptr;
+        delete dialog;
     }
 
   private:
@@ -118,20 +122,22 @@ class Use {
     }
 
     const CancellationHold m_hold;
-    std::unique_lock<std::mutex> m_lock;
+    std::unique_lock<zmu::ProcessLock> m_lock;
     std::size_t m_index = 0;
     bool m_isControl = false;
     Place* m_place = nullptr;
 };
 
-/// Puts a dialog into a free place. Null, with the dialog still the caller's, if there is none.
+/// Puts a dialog into a free place, which includes those of windows that have gone: a process that
+/// was forked off begins with nothing else. A place that is busy is not waited for. Null, with the
+/// dialog still the caller's, if there is none.
 HWND place(Dialog* dialog)
 {
     for (std::size_t index = 0; index < placesMax; ++index) {
-        const std::scoped_lock lock(places[index].gate);
-        if (places[index].dialog)
+        const std::unique_lock lock(places[index].gate, std::try_to_lock);
+        if (!lock || (places[index].dialog && places[index].dialog->helper.isAlive()))
             continue;
-        places[index].dialog = dialog;
+        delete std::exchange(places[index].dialog, dialog);
         places[index].number = ++lastNumber;
         return toHandle(index, places[index].number, false);
     }
@@ -203,8 +209,16 @@ HWND CreateDialogParamW(HINSTANCE, const wchar_t*, HWND parent, DLGPROC procedur
         delete dialog;
         return nullptr;
     }
-    if (procedure)
-        procedure(window, WM_INITDIALOG, 0, parameter);
+    try {
+        if (procedure)
+            procedure(window, WM_INITDIALOG, 0, parameter);
+    } catch (...) {
+        if (Use use(window); use.isThere())
+            use.remove();
+        zmu::resumeThreadExit();
+        SetLastError(ERROR_GEN_FAILURE);
+        return nullptr;
+    }
     return window;
 }
 
@@ -217,8 +231,12 @@ BOOL DestroyWindow(HWND window)
             return FALSE;
         procedure = use->procedure;
     }
-    if (procedure)
-        procedure(window, WM_DESTROY, 0, 0);
+    try {
+        if (procedure)
+            procedure(window, WM_DESTROY, 0, 0);
+    } catch (...) {
+        zmu::resumeThreadExit(); // Anything else does not keep the window.
+    }
     Use use(window);
     if (!use.isThere())
         return FALSE;
@@ -281,20 +299,13 @@ BOOL GetWindowRect(HWND window, RECT* place)
     return TRUE;
 }
 
-BOOL SystemParametersInfoW(UINT, UINT, void* result, UINT)
+bool zmu::learnWorkArea(HWND window, RECT& area)
 {
-    const CancellationHold hold;
-    for (Place& place : places) {
-        const std::scoped_lock lock(place.gate);
-        Reply reply;
-        if (!place.dialog || !place.dialog->helper.ask({}, {}, reply))
-            continue;
-        *static_cast<RECT*>(result) = {reply.workArea.left, reply.workArea.top,
-                                       reply.workArea.right, reply.workArea.bottom};
-        return TRUE;
-    }
-    SetLastError(ERROR_INVALID_WINDOW_HANDLE);
-    return FALSE;
+    Reply reply;
+    if (!askState(window, reply))
+        return false;
+    area = {reply.workArea.left, reply.workArea.top, reply.workArea.right, reply.workArea.bottom};
+    return true;
 }
 
 // ---- Looks -------------------------------------------------------------------------------------
@@ -314,7 +325,8 @@ BOOL SetWindowPos(HWND window, HWND insertAfter, int left, int top, int, int, UI
     Use use(window);
     if (!use.isThere())
         return FALSE;
-    const bool staysOnTop = insertAfter == HWND_TOPMOST;
+    const bool staysOnTop =
+        insertAfter == HWND_TOPMOST || (insertAfter != HWND_NOTOPMOST && use->staysOnTop);
     if (staysOnTop != use->staysOnTop && !use.ask({Order::StayOnTop, staysOnTop ? 1 : 0}))
         return FALSE;
     use->staysOnTop = staysOnTop;

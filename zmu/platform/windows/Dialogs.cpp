@@ -38,6 +38,11 @@ void zmu::dressDialog(HWND dialog, bool staysOnTop, HFONT font)
     }
 }
 
+bool zmu::learnWorkArea(HWND, RECT& area)
+{
+    return SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0) != FALSE;
+}
+
 void zmu::prepareTextDrawing(u64 context, ulong32 color)
 {
     auto* const drawing = reinterpret_cast<HDC>(context);

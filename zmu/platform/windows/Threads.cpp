@@ -59,6 +59,8 @@ void zmu::sleepMilliseconds(unsigned milliseconds)
     Sleep(milliseconds);
 }
 
+void zmu::resumeThreadExit() {} // A thread's end is no exception here.
+
 // A thread here ends by itself or dies on the spot, which nothing could hold back.
 zmu::CancellationHold::CancellationHold() = default;
 zmu::CancellationHold::~CancellationHold() = default;

@@ -2,14 +2,16 @@
 
 #include <zmu/platform/linux/ProcessDescriptor.h>
 
-#include <QSocketNotifier>
-
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace zmu::window {
@@ -29,10 +31,19 @@ void Connection::watchHost()
     if (getsockopt(socketDescriptor, SOL_SOCKET, SO_PEERCRED, &host, &size) != 0)
         return;
     const int process = pidfd_open(host.pid, 0);
-    if (process < 0)
-        return; // A host in another name space: the socket still tells.
-    auto* const end = new QSocketNotifier(process, QSocketNotifier::Read);
-    QObject::connect(end, &QSocketNotifier::activated, [] { _exit(0); });
+    if (process < 0 && errno == ESRCH)
+        _exit(0);
+    // Of a host in another name space, which has no descriptor, the socket still tells.
+    try {
+        std::thread([process] {
+            pollfd sources[] = {{process, POLLIN, 0}, {socketDescriptor, 0, 0}};
+            while (poll(sources, std::size(sources), -1) <= 0) {
+            }
+            _exit(0);
+        }).detach();
+    } catch (const std::system_error& error) {
+        fail(QString::fromLocal8Bit(error.what()));
+    }
 }
 
 Request Connection::receive(QString& text)

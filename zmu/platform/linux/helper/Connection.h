@@ -15,7 +15,8 @@ class Connection {
     /// Takes over the socket at its descriptor. False if there is none.
     static bool isThere();
 
-    /// Ends the program when the host is gone, even if a child of the host still holds the socket.
+    /// Ends the program when the host is gone, even if a child of the host still holds the socket,
+    /// or has let go of it; from now on and whatever the calling thread is busy with.
     static void watchHost();
 
     /// Waits for the next order. The program ends here when there will be none.

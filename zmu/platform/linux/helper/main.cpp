@@ -45,13 +45,13 @@ int main(int argc, char** argv)
                    stderr);
         return 2;
     }
+    Connection::watchHost();
     qInstallMessageHandler(tellFailure);
     preferX11();
     const QApplication application(argc, argv);
     QTranslator words;
     if (words.load(QLocale(), "qtbase", "_", QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QApplication::installTranslator(&words);
-    Connection::watchHost();
 
     StatusWindow window;
     const QSocketNotifier orders(socketDescriptor, QSocketNotifier::Read);
