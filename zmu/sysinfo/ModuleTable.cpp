@@ -1,5 +1,6 @@
 #include <zmu/sysinfo/internal/ModuleTable.h>
 
+#include <zmu/localize/internal/OwnModule.h>
 #include <zmu/platform/InputFile.h>
 #include <zmu/platform/Paths.h>
 #include <zmu/platform/Win32.h>
@@ -22,7 +23,7 @@ constexpr std::size_t rowsMax = 1000;
 std::wstring listPath()
 {
     wchar_t path[1024] = {};
-    const HMODULE library = GetModuleHandleW(L"zmu.dll");
+    const HMODULE library = GetModuleHandleW(ownModuleName);
     const DWORD length =
         library ? GetModuleFileNameW(library, path, static_cast<DWORD>(std::size(path))) : 0;
     if (length == 0 || length >= std::size(path))
