@@ -15,19 +15,12 @@
 
 namespace {
 
-/// A string whose inside can be seen and broken.
+/// A string whose inside can be seen.
 struct Probe : UTL_String {
     using UTL_String::UTL_String;
     Probe(const UTL_String& text) : UTL_String(text) {}
 
     bool isNarrow() const { return m_encoding == static_cast<u64>(StringEncoding::Narrow); }
-    using UTL_String::m_encoding;
-    using UTL_String::m_length;
-    void dropBuffers()
-    {
-        delete[] std::exchange(m_wide, nullptr);
-        delete[] std::exchange(m_narrow, nullptr);
-    }
 };
 
 /// The fault of a construction.
@@ -196,19 +189,6 @@ TEST(String, ModuleEntriesAreNotTrusted)
     EXPECT_EQ(GetLastError(), 2U);
 }
 
-TEST(String, NamedModulesFailWithTheCodeOfTheirWidth)
-{
-    const UTL_String plain(plainModule);
-    EXPECT_EQ(faultWith(static_cast<const char*>(nullptr), 1, 8), zmu::BadNarrowArguments);
-    EXPECT_EQ(faultWith(plain.narrowText(), 1, 0), zmu::BadNarrowArguments);
-    EXPECT_EQ(faultWith("no-such-module.dll", 1, 8), zmu::ModuleNotLoaded);
-    EXPECT_EQ(faultWith(plain.narrowText(), 65000, 8), zmu::ResourceNotLoaded);
-    EXPECT_EQ(faultWith(static_cast<const wchar_t*>(nullptr), 1, 8), zmu::BadArguments);
-    EXPECT_EQ(faultWith(plainModule, 1, 0), zmu::BadArguments);
-    EXPECT_EQ(faultWith(L"no-such-module.dll", 1, 8), zmu::ModuleNotLoaded);
-    EXPECT_EQ(faultWith(plainModule, 65000, 8), zmu::ResourceNotLoaded);
-}
-
 TEST(String, EnvironmentAndPaths)
 {
     qputenv("ZMU_TEST", "value");
@@ -228,28 +208,4 @@ TEST(String, EnvironmentAndPaths)
     for (const UTL_String& path : {UTL_String("no/such/path"), UTL_String(L"no/such/path")})
         EXPECT_EQ(Fault::of([&] { path.shortPath(); }), zmu::SystemCallFailed);
     EXPECT_EQ(UTL_String().shortPath().length(), 0U);
-}
-
-TEST(String, ABrokenInsideIsNoticed)
-{
-    for (const bool isNarrow : {true, false}) {
-        Probe text = isNarrow ? Probe("text") : Probe(L"text");
-        const unsigned missing = isNarrow ? zmu::NarrowTextMissing : zmu::WideTextMissing;
-        const auto target = static_cast<StringEncoding>(3);
-        EXPECT_EQ(Fault::of([&] { text.convertedLength(target); }), zmu::BadNarrowArguments);
-        // A length that an int would show as -1, "up to the terminator".
-        text.m_length = UINT_MAX;
-        EXPECT_EQ(Fault::of([&] { isNarrow ? (void)text.wideText() : (void)text.narrowText(); }),
-                  isNarrow ? zmu::SystemCallFailed : zmu::NarrowSizeQueryFailed);
-        text.m_length = 4;
-        text.dropBuffers();
-        EXPECT_EQ(Fault::of([&] { text.wideText(); }), missing);
-        EXPECT_EQ(Fault::of([&] { text.narrowText(); }), missing);
-        text.m_encoding = 3;
-        UTL_String kept(L"kept");
-        EXPECT_EQ(Fault::of([&] { kept = text; }), zmu::UnknownEncoding);
-        EXPECT_STREQ(kept.wideText(), L"kept");
-        EXPECT_FALSE(text < kept);
-        EXPECT_EQ(Fault::of([&] { kept.loadWindowText(nullptr, target); }), zmu::UnknownEncoding);
-    }
 }

@@ -75,12 +75,4 @@ TEST(SystemTime, MomentsBeyondTheCalendarAreTold)
 #endif
 }
 
-TEST(SystemTime, BeginsWithTheCurrentMoment)
-{
-    const i64 before = std::time(nullptr);
-    const long long stamp = SystemTime();
-    EXPECT_GE(stamp, before);
-    EXPECT_LE(stamp, std::time(nullptr));
-}
-
 } // namespace

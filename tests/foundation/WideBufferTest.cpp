@@ -24,20 +24,6 @@ TEST(WideBuffer, TakesItsOwnTextAndNone)
     EXPECT_STREQ(own.c_str(), L"");
 }
 
-TEST(WideBuffer, ForgetsWhatWasWrittenBehindTheText)
-{
-    WideBuffer<8> buffer;
-    buffer.assign(L"ab");
-    std::wcscpy(buffer.inPlace(), L"longer");
-    buffer.assign(L"cd");
-    EXPECT_STREQ(buffer.c_str(), L"cd");
-    std::wcscpy(buffer.inPlace(), L"longer");
-    buffer.clear();
-    EXPECT_STREQ(buffer.c_str(), L"");
-    EXPECT_TRUE(buffer.append(L"e"));
-    EXPECT_STREQ(buffer.c_str(), L"e");
-}
-
 // Any order of operations leaves the text that a string would hold, cut where there is no room, and
 // zeros behind it.
 TEST(WideBuffer, ElementsBehindTheTextAreAlwaysZero)

@@ -13,7 +13,6 @@
 #include <cstring>
 #include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 using Helpers = ZarnLocalizeHelpers;
@@ -234,20 +233,15 @@ TEST(Numbers, WhatDoesNotFitLeavesAnEmptyText)
 TEST(Numbers, ThreadsShareTheLocale)
 {
     qputenv("LC_ALL", "C");
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([t] {
-            for (i64 value = 10; value < 300; ++value) {
-                wchar_t text[32];
-                i64 back = 0;
-                ASSERT_NE(Helpers::convertIntToPunctuatedStrW(value * (t + 1), text, 32), 0U);
-                ASSERT_TRUE(Helpers::convertPunctuatedStrToIntW(text, 32, back));
-                ASSERT_EQ(back, value * (t + 1));
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    zmu_test::inThreads(4, [](int thread) {
+        for (i64 value = 10; value < 300; ++value) {
+            wchar_t text[32];
+            i64 back = 0;
+            ASSERT_NE(Helpers::convertIntToPunctuatedStrW(value * (thread + 1), text, 32), 0U);
+            ASSERT_TRUE(Helpers::convertPunctuatedStrToIntW(text, 32, back));
+            ASSERT_EQ(back, value * (thread + 1));
+        }
+    });
 }
 
 } // namespace

@@ -77,12 +77,3 @@ TEST_F(FormExtras, LinkTheFilesOfASeries)
         EXPECT_TRUE(text.endsWith(ends.arg(next))) << text.toStdString();
     }
 }
-
-TEST(FormExtrasInBrackets, AreNoVariables)
-{
-    const Folder folder;
-    const std::wstring form =
-        folder.write("form.html", formOf("[TIME_ZONE]\n", "[SITUATION_DSCRP]\n", "\n"));
-    const Monitor monitor(folder.path("a.html"), form.c_str());
-    EXPECT_TRUE(logText(folder.path("a.html")).startsWith("<html><body>"));
-}

@@ -135,29 +135,6 @@ TEST_F(FormVariables, MayOutgrowTheirSectionButPlainTextMayNot)
     EXPECT_EQ(compile(plain(3000) + times(2000, "[DAY]")).format, plain(3000) + dayInserts(2000));
 }
 
-TEST_F(FormVariables, DisagreementOfTextAndCountIsFound)
-{
-    const struct {
-        const wchar_t* text;
-        int count;
-        int code;
-    } cases[] = {
-        {L"[DAY][DAY]", 1, dx::VarCountDisagrees},
-        {L"[DAY]", 2, dx::VarCountDisagrees},
-        {L"[[DAY]", 1, dx::ReformatBracketNested},
-        {L"DAY]", 1, dx::ReformatBracketClosed},
-        {L"[DAY]", 1, dx::Satisfied},
-    };
-    for (const auto& test : cases) {
-        wchar_t* format = copyOf(test.text);
-        Zarn_FORM_VAR vars[2] = {};
-        data.reformatLogFileFormSection(&format, test.count, vars);
-        EXPECT_EQ(data.takeCode(), test.code);
-        EXPECT_STREQ(format, test.code ? test.text : L"%1!02d!");
-        delete[] format;
-    }
-}
-
 TEST(FormVariablesOfALog, AllHaveTheirValues)
 {
     const Folder folder;

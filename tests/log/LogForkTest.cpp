@@ -17,19 +17,9 @@ using namespace zmu_test;
 
 namespace {
 
-/// Runs `body` in a child, which ends with its result, or by an alarm if it hangs. How it ended.
-template <class Body>
-int inChild(Body body)
+int inChild(const std::function<int()>& body)
 {
-    constexpr unsigned patience = 20;
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(patience);
-        _exit(body());
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    return runInChild(body).status;
 }
 
 class LogFork : public testing::Test {

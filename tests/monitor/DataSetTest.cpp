@@ -193,10 +193,6 @@ TEST(DataSet, OnlyWhoBeginsWorkIsForgiven)
     data.recordSituationID(100);
     data.setSelfDX_Code(dx::NoMap);
     EXPECT_EQ(data.getSituationID(), 0);
-    EXPECT_EQ(data.getDisplayDlgBoxResult(), 0);
-    EXPECT_EQ(data.getDescriptionFillers(), nullptr);
-    EXPECT_EQ(data.getDescriptionForLogFile(), nullptr);
-    EXPECT_TRUE(data.isSituationNormal());
     EXPECT_FALSE(data.forgetSituation());
     EXPECT_EQ(data.getSelfDX_Code(), dx::NoMap); // nobody who asked has erased it
 

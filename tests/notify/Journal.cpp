@@ -1,5 +1,7 @@
 #include "Journal.h"
 
+#include "Processes.h"
+
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -7,7 +9,6 @@
 #include <QJsonObject>
 #include <QProcess>
 
-#include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
@@ -44,18 +45,6 @@ bool writeFile(const char* path, const QByteArray& bytes)
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
-/// Somebody who is not root may have a view of his own as the root of his own users.
-bool leaveView()
-{
-    if (unshare(CLONE_NEWNS) == 0)
-        return true;
-    const QByteArray user = QByteArray::number(getuid());
-    const QByteArray group = QByteArray::number(getgid());
-    return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && writeFile("/proc/self/setgroups", "deny") &&
-           writeFile("/proc/self/uid_map", "0 " + user + " 1") &&
-           writeFile("/proc/self/gid_map", "0 " + group + " 1");
-}
-
 /// The daemon keeps its hands off the machine's own log, and everything that it is told.
 constexpr const char* settings = R"([Journal]
 Storage=volatile
@@ -85,11 +74,12 @@ QByteArray bytesOf(const QJsonValue& value)
 
 Journal::Journal()
 {
-    if (!leaveView() || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        !mountEmpty("/run"))
-        m_obstacle = QString("no view of the file system of its own: ") + std::strerror(errno);
-    else if (!QDir("/run").mkpath("systemd/journald.conf.d") ||
-             !writeFile("/run/systemd/journald.conf.d/test.conf", settings))
+    m_obstacle = enterOwnMounts();
+    if (m_obstacle.isEmpty() && !mountEmpty("/run"))
+        m_obstacle = QString("no folder /run of its own: ") + std::strerror(errno);
+    else if (m_obstacle.isEmpty() &&
+             (!QDir("/run").mkpath("systemd/journald.conf.d") ||
+              !writeFile("/run/systemd/journald.conf.d/test.conf", settings)))
         m_obstacle = "no settings for a journal";
 }
 

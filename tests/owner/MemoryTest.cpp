@@ -21,7 +21,6 @@ TEST(Memory, RunsOut)
 
 #else
 
-#include <dirent.h>
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <fcntl.h>
@@ -197,13 +196,8 @@ class Reporter {
 std::vector<std::string> filesOf(const std::string& folder)
 {
     std::vector<std::string> files;
-    DIR* const entries = opendir(folder.c_str());
-    while (const dirent* entry = entries ? readdir(entries) : nullptr) {
-        if (entry->d_name[0] != '.')
-            files.push_back(folder + '/' + entry->d_name);
-    }
-    if (entries)
-        closedir(entries);
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        files.push_back(entry.path());
     return files;
 }
 

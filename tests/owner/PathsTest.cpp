@@ -45,27 +45,6 @@ bool isNamed(const QString& name, const QString& beginning, const QString& exten
 
 } // namespace
 
-TEST_F(Paths, DirectoryIsTakenAsItIs)
-{
-    qputenv("ZMU_TEST_PLACE", root().toUtf8());
-    folder.write("file", "");
-    const QString names[] = {inside("with spaces"),
-                             inside("Größe \u65e5\u672c"),
-                             inside("missing/deep"),
-                             inside("file"),
-                             "relative",
-                             "/"};
-    for (const QString& name : names) {
-        SCOPED_TRACE(name.toStdString());
-        const QString native = QDir::toNativeSeparators(name.endsWith('/') ? name : name + '/');
-        EXPECT_EQ(specifier(name), native.toStdWString());
-        EXPECT_EQ(specifier(native), native.toStdWString());
-    }
-    EXPECT_EQ(specifier("%ZMU_TEST_PLACE%/x"),
-              QDir::toNativeSeparators(root() + "/x/").toStdWString());
-    EXPECT_FALSE(QFile::exists(inside("x"))); // nothing is made
-}
-
 TEST_F(Paths, DirectoryThatCannotBeExpandedIsMade)
 {
     qputenv("ZMU_TEST_LOOP", "%ZMU_TEST_LOOP%x");

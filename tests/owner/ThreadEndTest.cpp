@@ -62,15 +62,11 @@ TEST_F(OwnerThreads, LeaveNoEngineBehind)
     for (int i = 0; i < threads / atOnce; ++i) {
         if (i * atOnce == threads / 10)
             bytes = heapBytes();
-        std::vector<std::thread> running;
-        for (int n = 0; n < atOnce; ++n)
-            running.emplace_back([=] {
-                monitor->respondToSituation(textSituation, nullptr, L"x");
-                if (n == 0)
-                    second->respondToSituation(textSituation, nullptr, L"x");
-            });
-        for (std::thread& thread : running)
-            thread.join();
+        inThreads(atOnce, [=](int thread) {
+            monitor->respondToSituation(textSituation, nullptr, L"x");
+            if (thread == 0)
+                second->respondToSituation(textSituation, nullptr, L"x");
+        });
     }
     constexpr i64 bytesPerThread = 8;
     EXPECT_LT(heapBytes() - bytes, bytesPerThread * threads);
@@ -119,18 +115,14 @@ TEST_F(OwnerThreads, NameSuccessorsAtOnce)
 {
     // Two monitors whose logs are replaced again and again, with no owner that keeps a brander.
     Zarn* monitors[] = {Owner().createZarnMonitor(), Owner().createZarnMonitor()};
-    std::vector<std::thread> threads;
-    for (Zarn* monitor : monitors) {
-        ASSERT_TRUE(monitor);
-        threads.emplace_back([monitor] {
-            for (int i = 0; i < 20; ++i) {
-                EXPECT_TRUE(monitor->reestablishLogFile(false)) << monitor->getSelfDX_Code();
-                monitor->respondToSituation(textSituation, nullptr, L"entry");
-            }
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    ASSERT_TRUE(monitors[0] && monitors[1]);
+    inThreads(2, [&](int thread) {
+        Zarn* const monitor = monitors[thread];
+        for (int i = 0; i < 20; ++i) {
+            EXPECT_TRUE(monitor->reestablishLogFile(false)) << monitor->getSelfDX_Code();
+            monitor->respondToSituation(textSituation, nullptr, L"entry");
+        }
+    });
     EXPECT_EQ(folder.files().size(), 2 + 2 * 20);
     EXPECT_EQ(Zarn::destroy(), 2);
 }
