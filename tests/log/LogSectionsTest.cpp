@@ -34,6 +34,13 @@ class LogSections : public testing::Test {
 /// Calls the protected stages of an engine.
 struct EngineOf : ZarnDataForThread {
     static void writeBody(ZarnDataForThread& engine) { (engine.*&EngineOf::logFormSectionBody)(); }
+    static void writeSection(ZarnDataForThread& engine, wchar_t* format, int varCount,
+                             Zarn_FORM_VAR* vars, u64* values)
+    {
+        u64 bytesWritten = 77;
+        (engine.*&EngineOf::logFormSection)(format, varCount, vars, values, bytesWritten, true);
+        EXPECT_EQ(bytesWritten, 0);
+    }
 };
 
 /// An engine that looks back at the entry before its tail, and puts a mark between them.
@@ -187,9 +194,18 @@ TEST_F(LogSections, BrokenRecordEndsInItsCodeAndLeavesTheFile)
     ZarnDataFile& file = *data->getFileLog();
     const ZarnDataFile intact = file;
     const QByteArray bytes = readFile(log);
+    wchar_t format[] = L"text";
+    Zarn_FORM_VAR noSuch[] = {static_cast<Zarn_FORM_VAR>(31), Zarn_FORM_VAR_UNKNOWN};
+    u64 value = 0;
+
     const auto head = [&] { engine.logFormSectionHead(); };
     const auto body = [&] { EngineOf::writeBody(engine); };
     const auto tail = [&] { engine.logFormSectionTail(); };
+    const auto section = [&](wchar_t* text, int varCount, u64* values) {
+        return [&engine, text, varCount, values] {
+            EngineOf::writeSection(engine, text, varCount, nullptr, values);
+        };
+    };
     const auto nothing = [] {};
     const auto closeLog = [&] { file.m_logStream = nullptr; };
     const auto leaveProcess = [&] { data->setNonnativeInstantiatorID(5); };
@@ -206,6 +222,12 @@ TEST_F(LogSections, BrokenRecordEndsInItsCodeAndLeavesTheFile)
         {closeLog, head, dx::LogNotOpen},
         {closeLog, body, dx::LogNotOpen},
         {closeLog, tail, dx::LogNotOpen},
+        {closeLog, section(format, 0, nullptr), dx::LogNotOpen},
+        {[&] { file.m_bodyVars = noSuch; }, body, dx::SectionVarUnknown},
+        {[&] { file.m_tailVars = noSuch + 1; }, tail, dx::SectionVarUnknown},
+        {nothing, section(nullptr, 1, nullptr), dx::SectionFormatMissing},
+        {nothing, section(nullptr, 0, &value), dx::SectionFormatMissing},
+        {nothing, section(nullptr, 0, nullptr), dx::Satisfied}, // nothing to write
         {leaveProcess, head, dx::HeadNotNative},
         {leaveProcess, body, dx::BodyNotNative},
         {leaveProcess, tail, dx::TailNotNative},

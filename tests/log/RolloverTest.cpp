@@ -235,3 +235,73 @@ TEST_F(Rollover, NotesOfASituationWithAModuleOfItsOwnComeFromTheLibrary)
     EXPECT_EQ(readFile(present()), logBytes(plainLog(seriesNote(2, log) + '\n')));
     EXPECT_EQ(reportText(monitor, L"entry"), dx::Satisfied);
 }
+
+namespace {
+
+/// An engine whose heads can fail.
+struct Headless : ZarnDataForThread {
+    static inline bool isFailing = false;
+
+  protected:
+    bool logFormSection(wchar_t* format, int varCount, Zarn_FORM_VAR* vars, u64* values,
+                        u64& bytesWritten, bool countBytes) override
+    {
+        if (isFailing && format == m_dataSet->getFileLog()->m_headFormat) {
+            setSelfDX_Code(dx::SectionNotFormatted);
+            return false;
+        }
+        return ZarnDataForThread::logFormSection(format, varCount, vars, values, bytesWritten,
+                                                 countBytes);
+    }
+};
+
+} // namespace
+
+TEST(RolloverByHand, LogWithoutAHeadIsNeverSilent)
+{
+    const Folder folder;
+    QDir(QString::fromStdWString(folder.path("."))).mkdir("logs");
+    setLogDirectory(folder.path("logs"));
+    Stages data(folder.path("log.html"), folder.write("form.html", plainForm));
+    data.setEngineFactory([]() -> ZarnDataForThread* { return new Headless; });
+    ASSERT_TRUE(data.establishLogFile(true));
+    ASSERT_EQ(data.report(L"entry"), dx::Satisfied);
+
+    Headless::isFailing = true;
+    EXPECT_FALSE(data.reestablishLogFile(false));
+    EXPECT_EQ(data.takeCode(), dx::SectionNotFormatted);
+    EXPECT_TRUE(QDir(QString::fromStdWString(folder.path("logs"))).isEmpty());
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(data.report(L"lost"), dx::LogNotOpen);
+    EXPECT_EQ(folder.read("log.html"), logBytes(plainLog("entry\n")));
+}
+
+TEST(RolloverByHand, HeadOfTheFormThatFailsAtARolloverGivesWayToTheBuiltInOne)
+{
+    const Folder folder;
+    setLogDirectory(folder.path("."));
+    Stages data(folder.path("log.html"), folder.write("form.html", plainForm));
+    data.setEngineFactory([]() -> ZarnDataForThread* {
+        struct Once : Headless {
+            Once() { isFailing = false; }
+            bool logFormSection(wchar_t* format, int varCount, Zarn_FORM_VAR* vars, u64* values,
+                                u64& bytesWritten, bool countBytes) override
+            {
+                const bool succeeded = Headless::logFormSection(format, varCount, vars, values,
+                                                                bytesWritten, countBytes);
+                isFailing = false;
+                return succeeded;
+            }
+        };
+        return new Once;
+    });
+    ASSERT_TRUE(data.establishLogFile(true));
+    Headless::isFailing = true;
+    Traces traces;
+    EXPECT_TRUE(data.reestablishLogFile(false)) << data.getSelfDX_Code();
+    EXPECT_TRUE(traces.take().contains("the built-in form is used instead"));
+    EXPECT_EQ(data.report(L"entry"), dx::Satisfied);
+    const QByteArray bytes = readFile(data.getFileLogName());
+    EXPECT_EQ(data.getFileLog()->m_logByteCount, static_cast<u64>(bytes.size()));
+    EXPECT_TRUE(logText(data.getFileLogName()).startsWith("<html><body>\n"));
+}

@@ -101,6 +101,7 @@ TEST(ResponseSpec, FillersFromTheCursor)
         {L"2~0~2~d`d`s`s`d`d`d`d`d`d||``%10!d!`", 0, L"0"},
         {L"2~0~2~D||``t`", dx::FillerLetterUnknown},
         {L"2~0~2~d`||``t`", dx::FillerLetterUnknown},
+        {L"2~0~2~d` u||``t`", dx::FillerLetterUnknown},
     });
 }
 
@@ -110,6 +111,7 @@ TEST(ResponseSpec, FillersFromRecordedArguments)
         {L"2~0~1~s0`d0`u0`d1||``%1 %2!d! %3!u! %4!d!`", 0, L"text -5 4000000000 6"},
         {L"2~0~1~s1`d4`u1||``%1 %2!d! %3!u!`", 0, L"(null) 0 0"},
         {L"2~0~1~d5||``t`", dx::FillerSlotOutOfRange},
+        {L"2~0~1~u5||``t`", dx::FillerSlotOutOfRange},
         {L"2~0~1~d4294967296||``t`", dx::FillerSlotOutOfRange},
         {L"2~0~1~d0`||``t`", dx::FillerWithoutSlot},
         {L"2~0~1~0||``t`", dx::FillerLetterUnknown},
@@ -127,6 +129,7 @@ TEST(ResponseSpec, LogDescription)
         // Line widths.
         {L"2~0||-1``t`", dx::LineWidthNotNumber},
         {L"2~0||256``t`", dx::LineWidthOutOfRange},
+        {L"2~0||4294967301``t`", dx::LineWidthOutOfRange},
         {L"2~0||  10``one two three four`", 0, L"one two\r\nthree\r\nfour"},
         {L"2~0||0``one\ntwo`", 0, L"one\ntwo"},
         {L"2~0||255``one\ntwo%nthree`", 0, L"one two\r\nthree"},
@@ -187,6 +190,46 @@ TEST(ResponseSpec, Inserts)
         {L"2~0~1~s0`d0||``%1!*s!`", dx::FormatLogFailed},
         {L"2~0~1~d1`s0||``%1!*s!`", 0, L"  text"},
     });
+}
+
+TEST(ResponseSpec, MinusWrapsTraits)
+{
+    struct Engine : ZarnDataForThread {
+        u64 traitsOf(const wchar_t* header)
+        {
+            m_responseSpecHeader.assign(header);
+            EXPECT_TRUE(parseResponseSpecHeader(nullptr));
+            return m_situationResponseTraits;
+        }
+    };
+    Established data;
+    Engine engine;
+    ASSERT_TRUE(engine.initialize(&data));
+    EXPECT_EQ(engine.traitsOf(L"2~-1"), ~u64{0});
+    EXPECT_EQ(engine.traitsOf(L"2~traits 7"), 7U);
+    EXPECT_EQ(engine.traitsOf(L"2~-18446744073709551615"), 1U);
+    EXPECT_EQ(engine.traitsOf(L"2~18446744073709551615"), ~u64{0});
+    EXPECT_EQ(engine.traitsOf(L"2~-18446744073709551616"), ~u64{0}); // saturates
+}
+
+TEST(ResponseSpec, AffixMeetsAFullTarget)
+{
+    struct Engine : ZarnDataForThread {
+        using ZarnDataForThread::m_specStrictness;
+        using ZarnDataForThread::parseDescriptionSpec_MessageAffix;
+    };
+    Established data;
+    settle(data);
+    for (const int strictness : {0, 6}) {
+        Engine engine;
+        ASSERT_TRUE(engine.initialize(&data));
+        engine.m_specStrictness = strictness;
+        wchar_t affix[] = L"0";
+        std::wstring target(8, L'x'); // of which the first six are the target
+        EXPECT_FALSE(engine.parseDescriptionSpec_MessageAffix(affix, target.data(), 6));
+        EXPECT_EQ(engine.getSelfDX_Code(), strictness ? dx::AffixArguments : dx::AffixNotLoaded);
+        EXPECT_EQ(target, std::wstring(6, L'\0') + L"xx");
+    }
 }
 
 TEST(ResponseSpec, LongTextsAreCutOrFail)

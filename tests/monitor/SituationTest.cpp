@@ -123,6 +123,27 @@ TEST(Situation, SpecThatIsCutIsNotTaken)
     }
 }
 
+TEST(Situation, LockThatFails)
+{
+    strings()[100] = L"2~0||``t`";
+    Established data;
+    data.recordSituationID(100);
+    data.refusesToEnter = true;
+    EXPECT_FALSE(data.respondToSituation());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::LockRefused);
+    data.refusesToEnter = false;
+    EXPECT_FALSE(data.respondToSituation()); // the code is held
+    data.forgetSelfDX_Code();
+
+    data.refusesToLeave = true;
+    EXPECT_FALSE(data.respondToSituation());
+    EXPECT_EQ(data.getSelfDX_Code(), dx::LockNotLeft);
+    data.refusesToLeave = false;
+    data.forgetSelfDX_Code();
+    data.recordSituationID(100);
+    EXPECT_TRUE(data.respondToSituation());
+}
+
 TEST(Situation, StagesCanBeReplaced)
 {
     class Own : public ZarnDataForThread {
