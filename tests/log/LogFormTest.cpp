@@ -175,11 +175,10 @@ TEST(LogForm, BadFileCostsNothingButTheLayout)
 TEST(LogForm, SectionThatCannotBeFormattedGivesWayToTheBuiltInForm)
 {
     const Folder folder;
-    // No such insert, a width from behind the last value, an unfinished format or one that is none,
-    // nothing at all, numbers as texts.
-    const QByteArray heads[] = {"h %50\n",      "h %1\n",        "[YEAR]%1!*d!\n",
-                                "[YEAR]%1!d\n", "%0\n",          "[DAY]%1\n",
-                                "[DAY]%1!s!\n", "[YEAR]%1!z!\n", "[YEAR][MONTH]%2!S!\n"};
+    // No such insert, a width from behind the last value, an unfinished format, nothing, numbers
+    // as texts. What is no format at all the systems judge in their own ways.
+    const QByteArray heads[] = {"h %50\n", "h %1\n",    "[YEAR]%1!*d!\n", "[YEAR]%1!d\n",
+                                "%0\n",    "[DAY]%1\n", "[DAY]%1!s!\n",   "[YEAR][MONTH]%2!S!\n"};
     const QByteArray bodies[] = {body + "%2\n", body + "%1!s\n", body + "%1!S!\n", "%0" + body};
     const QByteArray tails[] = {"100%", "%1\n", "%1!d!"};
     QList<QByteArray> forms;
@@ -221,6 +220,9 @@ TEST(LogForm, TraceNamesTheFormThePlaceAndTheReason)
         {formOf("h\n", "text\n", "t\n"), 4, "", true},
         {formOf("h\n", body, "t\n\nb %7\n"), 8, "an insert that has no variable", true},
         {formOf("h\n", body, "100%"), 6, "a percent sign at the very end", true},
+        {"^INJECT_SYS_INFO\n1\nSYS_INFO_ENV_OP 0 x 0\n" +
+             formOf("[SYS_INFO_ENV_OP]\n", body, "t\n"),
+         3, "the number of datum affixes has no digit", true},
         {formOf("h\n\n100 % or\n100 %d\n", body, "t\n"), 5, "a lone percent sign", false},
         {formOf("h\n", body + "a\n\n[DAY\n", "t\n"), 7, "a bracket is not closed", false},
         {formOf("h\n", body, "[t\n"), 6, "a bracket is not closed", false},

@@ -287,11 +287,21 @@ Zarn* start()
     _exit(0);
 }
 
+/// A form with all that a form can have, in the place where an owner looks for it.
+void writeForm(const std::string& folder)
+{
+    ASSERT_EQ(mkdir((folder + "/Templates").c_str(), 0700), 0);
+    std::ofstream(folder + "/Templates/bpw_template.html")
+        << "^INJECT_SYS_INFO\n1\nSYS_INFO_ENV_OP 1 1 0\n<b>\n</b>\n<i>\n</i>\n"
+           "^HEAD\n<html>[PRODUCT_NAME] [SYS_INFO_ENV_OP]\n"
+           "^BODY\n<p>[ENTRY_ID] [SITUATION_DSCRP]<br>\n^TAIL\n</html>\n";
+}
+
 /// What became of the process; empty if all went well.
 std::string outcomeOf(const std::string& folder, long first, long last)
 {
     for (const std::string& file : filesOf(folder))
-        unlink(file.c_str());
+        unlink(file.c_str()); // which leaves the folder of the form
     const pid_t child = fork();
     if (child == 0) {
         dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
@@ -306,15 +316,16 @@ std::string outcomeOf(const std::string& folder, long first, long last)
     return WEXITSTATUS(status) ? "status " + std::to_string(WEXITSTATUS(status)) : "";
 }
 
-} // namespace
-
-TEST(Memory, RunsOut)
+/// Fails each allocation, or some of them, with a form or without.
+void failEachAllocation(bool hasForm)
 {
     char root[] = "/tmp/zmu_memory_XXXXXX";
     ASSERT_TRUE(mkdtemp(root));
     const std::string folder = std::string(root) + "/logs";
     ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
     setenv("XDG_CONFIG_DIRS", root, 1);
+    if (hasForm)
+        writeForm(folder);
     setLogDirectory(std::wstring(folder.begin(), folder.end()));
 
     ASSERT_EQ(outcomeOf(folder, LONG_MAX, LONG_MAX), "");
@@ -348,6 +359,18 @@ TEST(Memory, RunsOut)
             all += ' ' + number;
         ADD_FAILURE() << outcome << ':' << all;
     }
+}
+
+} // namespace
+
+TEST(Memory, RunsOut)
+{
+    failEachAllocation(false);
+}
+
+TEST(Memory, RunsOutWithAForm)
+{
+    failEachAllocation(true);
 }
 
 #endif

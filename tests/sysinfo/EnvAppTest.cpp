@@ -51,8 +51,9 @@ std::wstring Finder::find(const wchar_t* file) { return found.empty() ? found : 
 std::span<const Listed> builtInList() { return listed; }
 Listed kernelRow() { return {L"kernel.img", Home::System}; }
 std::wstring driverDirectory() { return systemFolder + L"/drivers"; }
+std::wstring otherDriverFile(const std::wstring&) { return {}; }
 std::wstring kernelName() { return kernel; }
-std::wstring fileName(const std::wstring& module) { return module; }
+std::wstring fileName(const std::wstring& module) { return module == L"x.dll" ? L"x.so" : module; }
 // clang-format on
 } // namespace modules
 
@@ -148,6 +149,10 @@ TEST_F(ApplicationEnvironment, FilesAndWhatIsMissing)
     EXPECT_EQ(module(48),
               missing("three.ko", folder().chopped(1) + "/drivers" + QDir::separator() + "sub/"));
     EXPECT_EQ(module(64), "-|-|-|-|-|-|-");
+#if !defined(_WIN32) // where a file is as large as that without taking the room
+    QFile::resize(folder() + "one.so", 0xFFFFFFFF);
+    EXPECT_TRUE(module(16).endsWith("one.so Size=Unknown"));
+#endif
 
     // A kernel that tells its name is not looked for.
     kernel = L"vmlinuz-6.1";
@@ -198,12 +203,25 @@ TEST_F(ApplicationEnvironment, ListsOfFiles)
     EXPECT_EQ(parse("\xEF\xBB\xBF# modules\r\n\n program  a b.so \r\nsystem\t/x/\u00fc.so # why\n"
                     "drivers c.ko\nkernel"),
               QString::fromUtf8("0a b.so|1/x/\u00fc.so|2c.ko|1"));
+    EXPECT_EQ(parse("program x.dll\nprogram x.dll/x.dll\nsystem //h/x.dll"),
+              "0x.so|0x.dll/x.so|1//h/x.dll");
     EXPECT_EQ(parse("program\nkernel x\nProgram a\nprograma\n=\n\xFF\n"), "");
     EXPECT_EQ(parse(std::string("program a\0b", 11)), "");
 #if !defined(_WIN32)
     traced.clear();
     EXPECT_EQ(parse("kernel\n\nsytem a.so"), "1");
     EXPECT_TRUE(traced.starts_with(L"list, line 3: expected program, system or drivers"));
+    traced.clear();
+    EXPECT_EQ(parse("kernel\nsystem " + std::string(65536, 'a')), "1");
+    EXPECT_TRUE(traced.starts_with(L"list, line 2: a list ends at 64 KiB")) << traced.size();
+    std::string rows;
+    for (int i = 0; i < 1000; ++i)
+        rows += "kernel\n";
+    traced.clear();
+    EXPECT_EQ(parse(rows).count('1'), 1000);
+    EXPECT_EQ(traced, L"");
+    EXPECT_EQ(parse(rows + "kernel").count('1'), 1000);
+    EXPECT_TRUE(traced.starts_with(L"list, line 1001: "));
 #endif
     EXPECT_EQ(parseModuleList(std::string(20000, '\n') + "kernel", {}).size(), 1u);
 }

@@ -93,6 +93,25 @@ TEST(Formatter, AffixesGoRoundEachForItself)
     EXPECT_EQ(text, "<x>a=(1);<y>b" + QString(4095, 's') + "(2).");
 }
 
+TEST(Formatter, AffixesMayBeMany)
+{
+    Pairs pairs;
+    QString expected;
+    ZarnSysInfoFormatterHTML formatter(nullptr);
+    for (int i = 0; i < 200'000; ++i)
+        ASSERT_EQ(formatter.addDatumSuffix(std::to_wstring(i).c_str()), i + 1);
+    for (int i = 0; i < 70; ++i) {
+        pairs.emplace_back("", "x");
+        expected += 'x' + QString::number(i);
+    }
+    MadeUp source(pairs);
+    QString text;
+    QTextStream stream(&text);
+    formatter.setSysInfo(&source);
+    EXPECT_TRUE(formatter.reportSystemInformation(stream));
+    EXPECT_EQ(text, expected);
+}
+
 TEST(Formatter, NeedsAStreamAndASource)
 {
     MadeUp source(Pairs{{"a", "1"}});
@@ -135,7 +154,12 @@ TEST(Formatter, PathsBecomeLinksAndListsLines)
         {"a;b=<i>;", "a;<br>b=<i>;<br>"},
         {here + listed + missing + listed,
          link(here) + listed + "<br>" + missing + listed + "<br>"},
+        {QString(".") + listed + here + listed + missing,
+         QString(".") + listed + "<br>" + link(here) + listed + "<br>" + missing},
+        {here + listed + "x;", link(here) + listed + "<br>x;" + (listed == ';' ? "<br>" : "")},
         {"host:8080", "host:8080"},
+        {"http://host:8080", "http://host:8080"},
+        {"\\\\?\\" + here, "\\\\?\\" + here},
         {"unix:path=/run/bus", "unix:path=/run/bus"},
         {":", ":"},
         {here + QString(300, '/'), here + QString(300, '/')}};

@@ -11,7 +11,7 @@
 
 #include <zmu/foundation/Export.h>
 #include <zmu/foundation/Types.h>
-#include <zmu/log/ZarnForm.h>
+#include <zmu/localize/ZarnFormTag.h>
 #include <zmu/platform/Host.h>
 
 #include <atomic>

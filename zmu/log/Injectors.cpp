@@ -1,5 +1,6 @@
-// Reports of the system that a form injects into its sections. Each is written once, when the form
-// is learned, to a temporary file that every head reads back.
+// Reports of the system that a form injects into its sections. Each is made once, when the form is
+// learned, and kept in memory for every head. It is also written to a temporary file, which nobody
+// reads back: a folder that cannot take it refuses the form.
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/log/internal/FormLines.h>
@@ -25,6 +26,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -82,6 +84,7 @@ class InjectorBlock {
     explicit InjectorBlock(QTextStream& form) : m_lines(form) {}
 
     bool seek(long start) { return m_lines.seek(start); }
+    long position() const { return m_lines.position(); }
 
     int readCount()
     {
@@ -116,9 +119,9 @@ class InjectorBlock {
   private:
     bool readLine()
     {
-        QByteArray line;
+        std::string_view line;
         const bool isThere = m_lines.readLine(line);
-        m_line = QString::fromUtf8(line).toStdWString();
+        m_line = QString::fromUtf8(line.data(), static_cast<qsizetype>(line.size())).toStdWString();
         return isThere;
     }
 
@@ -207,6 +210,7 @@ bool ZarnData::learnLogFileFormInjectors(long injectorStart)
     if (injectorStart < 0)
         return isSelfSatisfied();
     ZarnDataFile& file = m_fileLog;
+    long lineStart = injectorStart;
     runGuarded(*this, dx::InjectorsUnexpected, [&] {
         require(file.m_formStream && file.m_formStream->device() && !file.m_injectorFiles &&
                     !file.m_injectorStreams,
@@ -218,11 +222,15 @@ bool ZarnData::learnLogFileFormInjectors(long injectorStart)
         InjectorBlock block(*file.m_formStream);
         require(block.seek(injectorStart), dx::InjectorSeekFailed);
         const int count = std::min(block.readCount(), injectorsQty);
-        for (int i = 0; i < count; ++i)
+        for (int i = 0; i < count; ++i) {
+            lineStart = block.position();
             learnInjector(block);
+        }
     });
-    if (!isSelfSatisfied())
+    if (!isSelfSatisfied()) {
+        m_formFlaw.line = lineInForm(lineStart);
         freeInjectors();
+    }
     return isSelfSatisfied();
 }
 

@@ -6,6 +6,7 @@
 #include <zmu/foundation/internal/FileNames.h>
 #include <zmu/foundation/internal/Texts.h>
 #include <zmu/log/internal/DirectoryTrace.h>
+#include <zmu/log/internal/FormDevice.h>
 #include <zmu/log/internal/LogDevice.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
@@ -18,8 +19,6 @@
 #include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 
-#include <QFile>
-#include <QFileInfo>
 #include <QTextStream>
 #include <QThread>
 
@@ -75,8 +74,7 @@ bool isSameFile(const wchar_t* left, const wchar_t* right)
 {
     if (_wcsicmp(left, right) == 0)
         return true;
-    const QString leftPath = QFileInfo(toFileName(left)).canonicalFilePath();
-    return !leftPath.isEmpty() && leftPath == QFileInfo(toFileName(right)).canonicalFilePath();
+    return identityOf(left).isSameFile(identityOf(right));
 }
 
 /// Prepares for objects of Qt, whose constructors crash without memory: where it is short this
@@ -102,16 +100,12 @@ void freeStream(QTextStream*& stream)
     delete std::exchange(stream, nullptr);
 }
 
-/// Opens a form for reading.
-QTextStream* openFormStream(const wchar_t* name, QIODevice::OpenMode mode)
+QTextStream* openFormStream(const wchar_t* name)
 {
     prepareForQt();
-    auto file = std::make_unique<QFile>(toFileName(name));
-    // A pipe or a device would block, or never end.
-    const QFileInfo info(*file);
-    require(!info.exists() || info.isFile(), dx::FileNotOpened);
-    require(file->open(mode), dx::FileNotOpened);
-    return makeStream(std::move(file));
+    auto device = std::make_unique<FormDevice>();
+    require(device->openPath(name), dx::FileNotOpened);
+    return makeStream(std::move(device));
 }
 
 /// Tells why a log could not be opened, if its directory is the reason.
@@ -248,8 +242,7 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
         }
 
         const QIODevice::OpenMode mode(openMode);
-        stream = mode & QIODevice::WriteOnly ? openLogStream(*nameSlot)
-                                             : openFormStream(*nameSlot, mode);
+        stream = mode & QIODevice::WriteOnly ? openLogStream(*nameSlot) : openFormStream(*nameSlot);
         stream->setGenerateByteOrderMark(true);
         stream->setAutoDetectUnicode(true);
         *streamSlot = stream;

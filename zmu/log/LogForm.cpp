@@ -2,6 +2,7 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <zmu/foundation/internal/Texts.h>
+#include <zmu/log/internal/FormDevice.h>
 #include <zmu/log/internal/FormFlaw.h>
 #include <zmu/log/internal/FormLines.h>
 #include <zmu/log/internal/FormSection.h>
@@ -12,13 +13,12 @@
 #include <zmu/platform/Files.h>
 #include <zmu/platform/Win32.h>
 
-#include <QFileDevice>
-
 #include <algorithm>
 #include <cwchar>
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 
 using namespace zmu;
@@ -58,6 +58,14 @@ template <class T>
 void freeArray(T*& array)
 {
     delete[] std::exchange(array, nullptr);
+}
+
+std::wstring latin1(std::string_view bytes)
+{
+    const auto widened = [](char byte) { return static_cast<wchar_t>(static_cast<u8>(byte)); };
+    std::wstring text(bytes.size(), L'\0');
+    std::transform(bytes.begin(), bytes.end(), text.begin(), widened);
+    return text;
 }
 
 /// A byte of the form as a character: sign-extended to 16 bits, so that 0x80 becomes 0xFF80.
@@ -162,9 +170,9 @@ bool ZarnData::openLogFileForm(wchar_t* name)
 {
     if (!openFile(&m_fileLog.m_formName, &m_fileLog.m_formStream, name, QIODevice::ReadOnly))
         return false;
-    // A subclass may have opened what is no file.
-    const auto* const file = qobject_cast<QFileDevice*>(m_fileLog.m_formStream->device());
-    m_formFlaw.what = file ? whyDistrusted(file->handle(), m_fileLog.m_formName) : nullptr;
+    // What a subclass has opened instead is its own affair.
+    const auto* const form = dynamic_cast<FormDevice*>(m_fileLog.m_formStream->device());
+    m_formFlaw.what = form ? whyDistrusted(form->file(), m_fileLog.m_formName) : nullptr;
     if (m_formFlaw.what)
         setSelfDX_Code(dx::FormNotTrusted);
     return isSelfSatisfied();
@@ -201,8 +209,8 @@ int ZarnData::lineInForm(long position) const
     if (position < 0 || !m_fileLog.m_formStream)
         return 0;
     FormLines form(*m_fileLog.m_formStream);
-    form.seek(0);
-    return 1 + static_cast<int>(form.read(static_cast<std::size_t>(position)).count('\n'));
+    const std::string_view before = form.read(static_cast<std::size_t>(position));
+    return 1 + static_cast<int>(std::count(before.begin(), before.end(), '\n'));
 }
 
 bool ZarnData::supplantLogFileFormFromResDLL(ulong32 mask)
@@ -262,10 +270,8 @@ bool ZarnData::learnLogFileForm(ulong32 mask)
                                                             bodyLength, tailStart, tailLength,
                                                             mask),
                            *this);
-        if (mustLearnLogFileFormInjectors(injectorStart, mask)) {
-            m_formFlaw.line = lineInForm(injectorStart);
+        if (mustLearnLogFileFormInjectors(injectorStart, mask))
             requireOrRaiseHeld(learnLogFileFormInjectors(injectorStart), *this);
-        }
     });
     if (!isSelfSatisfied())
         Zarn_TRACE(L"ZarnData::learnLogFileForm (%lu) caught exception #%d.\n",
@@ -288,7 +294,6 @@ bool ZarnData::learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
         const Keywords keywords = loadKeywords(m_selfResourceModule, m_scratchpad.m_a);
         FormLines lines(*m_fileLog.m_formStream);
         require(!lines.isTooLarge(), dx::FormNotReadToEnd);
-        lines.seek(0);
         lines.skipByteOrderMark();
 
         const auto begin = [&](long& start, int positionUnknown) {
@@ -324,11 +329,11 @@ bool ZarnData::learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
                 headLength = lengthSince(headStart);
         };
 
-        QByteArray line;
+        std::string_view line;
         for (lineStart = lines.position(); lines.readLine(line); lineStart = lines.position()) {
             const bool isMarker = line.size() > 1 && widen(line[0]) == m_fileLog.m_formMarker;
             if (isMarker)
-                takeMarker(QString::fromLatin1(line.mid(1)).toStdWString());
+                takeMarker(latin1(line.substr(1)));
             else
                 takeText();
         }
@@ -396,7 +401,7 @@ bool ZarnData::learnLogFileFormSectionFinished(long start, std::size_t length, w
                 dx::SectionArguments);
         FormLines form(*m_fileLog.m_formStream);
         require(form.seek(start), dx::SectionSeekFailed);
-        const QByteArray text = form.read(length);
+        const std::string_view text = form.read(length);
         std::wmemset(buffer, L'\0', bufferLength);
         std::transform(text.begin(), text.end(), buffer, widen);
         if (m_offersFormExtras)

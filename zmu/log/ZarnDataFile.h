@@ -19,8 +19,8 @@ struct ZMU_API ZarnDataFile {
 
     // The form and what it injects.
     QTextStream* m_formStream = nullptr;
-    QTemporaryFile* m_injectorFiles = nullptr; ///< Array of 3.
-    QTextStream** m_injectorStreams = nullptr; ///< Array of 3; an entry may be null.
+    QTemporaryFile* m_injectorFiles = nullptr; ///< Array of 3; proof that the folder is usable.
+    QTextStream** m_injectorStreams = nullptr; ///< Array of 3, on memory; an entry may be null.
     bool m_formIsBuiltIn = false;              ///< The sections came from the string table.
     wchar_t* m_formName = nullptr;             ///< Full path.
     wchar_t m_formMarker = 0;                  ///< First character of a section marker line.

@@ -1,7 +1,8 @@
-// Enumerations of the log: its kinds, the variables of a form, the tags, the sections.
+// Enumerations of the log: its kinds, the variables of a form, the sections.
 #pragma once
 
 #include <zmu/foundation/Types.h>
+#include <zmu/localize/ZarnFormTag.h>
 
 /// Kind of log. Only HTML is served.
 enum Zarn_LOG : int { Zarn_LOG_UNSET = -1, Zarn_LOG_HTML = 0, Zarn_LOG_TEXT = 1 };
@@ -41,26 +42,6 @@ enum Zarn_FORM_VAR : int {
     Zarn_FORM_VAR_SYS_INFO_VARS_ENV,
     Zarn_FORM_VAR_YEAR,
 };
-
-/// Values of a data set that a form shows.
-enum Zarn_FORM_TAG : int {
-    Zarn_FORM_TAG_COMPANY_KNOW_BASE = 0,
-    Zarn_FORM_TAG_COMPANY_NAME_LONG,
-    Zarn_FORM_TAG_COMPANY_NAME_SHORT,
-    Zarn_FORM_TAG_COMPANY_WEBSITE,
-    Zarn_FORM_TAG_FILE_VERSION,
-    Zarn_FORM_TAG_HOME_DIRECTORY,
-    Zarn_FORM_TAG_MODULE_FILE_NAME,
-    Zarn_FORM_TAG_MODULE_NAME,
-    Zarn_FORM_TAG_NAME_OF_DOMAIN,
-    Zarn_FORM_TAG_NAME_OF_HOST,
-    Zarn_FORM_TAG_NAME_OF_SESSION,
-    Zarn_FORM_TAG_NAME_OF_USER,
-    Zarn_FORM_TAG_PRODUCT_NAME,
-    Zarn_FORM_TAG_PRODUCT_VERSION,
-    Zarn_FORM_TAG_SUITE_NAME,
-};
-inline constexpr int Zarn_FORM_TAGS_QTY = 15;
 
 /// Bits of a mask of sections.
 inline constexpr zmu::ulong32 SECTION_HEAD = 1;

@@ -29,6 +29,9 @@ Listed kernelRow();
 /// The home of drivers; empty when it is not known. That of the system's libraries is
 /// machine::systemDirectory().
 std::wstring driverDirectory();
+/// Full path of a driver that is not at its place in that home under its own name: compressed, or
+/// with the drivers that were added. Empty when there is none.
+std::wstring otherDriverFile(const std::wstring& file);
 /// File name of the running kernel; empty when the system does not tell.
 std::wstring kernelName();
 /// What the file of a module is called here: outside Windows "x.dll" is "libx.so", "x.exe" is "x".

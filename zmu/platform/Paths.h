@@ -16,13 +16,18 @@ constexpr bool isPathSeparator(wchar_t c)
 }
 /// What stands between the paths of a list.
 inline constexpr wchar_t pathListSeparator = L';';
+/// Whether looking at a full path may contact a host that the path itself names, or a device.
+constexpr bool isHostPath(std::wstring_view path)
+{
+    return path.size() > 1 && isPathSeparator(path[0]) && isPathSeparator(path[1]);
+}
 /// Whether a path names its file wherever the process stands.
 constexpr bool isFullPath(std::wstring_view path)
 {
     const auto isLetter = [](wchar_t c) { return (c | 0x20) >= L'a' && (c | 0x20) <= L'z'; };
     const bool onDrive =
         path.size() > 2 && isLetter(path[0]) && path[1] == L':' && isPathSeparator(path[2]);
-    return onDrive || (path.size() > 1 && isPathSeparator(path[0]) && isPathSeparator(path[1]));
+    return onDrive || isHostPath(path);
 }
 
 #else
@@ -37,6 +42,10 @@ inline constexpr wchar_t pathListSeparator = L':';
 constexpr bool isFullPath(std::wstring_view path)
 {
     return path.starts_with(L'/');
+}
+constexpr bool isHostPath(std::wstring_view)
+{
+    return false;
 }
 
 #endif

@@ -1,5 +1,6 @@
 #include <zmu/sysinfo/internal/ModuleTable.h>
 
+#include <zmu/localize/internal/OwnModule.h>
 #include <zmu/platform/InputFile.h>
 #include <zmu/platform/Paths.h>
 #include <zmu/platform/Win32.h>
@@ -22,7 +23,7 @@ constexpr std::size_t rowsMax = 1000;
 std::wstring listPath()
 {
     wchar_t path[1024] = {};
-    const HMODULE library = GetModuleHandleW(L"zmu.dll");
+    const HMODULE library = GetModuleHandleW(ownModuleName);
     const DWORD length =
         library ? GetModuleFileNameW(library, path, static_cast<DWORD>(std::size(path))) : 0;
     if (length == 0 || length >= std::size(path))
@@ -38,7 +39,7 @@ std::string readList(const std::wstring& path)
     InputFile file;
     if (path.empty() || !file.open(path.c_str()))
         return {};
-    std::string text(std::min<u64>(file.size(), listSizeMax), '\0');
+    std::string text(std::min<u64>(file.size(), listSizeMax + 1), '\0'); // one more shows a cut
     return file.read(0, text.data(), text.size()) ? text : std::string();
 }
 
@@ -54,6 +55,15 @@ std::string_view trim(std::string_view text)
     return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
+/// What a file of a list is called here; a full path already says it.
+std::wstring nameHere(const std::wstring& file)
+{
+    if (isFullPath(file))
+        return file;
+    const auto name = std::find_if(file.rbegin(), file.rend(), isPathSeparator).base();
+    return std::wstring(file.begin(), name) + modules::fileName({name, file.end()});
+}
+
 std::optional<ModuleTable::Row> parseRow(std::string_view line)
 {
     const std::string_view home = line.substr(0, line.find_first_of(" \t"));
@@ -66,7 +76,7 @@ std::optional<ModuleTable::Row> parseRow(std::string_view line)
         {"drivers", modules::Home::Drivers}};
     for (const auto& [name, id] : homes) {
         if (home == name && !file.empty() && file.find('\0') == file.npos)
-            return ModuleTable::Row{modules::fileName(widen(file)), id};
+            return ModuleTable::Row{nameHere(widen(file)), id};
     }
     return std::nullopt;
 }
@@ -79,7 +89,14 @@ std::vector<ModuleTable::Row> parseModuleList(std::string_view text, const std::
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(byteOrderMark))
         text.remove_prefix(byteOrderMark.size());
-    for (int number = 1; !text.empty() && rows.size() < rowsMax; ++number) {
+    const auto tell = [&](int number, const wchar_t* what) {
+        OutputDebugStringW((path + L", line " + std::to_wstring(number) + L": " + what).c_str());
+    };
+    const bool isTooLong = text.size() > listSizeMax;
+    if (isTooLong)
+        text = text.substr(0, text.rfind('\n', listSizeMax) + 1);
+    int number = 1;
+    for (; !text.empty() && rows.size() < rowsMax; ++number) {
         const std::string_view whole = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(whole.size() + 1, text.size()));
         const std::string_view line = trim(whole.substr(0, whole.find('#')));
@@ -88,11 +105,12 @@ std::vector<ModuleTable::Row> parseModuleList(std::string_view text, const std::
         if (auto row = parseRow(line))
             rows.push_back(std::move(*row));
         else
-            OutputDebugStringW((path + L", line " + std::to_wstring(number) +
-                                L": expected program, system or drivers with a file, or kernel; "
-                                L"the line is passed over.\n")
-                                   .c_str());
+            tell(number, L"expected program, system or drivers with a file, or kernel; the line is "
+                         L"passed over.\n");
     }
+    if (isTooLong || !text.empty())
+        tell(number, L"a list ends at 64 KiB or 1000 modules; this line and those behind it are "
+                     L"passed over.\n");
     return rows;
 }
 

@@ -120,9 +120,10 @@ class ZarnSysInfoEnvApp::Item {
     std::wstring date()
     {
         std::tm time{};
-        if (!m_owner.m_file->isOpen())
+        const FILETIME written = m_owner.m_file->lastWriteTime(); // 0 also while nothing is open
+        if (written.dwLowDateTime == 0 && written.dwHighDateTime == 0)
             return {};
-        ZarnLocalizeHelpers::mapFILETIME_to_tm(m_owner.m_file->lastWriteTime(), time, _daylight);
+        ZarnLocalizeHelpers::mapFILETIME_to_tm(written, time, _daylight);
         if (time.tm_mday == 0)
             return {};
         wchar_t format[64];
@@ -138,6 +139,9 @@ class ZarnSysInfoEnvApp::Item {
         if (!m_owner.m_file->isOpen())
             return {};
         const u64 bytes = m_owner.m_file->size();
+        constexpr u64 failure = 0xFFFFFFFF; // what stands in the low half where a size is refused
+        if ((bytes & failure) == failure)
+            return {};
         wchar_t number[64] = {};
         if (ZarnLocalizeHelpers::convertIntToPunctuatedStrW(static_cast<i64>(bytes), number,
                                                             std::size(number)) == 0)
@@ -294,7 +298,11 @@ bool ZarnSysInfoEnvApp::learnModuleFileNomenclature(int module)
         store(m_modulePath, home + row.file);
     if (*m_modulePath && _waccess(m_modulePath, 0) == 0)
         return true;
-    const std::wstring found = m_table->finder().find(m_moduleName);
+    std::wstring found;
+    if (row.home == modules::Home::Drivers && !isFullPath(file))
+        found = modules::otherDriverFile(row.file);
+    if (found.empty())
+        found = m_table->finder().find(m_moduleName);
     return !found.empty() && found.size() < pathCapacity && store(m_modulePath, found);
 }
 

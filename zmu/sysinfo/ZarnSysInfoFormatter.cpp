@@ -60,20 +60,24 @@ int ZarnSysInfoFormatter::addAffix(int& count, wchar_t**& list, const wchar_t* t
     m_error = 0;
     if (!text)
         return fail(ErrorNoText);
-    const int newCount = std::max(count + 1, 1);
-    std::unique_ptr<wchar_t*[]> newList(new (std::nothrow)
-                                            wchar_t*[static_cast<std::size_t>(newCount)]());
-    if (!newList)
+    // A form decides how many there are: lists have room for a power of two.
+    const auto oldCount = static_cast<std::size_t>(count);
+    const bool isFull = (oldCount & (oldCount - 1)) == 0;
+    std::unique_ptr<wchar_t*[]> newList(
+        isFull ? new (std::nothrow) wchar_t*[std::max<std::size_t>(2 * oldCount, 1)]() : nullptr);
+    if (isFull && !newList)
         return fail(ErrorNoList);
     const std::size_t size = std::wcslen(text) + 1;
     auto* const copy = new (std::nothrow) wchar_t[size];
     if (!copy)
         return fail(ErrorNoCopy);
     std::wmemcpy(copy, text, size);
-    std::copy_n(list, newCount - 1, newList.get());
-    newList[static_cast<std::size_t>(newCount - 1)] = copy;
-    delete[] std::exchange(list, newList.release());
-    return count = newCount;
+    if (isFull) {
+        std::copy_n(list, oldCount, newList.get());
+        delete[] std::exchange(list, newList.release());
+    }
+    list[oldCount] = copy;
+    return ++count;
 }
 
 // ---- Going round ---------------------------------------------------------------------------------

@@ -82,9 +82,10 @@ class ZMU_API ZarnSysInfoFormatter {
     wchar_t** m_datumSuffixes = nullptr;
 };
 
-/// Writes HTML. A datum that names an existing file or directory becomes a link, and a list of
-/// paths gets a line for each: a list is divided by semicolons, or by what divides one on this
-/// platform where every element is a full path.
+/// Writes HTML. A datum that names an existing file or directory becomes a link, unless its path
+/// names another host, and a list of paths gets a line for each. A list is divided by what divides
+/// one on this platform, where the first or any two of its elements are full paths; any other by
+/// semicolons.
 ///
 /// Captions and data are written as they stand, whatever markup is in them, unless escapeMarkup()
 /// says otherwise; affixes always are. Then characters that mean something to HTML are written as

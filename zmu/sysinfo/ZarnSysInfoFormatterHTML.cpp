@@ -28,27 +28,27 @@ constexpr std::wstring_view linkStart = L"<a href=\"file://";
 constexpr std::wstring_view linkMiddle = L"\">";
 constexpr std::wstring_view linkEnd = L"</a>";
 
+/// Not on another host: whoever sets an environment variable must not choose whom this machine
+/// logs on to.
 bool isExistingPath(std::wstring_view text)
 {
-    return text.size() <= pathLengthMax && isFullPath(text) &&
+    return text.size() <= pathLengthMax && isFullPath(text) && !isHostPath(text) &&
            _waccess(std::wstring(text).c_str(), 0) == 0;
 }
 
-/// Whether `text` is a list of full paths as this platform writes one.
+/// Whether `text` is a list of paths as this platform writes one: one of several elements is no
+/// sign of it unless it is the first.
 bool isPathList(std::wstring_view text)
 {
+    const bool startsWithPath = isFullPath(text);
     std::size_t paths = 0;
-    std::size_t others = 0;
+    std::size_t elements = 0;
     while (true) {
         const std::size_t length = std::min(text.find(pathListSeparator), text.size());
-        if (isFullPath(text.substr(0, length)))
-            ++paths;
-        else if (length != 0)
-            return false;
-        else
-            ++others;
+        paths += isFullPath(text.substr(0, length)) ? 1 : 0;
+        ++elements;
         if (length == text.size())
-            return paths > 0 && paths + others > 1;
+            return elements > 1 && (startsWithPath || paths > 1);
         text.remove_prefix(length + 1);
     }
 }
@@ -57,9 +57,9 @@ bool isPathList(std::wstring_view text)
 const wchar_t* separatorOf(std::wstring_view text)
 {
     static constexpr wchar_t platformSeparator[] = {pathListSeparator, L'\0'};
-    if (text.find(listSeparator) != text.npos)
-        return listSeparator;
-    return isPathList(text) ? platformSeparator : nullptr;
+    if (isPathList(text))
+        return platformSeparator;
+    return text.find(listSeparator) != text.npos ? listSeparator : nullptr;
 }
 
 /// Whether a character stands for itself in the address of a link.

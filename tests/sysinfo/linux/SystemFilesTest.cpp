@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <sys/stat.h>
@@ -39,6 +41,21 @@ TEST(SystemFiles, KernelReleases)
         EXPECT_EQ(parseKernelRelease(release, found), build != none) << release;
         EXPECT_TRUE(found.major == 6 && found.minor == 1 && found.build == build) << release;
     }
+}
+
+TEST(SystemFiles, DriversOfOneKernel)
+{
+    const QTemporaryDir folder;
+    const std::string modules = folder.path().toStdString();
+    // Each stands before those above it.
+    for (const QString place : {"extra/drm.ko.gz", "updates/dkms/drm.ko.zst", "updates/drm.ko",
+                                "kernel/drivers/gpu/drm/drm.ko.xz"}) {
+        EXPECT_TRUE(QDir(folder.path()).mkpath(QFileInfo(place).path()));
+        QDir(folder.path()).mkpath("kernel/drivers/gpu/drm/drm.ko"); // no file
+        std::ofstream(folder.filePath(place).toStdString()) << 'x';
+        EXPECT_EQ(findDriver(modules, "gpu/drm/drm.ko"), folder.filePath(place).toStdString());
+    }
+    EXPECT_EQ(findDriver(modules, "gpu/drm/other.ko"), "");
 }
 
 TEST(SystemFiles, DistributionNames)

@@ -1,4 +1,5 @@
 // What is read in the registry: a key of the user's stands in for the local machine.
+#include <zmu/platform/Win32.h>
 #include <zmu/sysinfo/ZarnSysInfoEnvOp.h>
 
 #include <gtest/gtest.h>

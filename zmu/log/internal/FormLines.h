@@ -4,61 +4,91 @@
 // since its last buffer.
 #pragma once
 
-#include <QByteArray>
 #include <QIODevice>
 #include <QTextStream>
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <string_view>
 
 namespace zmu {
 
 class FormLines {
   public:
+    /// Reads the whole form, unless it is too large. Throws std::bad_alloc.
     explicit FormLines(QTextStream& stream)
-        : m_device(*stream.device()), m_size(stream.device()->size())
-    {}
-
-    /// What no form needs: the sections of a larger file could not be formatted anyway.
-    bool isTooLarge() const
     {
-        constexpr qint64 sizeMax = 16 * 1024 * 1024;
-        return m_size > sizeMax;
+        QIODevice& device = *stream.device();
+        // What claims no size would never end.
+        const qint64 size = std::max<qint64>(device.size(), 0);
+        m_isTooLarge = size > sizeMax;
+        if (m_isTooLarge || !device.seek(0))
+            return;
+        m_bytes = std::make_unique<char[]>(static_cast<std::size_t>(size) + 1);
+        m_isWhole = device.read(m_bytes.get(), size) == size;
+        if (m_isWhole)
+            m_text = {m_bytes.get(), static_cast<std::size_t>(size)};
     }
 
-    bool seek(long position) { return m_device.seek(position); }
-    /// Position behind the last line read, -1 if it is unknown.
-    long position() const { return static_cast<long>(m_device.pos()); }
-    bool atEnd() const { return m_device.pos() >= m_size; }
+    /// What no form needs: the sections of a larger file could not be formatted anyway.
+    bool isTooLarge() const { return m_isTooLarge; }
+
+    bool seek(long position)
+    {
+        if (position < 0 || static_cast<std::size_t>(position) > m_text.size())
+            return false;
+        m_position = static_cast<std::size_t>(position);
+        return true;
+    }
+    /// Position behind the last line read.
+    long position() const { return static_cast<long>(m_position); }
+    bool atEnd() const { return m_isWhole && m_position == m_text.size(); }
 
     /// Skips the mark that some editors put in front of UTF-8.
     void skipByteOrderMark()
     {
-        static const QByteArray mark("\xEF\xBB\xBF");
-        if (m_device.peek(mark.size()) == mark)
-            m_device.skip(mark.size());
+        constexpr std::string_view mark("\xEF\xBB\xBF");
+        if (rest().substr(0, mark.size()) == mark)
+            m_position += mark.size();
     }
 
     /// Next line without its end; a line of more than 1024 characters arrives in pieces. False
-    /// behind the last one.
-    bool readLine(QByteArray& line)
+    /// behind the last one. It lies in the object's memory.
+    bool readLine(std::string_view& line)
     {
-        constexpr int lineMax = 1024;
-        if (atEnd())
-            return false;                      // a file that goes on without a size would never end
-        line = m_device.readLine(lineMax + 1); // which counts a terminator
-        if (line.isEmpty())
+        constexpr std::size_t lineMax = 1024;
+        line = rest().substr(0, lineMax);
+        if (const std::size_t end = line.find('\n'); end != line.npos)
+            line = line.substr(0, end + 1);
+        if (line.empty())
             return false;
-        if (line.endsWith("\r\n"))
-            line.chop(2);
-        else if (line.endsWith('\n'))
-            line.chop(1);
+        m_position += line.size();
+        if (line.ends_with("\r\n"))
+            line.remove_suffix(2);
+        else if (line.ends_with('\n'))
+            line.remove_suffix(1);
         return true;
     }
 
     /// The next `length` bytes, fewer at the end.
-    QByteArray read(std::size_t length) { return m_device.read(static_cast<qint64>(length)); }
+    std::string_view read(std::size_t length)
+    {
+        const std::string_view text = rest().substr(0, length);
+        m_position += text.size();
+        return text;
+    }
 
   private:
-    QIODevice& m_device;
-    qint64 m_size;
+    static constexpr qint64 sizeMax = 16 * 1024 * 1024;
+
+    std::string_view rest() const { return m_text.substr(m_position); }
+
+    std::unique_ptr<char[]> m_bytes;
+    std::string_view m_text;
+    std::size_t m_position = 0;
+    bool m_isTooLarge = false;
+    bool m_isWhole = false;
 };
 
 } // namespace zmu

@@ -8,16 +8,18 @@
 
 #include <cerrno>
 #include <ctime>
+#include <limits>
 
 namespace {
 
-/// Nothing for a moment before 1601.
+/// Nothing for a moment before 1601, and for one beyond what a file time can be.
 FILETIME fileTime(const timespec& time)
 {
     constexpr i64 ticksPerSecond = 10'000'000;
     constexpr i64 secondsFrom1601 = 11'644'473'600;
     constexpr i64 nanosecondsPerTick = 100;
-    if (time.tv_sec < -secondsFrom1601)
+    constexpr i64 secondsMax = std::numeric_limits<i64>::max() / ticksPerSecond - secondsFrom1601;
+    if (time.tv_sec < -secondsFrom1601 || time.tv_sec >= secondsMax)
         return {};
     const u64 ticks = static_cast<u64>(time.tv_sec + secondsFrom1601) * ticksPerSecond +
                       static_cast<u64>(time.tv_nsec / nanosecondsPerTick);

@@ -231,11 +231,14 @@ std::string zmu::libraryPath()
 
 const std::vector<std::string>& zmu::systemFolders()
 {
+    static const std::vector<std::string> none;
     const std::lock_guard guard(systemFoldersLock);
     if (!areSystemFoldersKnown) {
         std::vector<std::string> folders;
-        areSystemFoldersKnown = learnSystemFolders(folders);
-        knownSystemFolders.swap(folders);
+        if (!learnSystemFolders(folders))
+            return none;
+        knownSystemFolders.swap(folders); // never again: others read it without the lock
+        areSystemFoldersKnown = true;
     }
     return knownSystemFolders;
 }

@@ -2,6 +2,7 @@
 
 #include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/ModuleFiles.h>
+#include <zmu/platform/linux/SystemFiles.h>
 
 #include <QByteArray>
 
@@ -64,6 +65,8 @@ constexpr Listed list[] = {
 // clang-format on
 static_assert(std::size(list) == 59);
 
+constexpr char modulesFolder[] = "/lib/modules/";
+
 bool isFile(const std::string& path)
 {
     struct stat status = {};
@@ -91,7 +94,14 @@ Listed kernelRow()
 std::wstring driverDirectory()
 {
     const std::string kernel = release();
-    return kernel.empty() ? std::wstring() : widen("/lib/modules/" + kernel + "/kernel/drivers");
+    return kernel.empty() ? std::wstring() : widen(modulesFolder + kernel + "/kernel/drivers");
+}
+
+std::wstring otherDriverFile(const std::wstring& file)
+{
+    const std::string kernel = release();
+    return kernel.empty() ? std::wstring()
+                          : widen(findDriver(modulesFolder + kernel, narrow(file)));
 }
 
 std::wstring kernelName()

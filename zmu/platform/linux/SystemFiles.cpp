@@ -87,6 +87,22 @@ std::string readSystemFile(const std::string& path, std::size_t sizeMax)
 
 // ---- The system's version ------------------------------------------------------------------------
 
+std::string findDriver(const std::string& modules, const std::string& file)
+{
+    const std::string name = file.substr(file.rfind('/') + 1);
+    for (const std::string& place :
+         {"/kernel/drivers/" + file, "/updates/" + file, "/updates/" + name,
+          "/updates/dkms/" + name, "/extra/" + file, "/extra/" + name}) {
+        for (const char* const compression : {"", ".xz", ".zst", ".gz"}) {
+            std::string path = modules + place + compression;
+            struct stat status = {};
+            if (stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+                return path;
+        }
+    }
+    return {};
+}
+
 bool parseKernelRelease(std::string_view release, KernelVersion& version)
 {
     KernelVersion found;

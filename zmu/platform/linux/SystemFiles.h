@@ -15,6 +15,10 @@ namespace zmu {
 /// is cut there. Empty when it cannot be read. Never waits for another process.
 std::string readSystemFile(const std::string& path, std::size_t sizeMax);
 
+/// Path of a driver's file below the folder of one kernel's modules: at its place among those of
+/// the kernel, or among those that were added; compressed or not. Empty when there is none.
+std::string findDriver(const std::string& modules, const std::string& file);
+
 /// Numbers of a kernel's release such as "6.1.0-13-amd64"; the third may be missing.
 struct KernelVersion {
     DWORD major = 0;

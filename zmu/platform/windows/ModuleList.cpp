@@ -99,6 +99,11 @@ std::wstring driverDirectory()
     return system + (isPathSeparator(system.back()) ? L"drivers" : L"\\drivers");
 }
 
+std::wstring otherDriverFile(const std::wstring&)
+{
+    return {};
+}
+
 std::wstring kernelName()
 {
     const std::vector<char> memory = readKernelModules();

@@ -27,8 +27,8 @@ class ModuleTable {
     modules::Finder m_finder;
 };
 
-/// The rows of a list's text in UTF-8. Lines that are none are told to the debug output, by the
-/// list's path.
+/// The rows of a list's text in UTF-8. Lines that are none, and those behind the first 64 KiB or
+/// 1000 rows, are told to the debug output, by the list's path.
 std::vector<ModuleTable::Row> parseModuleList(std::string_view text, const std::wstring& path);
 
 } // namespace zmu
