@@ -15,6 +15,7 @@
 #include <cwchar>
 #include <iterator>
 #include <string_view>
+#include <type_traits>
 
 using namespace zmu;
 
@@ -98,7 +99,7 @@ std::wstring zmu::presentTimeZone()
 
 std::wstring& ZarnData::formExtra(int extra)
 {
-    static_assert(std::size(decltype(m_formExtras){}) == formExtrasQty);
+    static_assert(std::extent_v<decltype(m_formExtras)> == formExtrasQty);
     return m_formExtras[extra - FORM_EXTRA_NEXT_LOG];
 }
 
