@@ -25,7 +25,8 @@ int allocationsLeft = -1; ///< Until one fails; below 0 none does.
 
 } // namespace
 
-void* operator new(std::size_t size)
+// Not inline: else the compiler takes them for a mismatched pair.
+[[gnu::noinline]] void* operator new(std::size_t size)
 {
     void* const memory = allocationsLeft == 0 ? nullptr : std::malloc(size);
     if (allocationsLeft >= 0)
@@ -35,12 +36,12 @@ void* operator new(std::size_t size)
     return memory;
 }
 
-void operator delete(void* memory) noexcept
+[[gnu::noinline]] void operator delete(void* memory) noexcept
 {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
 {
     std::free(memory);
 }
