@@ -1,6 +1,7 @@
 #include "Table.h"
 
 #include "AllocationCount.h"
+#include "Instructions.h"
 #include "Measure.h"
 #include "Platform.h"
 
@@ -61,6 +62,14 @@ struct CostRow {
 
 constexpr char floorName[] = "stream";
 
+/// Instructions of a road, counted if its time was measured.
+struct InstructionRow {
+    const char* label;
+    const char* name;
+    const char* road;
+    double instructions;
+};
+
 const TimeRow roadRows[] = {
     {"(a) the stream calls of an entry and its tail", floorName, floorName},
     {"    the same with a buffered file", "buffered stream", floorName},
@@ -102,6 +111,12 @@ const CostRow ownerRows[] = {
     {"the replacement of a log at its limit", "replacement", 1000, 500},
     {"    of one with all reports in its head", "replacement with reports", 2000, 0},
     {"all reports, made once for a form", "reports", 100000, 0},
+};
+
+const InstructionRow instructionRows[] = {
+    {"a situation to the log", "road to log", logRoad, 9000},
+    {"a situation to the display", "road to display", displayRoad, 5000},
+    {"a situation to the proxy", "road to proxy", proxyRoad, 5000},
 };
 
 // ---- Printing ----------------------------------------------------------------------------------
@@ -237,7 +252,7 @@ void Table::Finalize()
 
 // ---- The table ---------------------------------------------------------------------------------
 
-void Table::print() const
+void Table::print(const char* program) const
 {
     if (m_samples.empty())
         return;
@@ -297,6 +312,15 @@ void Table::print() const
             line.add({Target::AtMost, row.allocations}, counts);
     };
 
+    const auto printInstructions = [&](const InstructionRow& row) {
+        const bool isMeasured = !std::isnan(nanoseconds(row.name, Medium::Disk));
+        const double count =
+            isMeasured ? countInstructions(program, row.road).value_or(unknown) : unknown;
+        Line line(row.label);
+        line.add(count, valueWidth, 0);
+        line.add({Target::AtMost, row.instructions}, {count});
+    };
+
     std::size_t repetitions = 0;
     for (const auto& [name, samples] : m_samples)
         repetitions = std::max(repetitions, samples.nanoseconds.size());
@@ -312,6 +336,8 @@ void Table::print() const
     std::for_each(std::begin(ownerRows), std::end(ownerRows), printCost);
     printHeading("Heap allocations of a situation", "count", "");
     std::for_each(std::begin(allocationRows), std::end(allocationRows), printAllocations);
+    std::printf("\nUser instructions of a situation\n");
+    std::for_each(std::begin(instructionRows), std::end(instructionRows), printInstructions);
 }
 
 } // namespace zmu_bench
