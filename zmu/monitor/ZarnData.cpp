@@ -81,7 +81,7 @@ ZarnData::~ZarnData()
 {
     const bool entered = ZarnData::enterCriticalSection();
     ZarnData::free_Resources();
-    freeSpareLogStream();
+    freeLogSpares();
     if (entered)
         ZarnData::leaveCriticalSection();
     delete m_criticalSection;
@@ -287,6 +287,7 @@ void* ZarnData::setResourceModule(void* module)
     const SectionGuard section(*this);
     if (!section.wasEntered())
         return nullptr;
+    m_resourceEntry.forget();
     return std::exchange(m_resourceModule, static_cast<HMODULE>(module));
 }
 
@@ -492,6 +493,7 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_plugIns = take(other->m_plugIns);
         m_plugInsQty = std::exchange(other->m_plugInsQty, 0);
         m_resourceModule = take(other->m_resourceModule);
+        m_resourceEntry.forget();
         m_selfResourceModule = take(other->m_selfResourceModule);
         std::transform(other->m_tags, other->m_tags + Zarn_FORM_TAGS_QTY, m_tags, take);
         std::transform(other->m_escapedTags, other->m_escapedTags + Zarn_FORM_TAGS_QTY,

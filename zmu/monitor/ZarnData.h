@@ -25,6 +25,7 @@
 #include <zmu/foundation/Types.h>
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/log/ZarnDataFile.h>
+#include <zmu/monitor/ResourceEntry.h>
 #include <zmu/monitor/ZarnArguments.h>
 #include <zmu/monitor/ZarnScratchpad.h>
 #include <zmu/monitor/ZarnTypes.h>
@@ -38,6 +39,8 @@ class ZarnDataForThread;
 namespace zmu {
 class InjectorBlock;
 class LogDevice;
+struct EntryPieces;
+class SectionPieces;
 struct FormFlaw;
 } // namespace zmu
 
@@ -604,6 +607,8 @@ class ZMU_API ZarnData {
     ZarnEngineFactory m_engineFactory;
     /// Kept from one log to its successor, since it cannot be made when memory is short.
     QTextStream* m_spareLogStream = nullptr;
+    zmu::ResourceEntry m_resourceEntry;
+    zmu::EntryPieces* m_entryPieces = nullptr; ///< Likewise; null leaves all to the formatter.
     ZarnFailureFunction m_failureFunction = nullptr;
     bool m_substituteEntries = false;
     mutable std::atomic<zmu::ulong32> m_tellingThread =
@@ -639,7 +644,11 @@ class ZMU_API ZarnData {
     wchar_t* m_escapedTags[Zarn_FORM_TAGS_QTY] = {}; ///< Those that differ when escaped.
     wchar_t* m_escapedLogName = nullptr;             ///< The same.
 
+    class ModuleStandIn;
+
     void loadProxy();
+    /// The pieces of the body or the tail; null for a format that is neither, or has none.
+    zmu::SectionPieces* obtainPieces(const wchar_t* format, int varCount) const;
     void watchNewLog();
     void leaveLogOfParent();
     enum class LogPlace { Here, Elsewhere, Gone };
@@ -667,7 +676,7 @@ class ZMU_API ZarnData {
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);
     /// Opens a log with the stream that the last one has left, or with the first one.
     QTextStream* openLogStream(const wchar_t* name);
-    void freeSpareLogStream();
+    void freeLogSpares();
     bool swapFormName(const wchar_t* formName);
     void learnInjector(zmu::InjectorBlock& block);
     bool eliminateLogFileFormInjectors();

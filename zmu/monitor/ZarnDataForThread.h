@@ -21,6 +21,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string_view>
 
 class ZarnData;
 struct ZarnDataFile;
@@ -363,13 +364,15 @@ class ZMU_API ZarnDataForThread {
     /// situation has left, the code included, stays as it is.
     void reportSubstitute();
     bool composeSubstitute(int code);
-    void loadSpec(ZarnScratchpad::Buffer& spec);
+    /// Room for a spec that is one element too long, so that this shows.
+    using SpecText = wchar_t[ZarnScratchpad::Buffer::capacity + 1];
+    std::wstring_view loadSpec(SpecText& text);
     void clearSpecFields();
-    void parseApprovalKind(wchar_t* group);
+    void parseApprovalKind(std::wstring_view group);
     void parseResponseTraits(const wchar_t* group);
-    void parseArgSource(wchar_t* group);
-    void fillFromRecorded(int filler, const wchar_t* record);
-    void fillFromCursor(int filler, const wchar_t* record);
+    void parseArgSource(std::wstring_view group);
+    void fillFromRecorded(int filler, std::wstring_view record);
+    void fillFromCursor(int filler, std::wstring_view record);
     void forgetTextFillers();
     void setFiller(int filler, zmu::u64 slot, zmu::SlotKind kind);
     /// The first argument that is recorded as the next one after a failure gives up what the
@@ -379,7 +382,7 @@ class ZMU_API ZarnDataForThread {
     bool parseMessageFormat(wchar_t* text, Zarn_MSG_FMT format);
     template <class Body>
     void withTarget(Zarn_MSG_FMT format, Body body);
-    void appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format);
+    void appendRecord(int index, std::wstring_view record, Zarn_MSG_FMT format, wchar_t* scratch);
     template <class Buffer>
     void formatDescription(Buffer& description, zmu::u8 lineWidth, int failed);
     std::size_t loadAffix(int number, wchar_t* output, std::size_t room) const;

@@ -172,21 +172,23 @@ bool ZarnData::respondToSituation(char** argV)
     });
 }
 
-namespace {
-
 /// Lets `module`, unless null, stand in for the data set's resource module. The lock is held
 /// meanwhile, so that no other thread's situation meets it.
-class ModuleStandIn {
+class ZarnData::ModuleStandIn {
   public:
     ModuleStandIn(ZarnData& dataSet, void* module) : m_dataSet(dataSet)
     {
-        if (module && m_section.emplace(dataSet).wasEntered())
-            m_kept = dataSet.setResourceModule(module);
+        if (!module || !m_section.emplace(dataSet).wasEntered())
+            return;
+        m_keptEntry = dataSet.m_resourceEntry;
+        m_kept = dataSet.setResourceModule(module);
     }
     ~ModuleStandIn()
     {
-        if (m_kept)
-            m_dataSet.setResourceModule(m_kept);
+        if (!m_kept)
+            return;
+        m_dataSet.setResourceModule(m_kept);
+        m_dataSet.m_resourceEntry = m_keptEntry; // it has been there all the time
     }
     ModuleStandIn(const ModuleStandIn&) = delete;
     ModuleStandIn& operator=(const ModuleStandIn&) = delete;
@@ -198,9 +200,8 @@ class ModuleStandIn {
     ZarnData& m_dataSet;
     std::optional<SectionGuard<ZarnData>> m_section;
     void* m_kept = nullptr;
+    ResourceEntry m_keptEntry;
 };
-
-} // namespace
 
 template <class Report>
 bool ZarnData::respondWith(ZarnDataForThread& engine, void* resourceModule, Report report)

@@ -18,6 +18,7 @@ namespace {
 constexpr DWORD lineWidthMask = 0xFF;
 constexpr unsigned onlyHardBreaks = 255; ///< The line width at which nothing wraps.
 constexpr unsigned lastSlot = 99;        ///< Inserts and their stars take slots from 1 to here.
+constexpr wchar_t lowestOfAll = L'\0' + 1;
 
 // ---- Output ------------------------------------------------------------------------------------
 
@@ -65,10 +66,19 @@ class Output {
         return true;
     }
 
-    /// Copies the start of a message's text that needs no second look: up to an escape, a character
-    /// below `lowest`, or a place where a line could break or is full. Returns what is left of it.
-    const wchar_t* putPlain(const wchar_t* text, wchar_t lowest)
+    /// Copies the start of a message's text, which ends with a null character at `end`, that needs
+    /// no second look: up to an escape, a character below `lowest`, or a place where a line could
+    /// break or is full. Returns what is left of it.
+    const wchar_t* putPlain(const wchar_t* text, const wchar_t* end, wchar_t lowest)
     {
+        if (lowest == lowestOfAll && !wraps()) {
+            const auto length = static_cast<std::size_t>(end - text);
+            const wchar_t* const escape = std::wmemchr(text, L'%', length);
+            const std::size_t count =
+                std::min(room(), escape ? static_cast<std::size_t>(escape - text) : length);
+            putBlock(text, count);
+            return text + count;
+        }
         wchar_t* const output = m_position;
         const std::size_t limit = wraps() ? std::min(room(), lineRoom()) : room();
         std::size_t count = 0;
@@ -554,10 +564,10 @@ wchar_t narrowCharacter(u64 slot)
 class Formatter {
   public:
     Formatter(const wchar_t* format, const u64* slots, bool keepsBreaks, Output& output)
-        : m_text(format), m_slots(slots), m_keepsBreaks(keepsBreaks),
-          m_lowestPlain(keepsBreaks      ? L'\0' + 1
-                        : output.wraps() ? L' ' + 1
-                                         : L' '),
+        : m_text(format), m_end(format + std::wcslen(format)), m_slots(slots),
+          m_keepsBreaks(keepsBreaks), m_lowestPlain(keepsBreaks      ? lowestOfAll
+                                                    : output.wraps() ? L' ' + 1
+                                                                     : L' '),
           m_output(output)
     {}
 
@@ -565,7 +575,7 @@ class Formatter {
     DWORD run()
     {
         while (m_error == ERROR_SUCCESS) {
-            m_text = m_output.putPlain(m_text, m_lowestPlain);
+            m_text = m_output.putPlain(m_text, m_end, m_lowestPlain);
             if (*m_text == L'\0')
                 break;
             if (*m_text == L'%')
@@ -597,7 +607,7 @@ class Formatter {
             m_error = ERROR_INVALID_PARAMETER;
             break;
         case L'0':
-            m_text = L"";
+            m_text = m_end;
             break;
         case L'n':
             check(m_output.breakLine());
@@ -701,6 +711,7 @@ class Formatter {
     }
 
     const wchar_t* m_text;
+    const wchar_t* const m_end;
     const u64* const m_slots;
     const bool m_keepsBreaks;
     const wchar_t m_lowestPlain;

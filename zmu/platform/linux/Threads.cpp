@@ -79,6 +79,8 @@ constinit std::atomic<unsigned> s_forkCount = 0;
 
 constinit std::atomic<DWORD> s_lastThread = 0;
 
+constinit thread_local int s_holdDepth = 0; ///< Of CancellationHold: the outermost one does it.
+
 /// Moments by the clock of acquireUntil.
 timespec later(const timespec& moment, long milliseconds)
 {
@@ -291,10 +293,12 @@ void LeaveCriticalSection(CRITICAL_SECTION* section)
 
 zmu::CancellationHold::CancellationHold()
 {
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_previous);
+    if (s_holdDepth++ == 0)
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_previous);
 }
 
 zmu::CancellationHold::~CancellationHold()
 {
-    pthread_setcancelstate(m_previous, nullptr);
+    if (--s_holdDepth == 0)
+        pthread_setcancelstate(m_previous, nullptr);
 }
