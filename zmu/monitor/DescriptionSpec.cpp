@@ -327,9 +327,10 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t
     return isSelfSatisfied();
 }
 
-std::size_t ZarnDataForThread::loadAffix(int number, wchar_t* output, std::size_t room) const
+std::size_t ZarnDataForThread::loadAffix(int number, wchar_t* output, std::size_t room)
 {
     std::size_t length = 0;
+    m_usesAffix = true;
     require(room > 0, dx::AffixNotLoaded);
     try {
         const int id = m_dataSet->getDescriptionAffixID_Min() + number;
@@ -426,6 +427,8 @@ bool ZarnDataForThread::formatDescriptionForDisplay()
 bool ZarnDataForThread::formatDescriptionForLogFile()
 {
     SetLastError(ERROR_SUCCESS);
+    if (isSelfSatisfied() && formatLearnedDescription())
+        return true;
     if (m_descriptionForLogFile.isEmpty())
         return isSelfSatisfied();
     runGuarded(*this, dx::FormatLogUnexpected, [&] {

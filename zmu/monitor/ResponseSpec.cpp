@@ -8,6 +8,7 @@
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
+#include <zmu/monitor/internal/SpecMemory.h>
 #include <zmu/monitor/internal/TokenList.h>
 #include <zmu/platform/Win32.h>
 
@@ -34,6 +35,7 @@ bool ZarnDataForThread::learnResponse()
         requireOrRaiseHeld(formatDescriptions(), *this);
         m_scratchpad.clear();
     });
+    m_spec = nullptr;
     return isSelfSatisfied();
 }
 
@@ -91,59 +93,70 @@ std::wstring_view ZarnDataForThread::loadSpec(SpecText& text)
 
 bool ZarnDataForThread::obtainResponseSpecs()
 {
-    constexpr int fieldsCount = 3;
-
-    auto field = FailurePlace::Field::Unknown;
     SpecText text;
-    std::wstring_view part; // in hand
     runGuarded(*this, dx::ObtainSpecsUnexpected, [&] {
         requireApproval();
         m_scratchpad.clear();
         clearSpecFields();
-        const SeparatorKeeper separator(m_tokenSeparator, m_dataSet->getResStrTokenSepField());
-
-        const TokenList<fieldsCount> fields(loadSpec(text), m_tokenSeparator[0]);
-        if (fields.count() > 0)
-            part = fields[0];
-        require(fields.count() == fieldsCount, dx::SpecFields);
-        for (int i = 0; i < fieldsCount; ++i) {
-            part = fields[i];
-            switch (i) {
-            case 0:
-                field = FailurePlace::Field::Header;
-                require(!part.empty() && m_responseSpecHeader.assign(part),
-                        dx::HeaderFieldUnusable);
-                break;
-            case 1:
-                field = FailurePlace::Field::Display;
-                require(m_descriptionForDisplay.assign(part), dx::DisplayFieldTooLong);
-                break;
-            case 2:
-                field = FailurePlace::Field::Log;
-                require(!part.empty() && m_descriptionForLogFile.assign(part),
-                        dx::LogFieldUnusable);
-                break;
-            default:
-                throw int{dx::SpecFieldIndex};
-            }
-        }
+        const std::wstring_view spec = loadSpec(text);
+        findSpec(spec);
+        if (!m_spec || !m_spec->isLearned)
+            cutSpec(spec);
     });
     if (!isSelfSatisfied()) {
-        m_failurePlace.field = field;
-        m_failurePlace.quote(part);
+        m_spec = nullptr;
         clearSpecFields();
     }
     m_scratchpad.clear();
     return isSelfSatisfied();
 }
 
+void ZarnDataForThread::cutSpec(std::wstring_view spec)
+{
+    constexpr int fieldsCount = 3;
+
+    const SeparatorKeeper separator(m_tokenSeparator, m_dataSet->getResStrTokenSepField());
+    const TokenList<fieldsCount> fields(spec, m_tokenSeparator[0]);
+    const auto requireField = [&](bool condition, int index, int code) {
+        if (condition)
+            return;
+        constexpr FailurePlace::Field places[] = {
+            FailurePlace::Field::Header, FailurePlace::Field::Display, FailurePlace::Field::Log};
+        m_failurePlace.field = places[index];
+        m_failurePlace.quote(fields[index]);
+        throw code;
+    };
+    if (fields.count() != fieldsCount) {
+        if (fields.count() > 0)
+            m_failurePlace.quote(fields[0]);
+        throw int{dx::SpecFields};
+    }
+    requireField(!fields[0].empty() && m_responseSpecHeader.assign(fields[0]), 0,
+                 dx::HeaderFieldUnusable);
+    requireField(m_descriptionForDisplay.assign(fields[1]), 1, dx::DisplayFieldTooLong);
+    requireField(!fields[2].empty() && m_descriptionForLogFile.assign(fields[2]), 2,
+                 dx::LogFieldUnusable);
+}
+
 bool ZarnDataForThread::parseResponseSpecs(u64* fillerStrings)
 {
-    if (!m_dataSet || !parseResponseSpecHeader(fillerStrings) || !parseDescriptionSpecLogFile())
+    if (!m_dataSet)
+        return false;
+    if (m_spec && m_spec->isLearned) {
+        if (recallSpec())
+            return isSelfSatisfied();
+        cutSpec({m_spec->text, m_spec->length});
+        m_spec = nullptr;
+    }
+    if (!parseResponseSpecHeader(fillerStrings) || !parseDescriptionSpecLogFile())
         return false;
     // Without a respond bit the raw display field stays in its buffer and is never shown.
     m_displayIsRaw = m_dataSet->canRespondToSituations() != Zarn_FUZZY_YES;
-    return m_displayIsRaw || parseDescriptionSpecDisplay();
+    if (!m_displayIsRaw && !parseDescriptionSpecDisplay())
+        return false;
+    if (m_spec)
+        learnSpec();
+    return true;
 }
 
 bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
@@ -278,8 +291,12 @@ void ZarnDataForThread::fillFromRecorded(int filler, std::wstring_view record)
 {
     const std::wstring_view digits = fromFirstDigit(record);
     require(!digits.empty(), dx::FillerWithoutSlot);
-    const int slot = toNumber(digits);
-    const wchar_t letter = digits.size() + 1 == record.size() ? record.front() : L'\0';
+    fillFromRecorded(filler, digits.size() + 1 == record.size() ? record.front() : L'\0',
+                     toNumber(digits));
+}
+
+void ZarnDataForThread::fillFromRecorded(int filler, wchar_t letter, int slot)
+{
     const auto fill = [&](const auto* slots, int qty, SlotKind kind) {
         require(slot < qty, dx::FillerSlotOutOfRange);
         setFiller(filler, toArgumentSlot(slots[slot]), kind);
@@ -299,7 +316,11 @@ void ZarnDataForThread::fillFromRecorded(int filler, std::wstring_view record)
 
 void ZarnDataForThread::fillFromCursor(int filler, std::wstring_view record)
 {
-    const wchar_t letter = record.size() == 1 ? record.front() : L'\0';
+    fillFromCursor(filler, record.size() == 1 ? record.front() : L'\0');
+}
+
+void ZarnDataForThread::fillFromCursor(int filler, wchar_t letter)
+{
     const bool isNumber = letter == L'd' || letter == L'u';
     require(isNumber || letter == L's', dx::FillerLetterUnknown);
 

@@ -41,6 +41,7 @@ class InjectorBlock;
 class LogDevice;
 struct EntryPieces;
 class SectionPieces;
+class SpecMemory;
 struct FormFlaw;
 } // namespace zmu
 
@@ -608,6 +609,7 @@ class ZMU_API ZarnData {
     /// Kept from one log to its successor, since it cannot be made when memory is short.
     QTextStream* m_spareLogStream = nullptr;
     zmu::ResourceEntry m_resourceEntry;
+    mutable zmu::SpecMemory* m_specMemory = nullptr; ///< Made with the first engine, or not at all.
     zmu::EntryPieces* m_entryPieces = nullptr; ///< Likewise; null leaves all to the formatter.
     ZarnFailureFunction m_failureFunction = nullptr;
     bool m_substituteEntries = false;

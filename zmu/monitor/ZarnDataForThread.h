@@ -27,7 +27,8 @@ class ZarnData;
 struct ZarnDataFile;
 namespace zmu {
 struct FormSection;
-}
+struct LearnedSpec;
+} // namespace zmu
 
 class ZMU_API ZarnDataForThread {
   public:
@@ -368,11 +369,24 @@ class ZMU_API ZarnDataForThread {
     using SpecText = wchar_t[ZarnScratchpad::Buffer::capacity + 1];
     std::wstring_view loadSpec(SpecText& text);
     void clearSpecFields();
+    void cutSpec(std::wstring_view spec);
+    /// Sets m_spec to what is known of a text, or where that can be learned; else to null.
+    void findSpec(std::wstring_view text);
+    /// Keeps in m_spec what the parsers have left.
+    void learnSpec();
+    bool learnFillers();
+    bool canFillLearned() const;
+    /// Sets what the parsers would leave. False, with nothing done, for a spec that fails now.
+    bool recallSpec();
+    /// Formats the log description of a spec that is known. False if the formatter has to do it.
+    bool formatLearnedDescription();
     void parseApprovalKind(std::wstring_view group);
     void parseResponseTraits(const wchar_t* group);
     void parseArgSource(std::wstring_view group);
     void fillFromRecorded(int filler, std::wstring_view record);
+    void fillFromRecorded(int filler, wchar_t letter, int slot);
     void fillFromCursor(int filler, std::wstring_view record);
+    void fillFromCursor(int filler, wchar_t letter);
     void forgetTextFillers();
     void setFiller(int filler, zmu::u64 slot, zmu::SlotKind kind);
     /// The first argument that is recorded as the next one after a failure gives up what the
@@ -385,7 +399,7 @@ class ZMU_API ZarnDataForThread {
     void appendRecord(int index, std::wstring_view record, Zarn_MSG_FMT format, wchar_t* scratch);
     template <class Buffer>
     void formatDescription(Buffer& description, zmu::u8 lineWidth, int failed);
-    std::size_t loadAffix(int number, wchar_t* output, std::size_t room) const;
+    std::size_t loadAffix(int number, wchar_t* output, std::size_t room);
     bool isDupeForm(const wchar_t* text) const;
     void resetDisplaySpec();
     void resetDialogSpec();
@@ -415,6 +429,9 @@ class ZMU_API ZarnDataForThread {
     zmu::SlotKind m_fillerKinds[zmu::ArgumentSlotsQty] = {};
     int m_operationDepth = 0;
     zmu::FailurePlace m_failurePlace;
+    zmu::LearnedSpec* m_spec =
+        nullptr;                 ///< Of the situation in hand, while its response is learned.
+    bool m_usesAffix = false;    ///< The spec in hand has asked for an affix.
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
     bool m_isResponding = false;
     bool m_isDescribed = false; ///< The situation in hand has learned its response.
