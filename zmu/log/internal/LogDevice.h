@@ -90,7 +90,7 @@ class LogDevice : public QIODevice {
     bool seek(qint64 position) override { return writeHeld() && moveTo(position); }
 
     /// Writes at the position, as write() does with more ado. False if less than all was taken.
-    bool append(const char* data, qint64 size) { return writeData(data, size) == size; }
+    bool append(const char* data, qint64 size) { return LogDevice::writeData(data, size) == size; }
 
   protected:
     qint64 readData(char* data, qint64 size) override

@@ -11,6 +11,7 @@
 #include <cwchar>
 #include <iterator>
 #include <string_view>
+#include <type_traits>
 
 namespace zmu {
 
@@ -47,27 +48,40 @@ constexpr std::size_t figuresMax = 11; ///< Of 32 bits, with a sign.
 template <unsigned base, class Unit>
 Unit* putFigures(Unit* output, std::uint32_t value, int least)
 {
-    Unit figures[figuresMax];
-    Unit* const end = std::end(figures);
-    Unit* begin = end;
-    for (; value != 0 || least > 0; value /= base, --least)
-        *--begin = static_cast<Unit>(u"0123456789ABCDEF"[value % base]);
-    return std::copy(begin, end, output);
+    int count = 1;
+    for (std::uint32_t rest = value / base; rest != 0; rest /= base)
+        ++count;
+    Unit* const end = output + std::max(count, least);
+    for (Unit* position = end; position != output; value /= base)
+        *--position = static_cast<Unit>(u"0123456789ABCDEF"[value % base]);
+    return end;
 }
 
 template <class Unit>
 Unit* putSigned(Unit* output, std::int32_t value, int least)
 {
     if (least == 2 && value >= 0 && value < 100) { // parts of a time, nearly all that there are
-        *output++ = static_cast<Unit>(u'0' + value / 10);
-        *output++ = static_cast<Unit>(u'0' + value % 10);
-        return output;
+        output[0] = static_cast<Unit>(u'0' + value / 10);
+        output[1] = static_cast<Unit>(u'0' + value % 10);
+        return output + 2;
     }
     const auto magnitude = static_cast<std::uint32_t>(value);
     if (value >= 0)
         return putFigures<10>(output, magnitude, least);
     *output++ = static_cast<Unit>(u'-');
     return putFigures<10>(output, 0 - magnitude, least - 1);
+}
+
+/// Copies text, which mostly is a character or two between two inserts.
+template <class Unit>
+Unit* putUnits(Unit* output, const Unit* text, const Unit* end)
+{
+    constexpr std::ptrdiff_t few = 4;
+    if (end - text > few)
+        return std::copy(text, end, output);
+    while (text != end)
+        *output++ = *text++;
+    return output;
 }
 
 /// The pieces of one format of line width 0: text that is the same each time, in `Unit`s of the
@@ -131,7 +145,7 @@ class MessagePieces {
             if (piece->length > room)
                 return 0;
             room -= piece->length;
-            end = std::copy(text, m_units + piece->unitsEnd, end);
+            end = putUnits(end, text, m_units + piece->unitsEnd);
             text = m_units + piece->unitsEnd;
             const PlainInsert& insert = piece->insert;
             if (insert.shows == PlainInsert::Shows::Nothing)

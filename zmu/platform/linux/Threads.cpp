@@ -37,7 +37,8 @@ bool tryToAcquire(CRITICAL_SECTION& section)
     return section.owner.load(std::memory_order_relaxed) == 0 && section.gate.try_lock();
 }
 
-void acquire(CRITICAL_SECTION& section)
+/// Not part of its callers, which mostly enter once more.
+[[gnu::noinline]] void acquire(CRITICAL_SECTION& section)
 {
     for (int i = 0; i < spinLimit; ++i) {
         if (tryToAcquire(section))
