@@ -207,7 +207,7 @@ u64 zmu::threadSerial()
     return serial;
 }
 
-// The exception that ends a thread is no object: GCC's sanitizer takes it for a null reference.
+// The runtime hands out a thread's end without an object: the reference in the handler is null.
 __attribute__((no_sanitize("null"))) void zmu::resumeThreadExit()
 {
     try {
