@@ -96,7 +96,7 @@ Result standIn(Arguments... arguments)
     if (error == 0)
         return function(arguments...);
     if (isMade)
-        function(arguments...);
+        static_cast<void>(function(arguments...));
     if constexpr (std::is_same_v<Result, ssize_t> && sizeof...(Arguments) >= 3) {
         if (error == cutShort) {
             std::tuple<Arguments...> shorter(arguments...);
@@ -309,14 +309,15 @@ bool cannotFail(std::string_view name)
 
 void catchCalls(Run& run)
 {
+    constexpr std::uintptr_t pageBytes = 4096;
     for (std::size_t i = 0; i < std::size(rows); ++i)
         *rows[i].number = static_cast<int>(i);
     forEachImport([&run](std::string_view name, void** place) {
         for (const Row& row : rows) {
             if (name != row.name)
                 continue;
-            const auto page = reinterpret_cast<std::uintptr_t>(place) & ~std::uintptr_t{4095};
-            mprotect(reinterpret_cast<void*>(page), 2 * 4096, PROT_READ | PROT_WRITE);
+            const auto page = reinterpret_cast<std::uintptr_t>(place) & ~(pageBytes - 1);
+            mprotect(reinterpret_cast<void*>(page), 2 * pageBytes, PROT_READ | PROT_WRITE);
             *place = row.standIn;
             return;
         }
