@@ -414,7 +414,7 @@ class ZMU_API ZarnDataForThread {
     int m_operationDepth = 0;
     zmu::FailurePlace m_failurePlace;
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
-    bool m_isDescribed = false; ///< The situation in hand has learned its response.
+    bool m_isDescribed = false;  ///< The situation in hand has learned its response.
     /// A situation has failed that a forgiving data set has done with. Its arguments stay until one
     /// is recorded as the next; what was recorded since then, up to the fresh counts, is kept.
     bool m_argsAreStale = false;
