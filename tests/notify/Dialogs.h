@@ -57,6 +57,7 @@ class Dialogs : public ::testing::Test {
 #if !defined(_WIN32)
         setenv("DISPLAY", "none", 1);
         setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        setenv("ZMU_WINDOW_SECONDS", "60", 1);
 #endif
     }
     ~Dialogs() override

@@ -86,7 +86,7 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
             isEntry = isEntry || var == Zarn_FORM_VAR_ENTRY_ID;
         }
 
-        const u64 limit = m_fileSizeLimit ? m_fileSizeLimit : fileSizeLimit();
+        const u64 limit = m_fileSizeLimit ? m_fileSizeLimit : logSizeLimit();
         SectionPieces* const pieces =
             mayAllocate ? nullptr : m_dataSet->obtainPieces(format, varCount);
         SectionPieces::Units units;
@@ -170,8 +170,9 @@ bool ZarnDataForThread::logFormSectionHead()
 
         // The mark is written by hand, whatever the stream would add.
         stream.setAutoDetectUnicode(false);
+        stream.setGenerateByteOrderMark(false);
         stream.setEncoding(QStringConverter::Utf16);
-        m_fileSizeLimit = fileSizeLimit(); // for the first tail as well
+        m_fileSizeLimit = logSizeLimit(); // for the first tail as well
         const u64 markBytes =
             writeText(stream, m_dataSet->getLogDevice(), L"\xFEFF", 1, m_fileSizeLimit);
         addSaturating(file.m_logByteCount, markBytes);
@@ -197,7 +198,7 @@ bool ZarnDataForThread::logFormSectionBody()
         require(isOpen(file.m_logStream), dx::LogNotOpen);
         require(file.m_tailPosition >= 0, dx::BodyPositionNegative);
         require(file.m_logStream->seek(file.m_tailPosition), dx::BodySeekFailed);
-        m_fileSizeLimit = fileSizeLimit(); // for the tail as well
+        m_fileSizeLimit = logSizeLimit(); // for the tail as well
 
         u64 bytesWritten = 0;
         requireOrRaiseHeld(writeSection(body, true, bytesWritten), *this);
