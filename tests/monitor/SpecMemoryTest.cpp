@@ -13,6 +13,21 @@ QString reportNumbers(const Reporter& reporter)
     return reporter.entries().value(reporter.entries().size() - 1);
 }
 
+/// An engine that shows what two of its stages are given.
+struct Seeing : ZarnDataForThread {
+    static inline QStringList seen;
+    bool parseResponseSpecHeader(zmu::u64* fillerStrings) override
+    {
+        seen += QString::fromWCharArray(m_responseSpecHeader.c_str());
+        return ZarnDataForThread::parseResponseSpecHeader(fillerStrings);
+    }
+    bool formatDescriptionForLogFile() override
+    {
+        seen += QString::fromWCharArray(m_descriptionForLogFile.c_str());
+        return ZarnDataForThread::formatDescriptionForLogFile();
+    }
+};
+
 } // namespace
 
 TEST(SpecMemory, WhatHasChangedIsSeenAtOnce)
@@ -86,19 +101,6 @@ TEST(SpecMemory, PlacesAreShared)
 
 TEST(SpecMemory, AReplacedStageSeesEverySituation)
 {
-    struct Seeing : ZarnDataForThread {
-        static inline QStringList seen;
-        bool parseResponseSpecHeader(zmu::u64* fillerStrings) override
-        {
-            seen += QString::fromWCharArray(m_responseSpecHeader.c_str());
-            return ZarnDataForThread::parseResponseSpecHeader(fillerStrings);
-        }
-        bool formatDescriptionForLogFile() override
-        {
-            seen += QString::fromWCharArray(m_descriptionForLogFile.c_str());
-            return ZarnDataForThread::formatDescriptionForLogFile();
-        }
-    };
     const Reporter reporter([](OpenData& data) {
         data.setEngineFactory([]() -> ZarnDataForThread* { return new Seeing; });
     });

@@ -78,7 +78,7 @@ std::wstring_view ZarnDataForThread::loadSpec(SpecText& text)
     try {
         const auto id = static_cast<unsigned int>(m_situationID);
         constexpr int qty = std::extent_v<SpecText>;
-        if (module && isResponding()) // and so under the lock
+        if (module && m_isUnderLock)
             length = loadString(module, m_dataSet->m_resourceEntry.of(module), id, text, qty);
         else if (module)
             length = loadString(module, id, text, qty);

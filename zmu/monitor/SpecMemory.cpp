@@ -21,7 +21,7 @@ void ZarnDataForThread::findSpec(std::wstring_view text)
 {
     m_spec = nullptr;
     SpecMemory* const memory = m_dataSet->m_specMemory;
-    if (!memory || !isResponding() || typeid(*this) != typeid(ZarnDataForThread) ||
+    if (!memory || !m_isUnderLock || typeid(*this) != typeid(ZarnDataForThread) ||
         m_dataSet->canRespondToSituations() != Zarn_FUZZY_YES)
         return;
     const SpecSettings settings{m_dataSet->getResStrTokenSepField(),

@@ -434,6 +434,7 @@ class ZMU_API ZarnDataForThread {
         nullptr;                 ///< Of the situation in hand, while its response is learned.
     bool m_usesAffix = false;    ///< The spec in hand has asked for an affix.
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
+    bool m_isUnderLock = false;  ///< The situation in hand is reported under the data set's lock.
     bool m_isDescribed = false;  ///< The situation in hand has learned its response.
     /// A situation has failed that a forgiving data set has done with. Its arguments stay until one
     /// is recorded as the next; what was recorded since then, up to the fresh counts, is kept.

@@ -82,8 +82,13 @@ class Output {
         wchar_t* const output = m_position;
         const std::size_t limit = wraps() ? std::min(room(), lineRoom()) : room();
         std::size_t count = 0;
-        for (; count < limit && text[count] >= lowest && text[count] != L'%'; ++count)
+        for (; count < limit && text[count] != L'%'; ++count) {
+            if (text[count] == L' ' && wraps())
+                noteBlank(output + count);
+            else if (text[count] < lowest)
+                break;
             output[count] = text[count];
+        }
         m_position += count;
         return text + count;
     }
@@ -139,12 +144,22 @@ class Output {
 
     bool putBlank(wchar_t character)
     {
-        if (m_blanksEnd != m_position)
-            m_blanks = m_position;
-        if (lineRoom() != 0 && !append(character))
+        const bool fits = lineRoom() != 0;
+        if (fits && !append(character))
             return false;
-        m_blanksEnd = m_position;
+        if (fits)
+            noteBlank(m_position - 1);
+        else if (m_blanksEnd != m_position)
+            m_blanks = m_blanksEnd = m_position;
         return true;
+    }
+
+    /// A blank stands at `position`, with which a run may begin.
+    void noteBlank(wchar_t* position)
+    {
+        if (m_blanksEnd != position)
+            m_blanks = position;
+        m_blanksEnd = position + 1;
     }
 
     /// Moves the word that is being written to a new line, or cuts it when it fills the line.
