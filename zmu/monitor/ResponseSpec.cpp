@@ -87,8 +87,12 @@ std::wstring_view ZarnDataForThread::loadSpec(SpecText& text)
         isLoaded = false;
     }
     require(isLoaded, dx::SpecNotLoaded);
-    require(length < static_cast<int>(ZarnScratchpad::Buffer::capacity), dx::SpecTooLong);
-    return {text, static_cast<std::size_t>(length)};
+    const std::wstring_view spec(text, static_cast<std::size_t>(length));
+    if (spec.size() >= ZarnScratchpad::Buffer::capacity) {
+        m_failurePlace.quote(spec);
+        throw int{dx::SpecTooLong};
+    }
+    return spec;
 }
 
 bool ZarnDataForThread::obtainResponseSpecs()
