@@ -120,20 +120,24 @@ void ZarnData::watchNewLog()
 
 void ZarnData::attendToLog()
 {
-    if (m_logWatch.forkCount != forkCount())
-        leaveLogOfParent();
+    if (leaveLogOfParent())
+        openSuccessor();
     if (!m_logWatch.isOn || m_isNotingSeries)
         return;
     if (!isOpen(m_fileLog.m_logStream)) {
         if (mayReplaceLog())
             openSuccessor();
-        return;
+    } else if (steadyMilliseconds() - m_logWatch.lookTime >= interval) {
+        lookAtLog();
     }
-    ++m_logWatch.entries;
-    const u64 now = steadyMilliseconds();
-    if (now - m_logWatch.lookTime < interval || !getLogDevice())
+    ++m_logWatch.entries; // the one that is about to be written
+}
+
+void ZarnData::lookAtLog()
+{
+    if (!getLogDevice())
         return;
-    m_logWatch.lookTime = now;
+    m_logWatch.lookTime = steadyMilliseconds();
     const LogPlace place = findLog();
     if (place == LogPlace::Here)
         return;
@@ -143,6 +147,13 @@ void ZarnData::attendToLog()
     // A file that was moved is as good as before while there is no other.
     if (!openSuccessor() && place == LogPlace::Gone && !closeLogFile())
         m_fileLog.m_logStream = nullptr;
+}
+
+bool ZarnData::replaceFullLog()
+{
+    if (m_logWatch.isOn && getLogDevice())
+        findLog(); // which keeps what is no longer to be found there
+    return openSuccessor();
 }
 
 ZarnData::LogPlace ZarnData::findLog()
@@ -196,7 +207,7 @@ void ZarnData::keepStrayEntries(int file, int hole)
     m_logWatch.strayBegin = std::max(m_logWatch.seenPosition, hole);
     m_logWatch.strayEnd = m_fileLog.m_tailPosition;
     m_logWatch.strayHole = hole < 0 ? -1 : hole & ~1; // in the middle of a unit is before it
-    m_logWatch.strayEntries = m_logWatch.entries - 1; // without the one that is about to be written
+    m_logWatch.strayEntries = m_logWatch.entries;
 }
 
 void ZarnData::forgetStrayEntries()
@@ -230,7 +241,7 @@ void ZarnData::takeStrayEntriesAlong()
 bool ZarnData::copyStrayEntries(int& position)
 {
     LogDevice& device = *getLogDevice();
-    const auto room = static_cast<i64>(std::min<u64>(fileSizeLimit(), INT_MAX));
+    const auto room = static_cast<i64>(logSizeLimit());
     Block block;
     for (int start = m_logWatch.strayBegin; start < m_logWatch.strayEnd; start += blockBytes) {
         const int count = readUnits(m_logWatch.strayFile, start, m_logWatch.strayEnd, block);
@@ -259,9 +270,11 @@ void ZarnData::mendCutLog()
 
 // ---- Forks -----------------------------------------------------------------------------------------------
 
-/// What is open here is the parent's, who goes on with it.
-void ZarnData::leaveLogOfParent()
+/// What a child finds open is the parent's, who goes on with it. True if there was such a log.
+bool ZarnData::leaveLogOfParent()
 {
+    if (m_logWatch.forkCount == forkCount())
+        return false;
     m_logWatch.forkCount = forkCount();
     m_logWatch.failTime = 0;
     m_logWatch.lost = 0;
@@ -269,10 +282,10 @@ void ZarnData::leaveLogOfParent()
     m_isNotingSeries = false; // a thread may have been in the midst of that
     m_safeToAllocateMemory = false;
     if (!isOpen(m_fileLog.m_logStream))
-        return;
+        return false;
     if (LogDevice* device = getLogDevice())
         device->drop();
     if (!closeLogFile())
         m_fileLog.m_logStream = nullptr;
-    openSuccessor();
+    return true;
 }

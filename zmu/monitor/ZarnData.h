@@ -336,6 +336,10 @@ class ZMU_API ZarnData {
     /// Called by an engine before each entry, under the lock: finds the log a file if it has none,
     /// or none of this process's.
     void attendToLog();
+    /// Called by an engine when the log is at its limit, under the lock: a successor takes over, as
+    /// by reestablishLogFile(false), with what was written to a file that was taken away. Whether
+    /// it does; no code stays.
+    bool replaceFullLog();
     /// Notes that a situation found no log.
     void countLostSituation();
     /// Whether it is time to try a replacement, after one that failed.
@@ -604,10 +608,8 @@ class ZMU_API ZarnData {
     ZarnEngineFactory m_engineFactory;
     /// Kept from one log to its successor, since it cannot be made when memory is short.
     QTextStream* m_spareLogStream = nullptr;
-    ZarnFailureFunction m_failureFunction = nullptr;
+    std::atomic<ZarnFailureFunction> m_failureFunction = nullptr;
     bool m_substituteEntries = false;
-    mutable std::atomic<zmu::ulong32> m_tellingThread =
-        0; ///< The last one that is telling a failure.
     bool m_isNotingSeries = false;
     /// What keeps the log alive. Times are milliseconds.
     struct {
@@ -641,8 +643,9 @@ class ZMU_API ZarnData {
 
     void loadProxy();
     void watchNewLog();
-    void leaveLogOfParent();
+    bool leaveLogOfParent();
     enum class LogPlace { Here, Elsewhere, Gone };
+    void lookAtLog();
     LogPlace findLog();
     void keepStrayEntries(int file, int hole);
     bool openSuccessor();
