@@ -7,6 +7,7 @@
 
 #include <linux/Life.h>
 
+#include <zmu/notify/ZarnStatusReporter.h>
 #include <zmu/notify/zgEL_Reporter.h>
 
 #include <dirent.h>
@@ -27,7 +28,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string_view>
@@ -42,36 +46,33 @@ namespace {
 
 // ---- Faults ----------------------------------------------------------------------------------------------
 
-constexpr int cutShort = -1; ///< As an error: the call is made with one byte less.
+constexpr int dialogID = 100;
+constexpr int textID = 1000;
+constexpr int servicesFailed = 40; ///< As a status of a life.
+
+constexpr int cutShort = -1; ///< As an error: the call is made for half of the bytes.
 
 /// What is to fail: the call of that number, 1 being the first, to the function of that row.
 struct Fault {
     int row = -1;
     long number = 0;
     int error = 0;
-};
-
-constexpr int rowsMax = 100;
-
-struct Tally {
-    std::atomic<long> calls[rowsMax]; ///< Of one life.
-    std::atomic<long> failed[rowsMax];
+    bool lasts = false; ///< So does each one after it.
 };
 
 bool isOn = false;
 Fault fault;
-Tally* tally = nullptr;
+std::atomic<long>* calls = nullptr; ///< Of one life, by row; shared with it.
 
 /// The error that this call is to fail with, 0 for none.
 int errorOfThisCall(int row)
 {
     if (!isOn || row < 0)
         return 0;
-    const long number = ++tally->calls[row];
-    if (fault.row != row || fault.number != number)
-        return 0;
-    ++tally->failed[row];
-    return fault.error;
+    const long number = ++calls[row];
+    const bool fails =
+        fault.row == row && (fault.lasts ? number >= fault.number : number == fault.number);
+    return fails ? fault.error : 0;
 }
 
 template <auto function>
@@ -100,7 +101,7 @@ Result standIn(Arguments... arguments)
     if constexpr (std::is_same_v<Result, ssize_t> && sizeof...(Arguments) >= 3) {
         if (error == cutShort) {
             std::tuple<Arguments...> shorter(arguments...);
-            --std::get<2>(shorter);
+            std::get<2>(shorter) = (std::get<2>(shorter) + 1) / 2;
             return std::apply(function, shorter);
         }
     }
@@ -217,6 +218,16 @@ const Row rows[] = {
     row<pthread_setspecific, false, true>("pthread_setspecific", {ENOMEM}),
 };
 
+/// The clock of logs, on which time flies: they are looked at once a second.
+int readFastClock(clockid_t clock, timespec* time)
+{
+    static std::atomic<long> ahead = 0;
+    const int result = clock_gettime(clock, time);
+    if (clock == CLOCK_MONOTONIC_COARSE)
+        time->tv_sec += ++ahead / 3;
+    return result;
+}
+
 // ---- Where they leave the library ------------------------------------------------------------------------
 
 /// Calls `use` with the name and the place of each address that libzmu.so is given by others.
@@ -313,57 +324,122 @@ void catchCalls(Run& run)
     for (std::size_t i = 0; i < std::size(rows); ++i)
         *rows[i].number = static_cast<int>(i);
     forEachImport([&run](std::string_view name, void** place) {
+        void* standIn = nullptr;
+        if (name == "clock_gettime")
+            standIn = reinterpret_cast<void*>(&readFastClock);
         for (const Row& row : rows) {
-            if (name != row.name)
-                continue;
+            if (name == row.name)
+                standIn = row.standIn;
+        }
+        if (standIn) {
             const auto page = reinterpret_cast<std::uintptr_t>(place) & ~(pageBytes - 1);
             mprotect(reinterpret_cast<void*>(page), 2 * pageBytes, PROT_READ | PROT_WRITE);
-            *place = row.standIn;
-            return;
-        }
-        if (!cannotFail(name))
+            *place = standIn;
+        } else if (!cannotFail(name)) {
             run.flaw("the library calls " + std::string(name) + ", which has no row");
+        }
     });
 }
+
+/// A status window and the event log, as far as they can be had without a screen and a journal.
+bool useServices()
+{
+    setenv("DISPLAY", ":0", 1); // which nobody looks for
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    setenv("ZMU_WINDOW_SECONDS", "1", 1); // of patience with the window's program
+    ZarnStatusReporter* const window = ZarnStatusReporter::create(
+        L"Title", 0, L"zmu_torture", 0, dialogID, textID, nullptr, nullptr);
+    const bool isShown = window && window->appear() && window->updateDisplay(L"text");
+    ZarnStatusReporter::destroy();
+    zgEL_Reporter::create("torture", nullptr, 0);
+    zgEL_Reporter::destroy();
+    return isShown;
+}
+
+/// Lives in which the calls fail. What a life does besides is done once with faults, and works
+/// then; where there is such a thing, only its calls fail.
+class FaultyLives {
+  public:
+    FaultyLives(Run& run, const char* name, bool usesServices)
+        : m_run(run), m_usesServices(usesServices)
+    {
+        fault = {};
+        m_run.take(live(), "a life without faults");
+        m_run.did << name << ": ";
+        std::vector<long> qty;
+        for (std::size_t i = 0; i < std::size(rows); ++i)
+            qty.push_back(calls[i]);
+        for (std::size_t i = 0; i < std::size(rows); ++i) {
+            if (qty[i] > 0)
+                failEachCall(static_cast<int>(i), qty[i]);
+        }
+        m_run.did << m_lives << " lives; ";
+    }
+
+  private:
+    ChildEnd live()
+    {
+        ++m_lives;
+        std::fill_n(calls, std::size(rows), 0);
+        Life life{m_place,
+                  [this](FaultTime time) { isOn = time != FaultTime::None && !m_usesServices; }};
+        if (m_usesServices) {
+            life.more = [](Zarn*) {
+                isOn = true;
+                useServices();
+                isOn = false;
+                if (!useServices())
+                    _exit(servicesFailed);
+            };
+        }
+        const ChildEnd end = liveInChild(life);
+        m_run.counts.done += m_place.ledger.sum();
+        return end;
+    }
+
+    /// A quick run takes another call for each error, and for services one error.
+    void failEachCall(int row, long qty)
+    {
+        constexpr long samplesMax = 200; // more calls are made only to list folders
+        constexpr long stride = 7919;
+        const std::vector<int>& errors = rows[row].errors;
+        m_run.did << rows[row].name << ' ' << qty << " x " << errors.size() << ", ";
+        if (!m_run.isQuick) {
+            for (const int error : errors) {
+                for (long number = 1; number <= qty; number += 1 + (qty - 1) / samplesMax) {
+                    failCall({row, number, error, false});
+                    if (error != EINTR && error != EAGAIN) // which do not last
+                        failCall({row, number, error, true});
+                }
+            }
+            return;
+        }
+        for (std::size_t i = 0; i < (m_usesServices ? 1 : errors.size()); ++i)
+            failCall({row, 1 + m_lives * stride % qty, errors[i], false});
+    }
+
+    void failCall(const Fault& next)
+    {
+        fault = next;
+        const ChildEnd end = live();
+        m_run.take(end, std::string(rows[fault.row].name) + " call " +
+                            std::to_string(fault.number) + (fault.lasts ? " and on, " : ", ") +
+                            (fault.error == cutShort ? "cut short" : strerrorname_np(fault.error)) +
+                            ": " + describeLife(end));
+    }
+
+    Run& m_run;
+    const bool m_usesServices;
+    const Place m_place{Place::Form::Full};
+    int m_lives = 0;
+};
 
 } // namespace
 
 void zmu_torture::failSystemCalls(Run& run)
 {
-    constexpr long quickSamples = 3; // of the calls to a function
-    tally = &makeShared<Tally>();
+    calls = makeShared<std::array<std::atomic<long>, std::size(rows)>>().data();
     catchCalls(run);
-    const Place place(Place::Form::Full);
-    const auto liveOnce = [&] {
-        for (auto& calls : tally->calls)
-            calls = 0;
-        const ChildEnd end =
-            liveInChild({place, [](FaultTime time) { isOn = time != FaultTime::None; }});
-        run.counts.done += place.ledger.sum();
-        return end;
-    };
-    run.take(liveOnce(), "a life without faults");
-    long calls[rowsMax] = {};
-    std::copy(std::begin(tally->calls), std::end(tally->calls), calls);
-
-    int lives = 0;
-    std::string unused;
-    for (int i = 0; i < static_cast<int>(std::size(rows)); ++i) {
-        if (calls[i] == 0) {
-            unused += std::string(" ") + rows[i].name;
-            continue;
-        }
-        run.did << rows[i].name << ' ' << calls[i] << " x " << rows[i].errors.size() << ", ";
-        const long step = run.isQuick ? 1 + calls[i] / quickSamples : 1;
-        for (const int error : rows[i].errors) {
-            for (long number = 1; number <= calls[i]; number += step, ++lives) {
-                fault = {i, number, error};
-                const ChildEnd end = liveOnce();
-                run.take(end, std::string(rows[i].name) + " call " + std::to_string(number) + ", " +
-                                  (error == cutShort ? "cut short" : strerrorname_np(error)) +
-                                  ": " + describeLife(end));
-            }
-        }
-    }
-    run.did << lives << " lives; not called:" << unused;
+    const FaultyLives logs(run, "logs", false);
+    const FaultyLives services(run, "windows and events", true);
 }

@@ -56,7 +56,7 @@ void zmu_torture::limitAtEveryByte(Run& run)
     });
     run.take(child.wait());
     run.check(place);
-    if (refused < rounds * longestEntry)
+    if (refused < long{longestEntry} * rounds)
         run.flaw("the limit refused next to nothing");
     run.did << rounds * (2 * longestEntry + 1) << " limits; " << refused << " refused";
 }

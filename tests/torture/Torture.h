@@ -81,12 +81,9 @@ struct Scenario {
 /// replaced at `limit` bytes; 0: at a limit that is not reached. Ends the process on failure.
 Zarn* openMonitor(const Place& place, unsigned long limit, int number = 0);
 
-/// Waits until `condition` holds, for half a minute at most. Whether it does.
-template <class Condition>
-bool waitUntil(Condition condition);
-
 void sleepMs(int milliseconds);
 
+/// Waits until `condition` holds, for half a minute at most. Whether it does.
 template <class Condition>
 bool waitUntil(Condition condition)
 {
