@@ -5,6 +5,7 @@
 // the library imports from the C library has a row below, or is known not to ask the system.
 #include "Torture.h"
 
+#include <Strings.h>
 #include <linux/Life.h>
 
 #include <zmu/notify/ZarnStatusReporter.h>
@@ -31,8 +32,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <string_view>
 #include <tuple>
@@ -48,7 +51,7 @@ namespace {
 
 constexpr int dialogID = 100;
 constexpr int textID = 1000;
-constexpr int servicesFailed = 40; ///< As a status of a life.
+constexpr int errandFailed = 40; ///< As a status of a life.
 
 constexpr int cutShort = -1; ///< As an error: the call is made for half of the bytes.
 
@@ -63,6 +66,7 @@ struct Fault {
 bool isOn = false;
 Fault fault;
 std::atomic<long>* calls = nullptr; ///< Of one life, by row; shared with it.
+std::map<std::size_t, bool> isCalled;
 
 /// The error that this call is to fail with, 0 for none.
 int errorOfThisCall(int row)
@@ -257,65 +261,19 @@ void forEachImport(Use use)
 /// in a life: the programs of windows have tests of their own.
 bool cannotFail(std::string_view name)
 {
-    constexpr std::string_view beginnings[] = {"_Z",
-                                               "__",
-                                               "_ITM",
-                                               "_Unwind",
-                                               "_dl_",
-                                               "_exit",
-                                               "qt_",
-                                               "gnu_dev_",
-                                               "atoi",
-                                               "environ",
-                                               "daylight",
-                                               "mem",
-                                               "str",
-                                               "wcs",
-                                               "wmem",
-                                               "sig",
-                                               "isspace",
-                                               "iswspace",
-                                               "mbrtowc",
-                                               "tolower",
-                                               "toupper",
-                                               "snprintf",
-                                               "vsnprintf",
-                                               "swprintf",
-                                               "vswprintf",
-                                               "malloc",
-                                               "free",
-                                               "nl_langinfo",
-                                               "localeconv",
-                                               "setlocale",
-                                               "duplocale",
-                                               "freelocale",
-                                               "getenv",
-                                               "geteuid",
-                                               "getpid",
-                                               "gettid",
-                                               "time",
-                                               "clock_gettime",
-                                               "dladdr",
-                                               "dlinfo",
-                                               "dlclose",
-                                               "dl_iterate_phdr",
-                                               "pthread_mutex",
-                                               "pthread_cond",
-                                               "pthread_getspecific",
-                                               "pthread_key_delete",
-                                               "pthread_set",
-                                               "pthread_sigmask",
-                                               "clone",
-                                               "pidfd_",
-                                               "posix_spawn_file",
-                                               "posix_spawnattr",
-                                               "kill",
-                                               "tgkill"};
-    for (const std::string_view beginning : beginnings) {
-        if (name.starts_with(beginning))
-            return true;
-    }
-    return false;
+    constexpr std::string_view beginnings =
+        "_Z __ _ITM _Unwind _dl_ _exit qt_ gnu_dev_ atoi environ daylight mem str wcs wmem sig "
+        "isspace "
+        "iswspace mbrtowc tolower toupper snprintf vsnprintf swprintf vswprintf malloc free "
+        "nl_langinfo "
+        "localeconv setlocale duplocale freelocale getenv geteuid getpid gettid time clock_gettime "
+        "dladdr dlinfo dlclose dl_iterate_phdr pthread_mutex pthread_cond pthread_getspecific "
+        "pthread_key_delete pthread_set pthread_sigmask clone pidfd_ posix_spawn_file "
+        "posix_spawnattr kill tgkill ";
+    std::string_view rest = beginnings;
+    while (!rest.empty() && !name.starts_with(rest.substr(0, rest.find(' '))))
+        rest.remove_prefix(rest.find(' ') + 1);
+    return !rest.empty();
 }
 
 void catchCalls(Run& run)
@@ -342,7 +300,7 @@ void catchCalls(Run& run)
 }
 
 /// A status window and the event log, as far as they can be had without a screen and a journal.
-bool useServices()
+bool useServices(Zarn*, const Place&)
 {
     setenv("DISPLAY", ":0", 1); // which nobody looks for
     setenv("QT_QPA_PLATFORM", "offscreen", 1);
@@ -356,24 +314,44 @@ bool useServices()
     return isShown;
 }
 
-/// Lives in which the calls fail. What a life does besides is done once with faults, and works
-/// then; where there is such a thing, only its calls fail.
+/// Cuts the log within an entry that nobody counts, so that it has to be mended.
+bool cutLog(Zarn* monitor, const Place& place)
+{
+    const std::string log = filesOf(place.logs).back();
+    const std::wstring text(200, L'-');
+    monitor->forgetSelfDX_Code();
+    if (reportText(monitor, text.c_str()) != 0)
+        return false;
+    const auto cut = static_cast<long>(std::filesystem::file_size(log)) - 400;
+    if (truncate(log.c_str(), cut) != 0)
+        return false;
+    for (int i = 0; i < 6; ++i)
+        place.ledger.report(monitor, 0);
+    return true;
+}
+
+/// What a host does besides, while only the calls for that fail. It must work again afterwards.
+struct Errand {
+    const char* name;
+    bool (*run)(Zarn* monitor, const Place& place);
+    std::string_view except = {}; ///< A call that does not fail.
+};
+
+/// Lives in which the calls fail: those of all its life, or those of an errand.
 class FaultyLives {
   public:
-    FaultyLives(Run& run, const char* name, bool usesServices)
-        : m_run(run), m_usesServices(usesServices)
+    FaultyLives(Run& run, const Errand& errand) : m_run(run), m_errand(errand)
     {
         fault = {};
         m_run.take(live(), "a life without faults");
-        m_run.did << name << ": ";
         std::vector<long> qty;
         for (std::size_t i = 0; i < std::size(rows); ++i)
             qty.push_back(calls[i]);
         for (std::size_t i = 0; i < std::size(rows); ++i) {
-            if (qty[i] > 0)
+            if (qty[i] > 0 && rows[i].name != errand.except)
                 failEachCall(static_cast<int>(i), qty[i]);
         }
-        m_run.did << m_lives << " lives; ";
+        m_run.did << errand.name << ": " << m_lives << " lives; ";
     }
 
   private:
@@ -382,14 +360,14 @@ class FaultyLives {
         ++m_lives;
         std::fill_n(calls, std::size(rows), 0);
         Life life{m_place,
-                  [this](FaultTime time) { isOn = time != FaultTime::None && !m_usesServices; }};
-        if (m_usesServices) {
-            life.more = [](Zarn*) {
+                  [this](FaultTime time) { isOn = time != FaultTime::None && !m_errand.run; }};
+        if (m_errand.run) {
+            life.more = [this](Zarn* monitor) {
                 isOn = true;
-                useServices();
+                m_errand.run(monitor, m_place);
                 isOn = false;
-                if (!useServices())
-                    _exit(servicesFailed);
+                if (!m_errand.run(monitor, m_place))
+                    _exit(errandFailed);
             };
         }
         const ChildEnd end = liveInChild(life);
@@ -397,13 +375,17 @@ class FaultyLives {
         return end;
     }
 
-    /// A quick run takes another call for each error, and for services one error.
+    /// A quick run takes another call for each error, and for an errand one error.
     void failEachCall(int row, long qty)
     {
         constexpr long samplesMax = 200; // more calls are made only to list folders
         constexpr long stride = 7919;
         const std::vector<int>& errors = rows[row].errors;
-        m_run.did << rows[row].name << ' ' << qty << " x " << errors.size() << ", ";
+        std::printf("  %-12s %5ld calls:", rows[row].name, qty);
+        for (const int error : errors)
+            std::printf(" %s", error == cutShort ? "cut short" : strerrorname_np(error));
+        std::printf("\n");
+        isCalled[static_cast<std::size_t>(row)] = true;
         if (!m_run.isQuick) {
             for (const int error : errors) {
                 for (long number = 1; number <= qty; number += 1 + (qty - 1) / samplesMax) {
@@ -414,7 +396,7 @@ class FaultyLives {
             }
             return;
         }
-        for (std::size_t i = 0; i < (m_usesServices ? 1 : errors.size()); ++i)
+        for (std::size_t i = 0; i < (m_errand.run ? 1 : errors.size()); ++i)
             failCall({row, 1 + m_lives * stride % qty, errors[i], false});
     }
 
@@ -429,7 +411,7 @@ class FaultyLives {
     }
 
     Run& m_run;
-    const bool m_usesServices;
+    const Errand m_errand;
     const Place m_place{Place::Form::Full};
     int m_lives = 0;
 };
@@ -440,6 +422,13 @@ void zmu_torture::failSystemCalls(Run& run)
 {
     calls = makeShared<std::array<std::atomic<long>, std::size(rows)>>().data();
     catchCalls(run);
-    const FaultyLives logs(run, "logs", false);
-    const FaultyLives services(run, "windows and events", true);
+    const FaultyLives logs(run, {"logs", nullptr, {}});
+    // What others have cut and the library then cannot cut stays as it is; nothing of it is lost.
+    const FaultyLives mended(run, {"a log that was cut", cutLog, "ftruncate"});
+    const FaultyLives services(run, {"windows and events", useServices, {}});
+    run.did << "never called:";
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        if (!isCalled[i])
+            run.did << ' ' << rows[i].name;
+    }
 }

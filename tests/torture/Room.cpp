@@ -33,29 +33,31 @@ void expectWhole(Run& run, const Place& place)
 void zmu_torture::limitAtEveryByte(Run& run)
 {
     const int rounds = run.rounds(10, 1);
-    const Place place;
     auto& refused = makeShared<std::atomic<long>>();
-    Child child([&] {
-        Zarn* const monitor = openMonitor(place, 0);
-        const std::string log = place.logs + "/0-0.html";
-        for (int i = 0; i < 10; ++i) // a limit cannot be below 0
-            place.ledger.report(monitor, 0);
-        for (int round = 0; round < rounds; ++round) {
-            for (int offset = -longestEntry; offset <= longestEntry; ++offset) {
-                const auto size = static_cast<long>(std::filesystem::file_size(log));
-                {
-                    const SizeLimit held(size + offset);
-                    refused += !place.ledger.report(monitor, 0);
+    for (int round = 0; round < rounds; ++round) {
+        const Place place;
+        Child child(
+            [&] {
+                Zarn* const monitor = openMonitor(place, 0);
+                const std::string log = place.logs + "/0-0.html";
+                for (int i = 0; i < 10 + round; ++i) // a limit cannot be below 0
+                    place.ledger.report(monitor, 0);
+                for (int offset = -longestEntry; offset <= longestEntry; ++offset) {
+                    const auto size = static_cast<long>(std::filesystem::file_size(log));
+                    {
+                        const SizeLimit held(size + offset);
+                        refused += !place.ledger.report(monitor, 0);
+                    }
+                    expectWhole(run, place);
+                    if (!place.ledger.report(monitor, 0))
+                        run.flaw("refused with room again, limit was at " + std::to_string(offset));
                 }
-                expectWhole(run, place);
-                if (!place.ledger.report(monitor, 0))
-                    run.flaw("refused with room again, limit was at " + std::to_string(offset));
-            }
-        }
-        return 0;
-    });
-    run.take(child.wait());
-    run.check(place);
+                return 0;
+            },
+            patience);
+        run.take(child.wait());
+        run.check(place);
+    }
     if (refused < long{longestEntry} * rounds)
         run.flaw("the limit refused next to nothing");
     run.did << rounds * (2 * longestEntry + 1) << " limits; " << refused << " refused";
@@ -88,7 +90,7 @@ void zmu_torture::fillTheDisk(Run& run)
             }
             return 0;
         },
-        run.isQuick ? 120 : 1200);
+        patience);
     run.take(child.wait());
     const LogReader logs = run.check(place);
     run.did << "a tmpfs of 1 MiB was filled " << rounds << " times; " << refused << " refused, "

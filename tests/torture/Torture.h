@@ -44,6 +44,9 @@ struct Counts {
     std::atomic<long> flaws; ///< What else is wrong, told in lines of their own.
 };
 
+/// Seconds that a child gets that does much: a machine may be slow, but not dead.
+inline constexpr unsigned patience = 900;
+
 class Run {
   public:
     Run(const char* scenario, bool isQuick, int rounds)
