@@ -72,9 +72,13 @@ void becomeOwner(CRITICAL_SECTION& section, DWORD self)
 
 // ---- Forks ---------------------------------------------------------------------------------------
 
-/// All sections in use, and the lock of their list.
+/// All sections in use, and the lock of their list, for short holds only: a thread that holds a
+/// section makes others, and takes them back.
 constinit CRITICAL_SECTION* s_sections = nullptr;
 constinit std::mutex s_sectionsLock;
+/// The section that a fork waits for without the list's lock; it stays for so long.
+constinit CRITICAL_SECTION* s_awaited = nullptr;
+constinit std::mutex s_forkLock; ///< One fork at a time.
 constinit std::atomic<unsigned> s_forkCount = 0;
 
 constinit std::atomic<DWORD> s_lastThread = 0;
@@ -118,47 +122,46 @@ void leaveAll(const CRITICAL_SECTION* end)
     }
 }
 
-/// Enters all sections that can be had. A thread that holds one and waits for another never meets
-/// this one waiting for the first with the other in hand: where a section is not free at once all
-/// are left again, and the wait is for that one.
-void enterAll()
+/// Enters all sections, one of which, `entered`, may be so already. With one that is not free
+/// within a moment it leaves them all and returns that one; or goes on without it, if `isLast`.
+CRITICAL_SECTION* enterAll(CRITICAL_SECTION* entered, bool isLast)
 {
-    constexpr long patience = 250; // milliseconds
-    constexpr long moment = 2;
-    const timespec end = later(now(), patience);
-    CRITICAL_SECTION* awaited = nullptr;
-    while (true) {
-        const bool isOver = !isBefore(now(), end);
-        const bool hasAwaited = awaited && !isOver && enterUntil(*awaited, end);
-        CRITICAL_SECTION* missing = nullptr;
-        for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
-            if (hasAwaited && section == awaited)
-                continue;
-            if (enterUntil(*section, later(now(), moment)) || isOver)
-                continue;
-            leaveAll(section);
-            if (hasAwaited &&
-                awaited->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
-                LeaveCriticalSection(awaited); // which stands further back
-            missing = section;
-            break;
-        }
-        if (!missing)
-            return;
-        awaited = missing;
+    constexpr long moment = 2; // milliseconds
+    for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
+        if (section == entered || enterUntil(*section, later(now(), moment)) || isLast)
+            continue;
+        leaveAll(section);
+        if (entered && entered->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
+            LeaveCriticalSection(entered); // which stands further back
+        return section;
     }
+    return nullptr;
 }
 
+/// Takes the list's lock, and all sections that can be had within a quarter of a second. A thread
+/// that holds one and waits for another never meets this one waiting for the first with the other
+/// in hand: where a section is not free at once all are left again, and the wait is for that one.
 void beforeFork()
 {
+    constexpr long patience = 250; // milliseconds
+    s_forkLock.lock();
+    const timespec end = later(now(), patience);
     s_sectionsLock.lock();
-    enterAll();
+    CRITICAL_SECTION* entered = nullptr;
+    while (CRITICAL_SECTION* const missing = enterAll(entered, !isBefore(now(), end))) {
+        s_awaited = missing;
+        s_sectionsLock.unlock();
+        entered = enterUntil(*missing, end) ? missing : nullptr;
+        s_sectionsLock.lock();
+        s_awaited = nullptr;
+    }
 }
 
 void afterForkInParent()
 {
     leaveAll(nullptr);
     s_sectionsLock.unlock();
+    s_forkLock.unlock();
 }
 
 void afterForkInChild()
@@ -175,6 +178,7 @@ void afterForkInChild()
     }
     ++s_forkCount;
     s_sectionsLock.unlock();
+    s_forkLock.unlock();
 }
 
 /// From the time on when the library is loaded, and so before its hosts: what they do before a fork
@@ -256,7 +260,12 @@ void InitializeCriticalSection(CRITICAL_SECTION* section)
 
 void DeleteCriticalSection(CRITICAL_SECTION* section)
 {
-    const std::lock_guard guard(s_sectionsLock);
+    std::unique_lock guard(s_sectionsLock);
+    while (section == s_awaited) { // not for long: nobody else holds it now
+        guard.unlock();
+        Sleep(1);
+        guard.lock();
+    }
     (section->previous ? section->previous->next : s_sections) = section->next;
     if (section->next)
         section->next->previous = section->previous;
