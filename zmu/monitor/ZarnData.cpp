@@ -418,11 +418,7 @@ char* ZarnData::getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag)
 
 namespace {
 
-ProcessLock& logDirectoryLock()
-{
-    static ProcessLock lock; // a host's static objects may ask for the directory
-    return lock;
-}
+ProcessLock s_logDirectoryLock;
 
 } // namespace
 
@@ -434,7 +430,7 @@ void ZarnData::setLogVariables(const wchar_t* directory, unsigned int outputLeve
     s_logBackupEnabled = backupEnabled;
     s_logMaxFileSize = maxFileSize;
     s_logMaxFileAge = maxFileAge;
-    const std::lock_guard guard(logDirectoryLock());
+    const std::lock_guard guard(s_logDirectoryLock);
     duplicate_String(&s_logDirectory, directory, true);
     s_logInformationInitialized = true;
 }
@@ -442,7 +438,7 @@ void ZarnData::setLogVariables(const wchar_t* directory, unsigned int outputLeve
 wchar_t* ZarnData::getLogDirectory()
 {
     constexpr DWORD directoryQty = 261;
-    const std::lock_guard guard(logDirectoryLock());
+    const std::lock_guard guard(s_logDirectoryLock);
     if (!s_logDirectory) {
         wchar_t directory[directoryQty] = {};
         const DWORD length = GetTempPathW(directoryQty, directory);

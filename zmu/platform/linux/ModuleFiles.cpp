@@ -1,6 +1,7 @@
 #include <zmu/platform/linux/ModuleFiles.h>
 
 #include <zmu/platform/ModulePlaces.h>
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/linux/Conversion.h>
 
 #include <dirent.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <cstring>
 #include <ctime>
@@ -112,7 +114,7 @@ class Listings {
         std::vector<std::string> files;
     };
 
-    std::mutex m_lock;
+    ProcessLock m_lock;
     Entry m_entries[128]; ///< A module name in a loader's ten folders, for a dozen names.
     std::size_t m_next = 0;
 };
@@ -143,9 +145,10 @@ bool learnSystemFolders(std::vector<std::string>& folders)
     return true;
 }
 
-std::mutex systemFoldersLock;
-bool areSystemFoldersKnown = false;
-std::vector<std::string> knownSystemFolders;
+ProcessLock systemFoldersLock;
+std::atomic<bool> areSystemFoldersKnown = false;
+std::vector<std::string> knownSystemFolders; ///< Once known, never again another.
+const std::vector<std::string> noFolders;
 
 } // namespace
 
@@ -231,14 +234,17 @@ std::string zmu::libraryPath()
 
 const std::vector<std::string>& zmu::systemFolders()
 {
-    static const std::vector<std::string> none;
+    if (areSystemFoldersKnown.load(std::memory_order_acquire))
+        return knownSystemFolders;
+    // Not under the lock: the loader has one of its own, which is held while a module is loaded,
+    // and that module may come here.
+    std::vector<std::string> folders;
+    if (!learnSystemFolders(folders))
+        return noFolders;
     const std::lock_guard guard(systemFoldersLock);
-    if (!areSystemFoldersKnown) {
-        std::vector<std::string> folders;
-        if (!learnSystemFolders(folders))
-            return none;
-        knownSystemFolders.swap(folders); // never again: others read it without the lock
-        areSystemFoldersKnown = true;
+    if (!areSystemFoldersKnown.load(std::memory_order_relaxed)) {
+        knownSystemFolders.swap(folders);
+        areSystemFoldersKnown.store(true, std::memory_order_release);
     }
     return knownSystemFolders;
 }
