@@ -1,5 +1,5 @@
 # No lock of the library is unknown to forks (platform/linux/Threads.cpp), which would leave it held
-# in the child for ever: its locks are ProcessLock, Mutex and CRITICAL_SECTION.
+# in the child for ever: its locks are ProcessLock, BriefLock, Mutex and CRITICAL_SECTION.
 #
 #   cmake -D SOURCES=... -P Locks.cmake
 file(GLOB_RECURSE files ${SOURCES}/zmu/*.h ${SOURCES}/zmu/*.cpp ${SOURCES}/modules/*.h ${SOURCES}/modules/*.cpp)

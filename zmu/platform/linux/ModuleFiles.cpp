@@ -1,7 +1,7 @@
 #include <zmu/platform/linux/ModuleFiles.h>
 
 #include <zmu/platform/ModulePlaces.h>
-#include <zmu/platform/ProcessLock.h>
+#include <zmu/platform/linux/BriefLock.h>
 #include <zmu/platform/linux/Conversion.h>
 
 #include <dirent.h>
@@ -16,7 +16,6 @@
 #include <ctime>
 #include <cwchar>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 using namespace zmu;
@@ -79,7 +78,7 @@ class Listings {
     bool find(std::string_view folder, const FolderState& state, const std::string& name,
               std::vector<std::string>& files)
     {
-        const std::lock_guard guard(m_lock);
+        const BriefLock lock;
         for (const Entry& entry : m_entries) {
             if (entry.name == name && entry.folder == folder && entry.state == state) {
                 files = entry.files;
@@ -93,7 +92,7 @@ class Listings {
                   const std::vector<std::string>& files)
     {
         Entry fresh{std::string(folder), name, state, files};
-        const std::lock_guard guard(m_lock);
+        const BriefLock lock;
         Entry* const same =
             std::find_if(std::begin(m_entries), std::end(m_entries), [&](const Entry& entry) {
                 return entry.name == name && entry.folder == folder;
@@ -114,7 +113,6 @@ class Listings {
         std::vector<std::string> files;
     };
 
-    ProcessLock m_lock;
     Entry m_entries[128]; ///< A module name in a loader's ten folders, for a dozen names.
     std::size_t m_next = 0;
 };
@@ -145,7 +143,6 @@ bool learnSystemFolders(std::vector<std::string>& folders)
     return true;
 }
 
-ProcessLock systemFoldersLock;
 std::atomic<bool> areSystemFoldersKnown = false;
 std::vector<std::string> knownSystemFolders; ///< Once known, never again another.
 const std::vector<std::string> noFolders;
@@ -241,7 +238,7 @@ const std::vector<std::string>& zmu::systemFolders()
     std::vector<std::string> folders;
     if (!learnSystemFolders(folders))
         return noFolders;
-    const std::lock_guard guard(systemFoldersLock);
+    const BriefLock lock;
     if (!areSystemFoldersKnown.load(std::memory_order_relaxed)) {
         knownSystemFolders.swap(folders);
         areSystemFoldersKnown.store(true, std::memory_order_release);

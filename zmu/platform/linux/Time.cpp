@@ -1,13 +1,12 @@
 // Moments and the calendar.
 #include <zmu/platform/Clock.h>
-#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/BriefLock.h>
 
 #include <cerrno>
 #include <chrono>
 #include <climits>
 #include <ctime>
-#include <mutex>
 
 namespace {
 
@@ -26,12 +25,10 @@ BOOL fail()
     return FALSE;
 }
 
-zmu::ProcessLock s_calendarLock;
-
 /// The C library has a lock of its own there, which would stay held in a process forked off.
 bool toLocalTime(time_t moment, tm& local)
 {
-    const std::lock_guard guard(s_calendarLock);
+    const zmu::BriefLock lock;
     return localtime_r(&moment, &local) != nullptr;
 }
 
