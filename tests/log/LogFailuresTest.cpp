@@ -1,19 +1,16 @@
 // What the system refuses: size limits, full disks, a kill, files that are none.
 #include "LogParts.h"
 
+#include <linux/Refusals.h>
+
 #include <QDir>
 
-#include <fcntl.h>
-#include <linux/capability.h>
 #include <signal.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <random>
 
 using namespace zmu;
@@ -21,61 +18,12 @@ using namespace zmu_test;
 
 namespace {
 
-/// The greatest size of a file, for the life of this object.
-class SizeLimit {
-  public:
-    explicit SizeLimit(qint64 bytes)
-    {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{static_cast<rlim_t>(bytes), m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~SizeLimit() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    SizeLimit(const SizeLimit&) = delete;
-    SizeLimit& operator=(const SizeLimit&) = delete;
-
-  private:
-    rlimit m_before{};
-};
-
 /// Ends a test that hangs.
 class Alarm {
   public:
     Alarm() { alarm(30); }
     ~Alarm() { alarm(0); }
 };
-
-/// Mounts 1 MiB at `path`, seen by this process alone; why not, if it cannot.
-std::string mountSmallDisk(const std::string& path)
-{
-    if (const QString why = enterOwnMounts(); !why.isEmpty())
-        return why.toStdString();
-    if (mount("none", path.c_str(), "tmpfs", 0, "size=1m") != 0)
-        return std::string("no mount: ") + strerror(errno);
-    return {};
-}
-
-/// Takes all room of a disk, to the last byte.
-void fill(const std::string& ballast)
-{
-    const int file = open(ballast.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    const std::string block(4096, 'b');
-    for (std::size_t size = block.size(); size > 0; size /= 2) {
-        while (write(file, block.data(), size) > 0) {
-        }
-    }
-    close(file);
-}
-
-/// Takes away the right to pass over file permissions, which only root has.
-void obeyPermissions()
-{
-    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct data[2] = {};
-    syscall(SYS_capget, &header, data);
-    data[0].effective &= ~(1U << CAP_DAC_OVERRIDE);
-    syscall(SYS_capset, &header, data);
-}
 
 } // namespace
 

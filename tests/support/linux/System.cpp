@@ -1,6 +1,7 @@
 #include "../System.h"
 #include "../Processes.h"
 #include "../Traces.h"
+#include "Child.h"
 
 #include <QFile>
 
@@ -10,7 +11,6 @@
 #include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
@@ -33,14 +33,8 @@ bool runsUnderWine()
 ProcessEnd runInChild(const std::function<int()>& body)
 {
     ProcessEnd end;
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        _exit(body());
-    }
-    int status = 0;
-    end.isNormal = child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status);
-    end.status = end.isNormal ? WEXITSTATUS(status) : -1;
+    end.status = Child(body).wait().status;
+    end.isNormal = end.status >= 0;
     return end;
 }
 
