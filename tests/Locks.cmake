@@ -8,7 +8,7 @@ file(GLOB_RECURSE files ${SOURCES}/zmu/*.h ${SOURCES}/zmu/*.cpp ${SOURCES}/modul
 list(FILTER files EXCLUDE REGEX "platform/(Win32\\.h|linux/(Threads|Waits)\\.cpp|linux/helper/)")
 foreach(file IN LISTS files)
   file(STRINGS ${file} lines REGEX
-    "std::(recursive_|timed_|recursive_timed_|shared_|shared_timed_)?mutex [a-zA-Z_]|pthread_(mutex|rwlock)_t|once_flag|static .*ProcessLock [a-zA-Z_]+;")
+    "std::(recursive_|timed_|recursive_timed_|shared_|shared_timed_)?mutex [a-zA-Z_]|pthread_(mutex|rwlock)_t|once_flag|static .*(ProcessLock|Mutex|CriticalSection) [a-zA-Z_]+;")
   foreach(line IN LISTS lines)
     message(SEND_ERROR "${file}: a lock that a fork does not know: ${line}")
   endforeach()

@@ -79,6 +79,7 @@ ZarnData::ZarnData(const i64& nonnativeInstantiatorID)
 
 ZarnData::~ZarnData()
 {
+    const CancellationHold hold;
     const bool entered = ZarnData::enterCriticalSection();
     ZarnData::free_Resources();
     freeSpareLogStream();

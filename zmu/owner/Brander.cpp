@@ -8,6 +8,7 @@
 #include <zmu/owner/internal/OwnerStatus.h>
 #include <zmu/platform/EntryPoint.h>
 #include <zmu/platform/ModulePlaces.h>
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
 #include <iterator>
@@ -66,10 +67,15 @@ void traceMissing()
 
 // ---- The module ------------------------------------------------------------------------------------------
 
+namespace {
+
+Mutex s_branderLock;
+
+} // namespace
+
 Mutex& zmu::branderLock()
 {
-    static Mutex lock;
-    return lock;
+    return s_branderLock;
 }
 
 const BranderModule* zmu::loadedBranderModule()
@@ -165,6 +171,7 @@ bool ZarnDataZGW::obtainProductBrander()
 
 void ZarnDataZGW::destroyProductBrander(ZRpbr*& brander, UTL_String** moduleName)
 {
+    const CancellationHold hold;
     try {
         const BranderModule* const module = brander ? loadedBranderModule() : nullptr;
         const Synchronized guard(branderLock());

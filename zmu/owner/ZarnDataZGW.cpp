@@ -245,6 +245,7 @@ bool ZarnDataZGW::isCustomized()
     try {
         return customizeForOwner();
     } catch (...) {
+        resumeThreadExit();
         Zarn_TRACE(L"ZarnDataZGW::createZarnMonitor (): customizeForOwner () has thrown an "
                    L"exception, which counts as a refusal.\n");
         return false;
