@@ -366,12 +366,17 @@ bool ZarnData::recordDialogBoxCaption(const wchar_t* caption)
 
 bool ZarnData::recordTag(const wchar_t* value, Zarn_FORM_TAG tag)
 {
-    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag);
+    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag, false);
+}
+
+bool ZarnData::recordSystemTag(const wchar_t* value, Zarn_FORM_TAG tag)
+{
+    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag, true);
 }
 
 bool ZarnData::recordTag(const char* value, Zarn_FORM_TAG tag)
 {
-    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag);
+    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag, false);
 }
 
 wchar_t* ZarnData::getTag(Zarn_FORM_TAG tag) const

@@ -131,6 +131,10 @@ bool ZarnDataZGW::obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName,
         if (!brander) {
             brander = module->create(branderKind);
             createdHere = brander != nullptr;
+            if (const int flaw = brander ? module->getSelfDX_Code() : 0)
+                Zarn_TRACE(L"ZarnDataZGW: the brander keeps its earlier texts, since it cannot use "
+                           L"the new ones (status %d).\n",
+                           flaw);
         }
         if (!brander) {
             code2() = static_cast<ulong32>(module->getSelfDX_Code());
