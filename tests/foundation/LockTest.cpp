@@ -22,7 +22,7 @@ TEST(Lock, ReleasingWhatNobodyHoldsIsRefusedAndHarmless)
     EXPECT_FALSE(section.unlock());
 }
 
-TEST(Lock, HeldTwiceNeedsTwoReleases)
+TEST(LockThreads, HeldTwiceNeedsTwoReleases)
 {
     Mutex mutex;
     std::atomic<bool> hasEntered = false;
@@ -46,7 +46,7 @@ TEST(Lock, HeldTwiceNeedsTwoReleases)
     EXPECT_TRUE(hasEntered);
 }
 
-TEST(Lock, ThreadsExcludeEachOtherThroughReentry)
+TEST(LockThreads, ExcludeEachOtherThroughReentry)
 {
     constexpr int threads = 4;
     constexpr int rounds = 20000;

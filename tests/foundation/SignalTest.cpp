@@ -168,7 +168,7 @@ TEST(OneTimeMethod, TellsHowFarItIsAndKeepsItsResultUntilItIsOver)
 }
 
 #if !defined(_WIN32)
-TEST(OneTimeMethod, IsOverWhenItsWorkEndsTheThread)
+TEST(OneTimeMethodThreads, EndInTheMidstOfTheWork)
 {
     Work work([](Work&, int) { pthread_exit(nullptr); });
     pthread_t thread{};

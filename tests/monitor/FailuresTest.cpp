@@ -193,7 +193,7 @@ TEST(Failures, AreToldOnceWhateverFails)
     EXPECT_EQ(lastOf(data.respondToSituation(100, &none, nullptr)).name, L"NoMap");
 }
 
-TEST(Failures, FunctionRunsOutsideTheLock)
+TEST(Failures, FunctionHoldsUpNoOtherThreads)
 {
     static Zarn* monitor = nullptr;
     static std::atomic<int> calls;

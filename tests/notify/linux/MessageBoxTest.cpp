@@ -125,7 +125,7 @@ TEST_F(MessageBox, ThatIsLostSaysItsTextElsewhere)
     }
 }
 
-TEST_F(MessageBox, OfASituationHoldsTheOthersUntilItIsAnswered)
+TEST_F(MessageBox, OfASituationHoldsOtherThreadsUntilItIsAnswered)
 {
     strings()[7] = L"2~0|&|``Shown.`";
     const Folder folder;
