@@ -1,6 +1,6 @@
 // The program that shows windows: what the host notices of it, and what becomes of one when the
 // other is killed, stopped, or missing.
-#include "../Dialogs.h"
+#include "Dialogs.h"
 #include "Screen.h"
 
 #include <zmu/notify/StatusCodes.h>
@@ -312,13 +312,11 @@ TEST_F(WindowProgram, ServesThreads)
 {
     ZarnStatusReporter* const reporter = makeReporter();
     ASSERT_NE(reporter, nullptr);
-    inThreads(3, [&](int thread) {
-        for (int i = 0; i < 50; ++i) {
-            if (thread == 2)
-                EXPECT_TRUE(i % 2 == 0 ? reporter->appear() : reporter->disappear());
-            else
-                EXPECT_TRUE(reporter->updateDisplay(thread == 0 ? L"left" : L"right"));
-        }
+    inThreads(3, 50, [&](int thread, int round) {
+        if (thread == 2)
+            EXPECT_TRUE(round % 2 ? reporter->disappear() : reporter->appear());
+        else
+            EXPECT_TRUE(reporter->updateDisplay(thread == 0 ? L"left" : L"right"));
     });
     EXPECT_TRUE(shownText() == L"left" || shownText() == L"right");
 }
