@@ -16,7 +16,7 @@ QString entryOf(int thread, int number)
     return QStringLiteral("entry %1-%2 %3")
         .arg(thread)
         .arg(number)
-        .arg(QString(20 * (thread + 1), QChar(u'a' + thread)));
+        .arg(QString(qsizetype{20} * (thread + 1), QChar(u'a' + thread)));
 }
 
 /// Reports `qty` entries in each thread, beginning anew now and then.

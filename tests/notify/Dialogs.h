@@ -50,11 +50,9 @@ class Dialogs : public ::testing::Test {
     {
         qputenv("DISPLAY", "none");
         qputenv("QT_QPA_PLATFORM", "offscreen");
+        qputenv("ZMU_WINDOW_SECONDS", "60");
     }
-    ~Dialogs() override
-    {
-        ZarnStatusReporter::destroy();
-    }
+    ~Dialogs() override { ZarnStatusReporter::destroy(); }
 };
 
 } // namespace zmu_test

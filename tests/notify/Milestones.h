@@ -21,10 +21,7 @@ class EventLog : public testing::Test {
         if (!obstacle.isEmpty())
             GTEST_SKIP() << qPrintable(obstacle);
     }
-    void TearDown() override
-    {
-        zgEL_Reporter::destroy();
-    }
+    void TearDown() override { zgEL_Reporter::destroy(); }
 
     /// Writes the event of a situation whose fillers are these texts.
     bool tell(int situation, std::initializer_list<const wchar_t*> texts) const

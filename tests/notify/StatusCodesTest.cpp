@@ -56,7 +56,7 @@ TEST_F(StatusCodes, OfAdoption)
     struct BuiltIn : ZarnStatusReporter {
         static DLGPROC get() { return &BuiltIn::processDialogMessages; }
     };
-    const HWND dialog = makeDialog(ownProcedure);
+    auto* const dialog = makeDialog(ownProcedure);
     ASSERT_NE(dialog, nullptr);
     const struct {
         HWND dialog;
@@ -133,7 +133,7 @@ TEST_F(StatusCodes, OfTextsAndStrings)
               status::ModuleNoFile);
 
     // The dialog is destroyed from elsewhere.
-    const HWND dialog = reporter->getDialogWindowHandle();
+    auto* const dialog = reporter->getDialogWindowHandle();
     EXPECT_EQ(code(ZarnStatusReporter::centerWindow(nullptr, nullptr)), status::CenterBadWindow);
     EXPECT_TRUE(DestroyWindow(dialog));
     EXPECT_FALSE(reporter->isViable());

@@ -27,8 +27,8 @@ void inThreads(int qty, const Body& body)
         });
 }
 
-/// Runs `body` in `qty` threads, `rounds` times in each, with the numbers of both, which a check that
-/// fails says. One that ends its round by failing ends no other.
+/// Runs `body` in `qty` threads, `rounds` times in each, with the numbers of both, which a check
+/// that fails says. One that ends its round by failing ends no other.
 template <class Body>
 void inThreads(int qty, int rounds, const Body& body)
 {

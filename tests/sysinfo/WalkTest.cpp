@@ -22,7 +22,7 @@ TEST(Walk, TellsOfThisMachine)
     // Windows tells each program the version that it is made for.
     const QString version =
         isWindows() ? "\\d+\\.\\d+"
-                  : exactly(QSysInfo::kernelVersion().section('.', 0, 1).section('-', 0, 0));
+                    : exactly(QSysInfo::kernelVersion().section('.', 0, 1).section('-', 0, 0));
     const QString name = isWindows() ? "Windows.*" : "Linux";
     const QString information = isWindows() ? ".+" : exactly(QSysInfo::prettyProductName());
     qputenv("LC_ALL", "de_CH.UTF-8"); // which need not be installed

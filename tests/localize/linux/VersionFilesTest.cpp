@@ -78,9 +78,8 @@ TEST(VersionData, IsReadFromWhatIsLeftOfAFile)
         });
     };
     const auto noteField = [&](std::size_t field, ElfW(Word) value) {
-        return module.versionAfter([&](QByteArray& bytes) {
-            at<ElfW(Word)>(bytes, note + 4 * field) = value;
-        });
+        return module.versionAfter(
+            [&](QByteArray& bytes) { at<ElfW(Word)>(bytes, note + 4 * field) = value; });
     };
     EXPECT_EQ(module.versionAfter(noSections), L"1.2.3.4");
     EXPECT_EQ(module.versionAfter(noSegments), L"1.2.3.4");

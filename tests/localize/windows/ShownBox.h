@@ -29,8 +29,7 @@ QString saidBy(const Show& showBox)
         }
         return CallNextHookEx(nullptr, code, isSender, parameter);
     };
-    const HHOOK hook =
-        SetWindowsHookExW(WH_CALLWNDPROCRET, answer, nullptr, GetCurrentThreadId());
+    const HHOOK hook = SetWindowsHookExW(WH_CALLWNDPROCRET, answer, nullptr, GetCurrentThreadId());
     const int result = showBox();
     UnhookWindowsHookEx(hook);
     EXPECT_EQ(result, said.isEmpty() ? 0 : IDOK);

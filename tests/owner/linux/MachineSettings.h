@@ -23,14 +23,8 @@ class MachineSettings {
         EXPECT_TRUE(QDir().mkpath(QString(root()) + "/Quorvane"));
     }
 
-    QByteArray file() const
-    {
-        return root() + "/Quorvane/Farrowlink.ini";
-    }
-    void remove()
-    {
-        QFile::remove(file());
-    }
+    QByteArray file() const { return root() + "/Quorvane/Farrowlink.ini"; }
+    void remove() { QFile::remove(file()); }
     void write(const QByteArray& content)
     {
         QFile ini(file());

@@ -30,10 +30,7 @@ class MachineSettings {
         RegDeleteTreeW(HKEY_CURRENT_USER, m_standIn.c_str());
     }
 
-    void remove()
-    {
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
-    }
+    void remove() { RegDeleteTreeW(HKEY_LOCAL_MACHINE, key); }
 
     /// Null for no value.
     void store(const char* value)
