@@ -32,7 +32,7 @@ Listed kernelRow() { return {L"kernel.img", Home::System}; }
 std::wstring driverDirectory() { return systemFolder + L"/drivers"; }
 std::wstring otherDriverFile(const std::wstring&) { return {}; }
 std::wstring kernelName() { return kernel; }
-std::wstring fileName(const std::wstring& module) { return module == L"x.dll" ? L"x.so" : module; }
+std::wstring fileName(const std::wstring& module) { return module == L"x.dll" ? L"x.so" : module == L".exe" ? L"" : module; }
 // clang-format on
 } // namespace modules
 
@@ -113,7 +113,7 @@ TEST_F(ApplicationEnvironment, ListsOfFiles)
               QString::fromUtf8("0a b.so|1/x/\u00fc.so|2c.ko|1"));
     EXPECT_EQ(parse("program x.dll\nprogram x.dll/x.dll\nsystem //h/x.dll"),
               "0x.so|0x.dll/x.so|1//h/x.dll");
-    EXPECT_EQ(parse("program\nkernel x\nProgram a\nprograma\n=\n\xFF\n"), "");
+    EXPECT_EQ(parse("program\nkernel x\nProgram a\nprograma\n=\n\xFF\nsystem .exe\n"), "");
     EXPECT_EQ(parse(std::string("program a\0b", 11)), "");
     const auto traced = [&](const std::string& text, int rowsCount) {
         Traces traces;

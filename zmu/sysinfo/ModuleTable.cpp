@@ -75,8 +75,11 @@ std::optional<ModuleTable::Row> parseRow(std::string_view line)
         {"system", modules::Home::System},
         {"drivers", modules::Home::Drivers}};
     for (const auto& [name, id] : homes) {
-        if (home == name && !file.empty() && file.find('\0') == file.npos)
-            return ModuleTable::Row{nameHere(widen(file)), id};
+        if (home != name || file.empty() || file.find('\0') != file.npos)
+            continue;
+        // One that is nothing but an ending has no name here, and no name is the kernel's.
+        ModuleTable::Row row{nameHere(widen(file)), id};
+        return row.file.empty() ? std::nullopt : std::optional(std::move(row));
     }
     return std::nullopt;
 }
