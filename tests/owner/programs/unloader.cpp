@@ -68,8 +68,7 @@ constexpr bool staysWithThreads = true;
 
 void* load(const char* file)
 {
-    // What the library rests on stays: some of that leaves memory behind when it is unmapped.
-    return dlopen("libQt6Core.so.6", RTLD_NOW) ? dlopen(file, RTLD_NOW) : nullptr;
+    return dlopen(file, RTLD_NOW);
 }
 
 bool unload(void* module)
