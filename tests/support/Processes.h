@@ -14,16 +14,30 @@
 
 namespace zmu_test {
 
-/// Runs `body` with the numbers 0 to `qty` - 1, each in a thread of its own. A check that fails in
-/// a thread tells its place but not which thread it was: `<< thread` does.
+/// Runs `body` with the numbers 0 to `qty` - 1, each in a thread of its own. A check that fails
+/// there says which thread it was.
 template <class Body>
-void inThreads(int qty, Body body)
+void inThreads(int qty, const Body& body)
 {
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int thread = 0; thread < qty; ++thread)
-        threads.emplace_back(body, thread);
-    for (std::thread& thread : threads)
-        thread.join();
+        threads.emplace_back([&body, thread] {
+            SCOPED_TRACE(testing::Message() << "thread " << thread);
+            body(thread);
+        });
+}
+
+/// Runs `body` in `qty` threads, `rounds` times in each, with the numbers of both, which a check
+/// that fails says. One that ends its round by failing ends no other.
+template <class Body>
+void inThreads(int qty, int rounds, const Body& body)
+{
+    inThreads(qty, [&](int thread) {
+        for (int round = 0; round < rounds; ++round) {
+            SCOPED_TRACE(testing::Message() << "round " << round);
+            body(thread, round);
+        }
+    });
 }
 
 /// How a process has ended.

@@ -16,10 +16,10 @@
 
 namespace zmu_test {
 
-/// Waits until `condition` holds, at most ten seconds. Whether it does.
+/// Waits until `condition` holds, at most a minute. Whether it does.
 inline bool becomesTrue(const std::function<bool()>& condition)
 {
-    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > until)
             return false;

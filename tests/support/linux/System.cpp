@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <malloc.h>
 #include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -25,9 +27,25 @@ QString userName()
     return user ? QString::fromLocal8Bit(user->pw_name) : QString();
 }
 
+bool isWindows()
+{
+    return false;
+}
+
 bool runsUnderWine()
 {
     return false;
+}
+
+void enterTimeZone(const char* rule)
+{
+    qputenv("TZ", rule);
+    tzset();
+}
+
+i64 heapBytes()
+{
+    return static_cast<i64>(mallinfo2().uordblks);
 }
 
 ProcessEnd runInChild(const std::function<int()>& body)

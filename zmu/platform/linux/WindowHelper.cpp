@@ -221,6 +221,15 @@ std::string_view toBytes(std::wstring_view text, char* bytes)
     return {bytes, static_cast<std::size_t>(length)};
 }
 
+std::chrono::seconds learnPatience()
+{
+    constexpr int usual = 5;
+    constexpr int most = 3600;
+    const char* const asked = std::getenv("ZMU_WINDOW_SECONDS");
+    const int seconds = asked ? std::atoi(asked) : usual;
+    return std::chrono::seconds(seconds >= 1 && seconds <= most ? seconds : usual);
+}
+
 bool isSet(const char* variable)
 {
     const char* const value = std::getenv(variable);
@@ -244,6 +253,7 @@ bool WindowHelper::start()
     if (!hasDisplay())
         return tell(ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION, "there is no display",
                     "neither DISPLAY nor WAYLAND_DISPLAY is set");
+    m_patience = learnPatience();
     if (!launch())
         return false;
     char words[1024] = "";
@@ -253,7 +263,8 @@ bool WindowHelper::start()
     const bool wasSlow = GetLastError() == ERROR_TIMEOUT;
     end();
     if (wasSlow)
-        return tell(ERROR_TIMEOUT, programName, "did not start within five seconds");
+        return tell(ERROR_TIMEOUT, programName,
+                    "did not start in time: ZMU_WINDOW_SECONDS gives it more than five seconds");
     return tell(ERROR_GEN_FAILURE, programName,
                 words[0] != '\0' ? words : "ended before it was ready");
 }
@@ -343,7 +354,7 @@ void WindowHelper::end()
     if (m_host == getpid()) {
         // It has nothing to save, so whatever it is busy with or waits for, it ends now.
         pidfd_send_signal(m_process, SIGKILL, nullptr, 0);
-        waitFor(0, Clock::now() + patience);
+        waitFor(0, Clock::now() + m_patience);
         // A host that adopts orphans was given this one.
         waitid(P_PIDFD, static_cast<id_t>(m_process), nullptr, WEXITED | WNOHANG);
     }
@@ -379,7 +390,7 @@ bool WindowHelper::send(const Request& request, std::string_view text)
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = std::size(parts);
-    const auto until = Clock::now() + patience;
+    const auto until = Clock::now() + m_patience;
     while (sendmsg(m_socket, &message, MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {
         if (errno != EAGAIN && errno != EINTR) {
             SetLastError(ERROR_INVALID_WINDOW_HANDLE);
@@ -397,7 +408,7 @@ bool WindowHelper::receive(Reply& reply, char* text, std::size_t textMax)
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = std::size(parts);
-    const auto until = Clock::now() + patience;
+    const auto until = Clock::now() + m_patience;
     for (;;) {
         if (!waitFor(POLLIN, until))
             return false;

@@ -16,15 +16,15 @@
 
 namespace zmu::window {
 
-/// How long the program may take to start, and for each answer. One that takes longer is given up:
-/// it is ended, and its window with it.
-inline constexpr std::chrono::seconds patience{5};
-
 /// Whether the environment names a display. Otherwise the last error is
 /// ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION.
 bool hasDisplay();
 
-/// One such program, or none. For one thread at a time. Operations set the last error when they
+/// One such program, or none. It may take five seconds to start, and for each answer, or as many as
+/// the environment variable ZMU_WINDOW_SECONDS says: 1 to 3600, for a display that is far away. One
+/// that takes longer is given up: it is ended, and its window with it.
+///
+/// For one thread at a time. Operations set the last error when they
 /// fail, and a program that has ended, or had to be given up, stays away.
 class WindowHelper {
   public:
@@ -40,12 +40,12 @@ class WindowHelper {
     /// Whether the program runs. Asks nobody, so a program that was stopped runs.
     bool isAlive();
 
-    /// Gives an order and waits for the reply: false after `patience` (1460), or when the program
+    /// Gives an order and waits for the reply: false after the seconds (1460), or when the program
     /// has ended (1400) or failed (31).
     bool ask(const Request& request, std::wstring_view text, Reply& reply);
 
     /// Shows a message box until it is answered. The number of its button; 0 when the program ended
-    /// or failed, or did not say for `patience` that it is alive.
+    /// or failed, or did not say for the seconds that it is alive.
     int askPerson(const Request& request, std::wstring_view text);
 
     /// Ends the program and waits until it is gone.
@@ -53,6 +53,7 @@ class WindowHelper {
 
   private:
     using Clock = std::chrono::steady_clock;
+    using Seconds = std::chrono::seconds;
 
     bool launch();
     bool send(const Request& request, std::string_view text);
@@ -62,6 +63,7 @@ class WindowHelper {
     int m_socket = -1;
     int m_process = -1; ///< A descriptor of the program.
     pid_t m_host = 0;   ///< A child that the host has forked is not the host.
+    Seconds m_patience{5};
 };
 
 } // namespace zmu::window

@@ -196,12 +196,10 @@ TEST_F(JournalOf, ThreadsWriteEveryEventWhole)
     constexpr int threadsQty = 8;
     constexpr int rounds = 20;
     zgEL_Reporter::create(source, nullptr, 0);
-    inThreads(threadsQty, [&](int thread) {
+    inThreads(threadsQty, rounds, [&](int thread, int) {
         const std::wstring name = L"thread " + std::to_wstring(thread);
-        for (int round = 0; round < rounds; ++round)
-            EXPECT_TRUE(tell(3322, {name.c_str(), name.c_str()}))
-                << "thread " << thread << ", round " << round << ", error "
-                << zgEL_Reporter::getLoneInstance()->getError();
+        EXPECT_TRUE(tell(3322, {name.c_str(), name.c_str()}))
+            << zgEL_Reporter::getLoneInstance()->getError();
     });
     const std::vector<Entry> found = journal.entries(source, threadsQty * rounds);
     EXPECT_EQ(found.size(), std::size_t{threadsQty * rounds});
