@@ -102,7 +102,7 @@ TEST_F(LogFork, ChildOfAPlugInEndsItsSituationAndBeginsALog)
     EXPECT_EQ(entriesOfChildren(), QStringList({seriesNote(2, log), "child"}));
 }
 
-TEST_F(LogFork, ChildrenOfABusyProcessDoNotHang)
+TEST_F(LogFork, ChildrenOfBusyThreadsDoNotHang)
 {
     constexpr int reportersQty = 4;
     constexpr int childrenQty = 40;
