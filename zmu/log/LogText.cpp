@@ -39,8 +39,9 @@ u64 zmu::writeText(QTextStream& stream, LogDevice* log, const wchar_t* text, std
     }
 
     const std::size_t unitsCount = toUtf16(text, length, units);
-    QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char*>(units),
-                                               static_cast<qsizetype>(unitsCount * sizeof *units));
+    QByteArray bytes =
+        QByteArray::fromRawData(reinterpret_cast<const char*>(units),
+                                static_cast<qsizetype>(unitsCount) * qsizetype{sizeof *units});
     // A log without a head has not been given its encoding.
     if (stream.encoding() != QStringConverter::Utf16)
         bytes = QString(reinterpret_cast<const QChar*>(units), static_cast<qsizetype>(unitsCount))

@@ -109,8 +109,7 @@ bool lockUntil(std::mutex& mutex, const timespec& end)
 #if defined(__SANITIZE_THREAD__)
     __tsan_mutex_pre_lock(&mutex, __tsan_mutex_try_lock);
 #endif
-    const bool isTaken =
-        pthread_mutex_clocklock(mutex.native_handle(), CLOCK_MONOTONIC, &end) == 0;
+    const bool isTaken = pthread_mutex_clocklock(mutex.native_handle(), CLOCK_MONOTONIC, &end) == 0;
 #if defined(__SANITIZE_THREAD__)
     __tsan_mutex_post_lock(
         &mutex, __tsan_mutex_try_lock | (isTaken ? 0U : __tsan_mutex_try_lock_failed), 0);
