@@ -131,7 +131,7 @@ i64 ZarnStatusReporter::processDialogMessages(HWND window, unsigned int message,
         result = reinterpret_cast<i64>(m_dialogWindowColorBackground);
         break;
     case WM_DESTROY:
-        if (const HFONT font = std::exchange(m_dialogWindowLogicalFont, nullptr))
+        if (auto* const font = std::exchange(m_dialogWindowLogicalFont, nullptr))
             DeleteObject(font);
         break;
     default:

@@ -273,7 +273,7 @@ bool ZarnStatusReporter::freeResources()
     if (!freeDLL_Resources())
         succeeded = false;
     // The brush is the system's.
-    const HFONT font = std::exchange(m_dialogWindowLogicalFont, nullptr);
+    auto* const font = std::exchange(m_dialogWindowLogicalFont, nullptr);
     if (font && !DeleteObject(font)) {
         SetLastError(ERROR_SUCCESS);
         succeeded = false;
