@@ -172,6 +172,28 @@ TEST_F(LogRecovery, RolloverThatFailsIsTriedAgainOnceASecond)
     EXPECT_EQ(entriesOf(present()), QStringList{seriesNote(2, log)});
 }
 
+TEST_F(LogRecovery, FullLogIsLookedAtBeforeItIsReplaced)
+{
+    start();
+    const auto reportLast = [&](const wchar_t* text) {
+        DataSetOf::of(monitor)->getFileLog()->m_logByteCount = 20971520;
+        EXPECT_EQ(report(text), dx::Satisfied);
+    };
+    EXPECT_EQ(report(L"one"), dx::Satisfied);
+    ASSERT_TRUE(QFile::resize(logName, 0));
+    reportLast(L"two");
+    EXPECT_FALSE(QFile::exists(logName)); // which held nothing
+    const std::wstring second = present();
+    EXPECT_EQ(entriesOf(second), QStringList({seriesNote(2, log), "two"}));
+
+    EXPECT_EQ(report(L"three"), dx::Satisfied);
+    const qint64 tail = logBytes("</log>\n").size() - 2;
+    ASSERT_TRUE(QFile::resize(QString::fromStdWString(second), readFile(second).size() - tail - 4));
+    reportLast(L"four");
+    EXPECT_EQ(entriesOf(second), QStringList({seriesNote(2, log), "two", "thre"}));
+    EXPECT_EQ(entriesOf(present()), QStringList({seriesNote(3, log), "four"}));
+}
+
 TEST_F(LogRecovery, LongPathRollsOver)
 {
     start();

@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <thread>
 #include <vector>
 
@@ -55,14 +54,5 @@ ProcessEnd runProgram(const QString& program, const QStringList& arguments,
 
 /// Succeeds for a process that has returned 0; a failure tells what it wrote.
 testing::AssertionResult hasSucceeded(const ProcessEnd& end);
-
-#if !defined(_WIN32)
-/// Runs `body` in a fork of this process, whose status is what it returns, and waits for that, for
-/// a minute at most. Checks within it go nowhere.
-ProcessEnd runInChild(const std::function<int()>& body);
-
-/// Gives this process and its children mounts that nobody else sees. Why that cannot be, or empty.
-QString enterOwnMounts();
-#endif
 
 } // namespace zmu_test

@@ -127,13 +127,17 @@ void ZarnData::attendToLog()
     if (!isOpen(m_fileLog.m_logStream)) {
         if (mayReplaceLog())
             openSuccessor();
-        return;
+    } else if (steadyMilliseconds() - m_logWatch.lookTime >= interval) {
+        lookAtLog();
     }
-    ++m_logWatch.entries;
-    const u64 now = steadyMilliseconds();
-    if (now - m_logWatch.lookTime < interval || !getLogDevice())
+    ++m_logWatch.entries; // the one that is about to be written
+}
+
+void ZarnData::lookAtLog()
+{
+    if (!getLogDevice())
         return;
-    m_logWatch.lookTime = now;
+    m_logWatch.lookTime = steadyMilliseconds();
     const LogPlace place = findLog();
     if (place == LogPlace::Here)
         return;
@@ -143,6 +147,13 @@ void ZarnData::attendToLog()
     // A file that was moved is as good as before while there is no other.
     if (!openSuccessor() && place == LogPlace::Gone && !closeLogFile())
         m_fileLog.m_logStream = nullptr;
+}
+
+bool ZarnData::replaceFullLog()
+{
+    if (m_logWatch.isOn && getLogDevice())
+        findLog(); // which keeps what is no longer to be found there
+    return openSuccessor();
 }
 
 ZarnData::LogPlace ZarnData::findLog()
@@ -196,7 +207,7 @@ void ZarnData::keepStrayEntries(int file, int hole)
     m_logWatch.strayBegin = std::max(m_logWatch.seenPosition, hole);
     m_logWatch.strayEnd = m_fileLog.m_tailPosition;
     m_logWatch.strayHole = hole < 0 ? -1 : hole & ~1; // in the middle of a unit is before it
-    m_logWatch.strayEntries = m_logWatch.entries - 1; // without the one that is about to be written
+    m_logWatch.strayEntries = m_logWatch.entries;
 }
 
 void ZarnData::forgetStrayEntries()

@@ -49,10 +49,7 @@ void ZarnDataForThread::replaceLogFileAtLimit()
         return;
     if (!m_dataSet->mayReplaceLog())
         return; // the entry is written, and a later one tries again
-    if (!m_dataSet->reestablishLogFile(false)) {
-        m_dataSet->forgetSelfDX_Code();
-        throw int{dx::RolloverFailed};
-    }
+    require(m_dataSet->replaceFullLog(), dx::RolloverFailed);
     require(m_dataSet->getFileLog(), dx::NoFileLog);
 }
 

@@ -336,6 +336,10 @@ class ZMU_API ZarnData {
     /// Called by an engine before each entry, under the lock: finds the log a file if it has none,
     /// or none of this process's.
     void attendToLog();
+    /// Called by an engine when the log is at its limit, under the lock: a successor takes over, as
+    /// by reestablishLogFile(false), with what was written to a file that was taken away. Whether
+    /// it does; no code stays.
+    bool replaceFullLog();
     /// Notes that a situation found no log.
     void countLostSituation();
     /// Whether it is time to try a replacement, after one that failed.
@@ -643,6 +647,7 @@ class ZMU_API ZarnData {
     void watchNewLog();
     void leaveLogOfParent();
     enum class LogPlace { Here, Elsewhere, Gone };
+    void lookAtLog();
     LogPlace findLog();
     void keepStrayEntries(int file, int hole);
     bool openSuccessor();

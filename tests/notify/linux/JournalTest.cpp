@@ -2,6 +2,8 @@
 // without one.
 #include "Milestones.h"
 
+#include <linux/Child.h>
+
 #include <zmu/platform/Win32.h>
 
 #include <QFile>
@@ -182,7 +184,7 @@ TEST_F(JournalOf, ChildOfAForkWritesForItself)
 {
     zgEL_Reporter::create(source, nullptr, 0);
     EXPECT_TRUE(tell(3325, {L"parent"}));
-    EXPECT_TRUE(hasSucceeded(runInChild([this] { return tell(3325, {L"child"}) ? 0 : 1; })));
+    EXPECT_EQ(Child([this] { return tell(3325, {L"child"}) ? 0 : 1; }).wait().status, 0);
     EXPECT_TRUE(tell(3325, {L"parent"}));
     const std::vector<Entry> found = journal.entries(source, 3);
     ASSERT_EQ(found.size(), 3U);

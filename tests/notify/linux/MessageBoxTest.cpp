@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 #include <thread>
 
@@ -129,28 +128,6 @@ TEST_F(MessageBox, ThatIsLostSaysItsTextElsewhere)
         EXPECT_EQ(traces.take(), "The caption: Internal Error 0.042\n\nGo on?\n");
         EXPECT_TRUE(windowPrograms().empty());
     }
-}
-
-TEST_F(MessageBox, OfASituationHoldsOtherThreadsUntilItIsAnswered)
-{
-    strings()[7] = L"2~0|&|``Shown.`";
-    const Folder folder;
-    const Monitor monitor(folder.path("log.html"));
-    monitor->setDisplayDlgBoxFunction(
-        [](HWND, const wchar_t*, const wchar_t*, unsigned int style) { return show(style); });
-    std::thread first([&] { monitor->respondToSituation(7, nullptr); });
-    ASSERT_TRUE(becomesTrue([] { return windowPrograms().size() == 1; }));
-    std::atomic<bool> isDone = false;
-    std::thread second([&] {
-        EXPECT_EQ(reportText(monitor.get(), L"waits"), 0);
-        isDone = true;
-    });
-    press("Tab");
-    EXPECT_FALSE(isDone);
-    press("Return");
-    first.join();
-    second.join();
-    EXPECT_EQ(monitor->getSelfDX_Code(), 0);
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 #include "Dialogs.h"
 #include "Screen.h"
 
+#include <linux/Child.h>
+
 #include <zmu/notify/StatusCodes.h>
 
 #include <QFileInfo>
@@ -161,8 +163,7 @@ TEST_F(WindowProgram, EndsWithItsHost)
     // A child of the host that lives on holds the host's end of the socket, too.
     int life[2];
     ASSERT_EQ(pipe(life), 0);
-    const pid_t host = fork();
-    if (host == 0) {
+    Child host([&] {
         close(life[1]);
         const bool isShown = makeReporter() != nullptr;
         if (fork() == 0) {
@@ -172,14 +173,14 @@ TEST_F(WindowProgram, EndsWithItsHost)
             ZarnStatusReporter::destroy();
             _exit(isViable || read(life[0], &byte, 1) != 0 ? 1 : 0);
         }
-        _exit(isShown && pause() == 0 ? 0 : 1);
-    }
+        return isShown && pause() == 0 ? 0 : 1;
+    });
     EXPECT_TRUE(becomesTrue([] { return windowPrograms().size() == 1; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_EQ(windowPrograms().size(), 1u);
-    kill(host, SIGKILL);
+    host.kill();
     EXPECT_TRUE(areProgramsGone());
-    waitpid(host, nullptr, 0);
+    host.wait();
     close(life[0]);
     close(life[1]);
 }
@@ -199,15 +200,13 @@ TEST_F(WindowProgram, EndsWithItsHostThoughItsDisplayHangs)
     const std::string name = "127.0.0.1:" + std::to_string(ntohs(address.sin_port) - firstPort);
     setenv("DISPLAY", name.c_str(), 1);
     setenv("QT_QPA_PLATFORM", "xcb", 1);
-    const pid_t host = fork();
-    if (host == 0)
-        _exit(makeReporter() ? 1 : 0);
+    Child host([] { return makeReporter() ? 1 : 0; });
     pollfd caller{display, POLLIN, 0};
     EXPECT_EQ(poll(&caller, 1, 60000), 1);
     EXPECT_EQ(windowPrograms().size(), 1u);
-    kill(host, SIGKILL);
+    host.kill();
     EXPECT_TRUE(areProgramsGone());
-    waitpid(host, nullptr, 0);
+    host.wait();
     close(display);
 }
 
@@ -220,16 +219,12 @@ TEST_F(WindowProgram, OfAHostThatForksInACallIsNotTheChilds)
     kill(theProgram(), SIGSTOP);
     std::thread caller([&] { EXPECT_FALSE(reporter->updateDisplay(L"nobody draws this")); });
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
+    Child child([&] {
         const bool isOurs = IsWindow(dialog);
         auto* const own = makeDialog(nullptr);
-        _exit(!isOurs && IsWindow(own) && DestroyWindow(own) ? 0 : 1);
-    }
-    int end = -1;
-    waitpid(child, &end, 0);
-    EXPECT_EQ(end, 0);
+        return !isOurs && IsWindow(own) && DestroyWindow(own) ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait().status, 0);
     caller.join();
 }
 

@@ -1,11 +1,12 @@
 // The setting of the machine, in a file.
 #include "Assertiveness.h"
 
+#include <linux/Child.h>
+
 #include <QElapsedTimer>
 #include <QLockFile>
 
 #include <pwd.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace zmu_test;
@@ -31,13 +32,13 @@ namespace {
 int levelAsUser(Owner& owner)
 {
     const passwd* const nobody = getpwnam("nobody");
-    const ProcessEnd end = runInChild([&] {
+    Child child([&] {
         if (geteuid() == 0 && (!nobody || setgid(nobody->pw_gid) || setuid(nobody->pw_uid)))
             return 99;
         const int result = level(owner);
         return result < 0 ? 100 - result : result;
     });
-    const int result = end.isNormal ? end.status : 1000;
+    const int result = child.wait().status;
     return result > 100 ? 100 - result : result;
 }
 
@@ -98,10 +99,11 @@ TEST_F(Assertiveness, IsLookedForInAllFolders)
 TEST_F(Assertiveness, WaitsForAnotherWriterForASecond)
 {
     Owner owner;
+    const QString lock = settings.file() + ".lock";
     settings.store("12");
     QElapsedTimer clock;
     {
-        QLockFile others(settings.file() + ".lock");
+        QLockFile others(lock);
         ASSERT_TRUE(others.lock());
         clock.start();
         EXPECT_EQ(level(owner), -34);
@@ -111,13 +113,14 @@ TEST_F(Assertiveness, WaitsForAnotherWriterForASecond)
     EXPECT_EQ(level(owner), 0);
     // What a process left that is gone holds nobody up.
     settings.store("12");
-    const pid_t gone = fork();
-    if (gone == 0) {
-        QLockFile others(settings.file() + ".lock");
-        _exit(others.tryLock() ? 0 : 1);
-    }
-    waitpid(gone, nullptr, 0);
-    ASSERT_TRUE(QFile::exists(settings.file() + ".lock"));
+    Child gone([&] {
+        QLockFile others(lock);
+        if (others.tryLock())
+            _exit(0); // which leaves the file
+        return 1;
+    });
+    EXPECT_EQ(gone.wait().status, 0);
+    ASSERT_TRUE(QFile::exists(lock));
     EXPECT_EQ(level(owner), 0);
-    EXPECT_FALSE(QFile::exists(settings.file() + ".lock"));
+    EXPECT_FALSE(QFile::exists(lock));
 }

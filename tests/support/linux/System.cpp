@@ -1,6 +1,6 @@
 #include "../System.h"
-#include "../Processes.h"
 #include "../Traces.h"
+#include "Mounts.h"
 
 #include <QFile>
 
@@ -12,7 +12,6 @@
 #include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
@@ -46,20 +45,6 @@ void enterTimeZone(const char* rule)
 i64 heapBytes()
 {
     return static_cast<i64>(mallinfo2().uordblks);
-}
-
-ProcessEnd runInChild(const std::function<int()>& body)
-{
-    ProcessEnd end;
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        _exit(body());
-    }
-    int status = 0;
-    end.isNormal = child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status);
-    end.status = end.isNormal ? WEXITSTATUS(status) : -1;
-    return end;
 }
 
 QString enterOwnMounts()

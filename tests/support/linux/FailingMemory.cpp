@@ -1,0 +1,126 @@
+#include "FailingMemory.h"
+
+#include "Life.h"
+
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstddef>
+#include <cstring>
+
+using namespace zmu_test;
+
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+}
+
+namespace {
+
+constexpr int endsInQt = 99;
+
+std::atomic<bool> isOn = false; // whether allocations are counted, and may fail
+std::atomic<bool> sparesQt = false;
+std::atomic<long> count = 0;
+std::atomic<long>* sharedCount = nullptr;
+long firstFailing = LONG_MAX;
+long lastFailing = LONG_MAX;
+
+bool isQtMakingObjects()
+{
+    void* callers[64];
+    const int depth = backtrace(callers, 64);
+    for (int i = 0; i < depth; ++i) {
+        Dl_info function{};
+        if (dladdr(callers[i], &function) == 0 || !function.dli_sname)
+            continue;
+        for (const char* maker : {"_ZN7QThread13currentThreadEv", "_ZN11QTextStreamC1EP9QIODevice",
+                                  "_ZN11QTextStreamC2EP9QIODevice"}) {
+            if (std::strcmp(function.dli_sname, maker) == 0)
+                return true;
+        }
+    }
+    return false;
+}
+
+/// Where a debugger stops.
+[[gnu::noinline]] void failAllocation()
+{
+    if (sparesQt && isQtMakingObjects())
+        _exit(endsInQt);
+    errno = ENOMEM;
+}
+
+bool mayAllocate()
+{
+    if (!isOn)
+        return true;
+    const long number = ++count;
+    const bool fails = number >= firstFailing && number <= lastFailing;
+    if (fails)
+        failAllocation();
+    return !fails;
+}
+
+} // namespace
+
+// The C++ library's operator new allocates by malloc.
+extern "C" void* malloc(std::size_t size)
+{
+    return mayAllocate() ? __libc_malloc(size) : nullptr;
+}
+
+extern "C" void* calloc(std::size_t count, std::size_t size)
+{
+    return mayAllocate() ? __libc_calloc(count, size) : nullptr;
+}
+
+extern "C" void* realloc(void* memory, std::size_t size)
+{
+    return mayAllocate() ? __libc_realloc(memory, size) : nullptr;
+}
+
+extern "C" void* memalign(std::size_t alignment, std::size_t size)
+{
+    return mayAllocate() ? __libc_memalign(alignment, size) : nullptr;
+}
+
+extern "C" void* aligned_alloc(std::size_t alignment, std::size_t size)
+{
+    return memalign(alignment, size);
+}
+
+extern "C" int posix_memalign(void** memory, std::size_t alignment, std::size_t size)
+{
+    *memory = memalign(alignment, size);
+    return *memory ? 0 : ENOMEM;
+}
+
+LifeWithoutMemory::LifeWithoutMemory(const Place& place, long first, long last)
+{
+    if (!sharedCount)
+        sharedCount = &makeShared<std::atomic<long>>();
+    end = liveInChild({place, [first, last](FaultTime time) {
+                           firstFailing = first;
+                           lastFailing = last;
+                           if (time == FaultTime::Start)
+                               isQtMakingObjects(); // which allocates the first time
+                           sparesQt = time == FaultTime::Start;
+                           *sharedCount = count.load();
+                           isOn = time != FaultTime::None;
+                       }});
+    endedInQt = end.status == endsInQt;
+    if (!endedInQt)
+        failure = describeLife(end);
+}
+
+long LifeWithoutMemory::allocations()
+{
+    return *sharedCount;
+}

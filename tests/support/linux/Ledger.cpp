@@ -1,0 +1,224 @@
+#include "Ledger.h"
+
+#include "../Monitors.h"
+#include "../Strings.h"
+
+#include <zmu/monitor/DxCodes.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string_view>
+
+using namespace zmu;
+
+namespace zmu_test {
+
+namespace {
+
+constexpr std::u16string_view tails[] = {u"</html>\n", u"</body><html>\n"}; // ours, the built-in
+
+/// {lane.number.aaaa}, with letters and a length that depend on the number; made without memory.
+class EntryText {
+  public:
+    static constexpr std::size_t capacity = 320;
+    EntryText(int lane, long number)
+    {
+        m_end = std::to_chars(m_text + 1, std::end(m_text), lane).ptr;
+        *m_end++ = '.';
+        m_end = std::to_chars(m_end, std::end(m_text), number).ptr;
+        *m_end++ = '.';
+        m_end = std::fill_n(m_end, (number * 7 + lane) % 240, static_cast<char>('a' + number % 26));
+        *m_end++ = '}';
+    }
+    const char* begin() const { return m_text; }
+    const char* end() const { return m_end; }
+    std::size_t size() const { return static_cast<std::size_t>(m_end - m_text); }
+
+  private:
+    char m_text[capacity] = "{";
+    char* m_end;
+};
+
+/// Reads digits up to a dot; -1 if that is not what is there.
+long readNumber(std::u16string_view& text)
+{
+    long number = 0;
+    std::size_t i = 0;
+    for (; i < text.size() && text[i] >= u'0' && text[i] <= u'9'; ++i)
+        number = number * 10 + (text[i] - u'0');
+    if (i == 0 || i == text.size() || text[i] != u'.')
+        return -1;
+    text.remove_prefix(i + 1);
+    return number;
+}
+
+/// Whether the text begins with a whole entry, which is taken off.
+bool takeEntry(std::u16string_view& text, long& lane, long& number)
+{
+    std::u16string_view rest = text.substr(1);
+    lane = readNumber(rest);
+    number = lane < 0 ? -1 : readNumber(rest);
+    if (number < 0)
+        return false;
+    const EntryText expected(static_cast<int>(lane), number);
+    if (text.size() < expected.size() ||
+        !std::equal(expected.begin(), expected.end(), text.begin(),
+                    [](char left, char16_t right) { return char16_t(left) == right; }))
+        return false;
+    text.remove_prefix(expected.size());
+    return true;
+}
+
+} // namespace
+
+long Ledger::sum() const
+{
+    long sum = 0;
+    for (const auto& lane : done)
+        sum += lane;
+    return sum;
+}
+
+void Ledger::clear()
+{
+    for (auto& lane : done)
+        lane = 0;
+}
+
+bool Ledger::report(Zarn* monitor, int lane)
+{
+    const EntryText text(lane, done[lane]);
+    wchar_t wide[EntryText::capacity] = {};
+    std::copy(text.begin(), text.end(), wide);
+    const int code = reportText(monitor, wide);
+    if (code != dx::Satisfied)
+        monitor->forgetSelfDX_Code();
+    if (code != dx::Satisfied && code != dx::RolloverFailed)
+        return false;
+    ++done[lane];
+    return true;
+}
+
+Place::Place(Form form) : ledger(makeShared<Ledger>())
+{
+    char name[] = "/tmp/zmu_place_XXXXXX";
+    root = mkdtemp(name);
+    logs = root + "/logs";
+    std::filesystem::create_directory(logs);
+    setenv("XDG_CONFIG_DIRS", root.c_str(), 1);
+    setLogDirectory(std::wstring(logs.begin(), logs.end()));
+    if (form == Form::None)
+        return;
+    std::filesystem::create_directory(logs + "/Templates");
+    std::ofstream(logs + "/Templates/bpw_template.html")
+        << "^INJECT_SYS_INFO\n1\nSYS_INFO_ENV_OP 1 1 0\n<b>\n</b>\n<i>\n</i>\n"
+           "^HEAD\n<html>[PRODUCT_NAME] [SYS_INFO_ENV_OP]\n"
+           "^BODY\n<p>[ENTRY_ID] [SITUATION_DSCRP]<br>\n^TAIL\n</html>\n";
+}
+
+Place::~Place()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(root, ignored);
+    munmap(&ledger, sizeof ledger);
+}
+
+void Place::clear() const
+{
+    for (const std::string& file : filesOf(logs))
+        std::filesystem::remove(file); // which leaves the folder of the form
+    ledger.clear();
+}
+
+std::vector<std::string> filesOf(const std::string& folder)
+{
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        if (entry.is_regular_file())
+            files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+void LogReader::readFolder(const std::string& folder, bool mayBeCut)
+{
+    for (const std::string& file : filesOf(folder))
+        readFile(file, mayBeCut);
+}
+
+void LogReader::readFile(const std::string& file, bool mayBeCut)
+{
+    std::stringstream stream;
+    stream << std::ifstream(file, std::ios::binary).rdbuf();
+    const std::string bytes = stream.str();
+    std::u16string_view text(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / 2);
+    ++documents;
+    if (text.empty() && mayBeCut) {
+        ++cut;
+        return;
+    }
+    const auto fail = [&](const std::string& flaw) {
+        flaws.push_back(std::filesystem::path(file).filename().string() + ' ' + flaw);
+    };
+    bool isEnded = false;
+    for (const std::u16string_view tail : tails)
+        isEnded = isEnded || text.find(tail) == text.size() - tail.size();
+    if (!text.starts_with(u"\xFEFF<html>") && !mayBeCut)
+        fail("does not begin as a document");
+    if (text.find(u'\0') != text.npos || bytes.size() % 2 != 0)
+        fail("has zeros or half a character");
+    if (!isEnded && !mayBeCut)
+        fail("is no whole document");
+    cut += !isEnded;
+
+    for (std::size_t at = 0; (at = text.find(u'{', at)) != text.npos;) {
+        text.remove_prefix(at);
+        at = 0;
+        long lane = 0;
+        long number = 0;
+        if (!takeEntry(text, lane, number)) {
+            at = 1;
+            if (!mayBeCut || text.find(u'{', at) != text.npos)
+                fail("has an entry that is not whole");
+            continue;
+        }
+        Lane& found = m_lanes[static_cast<int>(lane)];
+        for (; found.next < number; ++found.next)
+            found.missing.push_back(found.next);
+        if (found.next > number)
+            fail("has entry " + std::to_string(number) + " of lane " + std::to_string(lane) +
+                 " again or too late");
+        else
+            ++found.next;
+    }
+}
+
+std::vector<long> LogReader::missing(const Ledger& ledger, int lane) const
+{
+    const auto found = m_lanes.find(lane);
+    std::vector<long> numbers;
+    long next = 0;
+    if (found != m_lanes.end()) {
+        numbers = found->second.missing;
+        next = found->second.next;
+    }
+    for (; next < ledger.done[lane]; ++next)
+        numbers.push_back(next);
+    return numbers;
+}
+
+long LogReader::lost(const Ledger& ledger) const
+{
+    long count = 0;
+    for (int lane = 0; lane < Ledger::lanesQty; ++lane)
+        count += static_cast<long>(missing(ledger, lane).size());
+    return count;
+}
+
+} // namespace zmu_test

@@ -1,0 +1,33 @@
+// A host's life under faults: the start of an owner, situations of two threads, a rollover, an end.
+#pragma once
+
+#include "Child.h"
+#include "Ledger.h"
+
+#include <zmu/monitor/Zarn.h>
+
+#include <functional>
+#include <string>
+
+namespace zmu_test {
+
+/// What a life may meet with.
+enum class FaultTime { None, Start, Work };
+
+struct Life {
+    const Place& place; ///< Cleared first.
+    /// Lets faults in, or keeps them out.
+    std::function<void(FaultTime)> setFaults;
+    /// What the host does besides, with faults let in; null for nothing.
+    std::function<void(Zarn*)> more = {};
+};
+
+/// Lives that life in a fork of this process, which has not used the library. Nothing may crash or
+/// hang; what is told as done is in a log, each entry once; what is not says a code; and without
+/// faults everything works again. The child ends with 0 then, else with the number of a failure.
+ChildEnd liveInChild(const Life& life);
+
+/// What was wrong with a life; empty if nothing.
+std::string describeLife(const ChildEnd& end);
+
+} // namespace zmu_test

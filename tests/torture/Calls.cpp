@@ -1,0 +1,369 @@
+// Each call to the system that the library makes fails, once, with each error that it can give.
+//
+// The calls are caught where they leave the library: in the table of addresses by which libzmu.so
+// finds what it does not define. So they are the library's alone, and none can be forgotten: what
+// the library imports from the C library has a row below, or is known not to ask the system.
+#include "Torture.h"
+
+#include <linux/Life.h>
+
+#include <zmu/notify/zgEL_Reporter.h>
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <elf.h>
+#include <fcntl.h>
+#include <link.h>
+#include <poll.h>
+#include <pwd.h>
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/sysinfo.h>
+#include <sys/utsname.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
+using namespace zmu_test;
+using namespace zmu_torture;
+
+namespace {
+
+// ---- Faults ----------------------------------------------------------------------------------------------
+
+constexpr int cutShort = -1; ///< As an error: the call is made with one byte less.
+
+/// What is to fail: the call of that number, 1 being the first, to the function of that row.
+struct Fault {
+    int row = -1;
+    long number = 0;
+    int error = 0;
+};
+
+constexpr int rowsMax = 100;
+
+struct Tally {
+    std::atomic<long> calls[rowsMax]; ///< Of one life.
+    std::atomic<long> failed[rowsMax];
+};
+
+bool isOn = false;
+Fault fault;
+Tally* tally = nullptr;
+
+/// The error that this call is to fail with, 0 for none.
+int errorOfThisCall(int row)
+{
+    if (!isOn || row < 0)
+        return 0;
+    const long number = ++tally->calls[row];
+    if (fault.row != row || fault.number != number)
+        return 0;
+    ++tally->failed[row];
+    return fault.error;
+}
+
+template <auto function>
+inline int rowOf = -1;
+
+template <class Result>
+Result failing(int error)
+{
+    errno = error;
+    if constexpr (std::is_pointer_v<Result>)
+        return nullptr;
+    else
+        return static_cast<Result>(-1);
+}
+
+/// Called by the library in the place of `function`. `isMade`: a call that fails does its work all
+/// the same, as close does. `returnsError`: the error is the result.
+template <auto function, bool isMade, bool returnsError, class Result, class... Arguments>
+Result standIn(Arguments... arguments)
+{
+    const int error = errorOfThisCall(rowOf<function>);
+    if (error == 0)
+        return function(arguments...);
+    if (isMade)
+        static_cast<void>(function(arguments...));
+    if constexpr (std::is_same_v<Result, ssize_t> && sizeof...(Arguments) >= 3) {
+        if (error == cutShort) {
+            std::tuple<Arguments...> shorter(arguments...);
+            --std::get<2>(shorter);
+            return std::apply(function, shorter);
+        }
+    }
+    if constexpr (returnsError)
+        return error;
+    else
+        return failing<Result>(error);
+}
+
+template <auto function, bool isMade, bool returnsError, class Result, class... Arguments>
+void* addressOfStandIn(Result (*)(Arguments...))
+{
+    return reinterpret_cast<void*>(&standIn<function, isMade, returnsError, Result, Arguments...>);
+}
+
+// ---- The calls -------------------------------------------------------------------------------------------
+
+struct Row {
+    const char* name;
+    std::vector<int> errors;
+    void* standIn;
+    int* number; ///< Where the stand-in finds which row it is.
+};
+
+template <auto function, bool isMade = false, bool returnsError = false>
+Row row(const char* name, std::vector<int> errors)
+{
+    return {name, std::move(errors), addressOfStandIn<function, isMade, returnsError>(function),
+            &rowOf<function>};
+}
+
+int openFile(const char* path, int flags, mode_t mode)
+{
+    return open(path, flags, mode);
+}
+
+/// That a mapping fails is not said by null.
+std::intptr_t mapFile(void* at, std::size_t size, int rights, int flags, int file, off_t from)
+{
+    return reinterpret_cast<std::intptr_t>(mmap(at, size, rights, flags, file, from));
+}
+
+int control(int file, int command, void* argument)
+{
+    return fcntl(file, command, argument);
+}
+
+long systemCall(long number, long first, long second, long third, long fourth, long fifth)
+{
+    return syscall(number, first, second, third, fourth, fifth);
+}
+
+const std::vector<int> pathErrors = {EACCES, ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, ENOMEM, EIO};
+const std::vector<int> makingErrors = {EACCES, ENOENT, EEXIST, EMFILE, ENFILE, ENOSPC,
+                                       EDQUOT, EROFS,  EINTR,  ENOMEM, EIO,    EPERM};
+const std::vector<int> writeErrors = {ENOSPC, EDQUOT, EFBIG, EIO, EINTR, EAGAIN, EPIPE, cutShort};
+const std::vector<int> readErrors = {EIO, EINTR, EAGAIN, EISDIR, cutShort};
+const std::vector<int> fileErrors = {EIO, EINTR, ENOMEM, EACCES, EPERM};
+const std::vector<int> socketErrors = {EINTR, EAGAIN, ENOBUFS, ENOMEM, ECONNREFUSED, EPIPE};
+
+const Row rows[] = {
+    row<access>("access", pathErrors),
+    row<eaccess>("eaccess", pathErrors),
+    row<stat>("stat", pathErrors),
+    row<lstat>("lstat", pathErrors),
+    row<fstat>("fstat", fileErrors),
+    row<fstatat>("fstatat", pathErrors),
+    row<statvfs>("statvfs", pathErrors),
+    row<readlink>("readlink", pathErrors),
+    row<realpath>("realpath", pathErrors),
+    row<openFile>("open", makingErrors),
+    row<mkdir>("mkdir", makingErrors),
+    row<rename>("rename", makingErrors),
+    row<unlink>("unlink", {EACCES, ENOENT, EROFS, EIO, EBUSY}),
+    row<opendir>("opendir", makingErrors),
+    row<readdir>("readdir", {EIO, ENOENT}),
+    row<closedir, true>("closedir", {EIO}),
+    row<close, true>("close", {EIO, EINTR, ENOSPC, EDQUOT}),
+    row<pread>("pread", readErrors),
+    row<read>("read", readErrors),
+    row<pwrite>("pwrite", writeErrors),
+    row<write>("write", writeErrors),
+    row<ftruncate>("ftruncate", fileErrors),
+    row<fsync>("fsync", writeErrors),
+    row<fchmod>("fchmod", fileErrors),
+    row<fchown>("fchown", fileErrors),
+    row<flock>("flock", {EINTR, EWOULDBLOCK, ENOLCK}),
+    row<control>("fcntl", {EMFILE, EINTR, EAGAIN}),
+    row<systemCall>("syscall", {ENOSYS, EPERM}),
+    row<mapFile>("mmap", {ENOMEM, EAGAIN, EACCES, ENODEV}),
+    row<munmap, true>("munmap", {ENOMEM}),
+    row<dlopen>("dlopen", {ENOENT}),
+    row<dlsym>("dlsym", {ENOENT}),
+    row<getpwuid_r, false, true>("getpwuid_r", {EIO, EMFILE, ENOMEM, ERANGE}),
+    row<gethostname>("gethostname", {ENAMETOOLONG, EPERM}),
+    row<getdomainname>("getdomainname", {ENAMETOOLONG, EPERM}),
+    row<uname>("uname", {EFAULT}),
+    row<sysinfo>("sysinfo", {EFAULT}),
+    row<sysconf>("sysconf", {EINVAL}),
+    row<localtime_r>("localtime_r", {EOVERFLOW}),
+    row<nanosleep>("nanosleep", {EINTR}),
+    row<poll>("poll", {EINTR, ENOMEM}),
+    row<connect>("connect", {ECONNREFUSED, EACCES, EINTR, EAGAIN, ENOENT}),
+    row<socket>("socket", {EMFILE, ENFILE, ENOBUFS, EACCES}),
+    row<socketpair>("socketpair", {EMFILE, ENFILE, EACCES}),
+    row<setsockopt>("setsockopt", {ENOBUFS}),
+    row<send>("send", socketErrors),
+    row<sendmsg>("sendmsg", socketErrors),
+    row<recvmsg>("recvmsg", socketErrors),
+    row<posix_spawn, false, true>("posix_spawn", {EAGAIN, ENOMEM, ENOENT, EACCES}),
+    row<waitpid>("waitpid", {EINTR, ECHILD}),
+    row<waitid>("waitid", {EINTR, ECHILD}),
+    row<pthread_key_create, false, true>("pthread_key_create", {EAGAIN, ENOMEM}),
+    row<pthread_setspecific, false, true>("pthread_setspecific", {ENOMEM}),
+};
+
+// ---- Where they leave the library ------------------------------------------------------------------------
+
+/// Calls `use` with the name and the place of each address that libzmu.so is given by others.
+template <class Use>
+void forEachImport(Use use)
+{
+    const auto* map = static_cast<const link_map*>(dlopen(LIBRARY_FILE, RTLD_NOW | RTLD_NOLOAD));
+    std::map<ElfW(Sxword), ElfW(Addr)> dynamic;
+    for (const ElfW(Dyn)* entry = map->l_ld; entry->d_tag != DT_NULL; ++entry)
+        dynamic[entry->d_tag] = entry->d_un.d_ptr;
+    const auto* symbols = reinterpret_cast<const ElfW(Sym)*>(dynamic[DT_SYMTAB]);
+    const auto* names = reinterpret_cast<const char*>(dynamic[DT_STRTAB]);
+    const std::pair<ElfW(Addr), ElfW(Addr)> tables[] = {{dynamic[DT_RELA], dynamic[DT_RELASZ]},
+                                                        {dynamic[DT_JMPREL], dynamic[DT_PLTRELSZ]}};
+    for (const auto& [start, size] : tables) {
+        const auto* entry = reinterpret_cast<const ElfW(Rela)*>(start);
+        for (const auto* end = entry + size / sizeof *entry; entry != end; ++entry) {
+            const ElfW(Sym)& symbol = symbols[ELF64_R_SYM(entry->r_info)];
+            if (ELF64_R_SYM(entry->r_info) != 0 && symbol.st_shndx == SHN_UNDEF)
+                use(std::string_view(names + symbol.st_name),
+                    reinterpret_cast<void**>(map->l_addr + entry->r_offset));
+        }
+    }
+}
+
+/// What the library imports and does not ask the system for anything that it could refuse, or not
+/// in a life: the programs of windows have tests of their own.
+bool cannotFail(std::string_view name)
+{
+    constexpr std::string_view beginnings[] = {"_Z",
+                                               "__",
+                                               "_ITM",
+                                               "_Unwind",
+                                               "_dl_",
+                                               "_exit",
+                                               "qt_",
+                                               "gnu_dev_",
+                                               "atoi",
+                                               "environ",
+                                               "daylight",
+                                               "mem",
+                                               "str",
+                                               "wcs",
+                                               "wmem",
+                                               "sig",
+                                               "isspace",
+                                               "iswspace",
+                                               "mbrtowc",
+                                               "tolower",
+                                               "toupper",
+                                               "snprintf",
+                                               "vsnprintf",
+                                               "swprintf",
+                                               "vswprintf",
+                                               "malloc",
+                                               "free",
+                                               "nl_langinfo",
+                                               "localeconv",
+                                               "setlocale",
+                                               "duplocale",
+                                               "freelocale",
+                                               "getenv",
+                                               "geteuid",
+                                               "getpid",
+                                               "gettid",
+                                               "time",
+                                               "clock_gettime",
+                                               "dladdr",
+                                               "dlinfo",
+                                               "dlclose",
+                                               "dl_iterate_phdr",
+                                               "pthread_mutex",
+                                               "pthread_cond",
+                                               "pthread_getspecific",
+                                               "pthread_key_delete",
+                                               "pthread_set",
+                                               "pthread_sigmask",
+                                               "clone",
+                                               "pidfd_",
+                                               "posix_spawn_file",
+                                               "posix_spawnattr",
+                                               "kill",
+                                               "tgkill"};
+    for (const std::string_view beginning : beginnings) {
+        if (name.starts_with(beginning))
+            return true;
+    }
+    return false;
+}
+
+void catchCalls(Run& run)
+{
+    constexpr std::uintptr_t pageBytes = 4096;
+    for (std::size_t i = 0; i < std::size(rows); ++i)
+        *rows[i].number = static_cast<int>(i);
+    forEachImport([&run](std::string_view name, void** place) {
+        for (const Row& row : rows) {
+            if (name != row.name)
+                continue;
+            const auto page = reinterpret_cast<std::uintptr_t>(place) & ~(pageBytes - 1);
+            mprotect(reinterpret_cast<void*>(page), 2 * pageBytes, PROT_READ | PROT_WRITE);
+            *place = row.standIn;
+            return;
+        }
+        if (!cannotFail(name))
+            run.flaw("the library calls " + std::string(name) + ", which has no row");
+    });
+}
+
+} // namespace
+
+void zmu_torture::failSystemCalls(Run& run)
+{
+    constexpr long quickSamples = 3; // of the calls to a function
+    tally = &makeShared<Tally>();
+    catchCalls(run);
+    const Place place(Place::Form::Full);
+    const auto liveOnce = [&] {
+        for (auto& calls : tally->calls)
+            calls = 0;
+        const ChildEnd end =
+            liveInChild({place, [](FaultTime time) { isOn = time != FaultTime::None; }});
+        run.counts.done += place.ledger.sum();
+        return end;
+    };
+    run.take(liveOnce(), "a life without faults");
+    long calls[rowsMax] = {};
+    std::copy(std::begin(tally->calls), std::end(tally->calls), calls);
+
+    int lives = 0;
+    std::string unused;
+    for (int i = 0; i < static_cast<int>(std::size(rows)); ++i) {
+        if (calls[i] == 0) {
+            unused += std::string(" ") + rows[i].name;
+            continue;
+        }
+        run.did << rows[i].name << ' ' << calls[i] << " x " << rows[i].errors.size() << ", ";
+        const long step = run.isQuick ? 1 + calls[i] / quickSamples : 1;
+        for (const int error : rows[i].errors) {
+            for (long number = 1; number <= calls[i]; number += step, ++lives) {
+                fault = {i, number, error};
+                const ChildEnd end = liveOnce();
+                run.take(end, std::string(rows[i].name) + " call " + std::to_string(number) + ", " +
+                                  (error == cutShort ? "cut short" : strerrorname_np(error)) +
+                                  ": " + describeLife(end));
+            }
+        }
+    }
+    run.did << lives << " lives; not called:" << unused;
+}

@@ -1,0 +1,96 @@
+// Room that runs out, and comes back.
+#include "Torture.h"
+
+#include <linux/Refusals.h>
+
+#include <filesystem>
+
+#include <unistd.h>
+
+using namespace zmu_test;
+using namespace zmu_torture;
+
+namespace {
+
+constexpr int longestEntry = 520; // bytes
+
+/// Reports until it is done: a log that had no room for its head comes back within a second or so.
+bool comesBack(const Place& place, Zarn* monitor)
+{
+    return waitUntil([&] { return place.ledger.report(monitor, 0); });
+}
+
+void expectWhole(Run& run, const Place& place)
+{
+    LogReader logs;
+    logs.readFolder(place.logs);
+    if (!logs.flaws.empty() || logs.lost(place.ledger) > 0)
+        run.flaw("without room: " + (logs.flaws.empty() ? "entries are lost" : logs.flaws.front()));
+}
+
+} // namespace
+
+void zmu_torture::limitAtEveryByte(Run& run)
+{
+    const int rounds = run.rounds(10, 1);
+    const Place place;
+    auto& refused = makeShared<std::atomic<long>>();
+    Child child([&] {
+        Zarn* const monitor = openMonitor(place, 0);
+        const std::string log = place.logs + "/0-0.html";
+        for (int i = 0; i < 10; ++i) // a limit cannot be below 0
+            place.ledger.report(monitor, 0);
+        for (int round = 0; round < rounds; ++round) {
+            for (int offset = -longestEntry; offset <= longestEntry; ++offset) {
+                const auto size = static_cast<long>(std::filesystem::file_size(log));
+                {
+                    const SizeLimit held(size + offset);
+                    refused += !place.ledger.report(monitor, 0);
+                }
+                expectWhole(run, place);
+                if (!place.ledger.report(monitor, 0))
+                    run.flaw("refused with room again, limit was at " + std::to_string(offset));
+            }
+        }
+        return 0;
+    });
+    run.take(child.wait());
+    run.check(place);
+    if (refused < rounds * longestEntry)
+        run.flaw("the limit refused next to nothing");
+    run.did << rounds * (2 * longestEntry + 1) << " limits; " << refused << " refused";
+}
+
+void zmu_torture::fillTheDisk(Run& run)
+{
+    constexpr int refusedMax = 3; // the present block takes some
+    const int rounds = run.rounds(400, 60);
+    const Place place;
+    const std::string ballast = place.root + "/logs/ballast";
+    auto& refused = makeShared<std::atomic<long>>();
+    if (const std::string why = mountSmallDisk(place.logs); !why.empty()) {
+        run.did << "no disk of its own (" << why << "), so only limits for files: ";
+        limitAtEveryByte(run);
+        return;
+    }
+    Child child(
+        [&] {
+            Zarn* const monitor = openMonitor(place, 40000);
+            for (int round = 0; round < rounds; ++round) {
+                fill(ballast);
+                for (int i = 0; i < refusedMax;)
+                    i += !place.ledger.report(monitor, 0);
+                refused += refusedMax;
+                unlink(ballast.c_str());
+                expectWhole(run, place);
+                if (!comesBack(place, monitor))
+                    run.flaw("refused with room again");
+            }
+            return 0;
+        },
+        run.isQuick ? 120 : 1200);
+    run.take(child.wait());
+    const LogReader logs = run.check(place);
+    run.did << "a tmpfs of 1 MiB was filled " << rounds << " times; " << refused << " refused, "
+            << logs.documents << " documents";
+}
