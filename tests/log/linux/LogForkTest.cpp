@@ -110,7 +110,7 @@ TEST_F(LogFork, ChildOfAPlugInEndsItsSituationAndBeginsALog)
     EXPECT_EQ(entriesOfChildren(), QStringList({seriesNote(2, log), "child"}));
 }
 
-TEST_F(LogFork, ChildrenOfBusyThreadsDoNotHang)
+TEST_F(LogFork, ChildrenOfABusyProcessDoNotHang)
 {
     constexpr int reportersQty = 4;
     constexpr int childrenQty = 40;
