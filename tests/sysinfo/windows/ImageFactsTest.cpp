@@ -1,6 +1,8 @@
 // What an image's file tells, hostile files among them.
 #include "EnvApp.h"
 
+#include <zmu/platform/Win32.h>
+
 #include <cstring>
 
 using namespace zmu_test;
