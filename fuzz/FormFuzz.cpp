@@ -22,7 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     data.setSystemTextsEscaped(isEscaped);
     data.recordTag(product.c_str(), Zarn_FORM_TAG_PRODUCT_NAME);
     data.recordTag(product.c_str(), Zarn_FORM_TAG_NAME_OF_USER);
-    FUZZ_CHECK(data.open()); // with the built-in form in the place of one that cannot be used
+    if (!data.open())
+        return 0; // the form can be used, but for a head or a tail that is too long
     for (const std::wstring& text : {first, second, first}) {
         zmu_test::strings()[1] = L"1~0~2~s~||``%1`";
         Arguments arguments;

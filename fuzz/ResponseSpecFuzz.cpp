@@ -14,7 +14,19 @@ constexpr int situation = 1000;
 constexpr int firstAffix = 9000;
 constexpr int affixesQty = 3;
 
-/// Records arguments as a caller does who reports without any.
+/// One situation to report.
+struct Step {
+    explicit Step(Input& input)
+        : spec(input.wideText()), affix(input.wideText()), arguments(input),
+          isRecorded(input.flag())
+    {}
+
+    std::wstring spec;
+    std::wstring affix;
+    Arguments arguments;
+    bool isRecorded; ///< Its arguments were recorded beforehand, too.
+};
+
 void record(LoggingData& data, const Arguments& arguments)
 {
     for (std::size_t i = 0; i < arguments.values.size(); ++i) {
@@ -28,6 +40,20 @@ void record(LoggingData& data, const Arguments& arguments)
         else
             data.recordArgument(static_cast<unsigned>(value), ZARN_ARG_NEXT);
     }
+}
+
+/// Reports; what comes back holds no moment any more.
+Outcome report(LoggingData& data, const Step& step)
+{
+    constexpr std::u16string_view stamp = u"<!-- SituationID=1000 -->2026-11-22 00:00:00.000 ";
+    zmu_test::strings()[situation] = step.spec;
+    zmu_test::strings()[firstAffix + 1] = step.affix;
+    if (step.isRecorded)
+        record(data, step.arguments);
+    Outcome outcome = data.report(situation, step.arguments);
+    FUZZ_CHECK(outcome.entry.empty() || outcome.entry.size() > stamp.size() * sizeof stamp[0]);
+    outcome.entry.erase(0, stamp.size() * sizeof stamp[0]);
+    return outcome;
 }
 
 /// Whether the text for the log, the last record but one, begins with something that is shown.
@@ -54,14 +80,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (input.flag())
         data.setBehaviorCriteria(0);
     FUZZ_CHECK(data.open());
-    while (!input.isEmpty()) {
-        const std::wstring spec = input.wideText();
-        zmu_test::strings()[situation] = spec;
-        zmu_test::strings()[firstAffix + 1] = input.wideText();
-        const Arguments arguments(input);
-        if (input.flag())
-            record(data, arguments);
-        data.report(situation, arguments, !tellsSomething(spec));
+    std::deque<Step> steps;
+    while (!input.isEmpty())
+        steps.emplace_back(input);
+
+    std::vector<Outcome> outcomes;
+    for (const Step& step : steps) {
+        outcomes.push_back(report(data, step));
+        FUZZ_CHECK(outcomes.back().code != 0 || !outcomes.back().entry.empty() ||
+                   !tellsSomething(step.spec));
+    }
+    // Nothing that was reported in between makes a difference.
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        const Outcome again = report(data, steps[i]);
+        FUZZ_CHECK(again.code == outcomes[i].code && again.entry == outcomes[i].entry);
     }
     return 0;
 }

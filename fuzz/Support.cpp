@@ -64,6 +64,11 @@ int showNothing(HWND, const wchar_t* text, const wchar_t* caption, unsigned int)
     return caption ? static_cast<int>(std::wcslen(caption)) : 0;
 }
 
+std::string_view bytesOf(std::u16string_view text)
+{
+    return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof text[0]};
+}
+
 std::wstring widePathOf(const char* name)
 {
     const std::string path = pathOf(name);
@@ -171,21 +176,27 @@ LoggingData::LoggingData(const wchar_t* formName)
 
 bool LoggingData::open()
 {
+    const std::string path = pathOf("log.html");
+    std::filesystem::remove(path); // of the input before
     if (establishLogFile(true)) {
         document();
         return true;
     }
     FUZZ_CHECK(isInTable(getSelfDX_Code()));
+    FUZZ_CHECK(!std::filesystem::exists(path) || std::filesystem::is_empty(path));
     return false;
 }
 
 std::string LoggingData::document()
 {
     constexpr std::string_view mark = "\xFF\xFE";
+    constexpr std::u16string_view builtInTail = u"</body><html>\n";
     std::string text = readFile(pathOf("log.html"));
     FUZZ_CHECK(text.starts_with(mark) && text.size() % 2 == 0);
     FUZZ_CHECK(text.starts_with(m_entries) && m_entries.size() <= tailPosition());
     FUZZ_CHECK(tailPosition() < text.size());
+    FUZZ_CHECK(!getFileLog()->m_formIsBuiltIn ||
+               text.substr(tailPosition()) == bytesOf(builtInTail));
     m_entries = text.substr(0, tailPosition());
     return text;
 }
@@ -195,20 +206,20 @@ std::size_t LoggingData::tailPosition() const
     return static_cast<std::size_t>(getFileLog()->m_tailPosition);
 }
 
-void LoggingData::report(int situationID, const Arguments& arguments, bool mayBeSilent)
+Outcome LoggingData::report(int situationID, const Arguments& arguments)
 {
     const std::size_t before = tailPosition();
     respondToSituation(situationID, nullptr, arguments.values.data(), arguments.kinds.data(),
                        arguments.values.size());
     const int code = getSelfDX_Code();
     FUZZ_CHECK(isInTable(code));
-    document();
-    FUZZ_CHECK(code != zmu::dx::Satisfied || mayBeSilent || tailPosition() > before);
+    Outcome outcome{code, document().substr(before, tailPosition() - before)};
     if (code != zmu::dx::Satisfied) {
         forgetSelfDX_Code();
         FUZZ_CHECK(forgetSituation());
     }
     FUZZ_CHECK(isSelfSatisfied() && isSituationNormal());
+    return outcome;
 }
 
 } // namespace zmu_fuzz

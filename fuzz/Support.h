@@ -106,6 +106,12 @@ struct Arguments {
     std::deque<std::string> narrowTexts;
 };
 
+/// What became of a situation.
+struct Outcome {
+    int code = 0;
+    std::string entry; ///< As it is in the log; empty for none.
+};
+
 /// A data set that a target drives by hand, with its log in the process's folder. What it reports
 /// are the strings of zmu_test::strings().
 class LoggingData : public ZarnData {
@@ -120,9 +126,8 @@ class LoggingData : public ZarnData {
     std::string document();
     /// Where the tail begins in document().
     std::size_t tailPosition() const;
-    /// Reports, checks document and code, and ends a situation that has failed. One that succeeds
-    /// has an entry of the log, unless `mayBeSilent`.
-    void report(int situationID, const Arguments& arguments, bool mayBeSilent = false);
+    /// Reports, checks document and code, and ends a situation that has failed.
+    Outcome report(int situationID, const Arguments& arguments);
 
   private:
     std::string m_entries; ///< The last document without its tail.

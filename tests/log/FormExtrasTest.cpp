@@ -54,6 +54,19 @@ class FormExtras : public testing::Test {
 
 } // namespace
 
+TEST(FormExtra, IsNoVariable)
+{
+    const Folder folder;
+    for (const QByteArray name : {"TIME_ZONE", "NEXT_LOG", "PREVIOUS_LOG"}) {
+        const QByteArray head = "[" + name + "]\n";
+        Stages data(folder.path("log.html"),
+                    folder.write("form.html", formOf(head, "[SITUATION_DSCRP]\n", "tail\n")));
+        data.offerFormExtras(true);
+        EXPECT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
+        EXPECT_TRUE(data.getFileLog()->m_formIsBuiltIn) << name.constData();
+    }
+}
+
 TEST_F(FormExtras, StayCommentsWhereTheyAreNotOffered)
 {
     for (const QString& text : writeSeries(false)) {

@@ -52,12 +52,11 @@ struct Interposing : ZarnDataForThread {
                         u64& bytesWritten, bool countBytes) override
     {
         const ZarnDataFile& file = *m_dataSet->getFileLog();
-        if (format == file.m_tailFormat && isResponding()) {
+        if (format == file.m_tailFormat && isInOperation()) {
             QTextStream& stream = *file.m_logStream;
             const qint64 position = stream.pos();
             stream.seek(position - 4);
             seen = stream.device()->read(4);
-            stream.setGenerateByteOrderMark(false);
             stream << '|';
             stream.flush();
         }

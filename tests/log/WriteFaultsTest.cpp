@@ -80,6 +80,49 @@ TEST(WriteFaults, EntryThatIsNotWrittenLeavesTheDocument)
     }
 }
 
+TEST(WriteFaults, LogEndsWhereItsPositionsDo)
+{
+    const Folder folder;
+    Faulty data(folder.path("log.html"), folder.write("form.html", plainForm));
+    ASSERT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
+    fault = {0, 0, true}; // nothing is to be written there
+    int& position = data.getFileLog()->m_tailPosition;
+    const std::wstring text(100, L'x');
+    for (const int room : {0, 1, 150, 201, 202, 215}) {
+        position = std::numeric_limits<int>::max() - room;
+        EXPECT_EQ(data.report(text.c_str()), dx::LogSectionUnexpected);
+        EXPECT_EQ(position, std::numeric_limits<int>::max() - room);
+        EXPECT_EQ(fault.write, 0) << "a write was tried, room " << room;
+    }
+    position = 2 + 2 * 6;
+    fault = {};
+    EXPECT_EQ(data.report(L"entry"), dx::Satisfied);
+    EXPECT_EQ(readFile(folder.path("log.html")), logBytes(plainLog("entry\n")));
+}
+
+TEST(WriteFaults, LogWhoseSeriesNoteFailsIsKept)
+{
+    const Folder folder;
+    setLogDirectory(folder.path("."));
+    Stages settings(folder.path("log.html"), folder.write("form.html", plainForm));
+    Zarn* monitor = Zarn::create(&settings);
+    ASSERT_TRUE(monitor);
+    auto* const device = DataSetOf::of(monitor)->getFileLog()->m_logStream->device();
+    static_cast<LogDevice*>(device)->setWriter(write);
+    for (int i = 0; i < 2; ++i) { // the first one costs the head
+        fault = {0, 0, true};
+        EXPECT_FALSE(monitor->reestablishLogFile(false));
+        EXPECT_EQ(monitor->getSelfDX_Code(), dx::LogSectionUnexpected);
+        monitor->forgetSelfDX_Code();
+    }
+    fault = {};
+    EXPECT_EQ(reportText(monitor, L"entry"), dx::Satisfied);
+    wchar_t name[1024] = {};
+    EXPECT_TRUE(monitor->getFileLogName(name, std::size(name)));
+    EXPECT_TRUE(readFile(name).contains("entry")) << name;
+    Zarn::destroy(&monitor, 0, false);
+}
+
 TEST(WriteFaults, BeginningIsWrittenWholeOrNotAtAll)
 {
     const Folder folder;

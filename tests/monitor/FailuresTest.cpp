@@ -216,6 +216,23 @@ TEST(Failures, FunctionHoldsUpNoOtherThreads)
     EXPECT_EQ(reporter.entries(), (QStringList{"t", "t"}));
 }
 
+TEST(Failures, FunctionKeepsItsThread)
+{
+    static Zarn* monitor = nullptr;
+    static bool isRemoved = true;
+    const Reporter reporter(
+        [](OpenData& data) { data.setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING); });
+    monitor = reporter.get();
+    monitor->setFailureFunction([](int, int, const wchar_t*, const wchar_t*) {
+        isRemoved = monitor->removeThread(); // whose engine is about to be used
+    });
+    reporter.report(999);
+    EXPECT_FALSE(isRemoved);
+    EXPECT_EQ(reporter->getSelfDX_Code(), dx::RemoveThreadFailed);
+    reporter.recover();
+    EXPECT_TRUE(monitor->removeThread());
+}
+
 TEST(Failures, SubstituteEntryKeepsTheNumberInTheLog)
 {
     strings()[100] = L"2~0|&|``Fine.`";

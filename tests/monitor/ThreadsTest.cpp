@@ -74,6 +74,25 @@ TEST(Threads, FailAloneAndRecoverAlone)
     }
 }
 
+TEST(Threads, ForgiveNoFailureThatIsStillGoingOn)
+{
+    const Reporter reporter(
+        [](OpenData& data) { data.setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING); });
+    std::atomic<bool> isDone = false;
+    std::thread other([&] {
+        while (!isDone) {
+            reporter->recordSituationID(100);
+            reporter->removeThread();
+        }
+    });
+    for (int round = 0; round < 100 * rounds; ++round) {
+        u64 previous = 0;
+        EXPECT_FALSE(reporter->setLogFileByteCountLimit(1, previous)) << round;
+    }
+    isDone = true;
+    other.join();
+}
+
 TEST(Threads, BringModulesOfTheirOwn)
 {
     strings()[100] = L"2~0~2~u`s||``Program %1!u!`";

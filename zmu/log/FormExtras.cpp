@@ -24,6 +24,9 @@ namespace {
 constexpr std::wstring_view names[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE"};
 static_assert(std::size(names) == formExtrasQty);
 
+/// Stands before a name that was asked for by a comment: no character, so none of a form.
+constexpr wchar_t asked = L'\xFFFF';
+
 constexpr std::wstring_view commentBegin = L"<!--";
 constexpr std::wstring_view commentEnd = L"-->";
 
@@ -55,6 +58,7 @@ void zmu::writeFormExtrasAsVariables(wchar_t* text, wchar_t open, wchar_t close)
         }
         rest.remove_prefix(commentBegin.size() + name.size() + commentEnd.size());
         *output++ = open;
+        *output++ = asked;
         output += name.copy(output, name.size());
         *output++ = close;
     }
@@ -63,8 +67,8 @@ void zmu::writeFormExtrasAsVariables(wchar_t* text, wchar_t open, wchar_t close)
 
 Zarn_FORM_VAR zmu::findFormExtra(const wchar_t* name)
 {
-    for (int i = 0; i < formExtrasQty; ++i) {
-        if (names[i] == name)
+    for (int i = 0; *name == asked && i < formExtrasQty; ++i) {
+        if (names[i] == name + 1)
             return static_cast<Zarn_FORM_VAR>(FORM_EXTRA_NEXT_LOG + i);
     }
     return Zarn_FORM_VAR_UNKNOWN;

@@ -212,8 +212,8 @@ bool ZarnData::getFileLogName(wchar_t* buffer, std::size_t size)
         requireOrRaiseHeld(isSelfApproving(), *this);
         section.requireEntered();
         require(buffer, dx::GetFileLogNameNoBuffer);
-        require(size > 0, dx::GetFileLogNameTooSmall);
-        buffer[0] = L'\0';
+        if (size > 0)
+            buffer[0] = L'\0';
         require(m_fileLog.m_logStream, dx::GetFileLogNameNotOpen);
         require(!isEmpty(m_fileLog.m_logName), dx::GetFileLogNameNone);
         const std::size_t length = std::wcslen(m_fileLog.m_logName);
@@ -232,6 +232,7 @@ bool ZarnData::getFileLogName(wchar_t* buffer, std::size_t size)
 bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* name, int openMode)
 {
     bool madeName = false;
+    bool isOpened = false; // the code is anybody's to forget
     QTextStream* stream = nullptr;
     runGuarded(*this, dx::OpenFileUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
@@ -246,8 +247,9 @@ bool ZarnData::openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* n
         stream->setGenerateByteOrderMark(true);
         stream->setAutoDetectUnicode(true);
         *streamSlot = stream;
+        isOpened = true;
     });
-    if (isSelfSatisfied())
+    if (isOpened)
         return true;
 
     Zarn_TRACE(L"ZarnData::openFile () caught exception #%d", getSelfDX_Code());
@@ -440,7 +442,9 @@ bool ZarnData::reestablishLogFile(const bool& force)
                       m_selfResourceModule, m_resModuleBootstrap, m_fileLog.m_logKind, namingCode);
         require(!successor.isEmpty(), dx::SuccessorNameMissing);
         reestablishLogFile(successor.inPlace(), m_fileLog.m_formName, m_fileLog.m_logKind);
-        if (!isSelfSatisfied())
+        const bool isInUse =
+            m_fileLog.m_logStream && std::wcscmp(m_fileLog.m_logName, successor.c_str()) == 0;
+        if (!isSelfSatisfied() && !isInUse)
             removeIfEmpty(successor.c_str()); // the name was taken by making the file
     });
     if (!isSelfSatisfied()) {
@@ -464,6 +468,7 @@ bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG 
         require(!isBlank(logName), dx::LogNameBlank);
         const wchar_t* effectiveForm = formName ? formName : m_fileLog.m_formName;
         require(!effectiveForm || !isSameFile(effectiveForm, logName), dx::LogNameIsFormName);
+        leaveLogOfParent();
         linkSuccessor(logName);
         require(closeLogFile(), dx::OldLogNotClosed);
 

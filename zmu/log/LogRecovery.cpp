@@ -120,8 +120,8 @@ void ZarnData::watchNewLog()
 
 void ZarnData::attendToLog()
 {
-    if (m_logWatch.forkCount != forkCount())
-        leaveLogOfParent();
+    if (leaveLogOfParent())
+        openSuccessor();
     if (!m_logWatch.isOn || m_isNotingSeries)
         return;
     if (!isOpen(m_fileLog.m_logStream)) {
@@ -241,7 +241,7 @@ void ZarnData::takeStrayEntriesAlong()
 bool ZarnData::copyStrayEntries(int& position)
 {
     LogDevice& device = *getLogDevice();
-    const auto room = static_cast<i64>(std::min<u64>(fileSizeLimit(), INT_MAX));
+    const auto room = static_cast<i64>(logSizeLimit());
     Block block;
     for (int start = m_logWatch.strayBegin; start < m_logWatch.strayEnd; start += blockBytes) {
         const int count = readUnits(m_logWatch.strayFile, start, m_logWatch.strayEnd, block);
@@ -270,9 +270,11 @@ void ZarnData::mendCutLog()
 
 // ---- Forks -----------------------------------------------------------------------------------------------
 
-/// What is open here is the parent's, who goes on with it.
-void ZarnData::leaveLogOfParent()
+/// What a child finds open is the parent's, who goes on with it. True if there was such a log.
+bool ZarnData::leaveLogOfParent()
 {
+    if (m_logWatch.forkCount == forkCount())
+        return false;
     m_logWatch.forkCount = forkCount();
     m_logWatch.failTime = 0;
     m_logWatch.lost = 0;
@@ -280,10 +282,10 @@ void ZarnData::leaveLogOfParent()
     m_isNotingSeries = false; // a thread may have been in the midst of that
     m_safeToAllocateMemory = false;
     if (!isOpen(m_fileLog.m_logStream))
-        return;
+        return false;
     if (LogDevice* device = getLogDevice())
         device->drop();
     if (!closeLogFile())
         m_fileLog.m_logStream = nullptr;
-    openSuccessor();
+    return true;
 }

@@ -97,7 +97,7 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
         else
             bytesWritten =
                 writeText(*file.m_logStream, m_dataSet->getLogDevice(), text.text(), text.length(),
-                          m_fileSizeLimit ? m_fileSizeLimit : fileSizeLimit());
+                          m_fileSizeLimit ? m_fileSizeLimit : logSizeLimit());
         if (countBytes)
             addSaturating(file.m_logByteCount, bytesWritten);
         if (isEntry)
@@ -162,8 +162,9 @@ bool ZarnDataForThread::logFormSectionHead()
 
         // The mark is written by hand, whatever the stream would add.
         stream.setAutoDetectUnicode(false);
+        stream.setGenerateByteOrderMark(false);
         stream.setEncoding(QStringConverter::Utf16);
-        m_fileSizeLimit = fileSizeLimit(); // for the first tail as well
+        m_fileSizeLimit = logSizeLimit(); // for the first tail as well
         const u64 markBytes =
             writeText(stream, m_dataSet->getLogDevice(), L"\xFEFF", 1, m_fileSizeLimit);
         addSaturating(file.m_logByteCount, markBytes);
@@ -189,7 +190,7 @@ bool ZarnDataForThread::logFormSectionBody()
         require(isOpen(file.m_logStream), dx::LogNotOpen);
         require(file.m_tailPosition >= 0, dx::BodyPositionNegative);
         require(file.m_logStream->seek(file.m_tailPosition), dx::BodySeekFailed);
-        m_fileSizeLimit = fileSizeLimit(); // for the tail as well
+        m_fileSizeLimit = logSizeLimit(); // for the tail as well
 
         u64 bytesWritten = 0;
         requireOrRaiseHeld(writeSection(body, true, bytesWritten), *this);

@@ -3,9 +3,12 @@
 #include <zmu/foundation/internal/Utf16.h>
 #include <zmu/log/internal/LogDevice.h>
 #include <zmu/monitor/ZarnScratchpad.h>
+#include <zmu/platform/Files.h>
 
 #include <QFileDevice>
 
+#include <algorithm>
+#include <climits>
 #include <memory>
 
 using namespace zmu;
@@ -25,6 +28,11 @@ bool writeElsewhere(QIODevice& device, const QByteArray& bytes)
 }
 
 } // namespace
+
+u64 zmu::logSizeLimit()
+{
+    return std::min<u64>(fileSizeLimit(), INT_MAX);
+}
 
 u64 zmu::writeText(QTextStream& stream, LogDevice* log, const wchar_t* text, std::size_t length,
                    u64 limit)

@@ -19,6 +19,22 @@ namespace {
 
 using FailureText = WideBuffer<512>;
 
+/// The data sets whose failures this thread tells at present: a function that reports against
+/// advice, and fails at it, is not told of that.
+struct Telling {
+    const ZarnData* dataSet;
+    const Telling* outer;
+};
+thread_local const Telling* innermostTelling = nullptr;
+
+bool isBeingTold(const ZarnData* dataSet)
+{
+    const Telling* telling = innermostTelling;
+    while (telling && telling->dataSet != dataSet)
+        telling = telling->outer;
+    return telling != nullptr;
+}
+
 /// An excerpt of the spec could leave an element of the log open.
 enum class Excerpt { Quoted, LeftOut };
 
@@ -69,16 +85,15 @@ void FailurePlace::quote(const wchar_t* text)
 
 void ZarnDataForThread::endOperation()
 {
-    if (--m_operationDepth > 0)
-        return;
-    if (!isSelfSatisfied()) {
+    if (m_operationDepth == 1 && !isSelfSatisfied()) {
         const int code = getSelfDX_Code();
         markArgumentsStale();
         ZarnData::tellFailure(m_dataSet, m_situationID, code,
                               describeFailure(code, m_failurePlace, Excerpt::Quoted).c_str());
     }
-    if (m_failurePlace.isKnown())
+    if (m_operationDepth == 1 && m_failurePlace.isKnown())
         m_failurePlace = {};
+    --m_operationDepth;
 }
 
 bool ZarnDataForThread::composeSubstitute(int code)
@@ -121,16 +136,14 @@ void ZarnData::tellFailure(const ZarnData* dataSet, int situationID, int code,
     const wchar_t* const name = describe(code).name;
     Zarn_TRACE(L"ZarnDataForThread::respondToSituation () situation %d failed: %d/%ls, %ls.\n",
                situationID, code, name, text);
-    const ZarnFailureFunction tell = dataSet ? dataSet->m_failureFunction : nullptr;
-    // A function that reports against advice, and fails at it, is not told of that.
-    const ulong32 thread = GetCurrentThreadId();
-    if (!tell || dataSet->m_tellingThread == thread)
+    const ZarnFailureFunction tell = dataSet ? dataSet->m_failureFunction.load() : nullptr;
+    if (!tell || isBeingTold(dataSet))
         return;
-    dataSet->m_tellingThread = thread;
+    const Telling telling{dataSet, std::exchange(innermostTelling, &telling)};
     try {
         tell(situationID, code, name, text);
     } catch (...) {
         Zarn_TRACE(L"ZarnData::tellFailure () the host's function threw an exception.\n");
     }
-    dataSet->m_tellingThread = 0;
+    innermostTelling = telling.outer;
 }

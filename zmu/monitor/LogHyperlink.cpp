@@ -57,8 +57,8 @@ const wchar_t* ZarnData::formatLogHyperlink(ulong32 code, unsigned int stringID,
                                             UTL_String& out) const
 {
     SetLastError(ERROR_SUCCESS);
-    static_cast<void>(isSelfApproving()); // what an earlier situation left may be forgiven
     SectionGuard section(*this);
+    static_cast<void>(isSelfApproving()); // what an earlier situation left may be forgiven
     runGuarded(*this, dx::HyperlinkUnexpected, [&] {
         out.clear();
         require(m_selfResourceModule, dx::OwnModuleUnknown);

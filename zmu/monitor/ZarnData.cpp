@@ -247,7 +247,7 @@ HWND ZarnData::setDisplayDlgBoxParent(HWND parent)
 
 ZarnFailureFunction ZarnData::setFailureFunction(ZarnFailureFunction function)
 {
-    return std::exchange(m_failureFunction, function);
+    return m_failureFunction.exchange(function);
 }
 
 bool ZarnData::setSubstituteEntries(bool wanted)
@@ -520,7 +520,7 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_nonnativeInstantiatorID = other->m_nonnativeInstantiatorID;
         m_engineFactory = other->m_engineFactory;
         m_offersFormExtras = other->m_offersFormExtras;
-        m_failureFunction = other->m_failureFunction;
+        m_failureFunction = other->m_failureFunction.load();
         m_substituteEntries = other->m_substituteEntries;
         m_resStrTokenSepField = other->m_resStrTokenSepField;
         m_resStrTokenSepGroup = other->m_resStrTokenSepGroup;

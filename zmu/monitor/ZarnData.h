@@ -608,10 +608,8 @@ class ZMU_API ZarnData {
     ZarnEngineFactory m_engineFactory;
     /// Kept from one log to its successor, since it cannot be made when memory is short.
     QTextStream* m_spareLogStream = nullptr;
-    ZarnFailureFunction m_failureFunction = nullptr;
+    std::atomic<ZarnFailureFunction> m_failureFunction = nullptr;
     bool m_substituteEntries = false;
-    mutable std::atomic<zmu::ulong32> m_tellingThread =
-        0; ///< The last one that is telling a failure.
     bool m_isNotingSeries = false;
     /// What keeps the log alive. Times are milliseconds.
     struct {
@@ -645,7 +643,7 @@ class ZMU_API ZarnData {
 
     void loadProxy();
     void watchNewLog();
-    void leaveLogOfParent();
+    bool leaveLogOfParent();
     enum class LogPlace { Here, Elsewhere, Gone };
     void lookAtLog();
     LogPlace findLog();

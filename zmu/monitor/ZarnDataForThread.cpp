@@ -325,7 +325,6 @@ bool ZarnDataForThread::respondToSituation()
 {
     const Operation operation(*this);
     SectionGuard section(*this);
-    const bool wasResponding = std::exchange(m_isResponding, true);
     const bool isCodeHeld = !isSelfSatisfied();
     bool hasBegun = false;
     m_isDescribed = false;
@@ -339,7 +338,6 @@ bool ZarnDataForThread::respondToSituation()
         requireOrRaiseHeld(forgetSituation(), *this);
     });
     m_scratchpad.clear();
-    m_isResponding = wasResponding;
     if (isCodeHeld && !hasBegun)
         m_failurePlace.note = L"refused since an earlier failure left this code";
     if (!isSelfSatisfied() && !m_isDescribed && section.wasEntered() && m_dataSet &&

@@ -261,8 +261,9 @@ class ZMU_API ZarnDataForThread {
     int getDisplayDlgBoxResult() const { return m_displayDlgBoxResult; }
     int getSituationID() const { return m_situationID; }
     bool isSituationNormal() const { return m_situationID == 0; }
-    /// True from the beginning of respondToSituation to its end.
-    bool isResponding() const { return m_isResponding; }
+    /// True from the beginning of a report, or of a stage that was called by itself, until the host
+    /// has been told of its failure.
+    bool isInOperation() const { return m_operationDepth > 0; }
 
     int getSelfDX_Code() const { return m_selfDX_Code; }
     void setSelfDX_Code(int code) const { m_selfDX_Code = code; }
@@ -413,8 +414,7 @@ class ZMU_API ZarnDataForThread {
     int m_operationDepth = 0;
     zmu::FailurePlace m_failurePlace;
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
-    bool m_isResponding = false;
-    bool m_isDescribed = false; ///< The situation in hand has learned its response.
+    bool m_isDescribed = false;  ///< The situation in hand has learned its response.
     /// A situation has failed that a forgiving data set has done with. Its arguments stay until one
     /// is recorded as the next; what was recorded since then, up to the fresh counts, is kept.
     bool m_argsAreStale = false;

@@ -68,8 +68,12 @@ ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
 
 ZarnDataForThread* ZarnData::obtainDataToWork() const
 {
-    if (m_selfDX_Code && m_selfDX_FaultTolerance == Zarn_TOLERANCE_FORGIVING)
-        m_selfDX_Code = 0;
+    ZarnDataForThread* const engine = obtainDataForCurrentThread(true);
+    if (engine || !m_mapOfDataForThreads || m_selfDX_FaultTolerance != Zarn_TOLERANCE_FORGIVING)
+        return engine;
+    // An operation that failed reads its code until it leaves the lock.
+    const SectionGuard section(*this);
+    m_selfDX_Code = 0;
     return obtainDataForCurrentThread(true);
 }
 
@@ -99,13 +103,16 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
 
 bool ZarnData::removeThread()
 {
+    std::optional<SectionGuard<const ZarnData>> section;
+    if (!isFreeOfCode() && m_selfDX_FaultTolerance == Zarn_TOLERANCE_FORGIVING)
+        section.emplace(*this); // until the operation that failed has read its code
     runGuarded(*this, dx::RemoveThreadUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(m_mapOfDataForThreads, dx::RemoveThreadNoMap);
         const ZarnDataForThread* engine = obtainDataForCurrentThread(false);
         if (!engine)
             return;
-        require(!engine->isResponding() &&
+        require(!engine->isInOperation() &&
                     m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr),
                 dx::RemoveThreadFailed);
         delete engine;

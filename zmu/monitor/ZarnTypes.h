@@ -54,8 +54,8 @@ using ZarnDisplayFunction = int (*)(HWND parent, const wchar_t* text, const wcha
 /// which says what happened and where in the spec, as the trace line does. Runs on the reporting
 /// thread when the situation has left the data set's lock; under it for one that was reported under
 /// it, by a plug-in for instance. What it needs of the texts it copies; it is quick, does not
-/// destroy the monitor, and does not report to it, since the code would be lost to the caller. What
-/// it throws is caught.
+/// destroy the monitor or remove its thread (RemoveThreadFailed), and does not report to it, since
+/// the code would be lost to the caller. What it throws is caught.
 using ZarnFailureFunction = void (*)(int situationID, int code, const wchar_t* name,
                                      const wchar_t* text);
 /// Decides whether situations of `traits` concern a monitor of `criteria`.

@@ -88,6 +88,24 @@ TEST_F(LogFork, ChildHasALogOfItsOwn)
         << qPrintable(entries.join('\n'));
 }
 
+TEST_F(LogFork, ChildThatAsksForALogLeavesItsParentsAlone)
+{
+    Stages settings(folder.path("linked.html"),
+                    folder.write("linked-form.html", formOf("<log>\n", "[SITUATION_DSCRP]\n",
+                                                            "<!--NEXT_LOG--></log>\n")));
+    settings.offerFormExtras(true);
+    Zarn* const linked = Zarn::create(&settings);
+    ASSERT_TRUE(linked);
+    EXPECT_EQ(reportText(linked, L"one"), dx::Satisfied);
+    EXPECT_EQ(inChild([&] { return linked->reestablishLogFile(false) ? 0 : 1; }), 0);
+    EXPECT_EQ(folder.read("linked.html"), logBytes(plainLog("one\n")));
+    EXPECT_EQ(files().size(), 1);
+    EXPECT_EQ(reportText(linked, L"two"), dx::Satisfied);
+    EXPECT_EQ(folder.read("linked.html"), logBytes(plainLog("one\ntwo\n")));
+    Zarn* monitors = linked;
+    Zarn::destroy(&monitors, 0, false);
+}
+
 TEST_F(LogFork, ChildOfAPlugInEndsItsSituationAndBeginsALog)
 {
     static bool isChild = false;

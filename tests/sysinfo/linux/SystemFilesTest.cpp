@@ -153,6 +153,12 @@ TEST(SystemFiles, MountsThatOthersHide)
     };
     for (const auto& [text, drives] : cases)
         EXPECT_EQ(drivesOf(text), drives) << text;
+    // So many on top of each other that nobody can look at each for each.
+    std::string text = "1 0 8:1 / / rw - ext4 /dev/sda1 rw\n";
+    for (int i = 2; i < 60000; ++i)
+        text +=
+            std::to_string(i) + ' ' + std::to_string(i - 1) + " 8:2 / /a rw - xfs /dev/sda2 rw\n";
+    EXPECT_EQ(drivesOf(text), (Drives{"/ ext4", "/a xfs"}));
 }
 
 // ---- Files -----------------------------------------------------------------------------------------------

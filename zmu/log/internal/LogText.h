@@ -17,6 +17,9 @@ inline bool isOpen(const QTextStream* stream)
     return stream && stream->device();
 }
 
+/// Bytes that a log may have: what the system allows, and what its positions can tell.
+u64 logSizeLimit();
+
 /// A write that did not reach the file: an unexpected failure of the operation that made it.
 struct WriteFailed {};
 

@@ -303,44 +303,107 @@ bool mayNeverAnswer(const Mount& mount)
                                         "afs", "gfs", "ocfs", "lustre"});
 }
 
-/// All mounts, by their ids and by their points.
-class MountTree {
+/// Walks from each mount to those that are mounted on it: once, since a machine may have tens of
+/// thousands, even at one point.
+class MountWalk {
   public:
-    explicit MountTree(const std::vector<Mount>& mounts)
+    explicit MountWalk(const std::vector<Mount>& mounts)
+        : m_mounts(mounts), m_isVisited(mounts.size()), m_isWithinReach(mounts.size())
     {
-        for (const Mount& mount : mounts) {
-            m_parents[mount.id] = mount.parent;
-            m_points.emplace(mount.point, &mount);
+        std::set<int> ids;
+        for (std::size_t i = 0; i < mounts.size(); ++i) {
+            ids.insert(mounts[i].id);
+            m_mountedOn.emplace(mounts[i].parent, i);
+            ++m_points[mounts[i].point].mounts;
         }
+        for (std::size_t i = 0; i < mounts.size(); ++i) {
+            if (ids.count(mounts[i].parent) == 0)
+                walkFrom(i);
+        }
+        for (std::size_t i = 0; i < mounts.size(); ++i) {
+            if (!m_isVisited[i]) // mounts that rest on each other
+                walkFrom(i);
+        }
+    }
+
+    bool isWithinReach(std::size_t index) const { return m_isWithinReach[index]; }
+
+  private:
+    using Children = std::multimap<int, std::size_t>;
+
+    struct Point {
+        std::size_t mounts = 0; ///< All that have this point.
+        std::size_t onWay = 0;  ///< Those that the walk has come through.
+        std::size_t silent = 0; ///< Those among these that may never answer.
+    };
+
+    struct Step {
+        std::size_t index;
+        Children::const_iterator next;
+        Children::const_iterator last;
+    };
+
+    void walkFrom(std::size_t start)
+    {
+        std::vector<Step> way{enter(start)};
+        while (!way.empty()) {
+            Step& step = way.back();
+            if (step.next == step.last) {
+                leave(step.index);
+                way.pop_back();
+                continue;
+            }
+            const std::size_t child = step.next->second;
+            ++step.next;
+            if (!m_isVisited[child])
+                way.push_back(enter(child));
+        }
+    }
+
+    Step enter(std::size_t index)
+    {
+        const Mount& mount = m_mounts[index];
+        Point& point = m_points[mount.point];
+        ++point.onWay;
+        point.silent += mayNeverAnswer(mount);
+        m_isVisited[index] = true;
+        m_isWithinReach[index] = isMet(mount);
+        const auto [first, last] = m_mountedOn.equal_range(mount.id);
+        return {index, first, last};
+    }
+
+    void leave(std::size_t index)
+    {
+        Point& point = m_points[m_mounts[index].point];
+        --point.onWay;
+        point.silent -= mayNeverAnswer(m_mounts[index]);
     }
 
     /// A path to a mount's point meets what is mounted there and above. Those that the mount itself
     /// is mounted on lie below it, and the way leads through them; any other has been mounted over
     /// it. Without an answer for "/" nothing on the machine works.
-    bool isWithinReach(const Mount& mount) const
+    bool isMet(const Mount& mount) const
     {
-        std::set<int> below;
-        for (auto at = m_parents.find(mount.id);
-             at != m_parents.end() && below.insert(at->first).second;)
-            at = m_parents.find(at->second);
-
-        const std::string_view point = mount.point;
-        for (std::size_t end = 1;; end = point.find('/', end + 1)) {
-            const auto [first, last] = m_points.equal_range(point.substr(0, end));
-            if (!std::all_of(first, last, [&](const auto& row) {
-                    const Mount& crossed = *row.second;
-                    return below.count(crossed.id) != 0 &&
-                           (crossed.id == mount.id || end == 1 || !mayNeverAnswer(crossed));
-                }))
-                return false;
-            if (end == point.npos)
+        const std::string_view path = mount.point;
+        for (std::size_t end = 1;; end = path.find('/', end + 1)) {
+            const auto row = m_points.find(path.substr(0, end));
+            if (row != m_points.end()) {
+                const Point& point = row->second;
+                const bool isOwn = end == path.npos || end == path.size();
+                const std::size_t silent = point.silent - (isOwn && mayNeverAnswer(mount));
+                if (point.onWay != point.mounts || (silent != 0 && end != 1))
+                    return false;
+            }
+            if (end == path.npos)
                 return true;
         }
     }
 
-  private:
-    std::map<int, int> m_parents;
-    std::multimap<std::string_view, const Mount*> m_points;
+    const std::vector<Mount>& m_mounts;
+    Children m_mountedOn; ///< By the id of what they are mounted on.
+    std::map<std::string_view, Point> m_points;
+    std::vector<bool> m_isVisited;
+    std::vector<bool> m_isWithinReach;
 };
 
 constexpr std::string_view poolType = "zfs";
@@ -370,10 +433,12 @@ std::vector<Mount> mountsWithinReach(std::string_view mountInfo)
         if (parseMount(take(mountInfo, '\n'), mount))
             all.push_back(std::move(mount));
     }
-    const MountTree tree(all);
+    const MountWalk walk(all);
     std::vector<Mount> within;
-    std::copy_if(all.begin(), all.end(), std::back_inserter(within),
-                 [&](const Mount& mount) { return tree.isWithinReach(mount); });
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (walk.isWithinReach(i))
+            within.push_back(all[i]);
+    }
     return within;
 }
 
