@@ -97,7 +97,7 @@ TEST_F(LogFork, ChildThatAsksForALogLeavesItsParentsAlone)
     Zarn* const linked = Zarn::create(&settings);
     ASSERT_TRUE(linked);
     EXPECT_EQ(reportText(linked, L"one"), dx::Satisfied);
-    EXPECT_EQ(inChild([&] { return linked->reestablishLogFile(false) ? 0 : 1; }), 0);
+    EXPECT_TRUE(holdsInChild([&] { EXPECT_TRUE(linked->reestablishLogFile(false)); }));
     EXPECT_EQ(folder.read("linked.html"), logBytes(plainLog("one\n")));
     EXPECT_EQ(files().size(), 1);
     EXPECT_EQ(reportText(linked, L"two"), dx::Satisfied);
