@@ -1,50 +1,12 @@
 // The event log reporter when memory runs out: each of its allocations fails once.
+#include "Allocations.h"
 #include "Milestones.h"
 
 #include <zmu/platform/Win32.h>
 
 #include <gtest/gtest.h>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-
-TEST(EventLogMemory, RunsOut)
-{
-    GTEST_SKIP() << "the sanitizer has allocations of its own";
-}
-
-#else
-
-#include <cstdlib>
-#include <new>
-
 using namespace zmu_test;
-
-namespace {
-
-int allocationsLeft = -1; ///< Until one fails; below 0 none does.
-
-} // namespace
-
-// Not inline: else the compiler takes them for a mismatched pair.
-[[gnu::noinline]] void* operator new(std::size_t size)
-{
-    void* const memory = allocationsLeft == 0 ? nullptr : std::malloc(size);
-    if (allocationsLeft >= 0)
-        --allocationsLeft;
-    if (!memory)
-        throw std::bad_alloc();
-    return memory;
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
 
 namespace {
 
@@ -54,16 +16,15 @@ template <class Body>
 int failEachAllocation(Body body)
 {
     for (int failed = 0;; ++failed) {
-        allocationsLeft = failed;
+        failAllocation(failed);
         const bool isDone = body();
-        const bool hasFailed = allocationsLeft < 0;
-        allocationsLeft = -1;
-        if (!hasFailed) {
+        const DWORD error = GetLastError();
+        if (!endFailing()) {
             EXPECT_TRUE(isDone);
             return failed;
         }
         EXPECT_FALSE(isDone) << failed;
-        EXPECT_EQ(GetLastError(), 8U) << failed;
+        EXPECT_EQ(error, 8U) << failed;
     }
 }
 
@@ -71,6 +32,8 @@ int failEachAllocation(Body body)
 
 TEST_F(EventLog, ReporterSurvivesEachAllocationThatFails)
 {
+    if (!canFailAllocations)
+        GTEST_SKIP() << "the sanitizer has allocations of its own";
     const int inCreate = failEachAllocation(
         [] { return zgEL_Reporter::create(L"zmu test", nullptr, 0) != nullptr; });
     EXPECT_GT(inCreate, 0);
@@ -84,5 +47,3 @@ TEST_F(EventLog, ReporterSurvivesEachAllocationThatFails)
     EXPECT_EQ(inWrite == 0, isWindows()); // where the texts go to the system as they are
     EXPECT_TRUE(zgEL_Reporter::getLoneInstance()->isStatusOK());
 }
-
-#endif

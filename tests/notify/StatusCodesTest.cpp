@@ -1,4 +1,5 @@
 // How each operation of the status dialog fails.
+#include "Allocations.h"
 #include "Dialogs.h"
 
 #include <zmu/notify/StatusCodes.h>
@@ -145,6 +146,57 @@ TEST_F(StatusCodes, OfTextsAndStrings)
     EXPECT_FALSE(reporter->isVisible());
     ZarnStatusReporter::destroy();
     EXPECT_NE(makeReporter(), nullptr);
+}
+
+TEST_F(StatusCodes, OfASubclassBesideAReporter)
+{
+    struct Second : ZarnStatusReporter {
+        Second() : ZarnStatusReporter(L"", 0, program, 0, dialogID, textID, nullptr, nullptr) {}
+        explicit Second(HWND dialog) : ZarnStatusReporter(dialog, textID, ownProcedure, program, 0)
+        {}
+        static bool canTakeFont(const ZarnStatusReporter& reporter)
+        {
+            return (reporter.*&Second::establishDlgBoxLogicalFont)();
+        }
+    };
+    const ZarnStatusReporter* const reporter = makeReporter();
+    ASSERT_NE(reporter, nullptr);
+    const auto codeOf = [](auto... dialog) {
+        try {
+            const Second second(dialog...);
+            return 0;
+        } catch (int code) {
+            return code;
+        }
+    };
+    EXPECT_EQ(codeOf(), status::ResourceInstanceExists);
+    EXPECT_EQ(codeOf(reporter->getDialogWindowHandle()), status::AdoptInstanceExists);
+    EXPECT_EQ(ZarnStatusReporter::getDX_Code1(), status::AdoptInstanceExists);
+    EXPECT_FALSE(Second::canTakeFont(*reporter)); // It still has its own.
+    EXPECT_TRUE(reporter->updateDisplay(L"unharmed"));
+}
+
+TEST_F(StatusCodes, OfEachAllocationThatFails)
+{
+    if (!canFailAllocations)
+        GTEST_SKIP() << "the sanitizer has allocations of its own";
+    for (const bool goesOn : {false, true}) {
+        bool hasFailed = true;
+        for (int number = 0; hasFailed; ++number) {
+            const Traces traces;
+            failAllocation(number, goesOn);
+            const ZarnStatusReporter* const reporter = makeReporter();
+            const bool isShown =
+                reporter && reporter->appear() && reporter->updateDisplay(L"as longer texts are");
+            const int code = ZarnStatusReporter::getDX_Code1();
+            hasFailed = endFailing();
+            EXPECT_TRUE(!hasFailed || number > 0 || code == status::ResourceUnexpected) << code;
+            EXPECT_EQ(isShown, code == 0) << number;
+            EXPECT_TRUE(isShown || hasFailed) << number;
+            EXPECT_TRUE(!isShown || shownText() == L"as longer texts are") << number;
+            ZarnStatusReporter::destroy();
+        }
+    }
 }
 
 } // namespace

@@ -5,8 +5,10 @@
 // the library imports from the C library has a row below, or is known not to ask the system.
 #include "Torture.h"
 
+#include <Strings.h>
 #include <linux/Life.h>
 
+#include <zmu/notify/ZarnStatusReporter.h>
 #include <zmu/notify/zgEL_Reporter.h>
 
 #include <dirent.h>
@@ -27,8 +29,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <string_view>
 #include <tuple>
@@ -42,36 +49,34 @@ namespace {
 
 // ---- Faults ----------------------------------------------------------------------------------------------
 
-constexpr int cutShort = -1; ///< As an error: the call is made with one byte less.
+constexpr int dialogID = 100;
+constexpr int textID = 1000;
+constexpr int errandFailed = 40; ///< As a status of a life.
+
+constexpr int cutShort = -1; ///< As an error: the call is made for half of the bytes.
 
 /// What is to fail: the call of that number, 1 being the first, to the function of that row.
 struct Fault {
     int row = -1;
     long number = 0;
     int error = 0;
-};
-
-constexpr int rowsMax = 100;
-
-struct Tally {
-    std::atomic<long> calls[rowsMax]; ///< Of one life.
-    std::atomic<long> failed[rowsMax];
+    bool lasts = false; ///< So does each one after it.
 };
 
 bool isOn = false;
 Fault fault;
-Tally* tally = nullptr;
+std::atomic<long>* calls = nullptr; ///< Of one life, by row; shared with it.
+std::map<std::size_t, bool> isCalled;
 
 /// The error that this call is to fail with, 0 for none.
 int errorOfThisCall(int row)
 {
     if (!isOn || row < 0)
         return 0;
-    const long number = ++tally->calls[row];
-    if (fault.row != row || fault.number != number)
-        return 0;
-    ++tally->failed[row];
-    return fault.error;
+    const long number = ++calls[row];
+    const bool fails =
+        fault.row == row && (fault.lasts ? number >= fault.number : number == fault.number);
+    return fails ? fault.error : 0;
 }
 
 template <auto function>
@@ -100,7 +105,7 @@ Result standIn(Arguments... arguments)
     if constexpr (std::is_same_v<Result, ssize_t> && sizeof...(Arguments) >= 3) {
         if (error == cutShort) {
             std::tuple<Arguments...> shorter(arguments...);
-            --std::get<2>(shorter);
+            std::get<2>(shorter) = (std::get<2>(shorter) + 1) / 2;
             return std::apply(function, shorter);
         }
     }
@@ -217,6 +222,16 @@ const Row rows[] = {
     row<pthread_setspecific, false, true>("pthread_setspecific", {ENOMEM}),
 };
 
+/// The clock of logs, on which time flies: they are looked at once a second.
+int readFastClock(clockid_t clock, timespec* time)
+{
+    static std::atomic<long> ahead = 0;
+    const int result = clock_gettime(clock, time);
+    if (clock == CLOCK_MONOTONIC_COARSE)
+        time->tv_sec += ++ahead / 3;
+    return result;
+}
+
 // ---- Where they leave the library ------------------------------------------------------------------------
 
 /// Calls `use` with the name and the place of each address that libzmu.so is given by others.
@@ -246,65 +261,19 @@ void forEachImport(Use use)
 /// in a life: the programs of windows have tests of their own.
 bool cannotFail(std::string_view name)
 {
-    constexpr std::string_view beginnings[] = {"_Z",
-                                               "__",
-                                               "_ITM",
-                                               "_Unwind",
-                                               "_dl_",
-                                               "_exit",
-                                               "qt_",
-                                               "gnu_dev_",
-                                               "atoi",
-                                               "environ",
-                                               "daylight",
-                                               "mem",
-                                               "str",
-                                               "wcs",
-                                               "wmem",
-                                               "sig",
-                                               "isspace",
-                                               "iswspace",
-                                               "mbrtowc",
-                                               "tolower",
-                                               "toupper",
-                                               "snprintf",
-                                               "vsnprintf",
-                                               "swprintf",
-                                               "vswprintf",
-                                               "malloc",
-                                               "free",
-                                               "nl_langinfo",
-                                               "localeconv",
-                                               "setlocale",
-                                               "duplocale",
-                                               "freelocale",
-                                               "getenv",
-                                               "geteuid",
-                                               "getpid",
-                                               "gettid",
-                                               "time",
-                                               "clock_gettime",
-                                               "dladdr",
-                                               "dlinfo",
-                                               "dlclose",
-                                               "dl_iterate_phdr",
-                                               "pthread_mutex",
-                                               "pthread_cond",
-                                               "pthread_getspecific",
-                                               "pthread_key_delete",
-                                               "pthread_set",
-                                               "pthread_sigmask",
-                                               "clone",
-                                               "pidfd_",
-                                               "posix_spawn_file",
-                                               "posix_spawnattr",
-                                               "kill",
-                                               "tgkill"};
-    for (const std::string_view beginning : beginnings) {
-        if (name.starts_with(beginning))
-            return true;
-    }
-    return false;
+    constexpr std::string_view beginnings =
+        "_Z __ _ITM _Unwind _dl_ _exit qt_ gnu_dev_ atoi environ daylight mem str wcs wmem sig "
+        "isspace "
+        "iswspace mbrtowc tolower toupper snprintf vsnprintf swprintf vswprintf malloc free "
+        "nl_langinfo "
+        "localeconv setlocale duplocale freelocale getenv geteuid getpid gettid time clock_gettime "
+        "dladdr dlinfo dlclose dl_iterate_phdr pthread_mutex pthread_cond pthread_getspecific "
+        "pthread_key_delete pthread_set pthread_sigmask clone pidfd_ posix_spawn_file "
+        "posix_spawnattr kill tgkill ";
+    std::string_view rest = beginnings;
+    while (!rest.empty() && !name.starts_with(rest.substr(0, rest.find(' '))))
+        rest.remove_prefix(rest.find(' ') + 1);
+    return !rest.empty();
 }
 
 void catchCalls(Run& run)
@@ -313,57 +282,153 @@ void catchCalls(Run& run)
     for (std::size_t i = 0; i < std::size(rows); ++i)
         *rows[i].number = static_cast<int>(i);
     forEachImport([&run](std::string_view name, void** place) {
+        void* standIn = nullptr;
+        if (name == "clock_gettime")
+            standIn = reinterpret_cast<void*>(&readFastClock);
         for (const Row& row : rows) {
-            if (name != row.name)
-                continue;
+            if (name == row.name)
+                standIn = row.standIn;
+        }
+        if (standIn) {
             const auto page = reinterpret_cast<std::uintptr_t>(place) & ~(pageBytes - 1);
             mprotect(reinterpret_cast<void*>(page), 2 * pageBytes, PROT_READ | PROT_WRITE);
-            *place = row.standIn;
-            return;
-        }
-        if (!cannotFail(name))
+            *place = standIn;
+        } else if (!cannotFail(name)) {
             run.flaw("the library calls " + std::string(name) + ", which has no row");
+        }
     });
 }
+
+/// A status window and the event log, as far as they can be had without a screen and a journal.
+bool useServices(Zarn*, const Place&)
+{
+    setenv("DISPLAY", ":0", 1); // which nobody looks for
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    setenv("ZMU_WINDOW_SECONDS", "1", 1); // of patience with the window's program
+    ZarnStatusReporter* const window = ZarnStatusReporter::create(
+        L"Title", 0, L"zmu_torture", 0, dialogID, textID, nullptr, nullptr);
+    const bool isShown = window && window->appear() && window->updateDisplay(L"text");
+    ZarnStatusReporter::destroy();
+    zgEL_Reporter::create("torture", nullptr, 0);
+    zgEL_Reporter::destroy();
+    return isShown;
+}
+
+/// Cuts the log within an entry that nobody counts, so that it has to be mended.
+bool cutLog(Zarn* monitor, const Place& place)
+{
+    const std::string log = filesOf(place.logs).back();
+    const std::wstring text(200, L'-');
+    monitor->forgetSelfDX_Code();
+    if (reportText(monitor, text.c_str()) != 0)
+        return false;
+    const auto cut = static_cast<long>(std::filesystem::file_size(log)) - 400;
+    if (truncate(log.c_str(), cut) != 0)
+        return false;
+    for (int i = 0; i < 6; ++i)
+        place.ledger.report(monitor, 0);
+    return true;
+}
+
+/// What a host does besides, while only the calls for that fail. It must work again afterwards.
+struct Errand {
+    const char* name;
+    bool (*run)(Zarn* monitor, const Place& place);
+    std::string_view except = {}; ///< A call that does not fail.
+};
+
+/// Lives in which the calls fail: those of all its life, or those of an errand.
+class FaultyLives {
+  public:
+    FaultyLives(Run& run, const Errand& errand) : m_run(run), m_errand(errand)
+    {
+        fault = {};
+        m_run.take(live(), "a life without faults");
+        std::vector<long> qty;
+        for (std::size_t i = 0; i < std::size(rows); ++i)
+            qty.push_back(calls[i]);
+        for (std::size_t i = 0; i < std::size(rows); ++i) {
+            if (qty[i] > 0 && rows[i].name != errand.except)
+                failEachCall(static_cast<int>(i), qty[i]);
+        }
+        m_run.did << errand.name << ": " << m_lives << " lives; ";
+    }
+
+  private:
+    ChildEnd live()
+    {
+        ++m_lives;
+        std::fill_n(calls, std::size(rows), 0);
+        Life life{m_place,
+                  [this](FaultTime time) { isOn = time != FaultTime::None && !m_errand.run; }};
+        if (m_errand.run) {
+            life.more = [this](Zarn* monitor) {
+                isOn = true;
+                m_errand.run(monitor, m_place);
+                isOn = false;
+                if (!m_errand.run(monitor, m_place))
+                    _exit(errandFailed);
+            };
+        }
+        const ChildEnd end = liveInChild(life);
+        m_run.counts.done += m_place.ledger.sum();
+        return end;
+    }
+
+    /// A quick run takes another call for each error, and for an errand one error.
+    void failEachCall(int row, long qty)
+    {
+        constexpr long samplesMax = 200; // more calls are made only to list folders
+        constexpr long stride = 7919;
+        const std::vector<int>& errors = rows[row].errors;
+        std::printf("  %-12s %5ld calls:", rows[row].name, qty);
+        for (const int error : errors)
+            std::printf(" %s", error == cutShort ? "cut short" : strerrorname_np(error));
+        std::printf("\n");
+        isCalled[static_cast<std::size_t>(row)] = true;
+        if (!m_run.isQuick) {
+            for (const int error : errors) {
+                for (long number = 1; number <= qty; number += 1 + (qty - 1) / samplesMax) {
+                    failCall({row, number, error, false});
+                    if (error != EINTR && error != EAGAIN) // which do not last
+                        failCall({row, number, error, true});
+                }
+            }
+            return;
+        }
+        for (std::size_t i = 0; i < (m_errand.run ? 1 : errors.size()); ++i)
+            failCall({row, 1 + m_lives * stride % qty, errors[i], false});
+    }
+
+    void failCall(const Fault& next)
+    {
+        fault = next;
+        const ChildEnd end = live();
+        m_run.take(end, std::string(rows[fault.row].name) + " call " +
+                            std::to_string(fault.number) + (fault.lasts ? " and on, " : ", ") +
+                            (fault.error == cutShort ? "cut short" : strerrorname_np(fault.error)) +
+                            ": " + describeLife(end));
+    }
+
+    Run& m_run;
+    const Errand m_errand;
+    const Place m_place{Place::Form::Full};
+    int m_lives = 0;
+};
 
 } // namespace
 
 void zmu_torture::failSystemCalls(Run& run)
 {
-    constexpr long quickSamples = 3; // of the calls to a function
-    tally = &makeShared<Tally>();
+    calls = makeShared<std::array<std::atomic<long>, std::size(rows)>>().data();
     catchCalls(run);
-    const Place place(Place::Form::Full);
-    const auto liveOnce = [&] {
-        for (auto& calls : tally->calls)
-            calls = 0;
-        const ChildEnd end =
-            liveInChild({place, [](FaultTime time) { isOn = time != FaultTime::None; }});
-        run.counts.done += place.ledger.sum();
-        return end;
-    };
-    run.take(liveOnce(), "a life without faults");
-    long calls[rowsMax] = {};
-    std::copy(std::begin(tally->calls), std::end(tally->calls), calls);
-
-    int lives = 0;
-    std::string unused;
-    for (int i = 0; i < static_cast<int>(std::size(rows)); ++i) {
-        if (calls[i] == 0) {
-            unused += std::string(" ") + rows[i].name;
-            continue;
-        }
-        run.did << rows[i].name << ' ' << calls[i] << " x " << rows[i].errors.size() << ", ";
-        const long step = run.isQuick ? 1 + calls[i] / quickSamples : 1;
-        for (const int error : rows[i].errors) {
-            for (long number = 1; number <= calls[i]; number += step, ++lives) {
-                fault = {i, number, error};
-                const ChildEnd end = liveOnce();
-                run.take(end, std::string(rows[i].name) + " call " + std::to_string(number) + ", " +
-                                  (error == cutShort ? "cut short" : strerrorname_np(error)) +
-                                  ": " + describeLife(end));
-            }
-        }
+    const FaultyLives logs(run, {"logs", nullptr, {}});
+    // What others have cut and the library then cannot cut stays as it is; nothing of it is lost.
+    const FaultyLives mended(run, {"a log that was cut", cutLog, "ftruncate"});
+    const FaultyLives services(run, {"windows and events", useServices, {}});
+    run.did << "never called:";
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        if (!isCalled[i])
+            run.did << ' ' << rows[i].name;
     }
-    run.did << lives << " lives; not called:" << unused;
 }

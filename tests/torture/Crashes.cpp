@@ -51,25 +51,29 @@ void zmu_torture::forkWhileReporting(Run& run)
 {
     const int forks = std::min(run.rounds(200, 40), 200);
     const Place place;
-    Child parent([&] {
-        Zarn* const monitor = openMonitor(place, 20000);
-        std::atomic<bool> isOver = false;
-        std::atomic<bool> works = true;
-        inThreads(threadsQty, [&](int thread) {
-            while (thread > 0 && !isOver)
-                works = place.ledger.report(monitor, thread) && works;
-            for (int lane = threadsQty; !isOver && lane < threadsQty + 2 * forks; lane += 2) {
-                Child child([&] {
-                    bool isDone = place.ledger.report(monitor, lane);
-                    std::thread([&] { isDone &= place.ledger.report(monitor, lane + 1); }).join();
-                    return isDone ? 0 : 1;
-                });
-                run.take(child.wait(), "a report failed in a child");
-            }
-            isOver = true;
-        });
-        return works ? 0 : 1;
-    });
+    Child parent(
+        [&] {
+            Zarn* const monitor = openMonitor(place, 20000);
+            std::atomic<bool> isOver = false;
+            std::atomic<bool> works = true;
+            inThreads(threadsQty, [&](int thread) {
+                while (thread > 0 && !isOver)
+                    works = place.ledger.report(monitor, thread) && works;
+                for (int lane = threadsQty; !isOver && lane < threadsQty + 2 * forks; lane += 2) {
+                    Child child([&] {
+                        bool isDone = place.ledger.report(monitor, lane);
+                        std::thread([&] {
+                            isDone &= place.ledger.report(monitor, lane + 1);
+                        }).join();
+                        return isDone ? 0 : 1;
+                    });
+                    run.take(child.wait(), "a report failed in a child");
+                }
+                isOver = true;
+            });
+            return works ? 0 : 1;
+        },
+        patience);
     run.take(parent.wait(), "a report failed in the parent");
     const LogReader logs = run.check(place);
     run.did << forks << " forks of a process with four threads; " << logs.documents << " documents";

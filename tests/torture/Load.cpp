@@ -80,7 +80,7 @@ void zmu_torture::load(Run& run)
             growth.descriptors += descriptors();
             return works ? 0 : 1;
         },
-        run.isQuick ? 300 : 3600);
+        4 * patience);
     LogReader logs;
     std::thread reader([&] {
         while (!growth.isOver) {

@@ -44,6 +44,9 @@ struct Counts {
     std::atomic<long> flaws; ///< What else is wrong, told in lines of their own.
 };
 
+/// Seconds that a child gets that does much: a machine may be slow, but not dead.
+inline constexpr unsigned patience = 900;
+
 class Run {
   public:
     Run(const char* scenario, bool isQuick, int rounds)
@@ -81,12 +84,9 @@ struct Scenario {
 /// replaced at `limit` bytes; 0: at a limit that is not reached. Ends the process on failure.
 Zarn* openMonitor(const Place& place, unsigned long limit, int number = 0);
 
-/// Waits until `condition` holds, for half a minute at most. Whether it does.
-template <class Condition>
-bool waitUntil(Condition condition);
-
 void sleepMs(int milliseconds);
 
+/// Waits until `condition` holds, for half a minute at most. Whether it does.
 template <class Condition>
 bool waitUntil(Condition condition)
 {

@@ -162,14 +162,14 @@ void zmu_torture::sleepMs(int milliseconds)
 
 int main(int count, char** arguments)
 {
-    constexpr unsigned patience = 7200; // of a scenario as a whole; its children have their own
+    constexpr unsigned wholePatience = 16 * patience; // its children have their own
     const Options options = readOptions(count, arguments);
     int failed = 0;
     for (const Scenario& scenario : scenarios) {
         if (!options.asksFor(scenario))
             continue;
         // Mounts, rights and limits of a scenario are its own.
-        Child child([&] { return runHere(scenario, options) ? 0 : 1; }, patience);
+        Child child([&] { return runHere(scenario, options) ? 0 : 1; }, wholePatience);
         const ChildEnd end = child.wait();
         if (end.status < 0)
             std::printf("%-8s the scenario itself has %s\n", scenario.name,

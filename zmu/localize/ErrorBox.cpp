@@ -1,8 +1,8 @@
 // The box that shows an internal error.
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
-#include <zmu/foundation/UTL_String.h>
 #include <zmu/foundation/WideBuffer.h>
+#include <zmu/foundation/internal/LoadString.h>
 #include <zmu/foundation/internal/WideFormat.h>
 #include <zmu/platform/Win32.h>
 
@@ -72,10 +72,14 @@ bool appendErrorText(Text& text, int errorNumber, HINSTANCE module)
 {
     if (!module || errorNumber < 1)
         return false;
-    const UTL_String words(module, static_cast<unsigned>(errorNumber),
-                           static_cast<unsigned>(room(text)));
-    text.append(words.wideText());
-    return words.length() != 0;
+    Text words;
+    const int length = zmu::loadString(module, static_cast<unsigned>(errorNumber), words.writable(),
+                                       static_cast<int>(room(text)));
+    words.setUsed(Text::capacity);
+    if (length < 1)
+        return false;
+    text.append(words.c_str());
+    return true;
 }
 
 /// "%%" stands for "%". Any other conversion would have nothing to convert, and stays as it is.

@@ -223,8 +223,7 @@ bool ZarnData::getFileLogName(wchar_t* buffer, std::size_t size)
     });
     if (!isSelfSatisfied() && buffer && size > 0)
         buffer[0] = L'\0';
-    section.leave();
-    return isSelfSatisfied();
+    return section.leaveAnswering();
 }
 
 // ---- Opening and closing ---------------------------------------------------------------------------------
@@ -379,8 +378,7 @@ bool ZarnData::establishLogFile(bool learnForm)
         Zarn_TRACE(L"ZarnData::establishLogFile (%ls) caught exception #%d.\n",
                    learnForm ? L"true" : L"false", getSelfDX_Code());
     }
-    section.leave();
-    return isSelfSatisfied();
+    return section.leaveAnswering();
 }
 
 /// Mark, head and first tail, in one write. `headSucceeded`: what failed, if anything, is the tail.
@@ -452,8 +450,7 @@ bool ZarnData::reestablishLogFile(const bool& force)
         Zarn_TRACE(L"ZarnData::reestablishLogFile () [2] caught exception #%d/%d.\n",
                    getSelfDX_Code(), namingCode);
     }
-    section.leave();
-    return isSelfSatisfied();
+    return section.leaveAnswering();
 }
 
 bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG kind)
@@ -488,9 +485,11 @@ bool ZarnData::reestablishLogFile(wchar_t* logName, wchar_t* formName, Zarn_LOG 
     if (!isSelfSatisfied())
         Zarn_TRACE(L"ZarnData::reestablishLogFile () [1] caught exception #%d.\n",
                    getSelfDX_Code());
-    if (!section.leave())
-        Zarn_TRACE(L"ZarnData::reestablishLogFile () [1] failed to leave critical section.\n");
-    return isSelfSatisfied();
+    const bool succeeded = isSelfSatisfied();
+    if (section.leave())
+        return succeeded;
+    Zarn_TRACE(L"ZarnData::reestablishLogFile () [1] failed to leave critical section.\n");
+    return false;
 }
 
 bool ZarnData::swapFormName(const wchar_t* formName)
@@ -564,7 +563,9 @@ bool ZarnData::setLogFileByteCountLimit(u64 limit, u64& previous)
                    getSelfDX_Code());
         previous = 0;
     }
-    if (!section.leave())
-        Zarn_TRACE(L"ZarnData::setLogFileByteCountLimit () failed to leave critical section.\n");
-    return isSelfSatisfied();
+    const bool succeeded = isSelfSatisfied();
+    if (section.leave())
+        return succeeded;
+    Zarn_TRACE(L"ZarnData::setLogFileByteCountLimit () failed to leave critical section.\n");
+    return false;
 }

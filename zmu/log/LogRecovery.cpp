@@ -139,7 +139,7 @@ void ZarnData::lookAtLog()
         return;
     m_logWatch.lookTime = steadyMilliseconds();
     const LogPlace place = findLog();
-    if (place == LogPlace::Here)
+    if (place == LogPlace::Here || place == LogPlace::Unsure)
         return;
     Zarn_TRACE(L"ZarnData::attendToLog () opens a new log, since this one was deleted, moved or "
                L"cut from outside: ");
@@ -151,8 +151,10 @@ void ZarnData::lookAtLog()
 
 bool ZarnData::replaceFullLog()
 {
-    if (m_logWatch.isOn && getLogDevice())
-        findLog(); // which keeps what is no longer to be found there
+    if (m_logWatch.isOn && getLogDevice() && findLog() == LogPlace::Unsure) {
+        m_logWatch.failTime = steadyMilliseconds();
+        return false; // what is no longer to be found there could not be taken along
+    }
     return openSuccessor();
 }
 
@@ -163,8 +165,8 @@ ZarnData::LogPlace ZarnData::findLog()
     const int seen = std::max(m_logWatch.seenPosition - int{sizeof(char16_t)}, 0);
     const FileIdentity log = identityOf(file);
     if (!log.isThere() || log.links == 0) {
-        keepStrayEntries(file, -1);
-        return LogPlace::Gone;
+        const bool isKept = keepStrayEntries(file, -1);
+        return isKept == log.isThere() ? LogPlace::Gone : LogPlace::Unsure;
     }
     int hole = -1;
     if (log.size < tail)
@@ -172,8 +174,8 @@ ZarnData::LogPlace ZarnData::findLog()
     else if (m_fileLog.m_logStream->encoding() == QStringConverter::Utf16)
         hole = findHole(file, seen, tail);
     if (hole >= 0) {
-        keepStrayEntries(file, hole == seen ? findBeginning(file, seen) : hole);
-        return LogPlace::Gone;
+        const bool isKept = keepStrayEntries(file, hole == seen ? findBeginning(file, seen) : hole);
+        return isKept ? LogPlace::Gone : LogPlace::Unsure;
     }
     m_logWatch.seenPosition = tail;
     m_logWatch.entries = 0;
@@ -200,7 +202,7 @@ bool ZarnData::openSuccessor()
 
 // ---- Entries of a log that is gone -----------------------------------------------------------------------
 
-void ZarnData::keepStrayEntries(int file, int hole)
+bool ZarnData::keepStrayEntries(int file, int hole)
 {
     forgetStrayEntries();
     m_logWatch.strayFile = duplicateFile(file);
@@ -208,6 +210,7 @@ void ZarnData::keepStrayEntries(int file, int hole)
     m_logWatch.strayEnd = m_fileLog.m_tailPosition;
     m_logWatch.strayHole = hole < 0 ? -1 : hole & ~1; // in the middle of a unit is before it
     m_logWatch.strayEntries = m_logWatch.entries;
+    return m_logWatch.strayFile >= 0;
 }
 
 void ZarnData::forgetStrayEntries()

@@ -73,8 +73,7 @@ const wchar_t* ZarnData::formatLogHyperlink(ulong32 code, unsigned int stringID,
     });
     if (section.wasEntered())
         m_scratchpad.clear();
-    section.leave(dx::HyperlinkLockNotLeft);
-    if (isSelfSatisfied())
+    if (section.leaveAnswering(dx::HyperlinkLockNotLeft))
         return out.wideText();
     out.clear();
     SetLastError(ERROR_SUCCESS);

@@ -644,10 +644,12 @@ class ZMU_API ZarnData {
     void loadProxy();
     void watchNewLog();
     bool leaveLogOfParent();
-    enum class LogPlace { Here, Elsewhere, Gone };
+    /// Unsure: the system does not tell, or has no number for what is to be kept of the file.
+    /// Nothing is lost where it is; the next look is a second later.
+    enum class LogPlace { Here, Elsewhere, Gone, Unsure };
     void lookAtLog();
     LogPlace findLog();
-    void keepStrayEntries(int file, int hole);
+    bool keepStrayEntries(int file, int hole);
     bool openSuccessor();
     void takeStrayEntriesAlong();
     bool copyStrayEntries(int& position);

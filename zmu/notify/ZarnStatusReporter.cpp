@@ -156,6 +156,16 @@ void ZarnStatusReporter::destroy()
     delete std::exchange(m_loneInstance, nullptr);
 }
 
+/// Throws `code` if there is a reporter, whose colours and font must not be released with this one.
+void ZarnStatusReporter::requireAlone(int code)
+{
+    clearDiagnostics();
+    if (m_loneInstance) {
+        fail(code);
+        throw code;
+    }
+}
+
 /// The frame of the constructors: what `body` has made is released when it fails, and then the code
 /// is thrown.
 template <class Body>
@@ -183,10 +193,8 @@ ZarnStatusReporter::ZarnStatusReporter(const wchar_t* title, ulong32 styles,
                                        int textControlID, DLGPROC procedure, HWND parent)
     : m_dialogWindowIsOurs(true)
 {
+    requireAlone(status::ResourceInstanceExists);
     construct([&] {
-        clearDiagnostics();
-        if (m_loneInstance)
-            return fail(status::ResourceInstanceExists);
         setMemberVarsToDefaults(1, clearStatus | resetMembers);
         if (!isNamed(resourceFile) || dialogID < 1 || dialogID >= dialogIDEnd)
             return fail(status::ResourceBadArguments);
@@ -207,9 +215,8 @@ ZarnStatusReporter::ZarnStatusReporter(HWND dialog, int textControlID, DLGPROC p
                                        const wchar_t* resourceFile, ulong32 loadFlags)
     : m_dialogWindow(dialog)
 {
+    requireAlone(status::AdoptInstanceExists);
     construct([&] {
-        if (m_loneInstance)
-            return fail(status::AdoptInstanceExists);
         setMemberVarsToDefaults(1, clearStatus | resetMembers);
         if (!dialog || !isNamed(resourceFile))
             return fail(status::AdoptBadArguments);

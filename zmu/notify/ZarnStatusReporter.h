@@ -145,6 +145,7 @@ class ZMU_API ZarnStatusReporter {
     bool updateDisplay_(const Zarn* monitor) const;
 
   private:
+    static void requireAlone(int code);
     template <class Body>
     void construct(Body body);
     static bool fail(int code);

@@ -36,10 +36,10 @@ struct RECT {
 };
 
 // A window is shown by a program of its own, zmu-window, which comes with the library. Each call
-// asks that program and waits for its answer, at most five seconds: a program that does not answer
-// is ended. Its window is gone then, as it is when the person has closed it or the program was
-// killed. Any thread may call. For what is no window a call fails with the last error 1400. At most
-// 32 windows are open at a time.
+// asks that program and waits for its answer, at most five seconds, or as many as the environment
+// variable ZMU_WINDOW_SECONDS says: a program that does not answer is ended. Its window is gone
+// then, as it is when the person has closed it or the program was killed. Any thread may call. For
+// what is no window a call fails with the last error 1400. At most 32 windows are open at a time.
 
 /// Makes a hidden dialog: one line of text, which is the dialog's control of any ID, in the
 /// desktop's colours and font. Modules have no dialogs here, so `module` and `dialog` are not

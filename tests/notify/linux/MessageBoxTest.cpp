@@ -1,60 +1,30 @@
 // Message boxes on a screen of the test's own, answered by keys.
-#include "Screen.h"
+#include "../Allocations.h"
+#include "VirtualScreen.h"
 
 #include <Support.h>
 
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
 #include <QElapsedTimer>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <thread>
-
-#include <sys/prctl.h>
 
 namespace {
 
 using namespace zmu_test;
-
-/// An X server of the test's own, without a window manager, if there is one to be had.
-class VirtualScreen {
-  public:
-    VirtualScreen()
-    {
-        // It goes when the test is killed, too.
-        m_server.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
-        // It writes its number once it is ready, and stays while no program is connected.
-        m_server.start("Xvfb", {"-displayfd", "1", "-screen", "0", "800x600x24", "-nolisten", "tcp",
-                                "-noreset"});
-        if (!m_server.waitForReadyRead(60000))
-            return;
-        m_isThere = true;
-        setenv("DISPLAY", ":" + m_server.readLine().trimmed(), 1);
-        setenv("QT_QPA_PLATFORM", "xcb", 1);
-        setenv("ZMU_WINDOW_SECONDS", "60", 1);
-    }
-    ~VirtualScreen()
-    {
-        m_server.kill();
-        m_server.waitForFinished();
-    }
-    bool isThere() const { return m_isThere; }
-
-  private:
-    QProcess m_server;
-    bool m_isThere = false;
-};
 
 class MessageBox : public ::testing::Test {
   protected:
     void SetUp() override
     {
         markPrograms();
-        if (!m_screen.isThere() || system("command -v xdotool >/dev/null") != 0)
-            GTEST_SKIP() << "there is no Xvfb, or no xdotool to press its keys";
+        if (!m_screen.isThere())
+            GTEST_SKIP() << noScreen;
         strings()[2042] = L"Go on?";
     }
 
@@ -65,23 +35,12 @@ class MessageBox : public ::testing::Test {
                                               L"The caption", style);
     }
 
-    /// Waits for the box and presses keys, one after the other.
-    static void press(const std::string& keys)
-    {
-        const std::string command = "{ timeout 60 xdotool search --sync --onlyvisible --name 'The "
-                                    "caption' windowfocus --sync && "
-                                    "for key in " +
-                                    keys +
-                                    "; do sleep 0.1; xdotool key $key; done; } >/dev/null 2>&1";
-        EXPECT_EQ(system(command.c_str()), 0);
-    }
-
     /// What the box answers to keys.
     static int answerTo(unsigned style, const char* keys)
     {
         int answer = -1;
         std::thread box([&] { answer = show(style); });
-        press(keys);
+        pressIn("The caption", keys);
         box.join();
         return answer;
     }
@@ -119,7 +78,7 @@ TEST_F(MessageBox, ThatIsLostSaysItsTextElsewhere)
         QElapsedTimer clock;
         std::thread box([&] { answer = show(0x34); });
         ASSERT_TRUE(becomesTrue([] { return windowPrograms().size() == 1; }));
-        press("");
+        pressIn("The caption", "");
         clock.start();
         kill(windowPrograms().front(), signal);
         box.join();
@@ -128,6 +87,58 @@ TEST_F(MessageBox, ThatIsLostSaysItsTextElsewhere)
         EXPECT_EQ(traces.take(), "The caption: Internal Error 0.042\n\nGo on?\n");
         EXPECT_TRUE(windowPrograms().empty());
     }
+}
+
+TEST_F(MessageBox, OfASituationHoldsOtherThreadsUntilItIsAnswered)
+{
+    strings()[7] = L"2~0|&|``Shown.`";
+    const Folder folder;
+    const Monitor monitor(folder.path("log.html"));
+    monitor->setDisplayDlgBoxFunction(
+        [](HWND, const wchar_t*, const wchar_t*, unsigned int style) { return show(style); });
+    std::thread first([&] { monitor->respondToSituation(7, nullptr); });
+    ASSERT_TRUE(becomesTrue([] { return windowPrograms().size() == 1; }));
+    std::atomic<bool> isDone = false;
+    std::thread second([&] {
+        EXPECT_EQ(reportText(monitor.get(), L"waits"), 0);
+        isDone = true;
+    });
+    pressIn("The caption", "Tab");
+    EXPECT_FALSE(isDone);
+    pressIn("The caption", "Return");
+    first.join();
+    second.join();
+    EXPECT_EQ(monitor->getSelfDX_Code(), 0);
+}
+
+TEST_F(MessageBox, IsAnsweredOrSaysItsTextElsewhereWhateverAllocationFails)
+{
+    if (!canFailAllocations)
+        GTEST_SKIP() << "the sanitizer has allocations of its own";
+    for (const bool goesOn : {false, true}) {
+        bool hasFailed = true;
+        for (int number = 0; hasFailed; ++number) {
+            Traces traces;
+            int answer = -1;
+            std::atomic<bool> isOver = false;
+            std::thread box([&] {
+                failAllocation(number, goesOn);
+                answer = show(0);
+                hasFailed = endFailing();
+                isOver = true;
+            });
+            EXPECT_TRUE(becomesTrue([&] {
+                return isOver || (system("xdotool search --name 'The caption' windowfocus --sync "
+                                         "key Return >/dev/null 2>&1"),
+                                  false);
+            }));
+            box.join();
+            const QString elsewhere = traces.take();
+            EXPECT_TRUE(answer == 1 || elsewhere.contains("Go on?")) << number << goesOn;
+            EXPECT_TRUE(hasFailed || answer == 1) << number << goesOn;
+        }
+    }
+    EXPECT_TRUE(windowPrograms().empty());
 }
 
 } // namespace

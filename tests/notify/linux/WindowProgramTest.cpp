@@ -15,6 +15,7 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -177,10 +178,13 @@ TEST_F(WindowProgram, EndsWithItsHost)
     });
     EXPECT_TRUE(becomesTrue([] { return windowPrograms().size() == 1; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    EXPECT_EQ(windowPrograms().size(), 1u);
+    // One that is stopped goes as soon as it goes on.
+    const pid_t program = theProgram();
+    kill(program, SIGSTOP);
     host.kill();
-    EXPECT_TRUE(areProgramsGone());
     host.wait();
+    kill(program, SIGCONT);
+    EXPECT_TRUE(areProgramsGone());
     close(life[0]);
     close(life[1]);
 }
@@ -210,7 +214,7 @@ TEST_F(WindowProgram, EndsWithItsHostThoughItsDisplayHangs)
     close(display);
 }
 
-TEST_F(WindowProgram, OfAHostThatForksInACallIsNotTheChilds)
+TEST_F(WindowProgram, OfAHostThatForksWhileThreadsCallIsNotTheChilds)
 {
     setenv("ZMU_WINDOW_SECONDS", "10", 1);
     ZarnStatusReporter* const reporter = makeReporter();
@@ -262,8 +266,8 @@ class Installation {
         QDir(m_folder.path()).mkpath(QFileInfo(place).path());
         QFile::copy(LIBRARY_FILE, m_folder.filePath("lib/" LIBRARY_NAME));
         QFile file(m_folder.filePath(place));
-        if (program == "real") {
-            QFile::copy(WINDOW_PROGRAM, file.fileName());
+        if (program == "real" || program == "faltering") {
+            QFile::copy(program == "real" ? WINDOW_PROGRAM : FALTERING_PROGRAM, file.fileName());
         } else if (!program.isEmpty() && file.open(QIODevice::WriteOnly)) {
             file.write(program);
             file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
@@ -290,23 +294,51 @@ class Installation {
 
 TEST_F(WindowProgram, IsFoundBesideTheLibraryOrInItsInstallation)
 {
-    EXPECT_EQ(Installation("lib/zmu-window", "real").ask(), "0/0");
-    EXPECT_EQ(Installation("libexec/zmu/zmu-window", "real").ask(), "0/0");
+    EXPECT_EQ(Installation("lib/zmu-window", "real").ask(), "0 0 0 0 ");
+    EXPECT_EQ(Installation("libexec/zmu/zmu-window", "real").ask(), "0 0 0 0 ");
 }
 
 TEST_F(WindowProgram, ThatDoesNotStartIsNotWaitedForLong)
 {
-    EXPECT_EQ(Installation("lib/zmu-window", "").ask(), "14/2");
-    EXPECT_EQ(Installation("lib/zmu-window", "#!/bin/sh\nexit 0\n").ask(), "14/31");
-    EXPECT_EQ(Installation("lib/zmu-window", "no program\n").ask(), "14/31");
+    EXPECT_EQ(Installation("lib/zmu-window", "").ask(), "14/2 ");
+    EXPECT_EQ(Installation("lib/zmu-window", "#!/bin/sh\nexit 0\n").ask(), "14/31 ");
+    EXPECT_EQ(Installation("lib/zmu-window", "no program\n").ask(), "14/31 ");
     setenv("QT_QPA_PLATFORM", "xcb", 1);
-    EXPECT_EQ(Installation("lib/zmu-window", "real").ask(), "14/31");
+    EXPECT_EQ(Installation("lib/zmu-window", "real").ask(), "14/31 ");
     // Which is five seconds where nobody asks for more.
     unsetenv("ZMU_WINDOW_SECONDS");
     const auto start = Clock::now();
-    EXPECT_EQ(Installation("lib/zmu-window", "#!/bin/sh\nexec sleep 600\n").ask(), "14/1460");
+    EXPECT_EQ(Installation("lib/zmu-window", "#!/bin/sh\nexec sleep 600\n").ask(), "14/1460 ");
     EXPECT_GE(Clock::now() - start, std::chrono::seconds(4));
     EXPECT_LE(Clock::now() - start, std::chrono::seconds(40));
+}
+
+TEST_F(WindowProgram, ThatEndsAtAnOrderFailsTheOperation)
+{
+    const Installation installation("lib/zmu-window", "faltering");
+    const struct {
+        int orders; ///< How many of these in a row end in the same codes.
+        const char* codes;
+    } cases[] = {
+        {7, "13/0 "}, // while the dialog's procedure dresses it
+        {1, "0 0 40/0 5/0 "},
+        {3, "0 1/1400 40/0 5/0 "},
+        {1, "0 2/1400 40/0 5/0 "},
+        {1, "0 0 43/1400 5/0 "},
+        {1, "0 0 42/0 5/0 "},
+        {1, "0 0 0 5/1400 "},
+        {1, "0 0 0 6/1400 "},
+        {1, "0 0 0 7/1400 "},
+        {2, "0 0 0 8/1400 "},
+        {1, "0 0 0 0 "},
+    };
+    int orders = 0;
+    for (const auto& [count, codes] : cases) {
+        for (const int end = orders + count; orders < end; ++orders) {
+            setenv("ZMU_TEST_ORDERS", std::to_string(orders).c_str(), 1);
+            EXPECT_EQ(installation.ask(), codes) << orders;
+        }
+    }
 }
 
 TEST_F(WindowProgram, ServesThreads)
@@ -320,6 +352,17 @@ TEST_F(WindowProgram, ServesThreads)
             EXPECT_TRUE(reporter->updateDisplay(thread == 0 ? L"left" : L"right"));
     });
     EXPECT_TRUE(shownText() == L"left" || shownText() == L"right");
+
+    // One of them destroys it.
+    static std::atomic<int> ends;
+    auto* const dialog = makeDialog([](HWND, unsigned int message, u64, i64) -> i64 {
+        ends += message == 2 ? 1 : 0;
+        return 0;
+    });
+    std::atomic<int> successes = 0;
+    inThreads(4, [&](int) { successes += DestroyWindow(dialog); });
+    EXPECT_EQ(successes, 1);
+    EXPECT_EQ(ends, 1);
 }
 
 } // namespace

@@ -71,6 +71,7 @@ bool mayAllocate()
 } // namespace
 
 // The C++ library's operator new allocates by malloc.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's are reserved
 extern "C" void* malloc(std::size_t size)
 {
     return mayAllocate() ? __libc_malloc(size) : nullptr;
@@ -101,6 +102,7 @@ extern "C" int posix_memalign(void** memory, std::size_t alignment, std::size_t 
     *memory = memalign(alignment, size);
     return *memory ? 0 : ENOMEM;
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 LifeWithoutMemory::LifeWithoutMemory(const Place& place, long first, long last)
 {

@@ -112,7 +112,7 @@ Place::Place(Form form) : ledger(makeShared<Ledger>())
     logs = root + "/logs";
     std::filesystem::create_directory(logs);
     setenv("XDG_CONFIG_DIRS", root.c_str(), 1);
-    setLogDirectory(std::wstring(logs.begin(), logs.end()));
+    setLogDirectory(std::wstring(logs.begin(), logs.end()) + L'/');
     if (form == Form::None)
         return;
     std::filesystem::create_directory(logs + "/Templates");

@@ -101,6 +101,9 @@ void requireWholeLogs(const std::string& folder, const Ledger& ledger)
     logs.readFolder(folder);
     for (const std::string& flaw : logs.flaws)
         std::fprintf(stderr, "%s\n", flaw.c_str());
+    for (int lane = 0; lane < 2; ++lane)
+        for (const long number : logs.missing(ledger, lane))
+            std::fprintf(stderr, "entry %ld of lane %d is missing\n", number, lane);
     require(logs.flaws.empty() && logs.lost(ledger) == 0, 3);
 }
 

@@ -87,6 +87,14 @@ class SectionGuard {
         return false;
     }
 
+    /// Leaves as leave() does, and answers for the operation: whether `self` was free of codes
+    /// under the lock, behind which another thread may forgive it.
+    bool leaveAnswering(int notLeft = dx::LockNotLeft)
+    {
+        const bool succeeded = m_self.isSelfSatisfied();
+        return leave(notLeft) && succeeded;
+    }
+
   private:
     struct EnteringThrew {};
 

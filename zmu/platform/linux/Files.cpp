@@ -60,6 +60,8 @@ int zmu::openFile(const wchar_t* path, FileUse use)
     if (fstat(file, &status) == 0 && S_ISREG(status.st_mode))
         return file;
     close(file);
+    if (use == FileUse::New)
+        unlink(name.c_str()); // which nobody would know of
     return failToOpen(EEXIST);
 }
 

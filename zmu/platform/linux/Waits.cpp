@@ -1,7 +1,9 @@
 // Events, mutexes and waiting for them. A handle of this family is a Waitable.
 #include <zmu/platform/ProcessLock.h>
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -9,6 +11,9 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <new>
 #include <string>
 
@@ -115,6 +120,53 @@ NamedEvent* NamedEvent::s_first = nullptr;
 
 // ---- Mutexes -------------------------------------------------------------------------------------------
 
+/// When a thread of this process began, in ticks of the system; 0 if that cannot be told. The
+/// system gives the numbers of ended threads to others.
+u64 startOfThread(pid_t number)
+{
+    constexpr int startField = 22;
+    const zmu::CancellationHold hold;
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", number);
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return 0;
+    char text[1024];
+    const ssize_t length = read(file, text, sizeof text - 1);
+    close(file);
+    text[std::max<ssize_t>(length, 0)] = '\0';
+    // The name in parentheses, which is the second field, may hold anything.
+    const char* at = std::strrchr(text, ')');
+    for (int field = 2; at && field < startField; ++field)
+        at = std::strchr(at + 1, ' ');
+    return at ? std::strtoull(at, nullptr, 10) : 0;
+}
+
+/// The calling thread to the system; asked for once a thread, and again in the child of a fork.
+struct ThreadIdentity {
+    pid_t process = 0;
+    pid_t number = 0;
+    u64 start = 0;
+
+    static const ThreadIdentity& ofCaller()
+    {
+        thread_local ThreadIdentity caller;
+        if (caller.process != getpid())
+            caller = {getpid(), gettid(), startOfThread(gettid())};
+        return caller;
+    }
+    /// Says nothing of a thread that was lost in a fork: its number may be anybody's here.
+    bool hasEnded() const
+    {
+        if (process != getpid())
+            return false;
+        if (tgkill(process, number, 0) != 0 && errno == ESRCH)
+            return true;
+        const u64 startOfHolder = start != 0 ? startOfThread(number) : 0;
+        return startOfHolder != 0 && startOfHolder != start;
+    }
+};
+
 class OwnedMutex : public Waitable {
   public:
     DWORD waitUntil(Moment end) override
@@ -122,7 +174,7 @@ class OwnedMutex : public Waitable {
         const DWORD self = GetCurrentThreadId();
         Hold hold(m_gate);
         while (m_depth != 0 && m_owner != self) {
-            if (hasOwnerEnded()) {
+            if (m_ownerThread.hasEnded()) {
                 take(self);
                 return WAIT_ABANDONED;
             }
@@ -153,22 +205,13 @@ class OwnedMutex : public Waitable {
     void take(DWORD self)
     {
         m_owner = self;
-        m_ownerProcess = getpid();
-        m_ownerNumber = gettid();
+        m_ownerThread = ThreadIdentity::ofCaller();
         m_depth = 1;
     }
 
-    /// Says nothing of an owner that was lost in a fork: its number may be anybody's here.
-    bool hasOwnerEnded() const
-    {
-        return m_ownerProcess == getpid() && tgkill(m_ownerProcess, m_ownerNumber, 0) != 0 &&
-               errno == ESRCH;
-    }
-
     DWORD m_owner = 0; ///< Means something while the depth is not 0.
-    pid_t m_ownerProcess = 0;
-    pid_t m_ownerNumber = 0; ///< What the system calls the owner.
-    unsigned m_depth = 0;    ///< How often the owner has taken it.
+    ThreadIdentity m_ownerThread;
+    unsigned m_depth = 0; ///< How often the owner has taken it.
 };
 
 } // namespace

@@ -30,6 +30,7 @@ struct Dialog {
     DLGPROC procedure = nullptr;
     HWND parent = nullptr;
     bool staysOnTop = false;
+    bool isEnding = false; ///< A thread tells its procedure that it goes.
     std::wstring title;
     std::wstring text; ///< The control's.
 };
@@ -229,6 +230,10 @@ BOOL DestroyWindow(HWND window)
         const Use use(window);
         if (!use.isThere())
             return FALSE;
+        if (std::exchange(use->isEnding, true)) {
+            SetLastError(ERROR_INVALID_WINDOW_HANDLE);
+            return FALSE;
+        }
         procedure = use->procedure;
     }
     try {

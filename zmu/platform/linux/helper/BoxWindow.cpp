@@ -3,11 +3,16 @@
 #include <zmu/platform/linux/helper/Connection.h>
 
 #include <QCloseEvent>
+#include <QGridLayout>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QTimer>
 
+#include <algorithm>
 #include <chrono>
 #include <iterator>
 
@@ -115,6 +120,35 @@ void addButtons(Box& box, unsigned style)
     }
 }
 
+/// A text that would leave no room for the buttons on the screen is one to scroll, and so is one
+/// with a word that is too wide for a line, which is broken there. Last, since each part that is
+/// added has the box lay out the others again.
+void setText(Box& box, const QString& text)
+{
+    constexpr int widthMax = 500;
+    const QSize screen = box.screen()->availableSize();
+    const QSize most(std::min(widthMax, screen.width() * 3 / 4), screen.height() / 2);
+    const QFontMetrics font = box.fontMetrics();
+    const QSize needed = font.boundingRect(QRect(QPoint(), QSize(most.width(), 0)),
+                                           Qt::TextWordWrap | Qt::TextExpandTabs, text)
+                             .size();
+    auto* const layout = qobject_cast<QGridLayout*>(box.layout());
+    auto* const label = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+    if (most.expandedTo(needed) == most || !layout || !label) {
+        box.setText(text);
+        return;
+    }
+    auto* const page = new QPlainTextEdit(text, &box);
+    page->setReadOnly(true);
+    page->setTabChangesFocus(true);
+    page->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    const int linesMore = 2 + needed.width() / most.width();
+    page->setFixedSize(most.width(),
+                       std::min(most.height(), needed.height() + linesMore * font.height()));
+    layout->replaceWidget(label, page);
+    label->hide();
+}
+
 } // namespace
 
 int askPerson(const Request& request, const QString& caption, const QString& text)
@@ -128,9 +162,9 @@ int askPerson(const Request& request, const QString& caption, const QString& tex
     Box box;
     box.setWindowTitle(caption);
     box.setTextFormat(Qt::PlainText);
-    box.setText(text);
     box.setIcon(iconOf(style));
     addButtons(box, style);
+    setText(box, text);
     if (style & (systemModal | topMost))
         box.setWindowFlag(Qt::WindowStaysOnTopHint);
     if (style & (right | rightToLeft))

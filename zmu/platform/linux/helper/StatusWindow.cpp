@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QScreen>
 #include <QStyle>
+#include <QTextDocument>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -61,6 +62,7 @@ StatusWindow::StatusWindow()
                            Qt::WindowDoesNotAcceptFocus)
 {
     setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_AlwaysShowToolTips); // It is never the active window.
     m_line = new TextLine(this);
     m_line->setTextFormat(Qt::PlainText);
     auto* const layout = new QVBoxLayout(this);
@@ -80,7 +82,8 @@ void StatusWindow::obey(const Request& request, const QString& text)
         break;
     case Order::SetText:
         m_line->setText(onOneLine(text));
-        m_line->setToolTip(text);
+        // All of it, for what is cut; never taken for marked-up text, and wrapped as such.
+        m_line->setToolTip(Qt::convertFromPlainText(text, Qt::WhiteSpaceNormal));
         break;
     case Order::Show:
         setVisible(request.value != 0);

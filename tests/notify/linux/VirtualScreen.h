@@ -1,0 +1,64 @@
+// A screen of the test's own, and keys that are pressed there.
+#pragma once
+
+#include "Screen.h"
+
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include <sys/prctl.h>
+
+namespace zmu_test {
+
+inline constexpr char noScreen[] = "there is no Xvfb, or no xdotool to press its keys";
+
+/// Starts a program that goes with the test, however that ends.
+inline void startWithTest(QProcess& process, const QString& program, const QStringList& arguments)
+{
+    process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    process.start(program, arguments);
+}
+
+inline void endProcess(QProcess& process)
+{
+    process.kill();
+    process.waitForFinished();
+}
+
+/// An X server of 800 by 600 pixels, without a window manager, if there is one to be had.
+class VirtualScreen {
+  public:
+    VirtualScreen()
+    {
+        // It writes its number once it is ready, and stays while no program is connected.
+        startWithTest(
+            m_server, "Xvfb",
+            {"-displayfd", "1", "-screen", "0", "800x600x24", "-nolisten", "tcp", "-noreset"});
+        if (!m_server.waitForReadyRead(60000))
+            return;
+        setenv("DISPLAY", ":" + m_server.readLine().trimmed(), 1);
+        setenv("QT_QPA_PLATFORM", "xcb", 1);
+        setenv("ZMU_WINDOW_SECONDS", "60", 1);
+        m_isThere = system("command -v xdotool >/dev/null") == 0;
+    }
+    ~VirtualScreen() { endProcess(m_server); }
+    bool isThere() const { return m_isThere; }
+
+  private:
+    QProcess m_server;
+    bool m_isThere = false;
+};
+
+/// Waits for the window of that name and presses keys there, one after the other.
+inline void pressIn(const std::string& window, const std::string& keys)
+{
+    const std::string command = "{ timeout 60 xdotool search --sync --onlyvisible --name '" +
+                                window + "' windowfocus --sync && for key in " + keys +
+                                "; do sleep 0.1; xdotool key $key; done; } >/dev/null 2>&1";
+    EXPECT_EQ(system(command.c_str()), 0);
+}
+
+} // namespace zmu_test
