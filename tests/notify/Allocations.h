@@ -3,8 +3,9 @@
 
 namespace zmu_test {
 
-/// Whether they can: a sanitizer has allocations of its own.
+/// Whether they can; not where a sanitizer, or each library, has allocations of its own.
 extern const bool canFailAllocations;
+inline constexpr char cannotFail[] = "the allocations of the library cannot be made to fail here";
 
 /// Lets the next allocation fail, or the one after `more` others; with `goesOn`, all later ones,
 /// too.

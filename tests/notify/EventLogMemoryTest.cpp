@@ -33,7 +33,7 @@ int failEachAllocation(Body body)
 TEST_F(EventLog, ReporterSurvivesEachAllocationThatFails)
 {
     if (!canFailAllocations)
-        GTEST_SKIP() << "the sanitizer has allocations of its own";
+        GTEST_SKIP() << cannotFail;
     const int inCreate = failEachAllocation(
         [] { return zgEL_Reporter::create(L"zmu test", nullptr, 0) != nullptr; });
     EXPECT_GT(inCreate, 0);
@@ -44,6 +44,6 @@ TEST_F(EventLog, ReporterSurvivesEachAllocationThatFails)
         fillers[i] =
             reinterpret_cast<std::uintptr_t>(L"a text that is longer than a string's own room");
     const int inWrite = failEachAllocation([this] { return zgEL_Reporter::write(monitor.get()); });
-    EXPECT_EQ(inWrite == 0, isWindows()); // where the texts go to the system as they are
+    EXPECT_GT(inWrite, 0);
     EXPECT_TRUE(zgEL_Reporter::getLoneInstance()->isStatusOK());
 }

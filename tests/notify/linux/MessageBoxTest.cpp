@@ -89,7 +89,7 @@ TEST_F(MessageBox, ThatIsLostSaysItsTextElsewhere)
     }
 }
 
-TEST_F(MessageBox, OfASituationHoldsOtherThreadsUntilItIsAnswered)
+TEST_F(MessageBox, OfASituationHoldsTheOthersUntilItIsAnswered)
 {
     strings()[7] = L"2~0|&|``Shown.`";
     const Folder folder;
@@ -114,7 +114,7 @@ TEST_F(MessageBox, OfASituationHoldsOtherThreadsUntilItIsAnswered)
 TEST_F(MessageBox, IsAnsweredOrSaysItsTextElsewhereWhateverAllocationFails)
 {
     if (!canFailAllocations)
-        GTEST_SKIP() << "the sanitizer has allocations of its own";
+        GTEST_SKIP() << cannotFail;
     for (const bool goesOn : {false, true}) {
         bool hasFailed = true;
         for (int number = 0; hasFailed; ++number) {

@@ -1,4 +1,4 @@
-#include "Allocations.h"
+#include "../Allocations.h"
 
 #include <climits>
 #include <cstdlib>
