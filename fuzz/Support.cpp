@@ -72,7 +72,7 @@ std::string_view bytesOf(std::u16string_view text)
 std::wstring widePathOf(const char* name)
 {
     const std::string path = pathOf(name);
-    return std::wstring(path.begin(), path.end()); // no part of it is anything but ASCII
+    return std::wstring(path.begin(), path.end()); // ASCII, unless TMPDIR is none
 }
 
 } // namespace

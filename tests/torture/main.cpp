@@ -91,7 +91,6 @@ bool runHere(const Scenario& scenario, const Options& options)
     std::printf("%-8s done %8ld  lost %ld  crashed %ld  hung %ld  flaws %ld  %5.1f s  %s\n",
                 scenario.name, counts.done.load(), counts.lost.load(), counts.crashed.load(),
                 counts.hung.load(), counts.flaws.load(), time.count(), run.did.str().c_str());
-    std::fflush(stdout);
     return counts.done > 0 && counts.lost + counts.crashed + counts.hung + counts.flaws == 0;
 }
 
@@ -126,7 +125,6 @@ void Run::flaw(const std::string& what)
     constexpr long toldMax = 20;
     if (++counts.flaws <= toldMax)
         std::printf("  %s: %s\n", m_scenario, what.c_str());
-    std::fflush(stdout);
 }
 
 namespace {
@@ -164,6 +162,7 @@ int main(int count, char** arguments)
 {
     constexpr unsigned wholePatience = 16 * patience; // its children have their own
     const Options options = readOptions(count, arguments);
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // several processes write it
     int failed = 0;
     for (const Scenario& scenario : scenarios) {
         if (!options.asksFor(scenario))
