@@ -19,6 +19,10 @@ void registerThreadsBench();
 void registerFileSizeBench();
 void registerOwnerBench();
 
+/// Reports `count` situations on one of the roads of Instructions.h. False for another name, and
+/// when a situation fails.
+bool reportOn(const std::string& road, int count);
+
 /// Name of a measurement on a medium, which the table looks for.
 inline std::string nameOn(const std::string& name, Medium medium)
 {

@@ -13,7 +13,9 @@
 #include <QTextStream>
 
 #include <chrono>
+#include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 namespace zmu_bench {
@@ -116,6 +118,35 @@ SYS_INFO_VARS_ENV 1 1 0
     measureReplacement(state, medium, form.fileName().toStdWString().c_str());
 }
 
+/// The shipped form without what it injects.
+QByteArray shippedForm()
+{
+    QFile file(ZMU_BENCH_FORM);
+    if (!file.open(QIODevice::ReadOnly))
+        throw std::runtime_error("no shipped form");
+    QByteArray form = file.readAll();
+    const qsizetype injectors = form.indexOf("\n^INJECT_SYS_INFO") + 1;
+    return form.remove(injectors, form.indexOf("^HEAD") - injectors);
+}
+
+void measureMonitorStart(benchmark::State& state, Medium medium)
+{
+    const Folder folder(medium);
+    QFile form(folder.path("form.html"));
+    if (!form.open(QIODevice::WriteOnly) || form.write(shippedForm()) < 0 || !form.flush())
+        throw std::runtime_error("no form to read");
+    const std::wstring name = form.fileName().toStdWString();
+    const auto start = [&] { return std::make_unique<Log>(medium, name.c_str()); };
+    if (const auto log = start(); log->size() < form.size())
+        state.SkipWithError("the log is not of the form");
+    measure(state, [&] {
+        auto log = start();
+        state.PauseTiming(); // its end is another matter
+        log.reset();
+        state.ResumeTiming();
+    });
+}
+
 void measureReports(benchmark::State& state)
 {
     measure(state, [] {
@@ -151,6 +182,7 @@ void registerOwnerBench()
         add("replacement",
             [](benchmark::State& state, Medium on) { measureReplacement(state, on, nullptr); });
         add("replacement with reports", measureReplacementWithReports);
+        add("monitor start", measureMonitorStart);
     }
     benchmark::RegisterBenchmark("reports", measureReports)->UseRealTime();
 }

@@ -1,4 +1,5 @@
 // The whole road of a situation: to the log, to the display, to the proxy.
+#include "Instructions.h"
 #include "Log.h"
 #include "Measure.h"
 #include "Situation.h"
@@ -54,14 +55,34 @@ struct ProxySettings : ZarnData {
     static constexpr i64 instantiatorID = 1;
 };
 
-void measureProxy(benchmark::State& state)
+Monitor makeProxyMonitor()
 {
     LoadLibraryW(ZMU_BENCH_PROXY); // the monitor finds it by its name
-    const Monitor monitor{ProxySettings()};
-    measureReports(state, *monitor, LoggedSituation);
+    return Monitor{ProxySettings()};
+}
+
+void measureProxy(benchmark::State& state)
+{
+    measureReports(state, *makeProxyMonitor(), LoggedSituation);
+}
+
+bool reportTo(Zarn& monitor, SituationID situation, int count)
+{
+    for (int i = 0; i < count; ++i)
+        report(monitor, situation);
+    return monitor.isSelfSatisfied();
 }
 
 } // namespace
+
+bool reportOn(const std::string& road, int count)
+{
+    if (road == logRoad)
+        return reportTo(Log(Medium::Disk).monitor(), LoggedSituation, count);
+    if (road == displayRoad)
+        return reportTo(Log(Medium::Disk).monitor(), DisplayedSituation, count);
+    return road == proxyRoad && reportTo(*makeProxyMonitor(), LoggedSituation, count);
+}
 
 void registerRoadBench()
 {

@@ -19,8 +19,9 @@ class Table : public benchmark::BenchmarkReporter {
     void ReportRuns(const std::vector<Run>& runs) override;
     void Finalize() override;
 
-    /// Prints medians of the repetitions, and what they are to each other.
-    void print() const;
+    /// Prints medians of the repetitions, and what they are to each other. Counts the instructions
+    /// of the roads that were measured, with the help of `program`, the one that runs.
+    void print(const char* program) const;
 
   private:
     struct Samples {

@@ -3,6 +3,7 @@
 //     ./dev bench                              everything, in about a minute
 //     ./dev bench --benchmark_filter=road      what has "road" in its name
 //     ./dev bench --benchmark_out=FILE         every repetition, as JSON
+#include "Instructions.h"
 #include "Measure.h"
 #include "Table.h"
 
@@ -22,6 +23,10 @@ char shortest[] = "--benchmark_min_time=0.03";
 
 int main(int argc, char** argv)
 {
+    int status = 0;
+    if (zmu_bench::isCountedRun(argc, argv, status))
+        return status;
+
     // The last of several flags of a name counts, so those of the command line do.
     std::vector<char*> arguments = {argv[0], repetitions, interleaving, shortest};
     arguments.insert(arguments.end(), argv + 1, argv + argc);
@@ -41,6 +46,6 @@ int main(int argc, char** argv)
     zmu_bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);
     benchmark::ClearRegisteredBenchmarks(); // and with them their logs
-    table.print();
+    table.print(argv[0]);
     benchmark::Shutdown();
 }

@@ -2,6 +2,7 @@
 #include "LogParts.h"
 
 #include <QDate>
+#include <QFile>
 #include <QTextStream>
 
 #include <array>
@@ -85,6 +86,45 @@ class Injecting : public Stages {
 };
 
 } // namespace
+
+TEST_F(LogSections, EntriesSayWhatTheFormatterSays)
+{
+    QByteArray many;
+    for (int i = 0; i < 70; ++i)
+        many += "[ENTRY_ID],";
+    const QByteArray bodies[] = {
+        "<[ENTRY_ID] [ENTRY_COLOR]> [YEAR]-[MONTH]-[DAY] [HOURS]:[MINUTES]:[SECONDS]"
+        ".[MILLISECONDS] [PROCESS_ID] [NAME_OF_USER]|[SITUATION_ID]",
+        "100%% %. %nno variable",
+        "%1!05d! and %2!u! of [ENTRY_ID] [ENTRY_COLOR]", // as no variable has it
+        "[ENTRY_ID]%0 the rest is not shown",
+        many, // more than there is room for
+        QByteArray(1014, 'x') + "[ENTRY_ID]",
+    };
+    for (const QByteArray& body : bodies) {
+        SCOPED_TRACE(body.constData());
+        data.reset();
+        QFile::remove(QString::fromStdWString(log)); // a longer one would keep its end
+        start(formOf("<log>\n", body + " [SITUATION_DSCRP]\n", "</log>\n"));
+        data->recordTag(const_cast<wchar_t*>(L"J\u00f6rg \U0001F600"), Zarn_FORM_TAG_NAME_OF_USER);
+        ZarnDataFile& file = *data->getFileLog();
+        QString expected;
+        for (int i = 0; i < 3; ++i) {
+            if (i == 2)
+                file.m_bodyFormat[0] = L'#'; // the text counts, not its place
+            ASSERT_EQ(data->report(L"text"), 0);
+            for (int var = 0; var < file.m_bodyVarCount; ++var) {
+                if (file.m_bodyVars[var] == Zarn_FORM_VAR_SITUATION_DSCRP)
+                    file.m_bodyValues[var] = toArgumentSlot(L"text");
+            }
+            wchar_t entry[1024] = {};
+            EXPECT_GT(
+                Zarn::formatMessage(0x2400, file.m_bodyFormat, entry, 1024, file.m_bodyValues), 0U);
+            expected += QString::fromWCharArray(entry);
+        }
+        EXPECT_EQ(text(), asLogText("<log>\n") + expected + asLogText("</log>\n"));
+    }
+}
 
 TEST_F(LogSections, EntriesAreNumberedAndColoured)
 {

@@ -122,11 +122,21 @@ HMODULE requireModule(const Char* name, unsigned capacity)
 
 } // namespace
 
+LoadStringFunction zmu::findStringEntry(HMODULE module)
+{
+    return entryPoint<LoadStringFunction>(module, LoadStringEntry);
+}
+
 int zmu::loadString(HMODULE module, unsigned int id, wchar_t* buffer, int bufferMax)
+{
+    return loadString(module, findStringEntry(module), id, buffer, bufferMax);
+}
+
+int zmu::loadString(HMODULE module, LoadStringFunction entry, unsigned int id, wchar_t* buffer,
+                    int bufferMax)
 {
     SetLastError(ERROR_SUCCESS);
     int length = 0;
-    const auto entry = entryPoint<LoadStringFunction>(module, LoadStringEntry);
     buffer[0] = L'\0';
     if (entry)
         length = terminate(buffer, entry(id, buffer, bufferMax), bufferMax);

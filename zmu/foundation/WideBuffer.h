@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cwchar>
+#include <string_view>
 
 namespace zmu {
 
@@ -29,12 +30,15 @@ class WideBuffer {
     bool isEmpty() const { return m_text[0] == L'\0'; }
     /// Elements before the terminator.
     std::size_t length() const { return wcsnlen(m_text, m_used); }
+    std::wstring_view view() const { return {m_text, length()}; }
 
     /// Replaces the text; null counts as empty, and `text` may lie in this buffer. False when it
     /// has more than N - 1 elements: the buffer then holds the first N - 1.
-    bool assign(const wchar_t* text) { return put(0, text); }
+    bool assign(const wchar_t* text) { return assign(viewOf(text, 0)); }
+    bool assign(std::wstring_view text) { return put(0, text); }
     /// Adds to the end of the text; otherwise as assign().
-    bool append(const wchar_t* text) { return put(length(), text); }
+    bool append(const wchar_t* text) { return append(viewOf(text, length())); }
+    bool append(std::wstring_view text) { return put(length(), text); }
 
     /// The raw array, to be written by others. All N elements count as in use until setUsed(),
     /// assign() or clear(); whoever writes keeps the text terminated.
@@ -79,11 +83,17 @@ class WideBuffer {
             std::wmemset(m_text + begin, L'\0', end - begin);
     }
 
-    bool put(std::size_t at, const wchar_t* text)
+    /// As much of `text` as can matter behind the first `at` elements.
+    static std::wstring_view viewOf(const wchar_t* text, std::size_t at)
     {
-        const std::size_t count = text ? wcsnlen(text, N - at) : 0;
+        return text ? std::wstring_view(text, wcsnlen(text, N - at)) : std::wstring_view();
+    }
+
+    bool put(std::size_t at, std::wstring_view text)
+    {
+        const std::size_t count = (std::min)(text.size(), N - at);
         if (count != 0)
-            std::wmemmove(m_text + at, text, count);
+            std::wmemmove(m_text + at, text.data(), count);
         const std::size_t written = at + count;
         const std::size_t end = (std::min)(written, N - 1);
         zeroFrom(end, (std::max)(m_used, written));

@@ -8,6 +8,7 @@
 #include <zmu/log/internal/DirectoryTrace.h>
 #include <zmu/log/internal/FormDevice.h>
 #include <zmu/log/internal/LogDevice.h>
+#include <zmu/log/internal/SectionPieces.h>
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnDataForThread.h>
@@ -27,6 +28,7 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <utility>
 
 using namespace zmu;
@@ -296,6 +298,8 @@ bool ZarnData::openLogFile(wchar_t* name)
         return false;
     if (m_fileLog.m_logStream)
         m_logDevice = dynamic_cast<LogDevice*>(m_fileLog.m_logStream->device());
+    if (!m_entryPieces)
+        m_entryPieces = new (std::nothrow) EntryPieces; // without them the formatter does it all
     return true;
 }
 
@@ -333,8 +337,19 @@ bool ZarnData::closeFile(QTextStream*& stream, const wchar_t* /*name*/)
     }
 }
 
-void ZarnData::freeSpareLogStream()
+SectionPieces* ZarnData::obtainPieces(const wchar_t* format, int varCount) const
 {
+    SectionPieces* pieces = nullptr;
+    if (m_entryPieces && format == m_fileLog.m_bodyFormat)
+        pieces = &m_entryPieces->body;
+    else if (m_entryPieces && format == m_fileLog.m_tailFormat)
+        pieces = &m_entryPieces->tail;
+    return pieces && pieces->areOf(format, varCount) ? pieces : nullptr;
+}
+
+void ZarnData::freeLogSpares()
+{
+    delete std::exchange(m_entryPieces, nullptr);
     if (m_spareLogStream)
         freeStream(m_spareLogStream);
 }

@@ -9,6 +9,7 @@
 #include <zmu/log/internal/FormSection.h>
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/log/internal/LogText.h>
+#include <zmu/log/internal/SectionPieces.h>
 #include <zmu/log/internal/SectionText.h>
 #include <zmu/log/internal/SectionTime.h>
 #include <zmu/monitor/ZarnData.h>
@@ -85,19 +86,26 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
             isEntry = isEntry || var == Zarn_FORM_VAR_ENTRY_ID;
         }
 
-        SectionText text;
-        if (!mayAllocate)
-            require(text.formatInto(m_scratchpad.m_a, format, values), dx::SectionNotFormatted);
-        else
-            text.formatGrowing(format, varCount, vars, values, injected,
-                               m_dataSet->getSelfResourceModule(), m_scratchpad.m_b);
-
-        if (wcsnlen(text.text(), text.length()) != text.length())
-            setSelfDX_Code(dx::SectionLengthDisagrees);
-        else
+        const u64 limit = m_fileSizeLimit ? m_fileSizeLimit : logSizeLimit();
+        SectionPieces* const pieces =
+            mayAllocate ? nullptr : m_dataSet->obtainPieces(format, varCount);
+        SectionPieces::Units units;
+        if (const std::size_t count = pieces ? pieces->fill(values, units) : 0) {
             bytesWritten =
-                writeText(*file.m_logStream, m_dataSet->getLogDevice(), text.text(), text.length(),
-                          m_fileSizeLimit ? m_fileSizeLimit : logSizeLimit());
+                writeUnits(*file.m_logStream, m_dataSet->getLogDevice(), units, count, limit);
+        } else {
+            SectionText text;
+            if (!mayAllocate)
+                require(text.formatInto(m_scratchpad.m_a, format, values), dx::SectionNotFormatted);
+            else
+                text.formatGrowing(format, varCount, vars, values, injected,
+                                   m_dataSet->getSelfResourceModule(), m_scratchpad.m_b);
+            if (wcsnlen(text.text(), text.length()) != text.length())
+                setSelfDX_Code(dx::SectionLengthDisagrees);
+            else
+                bytesWritten = writeText(*file.m_logStream, m_dataSet->getLogDevice(), text.text(),
+                                         text.length(), limit);
+        }
         if (countBytes)
             addSaturating(file.m_logByteCount, bytesWritten);
         if (isEntry)

@@ -45,20 +45,30 @@ u64 zmu::writeText(QTextStream& stream, LogDevice* log, const wchar_t* text, std
         headUnits = std::make_unique<char16_t[]>(length * utf16UnitsMax);
         units = headUnits.get();
     }
+    return writeUnits(stream, log, units, toUtf16(text, length, units), limit);
+}
 
-    const std::size_t unitsCount = toUtf16(text, length, units);
-    QByteArray bytes =
-        QByteArray::fromRawData(reinterpret_cast<const char*>(units),
-                                static_cast<qsizetype>(unitsCount) * qsizetype{sizeof *units});
-    // A log without a head has not been given its encoding.
-    if (stream.encoding() != QStringConverter::Utf16)
-        bytes = QString(reinterpret_cast<const QChar*>(units), static_cast<qsizetype>(unitsCount))
-                    .toUtf8();
-
+u64 zmu::writeUnits(QTextStream& stream, LogDevice* log, const char16_t* units, std::size_t count,
+                    u64 limit)
+{
+    const auto size = static_cast<qsizetype>(count) * qsizetype{sizeof *units};
+    const auto* const data = reinterpret_cast<const char*>(units);
     // The device and not the stream, which would copy and encode the text once more.
+    const bool isUtf16 = stream.encoding() == QStringConverter::Utf16;
+    if (log && isUtf16) {
+        if (static_cast<u64>(log->pos() + size) > limit || !log->append(data, size))
+            throw WriteFailed{};
+        return static_cast<u64>(size);
+    }
+
+    QByteArray bytes = QByteArray::fromRawData(data, size);
+    // A log without a head has not been given its encoding.
+    if (!isUtf16)
+        bytes =
+            QString(reinterpret_cast<const QChar*>(units), static_cast<qsizetype>(count)).toUtf8();
     QIODevice& device = *stream.device();
     if (static_cast<u64>(device.pos() + bytes.size()) > limit ||
-        !(log ? log->write(bytes) == bytes.size() : writeElsewhere(device, bytes)))
+        !(log ? log->append(bytes.constData(), bytes.size()) : writeElsewhere(device, bytes)))
         throw WriteFailed{};
     return static_cast<u64>(bytes.size());
 }

@@ -20,9 +20,10 @@ class ArgumentBlock {
     char** load(const u64* values, const SlotKind* kinds, std::size_t count)
     {
         count = (std::min)(count, ArgumentSlotsQty);
-        std::fill(std::copy_n(values, count, m_slots), m_slots + ArgumentSlotsQty, u64{0});
-        std::fill(std::copy_n(kinds, count, m_kinds), m_kinds + ArgumentSlotsQty,
-                  SlotKind::Unknown);
+        const std::size_t end = (std::max)(count, m_count); // all is empty from there on
+        std::fill(std::copy_n(values, count, m_slots), m_slots + end, u64{0});
+        std::fill(std::copy_n(kinds, count, m_kinds), m_kinds + end, SlotKind::Unknown);
+        m_count = count;
         m_cursor = reinterpret_cast<char*>(m_slots);
         return &m_cursor;
     }
@@ -47,6 +48,7 @@ class ArgumentBlock {
   private:
     u64 m_slots[ArgumentSlotsQty] = {};
     SlotKind m_kinds[ArgumentSlotsQty] = {};
+    std::size_t m_count = 0; ///< Slots in use.
     char* m_cursor = nullptr;
 };
 

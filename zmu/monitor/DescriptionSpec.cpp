@@ -10,26 +10,15 @@
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
 #include <zmu/monitor/internal/TokenList.h>
+#include <zmu/monitor/internal/Whitespace.h>
 #include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cwchar>
-#include <cwctype>
 
 using namespace zmu;
 
 namespace {
-
-/// Copies `source` into `capacity` elements, and answers how many it took. When it has no fewer the
-/// last element is missing: the copy is terminated in any case.
-std::size_t copyText(wchar_t* target, std::size_t capacity, const wchar_t* source)
-{
-    const std::size_t length = wcsnlen(source, capacity);
-    const std::size_t copied = std::min(length, capacity - 1);
-    std::wmemcpy(target, source, copied);
-    target[copied] = L'\0';
-    return length;
-}
 
 /// Zeroes the text in a buffer of `capacity` elements, which it may fill to the last.
 void zeroText(wchar_t* text, std::size_t capacity)
@@ -61,13 +50,15 @@ bool ZarnDataForThread::parseDescriptionSpecLogFile()
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepGroup();
         m_descriptionLogFileLineWd = getDefaultLineWidth(Zarn_MSG_FMT_LOGFILE);
 
-        m_scratchpad.m_b.assign(m_descriptionForLogFile.c_str());
-        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
+        m_scratchpad.m_b.assign(m_descriptionForLogFile.view());
+        wchar_t* const text = m_scratchpad.m_b.inPlace();
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.view(), m_tokenSeparator[0]);
+        groups.cut(text);
         require(groups.count() == groupsCount, dx::LogSpecGroups);
         for (int i = 0; i < groups.count(); ++i) {
             require(i == 0, dx::LogSpecGroupIndex);
             require(groups.count() == groupsCount, dx::LogSpecFormatMisplaced);
-            requireOrRaiseHeld(parseMessageFormat(groups[i], Zarn_MSG_FMT_LOGFILE), *this);
+            requireOrRaiseHeld(parseMessageFormat(text, Zarn_MSG_FMT_LOGFILE), *this);
         }
     });
     if (!isSelfSatisfied()) {
@@ -85,7 +76,7 @@ bool ZarnDataForThread::parseDescriptionSpecLogFile()
 bool ZarnDataForThread::isDupeForm(const wchar_t* text) const
 {
     return text[0] == m_dataSet->getDescriptionDisplayDupeOp() &&
-           (!text[1] || std::iswspace(static_cast<std::wint_t>(text[1])));
+           (!text[1] || isWhitespace(text[1]));
 }
 
 void ZarnDataForThread::resetDisplaySpec()
@@ -123,8 +114,10 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
             return;
         }
 
-        m_scratchpad.m_b.assign(m_descriptionForDisplay.c_str());
-        const TokenList<groupsCount> groups(m_scratchpad.m_b.inPlace(), m_tokenSeparator);
+        m_scratchpad.m_b.assign(m_descriptionForDisplay.view());
+        wchar_t* const text = m_scratchpad.m_b.inPlace();
+        const TokenList<groupsCount> groups(m_scratchpad.m_b.view(), m_tokenSeparator[0]);
+        groups.cut(text);
         require(groups.count() <= groupsCount, dx::DisplaySpecGroups);
         if (groups.count() == 1 && isDupeForm(spec)) {
             m_descriptionDisplayIsDupe = true;
@@ -132,7 +125,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplay()
         }
         require(groups.count() == groupsCount, dx::DisplaySpecGroups);
         for (int i = 0; i < groups.count(); ++i) {
-            wchar_t* const group = groups[i];
+            wchar_t* const group = text + (groups[i].data() - text);
             number = i + 1;
             if (i == 0) {
                 requireOrRaiseHeld(parseDescriptionSpecDisplayDlgBox(skipWhitespace(group)), *this);
@@ -162,33 +155,33 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
         return isSelfSatisfied();
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    const std::wstring_view list(text, wcsnlen(text, ZarnScratchpad::Buffer::capacity));
     int number = 0; // of the record in hand
-    const wchar_t* record = text;
+    std::wstring_view record = list;
     runGuarded(*this, dx::DialogSpecUnexpected, [&] {
         requireApproval();
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
         resetDialogSpec();
 
-        ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        require(copy.assign(text), dx::DialogSpecRecords);
-        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
+        require(list.size() < ZarnScratchpad::Buffer::capacity, dx::DialogSpecRecords);
+        const TokenList<recordsMax> records(list, m_tokenSeparator[0]);
         require(records.count() <= recordsMax, dx::DialogSpecRecords);
         for (int i = 0; i < records.count(); ++i) {
             number = i + 1;
-            record = skipWhitespace(records[i]);
-            if (!*record)
+            record = withoutLeadingWhitespace(records[i]);
+            if (record.empty())
                 continue;
             switch (i) {
             case 0:
-                require(isDigit(*record), dx::DialogSpecFirstNotNumber);
+                require(isDigit(record.front()), dx::DialogSpecFirstNotNumber);
                 m_displayDlgBoxType = static_cast<unsigned int>(toNumber(record));
                 break;
             case 1:
-                require(isDigit(*record), dx::DialogSpecSecondNotNumber);
+                require(isDigit(record.front()), dx::DialogSpecSecondNotNumber);
                 m_displayDlgBoxSpecB = toNumber(record);
                 break;
             case 2:
-                require(isDigit(*record), dx::DialogSpecThirdNotNumber);
+                require(isDigit(record.front()), dx::DialogSpecThirdNotNumber);
                 m_displayDlgBoxSpecA = toNumber(record);
                 break;
             default:
@@ -227,7 +220,6 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
     constexpr int recordsMax = 4;
 
     const std::size_t scratchQty = scratchBytes / sizeof(wchar_t);
-    std::size_t scratchUsed = 0;
     const bool isTargetKnown = format == Zarn_MSG_FMT_DISPLAY || format == Zarn_MSG_FMT_LOGFILE;
     const auto resetTarget = [&] {
         withTarget(format, [&](auto& target, u8& lineWidth) {
@@ -237,24 +229,23 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
     };
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    const std::wstring_view list(text ? text : L"", text ? wcsnlen(text, scratchQty) : 0);
     int number = 0; // of the record in hand
-    const wchar_t* record = text ? text : L"";
+    std::wstring_view record = list;
     runGuarded(*this, dx::MessageFormatUnexpected, [&] {
         requireApproval();
         require(isTargetKnown, dx::MessageFormatTarget);
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
         resetTarget();
 
-        require(text && scratch && scratchQty > 0, dx::MessageFormatRecords);
-        scratchUsed = copyText(scratch, scratchQty, text);
-        require(scratchUsed < scratchQty, dx::MessageFormatRecords);
-        const TokenList<recordsMax> records(scratch, m_tokenSeparator);
+        require(text && scratch && list.size() < scratchQty, dx::MessageFormatRecords);
+        const TokenList<recordsMax> records(list, m_tokenSeparator[0]);
         require(records.count() >= recordsMin && records.count() <= recordsMax,
                 dx::MessageFormatRecords);
         for (int i = 0; i < records.count(); ++i) {
             number = i + 1;
             record = records[i];
-            appendRecord(i, records[i], format);
+            appendRecord(i, record, format, scratch);
         }
     });
     if (!isSelfSatisfied()) {
@@ -263,21 +254,20 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageFormat(wchar_t* text, Zarn_M
         if (isTargetKnown)
             resetTarget();
     }
-    if (scratch)
-        std::wmemset(scratch, L'\0', scratchUsed);
     return isSelfSatisfied();
 }
 
-void ZarnDataForThread::appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format)
+void ZarnDataForThread::appendRecord(int index, std::wstring_view record, Zarn_MSG_FMT format,
+                                     wchar_t* scratch)
 {
     constexpr int lineWidthMax = 255;
 
     withTarget(format, [&](auto& target, u8& lineWidth) {
         switch (index) {
         case 0:
-            record = skipWhitespace(record);
-            if (*record) {
-                require(isDigit(*record), dx::LineWidthNotNumber);
+            record = withoutLeadingWhitespace(record);
+            if (!record.empty()) {
+                require(isDigit(record.front()), dx::LineWidthNotNumber);
                 const int width = toNumber(record);
                 require(width <= lineWidthMax, dx::LineWidthOutOfRange);
                 lineWidth = static_cast<u8>(width);
@@ -285,10 +275,13 @@ void ZarnDataForThread::appendRecord(int index, wchar_t* record, Zarn_MSG_FMT fo
             break;
         case 1:
         case 3:
-            if (*record)
-                requireOrRaiseHeld(
-                    parseDescriptionSpec_MessageAffix(record, target.writable(), target.capacity),
-                    *this);
+            if (!record.empty()) {
+                scratch[record.copy(scratch, record.size())] = L'\0'; // to be cut
+                const bool succeeded =
+                    parseDescriptionSpec_MessageAffix(scratch, target.writable(), target.capacity);
+                std::wmemset(scratch, L'\0', record.size());
+                requireOrRaiseHeld(succeeded, *this);
+            }
             break;
         case 2:
             require(target.append(record), dx::MessageTextTooLong);
@@ -334,16 +327,18 @@ bool ZarnDataForThread::parseDescriptionSpec_MessageAffix(wchar_t* text, wchar_t
     return isSelfSatisfied();
 }
 
-std::size_t ZarnDataForThread::loadAffix(int number, wchar_t* output, std::size_t room) const
+std::size_t ZarnDataForThread::loadAffix(int number, wchar_t* output, std::size_t room)
 {
     std::size_t length = 0;
+    m_usesAffix = true;
     require(room > 0, dx::AffixNotLoaded);
     try {
         const int id = m_dataSet->getDescriptionAffixID_Min() + number;
         const UTL_String affix(m_dataSet->getResourceModule(), static_cast<unsigned int>(id),
                                static_cast<unsigned int>(room));
-        copyText(output, room, affix.wideText());
-        length = std::wcslen(output);
+        const std::wstring_view text(affix.wideText());
+        length = text.copy(output, room - 1);
+        output[length] = L'\0';
     } catch (...) {
         length = 0;
     }
@@ -405,7 +400,7 @@ void ZarnDataForThread::formatDescription(Buffer& description, u8 lineWidth, int
     const bool wraps = lineWidth > 0 && lineWidth < FORMAT_MESSAGE_MAX_WIDTH_MASK;
     if (!wraps) // else blanks that a line's end has swallowed stand behind the text
         output.setUsed(length);
-    description.assign(output.c_str()); // cut at its end
+    description.assign(output.view()); // cut at its end
 }
 
 bool ZarnDataForThread::formatDescriptionForDisplay()
@@ -432,6 +427,8 @@ bool ZarnDataForThread::formatDescriptionForDisplay()
 bool ZarnDataForThread::formatDescriptionForLogFile()
 {
     SetLastError(ERROR_SUCCESS);
+    if (isSelfSatisfied() && formatLearnedDescription())
+        return true;
     if (m_descriptionForLogFile.isEmpty())
         return isSelfSatisfied();
     runGuarded(*this, dx::FormatLogUnexpected, [&] {

@@ -1,6 +1,8 @@
 // Where in its spec a situation failed.
 #pragma once
 
+#include <string_view>
+
 namespace zmu {
 
 /// From the field of a response spec down to one record or one insert of it. Each stage that a
@@ -20,7 +22,7 @@ struct FailurePlace {
         return field != Field::Unknown || group || record || insert || note || excerpt[0];
     }
     /// Keeps the beginning of `text` unless an inner stage has kept its own.
-    void quote(const wchar_t* text);
+    void quote(std::wstring_view text);
 };
 
 } // namespace zmu

@@ -9,6 +9,7 @@
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <iterator>
 #include <utility>
@@ -74,11 +75,11 @@ FailureText describeFailure(int code, const FailurePlace& place, Excerpt excerpt
 
 } // namespace
 
-void FailurePlace::quote(const wchar_t* text)
+void FailurePlace::quote(std::wstring_view text)
 {
     if (excerpt[0])
         return;
-    const std::size_t length = wcsnlen(text, std::size(excerpt) - 1);
+    const std::size_t length = std::min(text.size(), std::size(excerpt) - 1);
     for (std::size_t i = 0; i < length; ++i)
         excerpt[i] = text[i] < L' ' ? L' ' : text[i];
 }

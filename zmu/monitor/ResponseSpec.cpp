@@ -8,18 +8,19 @@
 #include <zmu/monitor/internal/Guards.h>
 #include <zmu/monitor/internal/Numbers.h>
 #include <zmu/monitor/internal/SeparatorKeeper.h>
+#include <zmu/monitor/internal/SpecMemory.h>
 #include <zmu/monitor/internal/TokenList.h>
 #include <zmu/platform/Win32.h>
 
 #include <algorithm>
 #include <cwchar>
-#include <iterator>
+#include <type_traits>
 
 using namespace zmu;
 
 namespace {
 
-/// A list in a scratch buffer can hold no more.
+/// A list that a scratch buffer holds can have no more.
 constexpr int recordsMax = ZarnScratchpad::Buffer::capacity;
 
 } // namespace
@@ -34,6 +35,7 @@ bool ZarnDataForThread::learnResponse()
         requireOrRaiseHeld(formatDescriptions(), *this);
         m_scratchpad.clear();
     });
+    m_spec = nullptr;
     return isSelfSatisfied();
 }
 
@@ -57,76 +59,108 @@ void ZarnDataForThread::clearSpecFields()
     m_descriptionForLogFile.clear();
 }
 
-void ZarnDataForThread::loadSpec(ZarnScratchpad::Buffer& spec)
+LoadStringFunction ResourceEntry::of(HMODULE module)
 {
-    wchar_t text[ZarnScratchpad::Buffer::capacity + 1]; // a text that is too long shows
+    if (m_module != module) {
+        m_function = findStringEntry(module);
+        m_module = module;
+    }
+    return m_function;
+}
+
+std::wstring_view ZarnDataForThread::loadSpec(SpecText& text)
+{
     const HMODULE module = m_dataSet->getResourceModule();
+    int length = 0;
     bool isLoaded = false;
     if (!module)
         m_failurePlace.note = L"the data set has no resource module";
     try {
-        isLoaded = module && (loadString(module, static_cast<unsigned int>(m_situationID), text,
-                                         static_cast<int>(std::size(text))) > 0 ||
-                              GetLastError() == ERROR_SUCCESS);
+        const auto id = static_cast<unsigned int>(m_situationID);
+        constexpr int qty = std::extent_v<SpecText>;
+        if (module && m_isUnderLock)
+            length = loadString(module, m_dataSet->m_resourceEntry.of(module), id, text, qty);
+        else if (module)
+            length = loadString(module, id, text, qty);
+        isLoaded = module && (length > 0 || GetLastError() == ERROR_SUCCESS);
     } catch (...) {
         isLoaded = false;
     }
     require(isLoaded, dx::SpecNotLoaded);
-    require(spec.assign(text), dx::SpecTooLong);
+    const std::wstring_view spec(text, static_cast<std::size_t>(length));
+    if (spec.size() >= ZarnScratchpad::Buffer::capacity) {
+        m_failurePlace.quote(spec);
+        throw int{dx::SpecTooLong};
+    }
+    return spec;
 }
 
 bool ZarnDataForThread::obtainResponseSpecs()
 {
-    constexpr int fieldsCount = 3;
-
-    auto field = FailurePlace::Field::Unknown;
-    const wchar_t* text = m_scratchpad.m_a.c_str();
+    SpecText text;
     runGuarded(*this, dx::ObtainSpecsUnexpected, [&] {
         requireApproval();
         m_scratchpad.clear();
         clearSpecFields();
-        const SeparatorKeeper separator(m_tokenSeparator, m_dataSet->getResStrTokenSepField());
-
-        ZarnScratchpad::Buffer& spec = m_scratchpad.m_a;
-        loadSpec(spec);
-        const TokenList<fieldsCount> fields(spec.inPlace(), m_tokenSeparator);
-        require(fields.count() == fieldsCount, dx::SpecFields);
-        for (int i = 0; i < fieldsCount; ++i) {
-            text = fields[i];
-            switch (i) {
-            case 0:
-                field = FailurePlace::Field::Header;
-                require(*text && m_responseSpecHeader.assign(text), dx::HeaderFieldUnusable);
-                break;
-            case 1:
-                field = FailurePlace::Field::Display;
-                require(m_descriptionForDisplay.assign(text), dx::DisplayFieldTooLong);
-                break;
-            case 2:
-                field = FailurePlace::Field::Log;
-                require(*text && m_descriptionForLogFile.assign(text), dx::LogFieldUnusable);
-                break;
-            default:
-                throw int{dx::SpecFieldIndex};
-            }
-        }
+        const std::wstring_view spec = loadSpec(text);
+        findSpec(spec);
+        if (!m_spec || !m_spec->isLearned)
+            cutSpec(spec);
     });
     if (!isSelfSatisfied()) {
-        m_failurePlace.field = field;
-        m_failurePlace.quote(text);
+        m_spec = nullptr;
         clearSpecFields();
     }
     m_scratchpad.clear();
     return isSelfSatisfied();
 }
 
+void ZarnDataForThread::cutSpec(std::wstring_view spec)
+{
+    constexpr int fieldsCount = 3;
+
+    const SeparatorKeeper separator(m_tokenSeparator, m_dataSet->getResStrTokenSepField());
+    const TokenList<fieldsCount> fields(spec, m_tokenSeparator[0]);
+    const auto requireField = [&](bool condition, int index, int code) {
+        if (condition)
+            return;
+        constexpr FailurePlace::Field places[] = {
+            FailurePlace::Field::Header, FailurePlace::Field::Display, FailurePlace::Field::Log};
+        m_failurePlace.field = places[index];
+        m_failurePlace.quote(fields[index]);
+        throw code;
+    };
+    if (fields.count() != fieldsCount) {
+        if (fields.count() > 0)
+            m_failurePlace.quote(fields[0]);
+        throw int{dx::SpecFields};
+    }
+    requireField(!fields[0].empty() && m_responseSpecHeader.assign(fields[0]), 0,
+                 dx::HeaderFieldUnusable);
+    requireField(m_descriptionForDisplay.assign(fields[1]), 1, dx::DisplayFieldTooLong);
+    requireField(!fields[2].empty() && m_descriptionForLogFile.assign(fields[2]), 2,
+                 dx::LogFieldUnusable);
+}
+
 bool ZarnDataForThread::parseResponseSpecs(u64* fillerStrings)
 {
-    if (!m_dataSet || !parseResponseSpecHeader(fillerStrings) || !parseDescriptionSpecLogFile())
+    if (!m_dataSet)
+        return false;
+    if (m_spec && m_spec->isLearned) {
+        if (recallSpec())
+            return isSelfSatisfied();
+        cutSpec({m_spec->text, m_spec->length});
+        m_spec = nullptr;
+    }
+    if (!parseResponseSpecHeader(fillerStrings) || !parseDescriptionSpecLogFile())
         return false;
     // Without a respond bit the raw display field stays in its buffer and is never shown.
     m_displayIsRaw = m_dataSet->canRespondToSituations() != Zarn_FUZZY_YES;
-    return m_displayIsRaw || parseDescriptionSpecDisplay();
+    if (!m_displayIsRaw && !parseDescriptionSpecDisplay())
+        return false;
+    if (m_spec)
+        learnSpec();
+    return true;
 }
 
 bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
@@ -147,21 +181,23 @@ bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
         forgetTextFillers(); // a failed situation left them, and its texts may be gone
         m_argSource = 0;
 
-        const TokenList<groupsMax> groups(m_responseSpecHeader.inPlace(), m_tokenSeparator);
+        wchar_t* const header = m_responseSpecHeader.inPlace();
+        const TokenList<groupsMax> groups(m_responseSpecHeader.view(), m_tokenSeparator[0]);
+        groups.cut(header);
         require(groups.count() >= groupsMin && groups.count() <= groupsMax, dx::HeaderGroups);
         for (int i = 0; i < groups.count(); ++i) {
-            wchar_t* const text = groups[i];
+            wchar_t* const text = header + (groups[i].data() - header);
             number = i + 1;
             group = text;
             switch (i) {
             case 0:
-                parseApprovalKind(text);
+                parseApprovalKind(groups[i]);
                 break;
             case 1:
                 parseResponseTraits(text);
                 break;
             case 2:
-                parseArgSource(text);
+                parseArgSource(groups[i]);
                 break;
             case 3:
                 requireOrRaiseHeld(
@@ -185,10 +221,10 @@ bool ZarnDataForThread::parseResponseSpecHeader(u64* fillerStrings)
     return isSelfSatisfied();
 }
 
-void ZarnDataForThread::parseApprovalKind(wchar_t* group)
+void ZarnDataForThread::parseApprovalKind(std::wstring_view group)
 {
-    const wchar_t* digits = findDigit(group);
-    require(digits, dx::KindNotNumber);
+    const std::wstring_view digits = fromFirstDigit(group);
+    require(!digits.empty(), dx::KindNotNumber);
     const int kind = toNumber(digits);
     require(kind == 1 || kind == 2, dx::KindOutOfRange);
     m_situationApprovalKind = static_cast<unsigned int>(kind);
@@ -199,13 +235,14 @@ void ZarnDataForThread::parseResponseTraits(const wchar_t* group)
     while (*group && *group != L'-' && !isDigit(*group))
         ++group;
     require(*group, dx::TraitsNotNumber);
-    m_situationResponseTraits = std::wcstoull(group, nullptr, 10); // a minus wraps
+    m_situationResponseTraits =
+        *group == L'-' ? std::wcstoull(group, nullptr, 10) : toNumber<u64>(group); // a minus wraps
 }
 
-void ZarnDataForThread::parseArgSource(wchar_t* group)
+void ZarnDataForThread::parseArgSource(std::wstring_view group)
 {
     m_argSource = 0;
-    if (const wchar_t* digits = findDigit(group)) {
+    if (const std::wstring_view digits = fromFirstDigit(group); !digits.empty()) {
         const int source = toNumber(digits);
         require(source <= 2, dx::ArgSourceUnknown);
         m_argSource = source;
@@ -218,8 +255,9 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
         return isSelfSatisfied();
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    const std::wstring_view list(text, wcsnlen(text, ZarnScratchpad::Buffer::capacity));
     int number = 0; // of the record in hand
-    const wchar_t* record = text;
+    std::wstring_view record = list;
     runGuarded(*this, dx::FillersUnexpected, [&] {
         requireApproval();
         require(m_argSource == 1 || m_argSource == 2, dx::ArgSourceUnknown);
@@ -228,9 +266,8 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
         m_tokenSeparator[0] = m_dataSet->getResStrTokenSepRecord();
         forgetDescriptionFillers();
 
-        ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        require(copy.assign(text), dx::FillersTooMany);
-        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
+        require(list.size() < ZarnScratchpad::Buffer::capacity, dx::FillersTooMany);
+        const TokenList<recordsMax> records(list, m_tokenSeparator[0]);
         require(records.count() <= m_descriptionFillersQty, dx::FillersTooMany);
         const bool isCollecting =
             fillerStrings && m_dataSet->getCharSetExternal() != ZARN_CHARSET_WIDE;
@@ -241,7 +278,7 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
                 fillFromRecorded(i, record);
             else
                 fillFromCursor(i, record);
-            if (isCollecting && *record == L's')
+            if (isCollecting && record.starts_with(L's'))
                 *fillerStrings++ = m_descriptionFillers[i];
         }
     });
@@ -254,12 +291,16 @@ bool ZarnDataForThread::parseResponseSpecHeaderFillers(u64* fillerStrings, wchar
     return isSelfSatisfied();
 }
 
-void ZarnDataForThread::fillFromRecorded(int filler, const wchar_t* record)
+void ZarnDataForThread::fillFromRecorded(int filler, std::wstring_view record)
 {
-    const wchar_t* digits = findDigit(record);
-    require(digits, dx::FillerWithoutSlot);
-    const int slot = toNumber(digits);
-    const wchar_t letter = digits == record + 1 ? *record : L'\0';
+    const std::wstring_view digits = fromFirstDigit(record);
+    require(!digits.empty(), dx::FillerWithoutSlot);
+    fillFromRecorded(filler, digits.size() + 1 == record.size() ? record.front() : L'\0',
+                     toNumber(digits));
+}
+
+void ZarnDataForThread::fillFromRecorded(int filler, wchar_t letter, int slot)
+{
     const auto fill = [&](const auto* slots, int qty, SlotKind kind) {
         require(slot < qty, dx::FillerSlotOutOfRange);
         setFiller(filler, toArgumentSlot(slots[slot]), kind);
@@ -277,16 +318,21 @@ void ZarnDataForThread::fillFromRecorded(int filler, const wchar_t* record)
         fill(m_argsStrW, m_argsStrQty, SlotKind::WideText);
 }
 
-void ZarnDataForThread::fillFromCursor(int filler, const wchar_t* record)
+void ZarnDataForThread::fillFromCursor(int filler, std::wstring_view record)
 {
-    const bool isNumber = record[0] == L'd' || record[0] == L'u';
-    require((isNumber || record[0] == L's') && !record[1], dx::FillerLetterUnknown);
+    fillFromCursor(filler, record.size() == 1 ? record.front() : L'\0');
+}
+
+void ZarnDataForThread::fillFromCursor(int filler, wchar_t letter)
+{
+    const bool isNumber = letter == L'd' || letter == L'u';
+    require(isNumber || letter == L's', dx::FillerLetterUnknown);
 
     SlotKind kind = SlotKind::Unknown;
     u64 slot = m_argumentBlock.take(*m_descriptionArgV, kind);
-    if (record[0] == L'd')
+    if (letter == L'd')
         slot = toArgumentSlot(static_cast<int>(slot));
-    else if (record[0] == L'u')
+    else if (letter == L'u')
         slot = toArgumentSlot(static_cast<unsigned int>(slot));
     if (isNumber)
         kind = SlotKind::Number;
@@ -315,8 +361,9 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
         return isSelfSatisfied();
 
     const SeparatorKeeper separator(m_tokenSeparator);
+    const std::wstring_view list(text, wcsnlen(text, ZarnScratchpad::Buffer::capacity));
     int number = 0; // of the record in hand
-    const wchar_t* record = text;
+    std::wstring_view record = list;
     runGuarded(*this, dx::PlugInIdsUnexpected, [&] {
         requireApproval();
         require(m_plugInsIndirectIndices, dx::PlugInIdsWithoutTable);
@@ -324,15 +371,14 @@ bool ZarnDataForThread::parseResponseSpecHeaderPlugInIDs(wchar_t* text)
         forgetPlugInsIndirectIndices();
 
         const int qty = std::min(m_plugInsIndirectIndicesQty, m_dataSet->getPlugInsQty());
-        ZarnScratchpad::Buffer& copy = m_scratchpad.m_a;
-        require(copy.assign(text), dx::PlugInIdsTooMany);
-        const TokenList<recordsMax> records(copy.inPlace(), m_tokenSeparator);
+        require(list.size() < ZarnScratchpad::Buffer::capacity, dx::PlugInIdsTooMany);
+        const TokenList<recordsMax> records(list, m_tokenSeparator[0]);
         require(records.count() <= qty, dx::PlugInIdsTooMany);
         for (int i = 0; i < records.count(); ++i) {
             number = i + 1;
             record = records[i];
-            const wchar_t* digits = findDigit(record);
-            require(digits, dx::PlugInIdNotNumber);
+            const std::wstring_view digits = fromFirstDigit(record);
+            require(!digits.empty(), dx::PlugInIdNotNumber);
             const int id = toNumber(digits);
             require(id < qty, dx::PlugInIdOutOfRange);
             for (int earlier = 0; earlier < i; ++earlier)

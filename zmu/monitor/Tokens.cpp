@@ -1,7 +1,8 @@
 #include <zmu/monitor/Tokens.h>
 
+#include <zmu/monitor/internal/Whitespace.h>
+
 #include <cwchar>
-#include <cwctype>
 
 namespace {
 
@@ -60,7 +61,7 @@ bool countTokens(wchar_t* text, const wchar_t* delimiters, int& count, int maxim
 
 wchar_t* skipWhitespace(wchar_t* text)
 {
-    while (*text && std::iswspace(static_cast<std::wint_t>(*text)))
+    while (zmu::isWhitespace(*text))
         ++text;
     return text;
 }

@@ -6,6 +6,7 @@
 #include <zmu/monitor/Trace.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/monitor/internal/SpecMemory.h>
 #include <zmu/platform/EntryPoint.h>
 #include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
@@ -81,7 +82,8 @@ ZarnData::~ZarnData()
 {
     const bool entered = ZarnData::enterCriticalSection();
     ZarnData::free_Resources();
-    freeSpareLogStream();
+    freeLogSpares();
+    delete m_specMemory;
     if (entered)
         ZarnData::leaveCriticalSection();
     delete m_criticalSection;
@@ -287,6 +289,9 @@ void* ZarnData::setResourceModule(void* module)
     const SectionGuard section(*this);
     if (!section.wasEntered())
         return nullptr;
+    m_resourceEntry.forget();
+    if (m_specMemory && module != m_resourceModule)
+        m_specMemory->forget(m_resourceModule);
     return std::exchange(m_resourceModule, static_cast<HMODULE>(module));
 }
 
@@ -492,6 +497,8 @@ bool ZarnData::assimilateDataSetContents(ZarnData* other)
         m_plugIns = take(other->m_plugIns);
         m_plugInsQty = std::exchange(other->m_plugInsQty, 0);
         m_resourceModule = take(other->m_resourceModule);
+        m_resourceEntry.forget();
+        std::swap(m_specMemory, other->m_specMemory);
         m_selfResourceModule = take(other->m_selfResourceModule);
         std::transform(other->m_tags, other->m_tags + Zarn_FORM_TAGS_QTY, m_tags, take);
         std::transform(other->m_escapedTags, other->m_escapedTags + Zarn_FORM_TAGS_QTY,

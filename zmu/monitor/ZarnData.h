@@ -25,6 +25,7 @@
 #include <zmu/foundation/Types.h>
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/log/ZarnDataFile.h>
+#include <zmu/monitor/ResourceEntry.h>
 #include <zmu/monitor/ZarnArguments.h>
 #include <zmu/monitor/ZarnScratchpad.h>
 #include <zmu/monitor/ZarnTypes.h>
@@ -38,6 +39,9 @@ class ZarnDataForThread;
 namespace zmu {
 class InjectorBlock;
 class LogDevice;
+struct EntryPieces;
+class SectionPieces;
+class SpecMemory;
 struct FormFlaw;
 } // namespace zmu
 
@@ -608,6 +612,9 @@ class ZMU_API ZarnData {
     ZarnEngineFactory m_engineFactory;
     /// Kept from one log to its successor, since it cannot be made when memory is short.
     QTextStream* m_spareLogStream = nullptr;
+    zmu::ResourceEntry m_resourceEntry;
+    mutable zmu::SpecMemory* m_specMemory = nullptr; ///< Made with the first engine, or not at all.
+    zmu::EntryPieces* m_entryPieces = nullptr; ///< Likewise; null leaves all to the formatter.
     std::atomic<ZarnFailureFunction> m_failureFunction = nullptr;
     bool m_substituteEntries = false;
     bool m_isNotingSeries = false;
@@ -641,7 +648,11 @@ class ZMU_API ZarnData {
     wchar_t* m_escapedTags[Zarn_FORM_TAGS_QTY] = {}; ///< Those that differ when escaped.
     wchar_t* m_escapedLogName = nullptr;             ///< The same.
 
+    class ModuleStandIn;
+
     void loadProxy();
+    /// The pieces of the body or the tail; null for a format that is neither, or has none.
+    zmu::SectionPieces* obtainPieces(const wchar_t* format, int varCount) const;
     void watchNewLog();
     bool leaveLogOfParent();
     /// Unsure: the system does not tell, or has no number for what is to be kept of the file.
@@ -672,7 +683,7 @@ class ZMU_API ZarnData {
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);
     /// Opens a log with the stream that the last one has left, or with the first one.
     QTextStream* openLogStream(const wchar_t* name);
-    void freeSpareLogStream();
+    void freeLogSpares();
     bool swapFormName(const wchar_t* formName);
     void learnInjector(zmu::InjectorBlock& block);
     bool eliminateLogFileFormInjectors();

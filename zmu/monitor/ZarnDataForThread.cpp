@@ -325,6 +325,7 @@ bool ZarnDataForThread::respondToSituation()
 {
     const Operation operation(*this);
     SectionGuard section(*this);
+    const bool wasUnderLock = std::exchange(m_isUnderLock, section.wasEntered());
     const bool isCodeHeld = !isSelfSatisfied();
     bool hasBegun = false;
     m_isDescribed = false;
@@ -343,6 +344,7 @@ bool ZarnDataForThread::respondToSituation()
     if (!isSelfSatisfied() && !m_isDescribed && section.wasEntered() && m_dataSet &&
         m_dataSet->getSubstituteEntries() && m_dataSet->isFreeOfCode())
         reportSubstitute();
+    m_isUnderLock = wasUnderLock;
     section.leave();
     return isSelfSatisfied();
 }

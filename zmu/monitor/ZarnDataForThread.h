@@ -21,12 +21,14 @@
 
 #include <cstddef>
 #include <span>
+#include <string_view>
 
 class ZarnData;
 struct ZarnDataFile;
 namespace zmu {
 struct FormSection;
-}
+struct LearnedSpec;
+} // namespace zmu
 
 class ZMU_API ZarnDataForThread {
   public:
@@ -364,13 +366,28 @@ class ZMU_API ZarnDataForThread {
     /// situation has left, the code included, stays as it is.
     void reportSubstitute();
     bool composeSubstitute(int code);
-    void loadSpec(ZarnScratchpad::Buffer& spec);
+    /// Room for a spec that is one element too long, so that this shows.
+    using SpecText = wchar_t[ZarnScratchpad::Buffer::capacity + 1];
+    std::wstring_view loadSpec(SpecText& text);
     void clearSpecFields();
-    void parseApprovalKind(wchar_t* group);
+    void cutSpec(std::wstring_view spec);
+    /// Sets m_spec to what is known of a text, or where that can be learned; else to null.
+    void findSpec(std::wstring_view text);
+    /// Keeps in m_spec what the parsers have left.
+    void learnSpec();
+    bool learnFillers();
+    bool canFillLearned() const;
+    /// Sets what the parsers would leave. False, with nothing done, for a spec that fails now.
+    bool recallSpec();
+    /// Formats the log description of a spec that is known. False if the formatter has to do it.
+    bool formatLearnedDescription();
+    void parseApprovalKind(std::wstring_view group);
     void parseResponseTraits(const wchar_t* group);
-    void parseArgSource(wchar_t* group);
-    void fillFromRecorded(int filler, const wchar_t* record);
-    void fillFromCursor(int filler, const wchar_t* record);
+    void parseArgSource(std::wstring_view group);
+    void fillFromRecorded(int filler, std::wstring_view record);
+    void fillFromRecorded(int filler, wchar_t letter, int slot);
+    void fillFromCursor(int filler, std::wstring_view record);
+    void fillFromCursor(int filler, wchar_t letter);
     void forgetTextFillers();
     void setFiller(int filler, zmu::u64 slot, zmu::SlotKind kind);
     /// The first argument that is recorded as the next one after a failure gives up what the
@@ -380,10 +397,10 @@ class ZMU_API ZarnDataForThread {
     bool parseMessageFormat(wchar_t* text, Zarn_MSG_FMT format);
     template <class Body>
     void withTarget(Zarn_MSG_FMT format, Body body);
-    void appendRecord(int index, wchar_t* record, Zarn_MSG_FMT format);
+    void appendRecord(int index, std::wstring_view record, Zarn_MSG_FMT format, wchar_t* scratch);
     template <class Buffer>
     void formatDescription(Buffer& description, zmu::u8 lineWidth, int failed);
-    std::size_t loadAffix(int number, wchar_t* output, std::size_t room) const;
+    std::size_t loadAffix(int number, wchar_t* output, std::size_t room);
     bool isDupeForm(const wchar_t* text) const;
     void resetDisplaySpec();
     void resetDialogSpec();
@@ -413,7 +430,11 @@ class ZMU_API ZarnDataForThread {
     zmu::SlotKind m_fillerKinds[zmu::ArgumentSlotsQty] = {};
     int m_operationDepth = 0;
     zmu::FailurePlace m_failurePlace;
+    zmu::LearnedSpec* m_spec =
+        nullptr;                 ///< Of the situation in hand, while its response is learned.
+    bool m_usesAffix = false;    ///< The spec in hand has asked for an affix.
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
+    bool m_isUnderLock = false;  ///< The situation in hand is reported under the data set's lock.
     bool m_isDescribed = false;  ///< The situation in hand has learned its response.
     /// A situation has failed that a forgiving data set has done with. Its arguments stay until one
     /// is recorded as the next; what was recorded since then, up to the fresh counts, is kept.

@@ -4,6 +4,7 @@
 #include <zmu/monitor/DxCodes.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/monitor/internal/Guards.h>
+#include <zmu/monitor/internal/SpecMemory.h>
 #include <zmu/platform/Attachment.h>
 #include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
@@ -92,6 +93,8 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
         require(m_mapOfDataForThreads->add(GetCurrentThreadId(), engine.get()),
                 dx::EngineNotInserted);
         created = engine.release();
+        if (!m_specMemory)
+            m_specMemory = new (std::nothrow) SpecMemory;
     });
     if (created && m_selfDX_Code) { // the data set has failed meanwhile
         m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr);
@@ -179,21 +182,23 @@ bool ZarnData::respondToSituation(char** argV)
     });
 }
 
-namespace {
-
 /// Lets `module`, unless null, stand in for the data set's resource module. The lock is held
 /// meanwhile, so that no other thread's situation meets it.
-class ModuleStandIn {
+class ZarnData::ModuleStandIn {
   public:
     ModuleStandIn(ZarnData& dataSet, void* module) : m_dataSet(dataSet)
     {
-        if (module && m_section.emplace(dataSet).wasEntered())
-            m_kept = dataSet.setResourceModule(module);
+        if (!module || !m_section.emplace(dataSet).wasEntered())
+            return;
+        m_keptEntry = std::exchange(dataSet.m_resourceEntry, {});
+        m_kept = std::exchange(dataSet.m_resourceModule, static_cast<HMODULE>(module));
     }
     ~ModuleStandIn()
     {
-        if (m_kept)
-            m_dataSet.setResourceModule(m_kept);
+        if (!m_kept)
+            return;
+        m_dataSet.m_resourceModule = m_kept;
+        m_dataSet.m_resourceEntry = m_keptEntry; // its module has been there all the time
     }
     ModuleStandIn(const ModuleStandIn&) = delete;
     ModuleStandIn& operator=(const ModuleStandIn&) = delete;
@@ -204,10 +209,9 @@ class ModuleStandIn {
   private:
     ZarnData& m_dataSet;
     std::optional<SectionGuard<ZarnData>> m_section;
-    void* m_kept = nullptr;
+    HMODULE m_kept = nullptr;
+    ResourceEntry m_keptEntry;
 };
-
-} // namespace
 
 template <class Report>
 bool ZarnData::respondWith(ZarnDataForThread& engine, void* resourceModule, Report report)

@@ -142,7 +142,15 @@ std::vector<std::string> filesOf(const std::string& folder)
     for (const auto& entry : std::filesystem::directory_iterator(folder))
         if (entry.is_regular_file())
             files.push_back(entry.path());
-    std::sort(files.begin(), files.end());
+    // In the order of their moments, which end the names: without memory a log may not learn what
+    // its program is called.
+    const auto momentOf = [](const std::string& file) {
+        constexpr std::size_t momentAndType = 28; // "2026-11-21_03-00-38-742.html"
+        return file.substr(file.size() - std::min(file.size(), momentAndType));
+    };
+    std::sort(files.begin(), files.end(), [&](const std::string& left, const std::string& right) {
+        return momentOf(left) < momentOf(right);
+    });
     return files;
 }
 

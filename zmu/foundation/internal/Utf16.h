@@ -20,13 +20,12 @@ inline std::size_t toUtf16(const wchar_t* text, std::size_t length, char16_t* un
     } else {
         // Nearly every text is plain, and then goes over in one simple loop.
         char32_t all = 0;
-        for (std::size_t i = 0; i < length; ++i)
+        for (std::size_t i = 0; i < length; ++i) {
             all |= static_cast<char32_t>(text[i]);
-        if (all < 0x10000) {
-            for (std::size_t i = 0; i < length; ++i)
-                units[i] = static_cast<char16_t>(text[i]);
-            return length;
+            units[i] = static_cast<char16_t>(text[i]);
         }
+        if (all < 0x10000)
+            return length;
         char16_t* const begin = units;
         for (const wchar_t* const end = text + length; text != end; ++text) {
             const auto character = static_cast<char32_t>(*text);

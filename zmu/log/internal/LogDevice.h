@@ -18,9 +18,10 @@ namespace zmu {
 /// A file without a buffer, whose writes can be held back for a moment. Held writes count in the
 /// position, and keep their order with all else that is done to the file.
 ///
-/// The position is kept here and told with each write: the system's own is of no account, and a
-/// seek costs nothing. One device serves a log and all its successors: only the first openPath()
-/// allocates, for Qt's devices cannot be made, and some not even be opened, when memory is short.
+/// The position is kept here and told with each write: that of the system, and of the class above,
+/// is of no account, and a seek costs nothing. One device serves a log and all its successors: only
+/// the first openPath() allocates, for Qt's devices cannot be made, and some not even be opened,
+/// when memory is short.
 class LogDevice : public QIODevice {
   public:
     LogDevice() = default;
@@ -35,7 +36,7 @@ class LogDevice : public QIODevice {
         closePath();
         if (!isOpen() && !QIODevice::open(ReadWrite | Unbuffered))
             return false;
-        QIODevice::seek(0);
+        moveTo(0);
         m_file = openFile(path, FileUse::ReadWrite);
         return m_file >= 0;
     }
@@ -80,17 +81,23 @@ class LogDevice : public QIODevice {
     bool drop()
     {
         m_isHolding = false;
-        QIODevice::seek(pos() - std::exchange(m_heldSize, 0));
+        moveTo(m_position - std::exchange(m_heldSize, 0));
         m_more.reset();
         return m_isIntact;
     }
 
-    bool seek(qint64 position) override { return writeHeld() && QIODevice::seek(position); }
+    qint64 pos() const override { return m_position; }
+    bool seek(qint64 position) override { return writeHeld() && moveTo(position); }
+
+    /// Writes at the position, as write() does with more ado. False if less than all was taken.
+    bool append(const char* data, qint64 size) { return LogDevice::writeData(data, size) == size; }
 
   protected:
     qint64 readData(char* data, qint64 size) override
     {
-        return writeHeld() ? readAt(m_file, pos(), data, size) : -1;
+        const qint64 count = writeHeld() ? readAt(m_file, m_position, data, size) : -1;
+        m_position += std::max<qint64>(count, 0);
+        return count;
     }
 
     qint64 writeData(const char* data, qint64 size) override
@@ -98,15 +105,26 @@ class LogDevice : public QIODevice {
         if (m_isHolding && hasRoomFor(size)) {
             std::memcpy(held() + m_heldSize, data, static_cast<std::size_t>(size));
             m_heldSize += size;
+            m_position += size;
             return size;
         }
         if (!writeHeld())
             return -1;
         m_isIntact = false;
-        return writeOut(pos(), data, size);
+        const qint64 written = writeOut(m_position, data, size);
+        m_position += std::max<qint64>(written, 0);
+        return written;
     }
 
   private:
+    bool moveTo(qint64 position)
+    {
+        if (position < 0)
+            return false;
+        m_position = position;
+        return true;
+    }
+
     /// Bytes of the longest entry and the longest tail. Only what a log begins with can be more.
     static constexpr qint64 capacity =
         2 * ZarnScratchpad::Buffer::capacity * utf16UnitsMax * sizeof(char16_t);
@@ -139,14 +157,15 @@ class LogDevice : public QIODevice {
             return true;
         m_isIntact = false;
         const qint64 size = std::exchange(m_heldSize, 0);
-        const qint64 start = pos() - size;
+        const qint64 start = m_position - size;
         const qint64 written = writeOut(start, held(), size);
         if (written != size)
-            QIODevice::seek(start + written);
+            moveTo(start + written);
         return written == size;
     }
 
     int m_file = -1;
+    qint64 m_position = 0; ///< Behind what is held.
     Writer m_writer = nullptr;
     bool m_isHolding = false;
     bool m_isIntact = true;

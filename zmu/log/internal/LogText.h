@@ -28,5 +28,8 @@ struct WriteFailed {};
 /// bytes written; throws WriteFailed unless that is all.
 u64 writeText(QTextStream& stream, LogDevice* log, const wchar_t* text, std::size_t length,
               u64 limit);
+/// The same for a text that is encoded as UTF-16.
+u64 writeUnits(QTextStream& stream, LogDevice* log, const char16_t* units, std::size_t count,
+               u64 limit);
 
 } // namespace zmu

@@ -18,6 +18,7 @@ namespace {
 constexpr DWORD lineWidthMask = 0xFF;
 constexpr unsigned onlyHardBreaks = 255; ///< The line width at which nothing wraps.
 constexpr unsigned lastSlot = 99;        ///< Inserts and their stars take slots from 1 to here.
+constexpr wchar_t lowestOfAll = L'\0' + 1;
 
 // ---- Output ------------------------------------------------------------------------------------
 
@@ -65,15 +66,29 @@ class Output {
         return true;
     }
 
-    /// Copies the start of a message's text that needs no second look: up to an escape, a character
-    /// below `lowest`, or a place where a line could break or is full. Returns what is left of it.
-    const wchar_t* putPlain(const wchar_t* text, wchar_t lowest)
+    /// Copies the start of a message's text, which ends with a null character at `end`, that needs
+    /// no second look: up to an escape, a character below `lowest`, or a place where a line could
+    /// break or is full. Returns what is left of it.
+    const wchar_t* putPlain(const wchar_t* text, const wchar_t* end, wchar_t lowest)
     {
+        if (lowest == lowestOfAll && !wraps()) {
+            const auto length = static_cast<std::size_t>(end - text);
+            const wchar_t* const escape = std::wmemchr(text, L'%', length);
+            const std::size_t count =
+                std::min(room(), escape ? static_cast<std::size_t>(escape - text) : length);
+            putBlock(text, count);
+            return text + count;
+        }
         wchar_t* const output = m_position;
         const std::size_t limit = wraps() ? std::min(room(), lineRoom()) : room();
         std::size_t count = 0;
-        for (; count < limit && text[count] >= lowest && text[count] != L'%'; ++count)
+        for (; count < limit && text[count] != L'%'; ++count) {
+            if (text[count] == L' ' && wraps())
+                noteBlank(output + count);
+            else if (text[count] < lowest)
+                break;
             output[count] = text[count];
+        }
         m_position += count;
         return text + count;
     }
@@ -129,12 +144,22 @@ class Output {
 
     bool putBlank(wchar_t character)
     {
-        if (m_blanksEnd != m_position)
-            m_blanks = m_position;
-        if (lineRoom() != 0 && !append(character))
+        const bool fits = lineRoom() != 0;
+        if (fits && !append(character))
             return false;
-        m_blanksEnd = m_position;
+        if (fits)
+            noteBlank(m_position - 1);
+        else if (m_blanksEnd != m_position)
+            m_blanks = m_blanksEnd = m_position;
         return true;
+    }
+
+    /// A blank stands at `position`, with which a run may begin.
+    void noteBlank(wchar_t* position)
+    {
+        if (m_blanksEnd != position)
+            m_blanks = position;
+        m_blanksEnd = position + 1;
     }
 
     /// Moves the word that is being written to a new line, or cuts it when it fills the line.
@@ -554,10 +579,10 @@ wchar_t narrowCharacter(u64 slot)
 class Formatter {
   public:
     Formatter(const wchar_t* format, const u64* slots, bool keepsBreaks, Output& output)
-        : m_text(format), m_slots(slots), m_keepsBreaks(keepsBreaks),
-          m_lowestPlain(keepsBreaks      ? L'\0' + 1
-                        : output.wraps() ? L' ' + 1
-                                         : L' '),
+        : m_text(format), m_end(format + std::wcslen(format)), m_slots(slots),
+          m_keepsBreaks(keepsBreaks), m_lowestPlain(keepsBreaks      ? lowestOfAll
+                                                    : output.wraps() ? L' ' + 1
+                                                                     : L' '),
           m_output(output)
     {}
 
@@ -565,7 +590,7 @@ class Formatter {
     DWORD run()
     {
         while (m_error == ERROR_SUCCESS) {
-            m_text = m_output.putPlain(m_text, m_lowestPlain);
+            m_text = m_output.putPlain(m_text, m_end, m_lowestPlain);
             if (*m_text == L'\0')
                 break;
             if (*m_text == L'%')
@@ -597,7 +622,7 @@ class Formatter {
             m_error = ERROR_INVALID_PARAMETER;
             break;
         case L'0':
-            m_text = L"";
+            m_text = m_end;
             break;
         case L'n':
             check(m_output.breakLine());
@@ -701,6 +726,7 @@ class Formatter {
     }
 
     const wchar_t* m_text;
+    const wchar_t* const m_end;
     const u64* const m_slots;
     const bool m_keepsBreaks;
     const wchar_t m_lowestPlain;

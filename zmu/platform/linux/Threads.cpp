@@ -41,7 +41,8 @@ bool tryToAcquire(CRITICAL_SECTION& section)
     return section.owner.load(std::memory_order_relaxed) == 0 && section.gate.try_lock();
 }
 
-void acquire(CRITICAL_SECTION& section)
+/// Not part of its callers, which mostly enter once more.
+[[gnu::noinline]] void acquire(CRITICAL_SECTION& section)
 {
     for (int i = 0; i < spinLimit; ++i) {
         if (tryToAcquire(section))
@@ -82,6 +83,8 @@ constinit std::mutex s_sectionsLock;
 constinit std::atomic<unsigned> s_forkCount = 0;
 
 constinit std::atomic<DWORD> s_lastThread = 0;
+
+constinit thread_local int s_holdDepth = 0; ///< Of CancellationHold: the outermost one does it.
 
 /// Moments by the clock of acquireUntil.
 timespec later(const timespec& moment, long milliseconds)
@@ -311,10 +314,12 @@ void LeaveCriticalSection(CRITICAL_SECTION* section)
 
 zmu::CancellationHold::CancellationHold()
 {
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_previous);
+    if (s_holdDepth++ == 0)
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_previous);
 }
 
 zmu::CancellationHold::~CancellationHold()
 {
-    pthread_setcancelstate(m_previous, nullptr);
+    if (--s_holdDepth == 0)
+        pthread_setcancelstate(m_previous, nullptr);
 }
