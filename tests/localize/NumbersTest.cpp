@@ -192,7 +192,7 @@ TEST(Numbers, ThreadsShareTheLocale)
 {
     qputenv("LC_ALL", "C");
     zmu_test::inThreads(4, 300, [](int thread, int round) {
-        const i64 value = (10 + round) * (thread + 1);
+        const i64 value = i64{10 + round} * (thread + 1);
         wchar_t text[32];
         i64 back = 0;
         ASSERT_NE(Helpers::convertIntToPunctuatedStrW(value, text, 32), 0U);

@@ -4,10 +4,14 @@
 #include <linux/Child.h>
 
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QLockFile>
 
 #include <pwd.h>
 #include <unistd.h>
+
+#include <chrono>
+#include <thread>
 
 using namespace zmu_test;
 
@@ -94,6 +98,38 @@ TEST_F(Assertiveness, IsLookedForInAllFolders)
     EXPECT_EQ(settings.stored(), "(none)");
     qputenv("XDG_CONFIG_DIRS", "relative");
     EXPECT_EQ(level(owner), -32);
+}
+
+TEST_F(Assertiveness, LosesNothingOfAFile)
+{
+    Owner owner;
+    // More than is read, with the level behind it.
+    const QByteArray large =
+        "; " + QByteArray(0x100000, 'x') + "\n[AppServer]\nZM_Assertiveness=5\n";
+    settings.write(large);
+    EXPECT_EQ(level(owner), -32);
+    EXPECT_TRUE(settings.content() == large);
+
+    const Folder other;
+    other.write("real.ini", "[AppServer]\nZM_Assertiveness=12\n");
+    settings.remove();
+    const QByteArray target = QFile::encodeName(QString::fromStdWString(other.path("real.ini")));
+    ASSERT_EQ(symlink(target, settings.file()), 0);
+    EXPECT_EQ(level(owner), 0);
+    EXPECT_TRUE(QFileInfo(settings.file()).isSymLink());
+    EXPECT_EQ(other.read("real.ini"), "[AppServer]\nZM_Assertiveness=0\n");
+
+    int seen = 0; // of a file that an editor empties and writes a little later
+    for (int i = 0; i < 5 && seen != 6; ++i) {
+        settings.write("");
+        std::thread editor([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            settings.write("[AppServer]\nZM_Assertiveness=6\n");
+        });
+        seen = level(owner);
+        editor.join();
+    }
+    EXPECT_EQ(seen, 6);
 }
 
 TEST_F(Assertiveness, WaitsForAnotherWriterForASecond)
