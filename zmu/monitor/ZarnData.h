@@ -699,6 +699,8 @@ class ZMU_API ZarnData {
     /// set drops the code that it holds.
     ZarnDataForThread* obtainDataToWork() const;
     ZarnDataForThread* createDataForCurrentThread() const;
+    /// The calling thread's engine whatever code is held, null for none. There is a map.
+    ZarnDataForThread* findEngine() const;
     /// Runs an operation on a situation; false, told as its failure, if there is no engine for it.
     template <class Operation>
     bool work(int situationID, Operation operation);
