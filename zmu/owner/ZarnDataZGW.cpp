@@ -285,7 +285,7 @@ Zarn* ZarnDataZGW::createZarnMonitor()
             code2() = static_cast<ulong32>(m_dataSet->getSelfDX_Code());
         }
     }
-    if (code1() == zgw::Success) {
+    if (monitor && code1() == zgw::Success) {
         leaveLogFileTo(*monitor);
         delete std::exchange(m_dataSet, nullptr);
         return monitor;

@@ -1,5 +1,7 @@
 // The library's locks, between threads that load modules and in processes that are forked off.
-#include "../OwnerParts.h"
+#include "OwnerParts.h"
+
+#include <linux/Child.h>
 
 #include <zmu/foundation/Mutex.h>
 #include <zmu/foundation/SystemTime.h>
@@ -37,7 +39,7 @@ extern "C" void zmu_test_whileLoading()
 
 TEST(Locks, LoadingModuleSearchesBesideTheFirstSearch)
 {
-    EXPECT_TRUE(hasSucceeded(runInChild([] {
+    Child child([] {
         std::thread other([] {
             while (!isLoading)
                 std::this_thread::yield();
@@ -47,7 +49,8 @@ TEST(Locks, LoadingModuleSearchesBesideTheFirstSearch)
         const bool isLoaded = dlopen(EARLY_MODULE, RTLD_NOW) != nullptr;
         other.join();
         return isLoaded ? 0 : 1;
-    })));
+    });
+    EXPECT_EQ(child.wait().status, 0);
 }
 
 TEST(Locks, ForkAwaitsAHolderThatMakesLocks)
@@ -72,7 +75,7 @@ TEST(Locks, ForkAwaitsAHolderThatMakesLocks)
         });
         while (!isHeld)
             std::this_thread::yield();
-        hasWaited = runInChild([&] { return isDone ? 0 : 1; }).status == 0;
+        hasWaited = Child([&] { return isDone ? 0 : 1; }).wait().status == 0;
         holder.join();
     }
     EXPECT_TRUE(hasWaited);
@@ -102,9 +105,12 @@ TEST(Locks, ChildrenOfABusyProcessFindAllFree)
     keepBusy(tellTime);
     keepBusy([] { return codeOfConstruction() == 0; });
     for (int i = 0; i < 25 && !HasFailure(); ++i)
-        EXPECT_TRUE(hasSucceeded(runInChild([&] {
-            return !tellTime() ? 1 : !obtainVersion() ? 2 : reportText(monitor, L"child");
-        })));
+        EXPECT_EQ(Child([&] {
+                      return !tellTime() ? 1 : !obtainVersion() ? 2 : reportText(monitor, L"child");
+                  })
+                      .wait()
+                      .status,
+                  0);
     isDone = true;
     for (std::thread& thread : threads)
         thread.join();

@@ -44,7 +44,12 @@ std::vector<std::string> settingsFiles(const std::string& organisation, const st
         while (folder.size() > 1 && folder.ends_with('/'))
             folder.remove_suffix(1);
         if (isAbsolute(folder))
-            files.push_back(std::string(folder) + '/' + organisation + '/' + product + ".ini");
+            files.emplace_back(folder)
+                .append("/")
+                .append(organisation)
+                .append("/")
+                .append(product)
+                .append(".ini");
     }
     return files;
 }
