@@ -4,24 +4,30 @@
 
 #include <zmu/owner/ZRpbr.h>
 
+#include <memory>
 #include <new>
 #include <utility>
 
 namespace {
 
+using Texts = std::shared_ptr<const zbr4u::BrandTexts>;
+
 class TableBrander final : public ZRpbr {
   public:
-    explicit TableBrander(zbr4u::BrandTexts texts) : m_texts(std::move(texts)) {}
+    explicit TableBrander(const Texts& texts) : m_texts(texts) {}
 
     int getInterfaceVersion() const override { return 1; }
     const wchar_t* getBrandText(int id, wchar_t* buffer, u64 capacity) const override;
 
   private:
-    zbr4u::BrandTexts m_texts;
+    const Texts m_texts;
 };
 
 TableBrander* s_brander = nullptr;
 int s_status = zbr4u::Success;
+/// Those that could be read last. A process whose log is replaced makes the brander anew, and a
+/// mistake in a file that was sound when it began does not end its logs.
+Texts s_texts;
 
 /// The code point at `text`, which is valid UTF-8, and steps behind it.
 char32_t takeCodePoint(const char*& text)
@@ -54,8 +60,8 @@ const wchar_t* TableBrander::getBrandText(int id, wchar_t* buffer, u64 capacity)
     if (!buffer || capacity == 0)
         return buffer;
     buffer[0] = L'\0';
-    const auto text = m_texts.find(id);
-    if (text == m_texts.end())
+    const auto text = m_texts->find(id);
+    if (text == m_texts->end())
         return buffer;
     const std::wstring wide = widen(text->second);
     if (wide.size() < capacity)
@@ -76,12 +82,17 @@ ZRpbr* ZRpbr::create(int)
     if (s_brander)
         return s_brander;
     try {
-        zbr4u::BrandTexts texts = zbr4u::builtInTexts();
-        s_status = zbr4u::readTexts(zbr4u::textsFile(), texts);
+        const auto texts = std::make_shared<zbr4u::BrandTexts>(zbr4u::builtInTexts());
+        s_status = zbr4u::readTexts(zbr4u::textsFile(), *texts);
         if (s_status == zbr4u::Success)
-            s_brander = new TableBrander(std::move(texts));
+            s_texts = texts;
     } catch (...) {
         s_status = zbr4u::NoMemory;
+    }
+    if (s_texts) {
+        s_brander = new (std::nothrow) TableBrander(s_texts);
+        if (!s_brander)
+            s_status = zbr4u::NoMemory;
     }
     return s_brander;
 }

@@ -1,3 +1,5 @@
+#include <Processes.h>
+
 #include <zmu/foundation/Mutex.h>
 
 #include <gtest/gtest.h>
@@ -6,7 +8,6 @@
 #include <chrono>
 #include <stdexcept>
 #include <thread>
-#include <vector>
 
 TEST(Lock, ReleasingWhatNobodyHoldsIsRefusedAndHarmless)
 {
@@ -22,7 +23,7 @@ TEST(Lock, ReleasingWhatNobodyHoldsIsRefusedAndHarmless)
     EXPECT_FALSE(section.unlock());
 }
 
-TEST(Lock, HeldTwiceNeedsTwoReleases)
+TEST(LockThreads, HeldTwiceNeedsTwoReleases)
 {
     Mutex mutex;
     std::atomic<bool> hasEntered = false;
@@ -46,26 +47,20 @@ TEST(Lock, HeldTwiceNeedsTwoReleases)
     EXPECT_TRUE(hasEntered);
 }
 
-TEST(Lock, ThreadsExcludeEachOtherThroughReentry)
+TEST(LockThreads, ExcludeEachOtherThroughReentry)
 {
-    constexpr int threads = 4;
+    constexpr int threadsQty = 4;
     constexpr int rounds = 20000;
     Mutex mutex;
     int counter = 0; // guarded by nothing but the lock
-    std::vector<std::thread> workers;
-    workers.reserve(threads);
-    for (int i = 0; i < threads; ++i) {
-        workers.emplace_back([&] {
-            for (int round = 0; round < rounds; ++round) {
-                Synchronized outer(mutex);
-                const int seen = counter;
-                Synchronized inner(mutex);
-                counter = seen + 1;
-            }
-        });
-    }
-    for (std::thread& worker : workers)
-        worker.join();
-    EXPECT_EQ(counter, threads * rounds);
+    zmu_test::inThreads(threadsQty, [&](int) {
+        for (int round = 0; round < rounds; ++round) {
+            Synchronized outer(mutex);
+            const int seen = counter;
+            Synchronized inner(mutex);
+            counter = seen + 1;
+        }
+    });
+    EXPECT_EQ(counter, threadsQty * rounds);
     EXPECT_FALSE(mutex.unlock());
 }

@@ -1,10 +1,11 @@
+#include <Processes.h>
+
 #include <zmu/foundation/TObjectMap.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
-#include <vector>
 
 using Map = TObjectMap<ulong32, void*>;
 
@@ -66,8 +67,8 @@ TEST(ObjectMap, OneEntryAKey)
 
 TEST(ObjectMap, ThreadsKeepTheirOwnEntriesWhileOthersWalk)
 {
-    constexpr ulong32 threads = 4;
-    constexpr ulong32 keysEach = 2000;
+    constexpr int threadsQty = 4;
+    constexpr int keysEach = 2000;
     TObjectMap<ulong32, ulong32> map(0);
     std::atomic<bool> isDone = false;
     std::thread walker([&] {
@@ -76,24 +77,17 @@ TEST(ObjectMap, ThreadsKeepTheirOwnEntriesWhileOthersWalk)
                 EXPECT_TRUE(map.find(it.value(), nullptr)); // a locked walk may look things up
         }
     });
-    std::vector<std::thread> workers;
-    for (ulong32 thread = 0; thread < threads; ++thread) {
-        workers.emplace_back([&map, thread] {
-            for (ulong32 i = 0; i < keysEach; ++i) {
-                const ulong32 key = i * threads + thread;
-                ulong32 value = 0;
-                map.add(key, key);
-                EXPECT_TRUE(map.find(key, &value) && value == key);
-                EXPECT_TRUE(i % 8 == 0 || map.remove(key, nullptr));
-            }
-        });
-    }
-    for (std::thread& worker : workers)
-        worker.join();
+    zmu_test::inThreads(threadsQty, keysEach, [&](int thread, int number) {
+        const auto key = static_cast<ulong32>(number * threadsQty + thread);
+        ulong32 value = 0;
+        map.add(key, key);
+        EXPECT_TRUE(map.find(key, &value) && value == key);
+        EXPECT_TRUE(number % 8 == 0 || map.remove(key, nullptr));
+    });
     isDone = true;
     walker.join();
-    ulong32 left = 0;
+    int left = 0;
     for (TObjectMap<ulong32, ulong32>::Iterator it(map, false); !it.atEnd(); it.next())
         ++left;
-    EXPECT_EQ(left, threads * keysEach / 8);
+    EXPECT_EQ(left, threadsQty * keysEach / 8);
 }

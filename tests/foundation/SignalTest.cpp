@@ -1,4 +1,6 @@
 // Signals, locks with a limit and work that is done once.
+#include <Processes.h>
+
 #include <zmu/foundation/OneTimeMethod.h>
 #include <zmu/foundation/Signal.h>
 #include <zmu/foundation/TimedMutex.h>
@@ -10,12 +12,8 @@
 #include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
-#include <vector>
 
-#if !defined(_WIN32)
-#include <pthread.h>
-#endif
+using zmu_test::inThreads;
 
 namespace {
 
@@ -25,14 +23,6 @@ constexpr int threadsQty = 8;
 constexpr unsigned noLimit = 0xFFFFFFFF;
 constexpr ulong32 isSet = 0;
 constexpr ulong32 timedOut = 258;
-
-template <class Body>
-void inThreads(Body body)
-{
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < threadsQty; ++thread)
-        threads.emplace_back(body, thread);
-}
 
 /// A name that no other process has, where names reach beyond the process.
 std::string ownName()
@@ -88,13 +78,14 @@ TEST(SignalThreads, OneSetLetsEverybodyGoAndTheLastToWaitMayDestroyIt)
     for (int round = 0; round < 200; ++round) {
         auto* const signal = new Signal(name.c_str(), false);
         std::atomic<int> waiting = threadsQty - 1;
-        inThreads([&](int thread) {
+        SCOPED_TRACE(round);
+        inThreads(threadsQty, [&](int thread) {
             if (thread == 0) {
                 EXPECT_TRUE(signal->set());
                 return;
             }
             const Signal own((name + std::to_string(thread)).c_str(), false); // names come and go
-            EXPECT_EQ(signal->wait(noLimit, 0), isSet) << "round " << round;
+            EXPECT_EQ(signal->wait(noLimit, 0), isSet);
             if (--waiting == 0)
                 delete signal;
         });
@@ -106,14 +97,12 @@ TEST(TimedMutexThreads, ExcludeEachOtherThroughReentry)
     constexpr int rounds = 2000;
     TimedMutex mutex;
     int counter = 0; // guarded by nothing but the lock
-    inThreads([&](int thread) {
-        for (int round = 0; round < rounds; ++round) {
-            ASSERT_EQ(thread % 2 ? mutex.lock() : mutex.lock(60000), 0U) << "thread " << thread;
-            const int seen = counter;
-            ASSERT_EQ(mutex.lock(0), 0U) << "thread " << thread;
-            counter = seen + 1;
-            ASSERT_TRUE(mutex.unlock() && mutex.unlock()) << "thread " << thread;
-        }
+    inThreads(threadsQty, rounds, [&](int thread, int) {
+        ASSERT_EQ(thread % 2 ? mutex.lock() : mutex.lock(60000), 0U);
+        const int seen = counter;
+        ASSERT_EQ(mutex.lock(0), 0U);
+        counter = seen + 1;
+        ASSERT_TRUE(mutex.unlock() && mutex.unlock());
     });
     EXPECT_EQ(counter, threadsQty * rounds);
     EXPECT_FALSE(mutex.unlock());
@@ -167,23 +156,6 @@ TEST(OneTimeMethod, TellsHowFarItIsAndKeepsItsResultUntilItIsOver)
     EXPECT_EQ(work.waitForFinish(0), OneTimeMethod_SUCCESS);
 }
 
-#if !defined(_WIN32)
-TEST(OneTimeMethod, IsOverWhenItsWorkEndsTheThread)
-{
-    Work work([](Work&, int) { pthread_exit(nullptr); });
-    pthread_t thread{};
-    const auto body = [](void* context) -> void* {
-        static_cast<Work*>(context)->run(false, 0);
-        return context; // which it does not come to
-    };
-    ASSERT_EQ(pthread_create(&thread, nullptr, body, &work), 0);
-    void* result = &work;
-    EXPECT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, nullptr);
-    EXPECT_EQ(work.state(), OneTimeMethod_FINISHED);
-}
-#endif
-
 TEST(OneTimeMethodThreads, OneDoesTheWorkAndTheLastToWaitMayDestroyIt)
 {
     for (int round = 0; round < 200; ++round) {
@@ -195,14 +167,15 @@ TEST(OneTimeMethodThreads, OneDoesTheWorkAndTheLastToWaitMayDestroyIt)
             plain = argument + 1;
             self.setResult(argument);
         });
-        inThreads([&](int thread) {
+        SCOPED_TRACE(round);
+        inThreads(threadsQty, [&](int thread) {
             runners += work->run(true, thread) == OneTimeMethod_SUCCESS;
             int out = -1;
-            EXPECT_EQ(work->result(&out), OneTimeMethod_SUCCESS) << "thread " << thread;
-            EXPECT_EQ(plain, out + 1) << "thread " << thread << ", round " << round;
+            EXPECT_EQ(work->result(&out), OneTimeMethod_SUCCESS);
+            EXPECT_EQ(plain, out + 1);
             if (--users == 0)
                 delete work;
         });
-        EXPECT_EQ(runners, 1) << "round " << round;
+        EXPECT_EQ(runners, 1);
     }
 }

@@ -1,6 +1,8 @@
 // What a string holds: representations, assignment, and where its text comes from.
 #include "Fault.h"
 
+#include <System.h>
+
 #include <zmu/foundation/UTL_String.h>
 #include <zmu/localize/ResourceModule.h>
 
@@ -31,12 +33,6 @@ unsigned faultWith(Arguments... arguments)
 }
 
 constexpr bool isUtf8Narrow = sizeof(wchar_t) > 2;
-
-#if defined(_WIN32)
-constexpr wchar_t plainModule[] = L"kernel32.dll";
-#else
-constexpr wchar_t plainModule[] = L"c.dll"; // libc.so.6
-#endif
 
 enum : unsigned { Plain = 1, Empty, Unterminated, TooLong, Negative, Missing };
 
@@ -185,7 +181,8 @@ TEST(String, ModuleEntriesAreNotTrusted)
     EXPECT_EQ(Fault::of([&] { kept.loadFromModule(nullptr, 1, 8); }), zmu::BadArguments);
     EXPECT_EQ(Fault::of([&] { kept.loadFromModule(program, 1, 0); }), zmu::BadArguments);
     EXPECT_STREQ(kept.narrowText(), "kept");
-    EXPECT_EQ(kept.loadFromModule(GetModuleHandleW(plainModule), Plain, 8), 0);
+    const HMODULE plain = GetModuleHandleW(zmu_test::isWindows() ? L"kernel32.dll" : L"c.dll");
+    EXPECT_EQ(kept.loadFromModule(plain, Plain, 8), 0);
     EXPECT_EQ(GetLastError(), 2U);
 }
 

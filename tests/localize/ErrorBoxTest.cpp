@@ -1,5 +1,7 @@
 // What the box of an internal error says, read in the box, or where the text goes without a
 // display.
+#include "ShownBox.h"
+
 #include <Support.h>
 
 #include <zmu/localize/ZarnLocalizeHelpers.h>
@@ -10,47 +12,12 @@
 
 namespace {
 
-#if defined(_WIN32)
-
-QString said;
-
-/// Reads the box once it is ready, and answers it.
-LRESULT CALLBACK answerBox(int code, WPARAM isSender, LPARAM parameter)
-{
-    const auto& message = *reinterpret_cast<const CWPRETSTRUCT*>(parameter);
-    if (code == HC_ACTION && message.message == WM_INITDIALOG) {
-        constexpr int textID = 0xFFFF;
-        wchar_t caption[600] = {};
-        wchar_t text[600] = {};
-        GetWindowTextW(message.hwnd, caption, 600);
-        GetDlgItemTextW(message.hwnd, textID, text, 600);
-        said = QString::fromWCharArray(caption) + ": " + QString::fromWCharArray(text) + '\n';
-        EndDialog(message.hwnd, IDOK);
-    }
-    return CallNextHookEx(nullptr, code, isSender, parameter);
-}
-
-#endif
-
 /// Caption and text of the box, if one appears.
 QString show(int number, HMODULE module, const std::wstring& detail, const wchar_t* caption)
 {
-    const auto showError = [&] {
+    return zmu_test::saidBy([&] {
         return ZarnLocalizeHelpers::showError(number, module, detail.c_str(), nullptr, caption, 0);
-    };
-#if defined(_WIN32)
-    said.clear();
-    const HHOOK hook =
-        SetWindowsHookExW(WH_CALLWNDPROCRET, answerBox, nullptr, GetCurrentThreadId());
-    const int answer = showError();
-    UnhookWindowsHookEx(hook);
-    EXPECT_EQ(answer, said.isEmpty() ? 0 : IDOK);
-    return said;
-#else
-    zmu_test::Traces traces;
-    EXPECT_EQ(showError(), 0);
-    return traces.take();
-#endif
+    });
 }
 
 TEST(ErrorBox, SaysVersionNumberDetailAndTheModulesWords)

@@ -75,10 +75,7 @@ TEST(TimeMaps, FromTheSystemsCalendar)
     EXPECT_EQ(textOf(result), "126-2-5 7:9:2 day 4 dst -1");
     EXPECT_EQ(result.tm_yday, 0);
 
-    qputenv("TZ", "EST5");
-#if defined(_WIN32)
-    _tzset();
-#endif
+    zmu_test::enterTimeZone("EST5");
     result = garbage();
     EXPECT_EQ(textOf(Helpers::mapSMTIME_to_tm(1772694542, result, 7)), "126-2-5 2:9:2 day 0 dst 7");
 }

@@ -1,11 +1,11 @@
 // Numbers in real locales, which are compiled for the test: a machine need not have any.
+#include "Locales.h"
+
 #include <Support.h>
 
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 
-#include <QFile>
 #include <QString>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -18,42 +18,6 @@
 using Helpers = ZarnLocalizeHelpers;
 
 namespace {
-
-/// The user's locale for the rest of the test. Elsewhere than on Windows the C library knows these
-/// and "C", no others.
-class Locales {
-  public:
-    /// Enters "fr_FR.UTF-8". Empty, or why that cannot be.
-    std::string enter(const std::string& name)
-    {
-#if defined(_WIN32)
-        wchar_t user[LOCALE_NAME_MAX_LENGTH] = {};
-        GetUserDefaultLocaleName(user, LOCALE_NAME_MAX_LENGTH);
-        const QString present = QString::fromWCharArray(user).replace('-', '_');
-        return present == QString::fromStdString(name).section('.', 0, 0)
-                   ? ""
-                   : "this user's locale is " + present.toStdString();
-#else
-        const QString locale = QString::fromStdString(name);
-        const QString path = m_folder.filePath(locale);
-        if (!QFile::exists("/usr/share/i18n/locales/de_DE"))
-            return "the sources of locales are not installed";
-        if (name != "C" && !QFile::exists(path)) {
-            const zmu_test::ProcessEnd end = zmu_test::runProgram(
-                "localedef", {"--no-archive", "-c", "-i", locale.section('.', 0, 0), "-f",
-                              locale.section('.', 1), path});
-            EXPECT_TRUE(QFile::exists(path + "/LC_NUMERIC"))
-                << name << ": " << end.errors.toStdString();
-        }
-        qputenv("LOCPATH", m_folder.path().toUtf8());
-        qputenv("LC_ALL", name.c_str());
-        return "";
-#endif
-    }
-
-  private:
-    QTemporaryDir m_folder;
-};
 
 std::wstring widen(const std::string& text)
 {
@@ -75,7 +39,7 @@ class NumbersIn : public testing::TestWithParam<InLocale> {};
 TEST_P(NumbersIn, AreWrittenAndRead)
 {
     const auto& [locale, numbers] = GetParam();
-    Locales locales;
+    zmu_test::Locales locales;
     if (const std::string obstacle = locales.enter(locale); !obstacle.empty())
         GTEST_SKIP() << obstacle;
     for (const auto& [value, text] : numbers) {
@@ -100,11 +64,7 @@ TEST_P(NumbersIn, AreWrittenAndRead)
     }
 }
 
-#if defined(_WIN32)
-constexpr wchar_t numberSpace[] = L"\u00A0";
-#else
-constexpr wchar_t numberSpace[] = L"\u202F";
-#endif
+const std::wstring numberSpace = zmu_test::isWindows() ? L"\u00A0" : L"\u202F";
 
 const InLocale locales[] = {
     {"en_US.UTF-8",
@@ -117,15 +77,13 @@ const InLocale locales[] = {
     {"de_DE.UTF-8", {{1234567, L"1.234.567"}, {-123456, L"-123.456"}}},
     {"en_IN.UTF-8", {{123456789, L"12,34,56,789"}, {LLONG_MIN, L"-92,23,37,20,36,85,47,75,808"}}},
     {"fr_FR.UTF-8",
-     {{-1234567, std::wstring(L"-1") + numberSpace + L"234" + numberSpace + L"567"},
-      {1234, std::wstring(L"1") + numberSpace + L"234"}}},
-#if !defined(_WIN32)
+     {{-1234567, L"-1" + numberSpace + L"234" + numberSpace + L"567"},
+      {1234, L"1" + numberSpace + L"234"}}},
     // One byte there, two in UTF-8.
     {"nn_NO.ISO-8859-1", {{-1234, L"-1\u00A0234"}}},
     // Groups, and nothing between them.
     {"bg_BG.UTF-8", {{1234567, L"1234567"}}},
     {"C", {{1234567, L"1234567"}}},
-#endif
 };
 
 INSTANTIATE_TEST_SUITE_P(Numbers, NumbersIn, testing::ValuesIn(locales), [](const auto& info) {
@@ -134,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(Numbers, NumbersIn, testing::ValuesIn(locales), [](cons
 
 TEST(Numbers, AreReadUpToWhatIsNone)
 {
-    Locales locales;
+    zmu_test::Locales locales;
     if (const std::string obstacle = locales.enter("en_US.UTF-8"); !obstacle.empty())
         GTEST_SKIP() << obstacle;
     const struct {
@@ -188,10 +146,10 @@ TEST(Numbers, AreReadUpToWhatIsNone)
 
 TEST(Numbers, SeparatorThatTheLimitCutsIsNone)
 {
-    Locales locales;
+    zmu_test::Locales locales;
     if (const std::string obstacle = locales.enter("fr_FR.UTF-8"); !obstacle.empty())
         GTEST_SKIP() << obstacle;
-    std::string text = zmu_test::toNarrow(std::wstring(L"1") + numberSpace + L"2");
+    std::string text = zmu_test::toNarrow(L"1" + numberSpace + L"2");
     for (u64 length = 2; length <= text.size(); ++length) {
         i64 result = 0;
         EXPECT_TRUE(Helpers::convertPunctuatedStrToIntA(text.data(), length, result));
@@ -233,14 +191,13 @@ TEST(Numbers, WhatDoesNotFitLeavesAnEmptyText)
 TEST(Numbers, ThreadsShareTheLocale)
 {
     qputenv("LC_ALL", "C");
-    zmu_test::inThreads(4, [](int thread) {
-        for (i64 value = 10; value < 300; ++value) {
-            wchar_t text[32];
-            i64 back = 0;
-            ASSERT_NE(Helpers::convertIntToPunctuatedStrW(value * (thread + 1), text, 32), 0U);
-            ASSERT_TRUE(Helpers::convertPunctuatedStrToIntW(text, 32, back));
-            ASSERT_EQ(back, value * (thread + 1));
-        }
+    zmu_test::inThreads(4, 300, [](int thread, int round) {
+        const i64 value = i64{10 + round} * (thread + 1);
+        wchar_t text[32];
+        i64 back = 0;
+        ASSERT_NE(Helpers::convertIntToPunctuatedStrW(value, text, 32), 0U);
+        ASSERT_TRUE(Helpers::convertPunctuatedStrToIntW(text, 32, back));
+        ASSERT_EQ(back, value);
     });
 }
 

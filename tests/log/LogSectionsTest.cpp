@@ -93,8 +93,8 @@ TEST_F(LogSections, EntriesSayWhatTheFormatterSays)
     for (int i = 0; i < 70; ++i)
         many += "[ENTRY_ID],";
     const QByteArray bodies[] = {
-        "<[ENTRY_ID] [ENTRY_COLOR]> [YEAR]-[MONTH]-[DAY] [HOURS]:[MINUTES]:[SECONDS]"
-        ".[MILLISECONDS] [PROCESS_ID] [NAME_OF_USER]|[SITUATION_ID]",
+        ("<[ENTRY_ID] [ENTRY_COLOR]> [YEAR]-[MONTH]-[DAY] [HOURS]:[MINUTES]:[SECONDS]"
+         ".[MILLISECONDS] [PROCESS_ID] [NAME_OF_USER]|[SITUATION_ID]"),
         "100%% %. %nno variable",
         "%1!05d! and %2!u! of [ENTRY_ID] [ENTRY_COLOR]", // as no variable has it
         "[ENTRY_ID]%0 the rest is not shown",

@@ -16,19 +16,16 @@ QString entryOf(int thread, int number)
     return QStringLiteral("entry %1-%2 %3")
         .arg(thread)
         .arg(number)
-        .arg(QString(20 * (thread + 1), QChar(u'a' + thread)));
+        .arg(QString(qsizetype{20} * (thread + 1), QChar(u'a' + thread)));
 }
 
-/// Reports `qty` entries, beginning anew now and then.
-void reportEntries(Zarn* monitor, int thread, int qty)
+/// Reports `qty` entries in each thread, beginning anew now and then.
+void reportEntries(Zarn* monitor, int qty)
 {
-    for (int number = 0; number < qty; ++number) {
-        const QString entry = entryOf(thread, number);
-        EXPECT_EQ(reportText(monitor, entry.toStdWString().c_str()), 0) << qPrintable(entry);
-        if (number % 10 == 9) {
-            EXPECT_TRUE(monitor->removeThread()) << qPrintable(entry);
-        }
-    }
+    inThreads(threadsQty, qty, [&](int thread, int number) {
+        EXPECT_EQ(reportText(monitor, entryOf(thread, number).toStdWString().c_str()), 0);
+        EXPECT_TRUE(number % 10 != 9 || monitor->removeThread());
+    });
 }
 
 /// Takes the entries of each thread from `lines`, which must hold them in their order, each once.
@@ -66,7 +63,7 @@ TEST(LogThreads, EveryEntryIsWholeAndThereOnce)
         }
         EXPECT_TRUE(monitor->removeThread());
     });
-    inThreads(threadsQty, [&](int thread) { reportEntries(monitor.get(), thread, qty); });
+    reportEntries(monitor.get(), qty);
     isDone = true;
     observer.join();
     EXPECT_EQ(monitor->getSituationsCount(), static_cast<ulong32>(threadsQty * qty));
@@ -108,7 +105,7 @@ TEST(LogThreads, LogIsReplacedWhileOthersReport)
         }
         EXPECT_TRUE(monitor->removeThread());
     });
-    inThreads(threadsQty, [&](int thread) { reportEntries(monitor, thread, qty); });
+    reportEntries(monitor, qty);
     isDone = true;
     meddler.join();
     wchar_t last[512] = {};

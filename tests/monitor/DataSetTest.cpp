@@ -289,6 +289,7 @@ TEST(DataSet, EngineGoesIfTheDataSetFailsMeanwhile)
         data.setSelfDX_Code(0);
         EXPECT_EQ(data.obtainDataForCurrentThread(false), nullptr);
     }).join();
+    failing = nullptr;
 }
 
 TEST(DataSet, EngineThatCannotBeMadeLeavesItsCode)

@@ -151,7 +151,7 @@ TEST(Failures, AreToldOnceWhateverFails)
     const auto lastOf = [&](bool succeeded) {
         EXPECT_FALSE(succeeded);
         EXPECT_EQ(told().size(), 1U);
-        const Failure last = told().empty() ? Failure() : told().back();
+        Failure last = told().empty() ? Failure() : told().back();
         told().clear();
         data.forgetSelfDX_Code();
         data.forgetSituation();
@@ -193,7 +193,7 @@ TEST(Failures, AreToldOnceWhateverFails)
     EXPECT_EQ(lastOf(data.respondToSituation(100, &none, nullptr)).name, L"NoMap");
 }
 
-TEST(Failures, FunctionRunsOutsideTheLock)
+TEST(Failures, FunctionHoldsUpNoOtherThreads)
 {
     static Zarn* monitor = nullptr;
     static std::atomic<int> calls;
@@ -241,13 +241,13 @@ TEST(Failures, SubstituteEntryKeepsTheNumberInTheLog)
     strings()[400] = L"2~0|&|``No function shows this.`";
     const QStringList expected = {
         "Fine.",
-        "Situation 200 could not be described: 241/FillerLetterUnknown, a filler is not one of d, "
-        "s, u; header, group 4, record 1.",
+        ("Situation 200 could not be described: 241/FillerLetterUnknown, a filler is not one of d, "
+         "s, u; header, group 4, record 1."),
         "Situation 300 could not be described: 50/FormatDisplayFailed, " +
             QString::fromStdWString(zmu::describe(dx::FormatDisplayFailed).meaning) +
             "; display description, insert %11; there is no such filler.",
-        "Situation 999 could not be described: 255/SpecNotLoaded, the resource module has no "
-        "response spec for the situation.",
+        ("Situation 999 could not be described: 255/SpecNotLoaded, the resource module has no "
+         "response spec for the situation."),
         "No function shows this.", // was described, so it has its entry
         "Fine."};
     for (const bool isWanted : {false, true}) {

@@ -97,6 +97,7 @@ TEST(Reporting, NestedReportOfAnotherMonitorIsItsOwn)
     EXPECT_EQ(outer->getSelfDX_Code(), 0);
     EXPECT_EQ(outer.entries(), QStringList{"1 outer"});
     EXPECT_EQ(other.entries(), QStringList{"Inner 9"});
+    inner = nullptr;
 }
 
 TEST(Reporting, EngineAtWorkIsNotRemoved)
@@ -116,6 +117,7 @@ TEST(Reporting, EngineAtWorkIsNotRemoved)
     EXPECT_EQ(reporter->getSelfDX_Code(), 0);
     EXPECT_EQ(reporter->getDisplayDlgBoxResult(), 1);
     EXPECT_TRUE(reporter->removeThread());
+    reporting = nullptr;
 }
 
 TEST(Reporting, ModuleStandsInForOneSituation)

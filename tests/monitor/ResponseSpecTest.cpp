@@ -160,6 +160,7 @@ TEST(ResponseSpec, DisplayDescription)
         // Dialog specs.
         {L"2~0|~``a`|``t`", 0, L"t", L"a", 48},
         {L"2~0|17~``a`|``t`", 0, L"t", L"a", 17},
+        {L"2~0|4294967290~``a`|``t`", 0, L"t", L"a", 4294967290},
         {L"2~0| `5`6~``a`|``t`", 0, L"t", L"a", 48},
         {L"2~0| 64` 5` 6~``a`|``t`", 0, L"t", L"a", 64},
         {L"2~0|1`x~``a`|``t`", dx::DialogSpecSecondNotNumber},

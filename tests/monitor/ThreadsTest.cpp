@@ -33,21 +33,19 @@ TEST(Threads, ReportToTwoMonitors)
     strings()[100] = L"2~0~1~d0`d1~||``%1!d! %2!d!`";
     const Reporter first;
     const Reporter second;
-    inThreads(threadsQty, [&](int thread) {
-        for (int round = 0; round < rounds; ++round) {
-            const Reporter* order[] = {&first, &second};
-            if (thread % 2)
-                std::swap(order[0], order[1]);
-            for (const Reporter* reporter : order) {
-                (*reporter)->recordSituationID(100);
-                (*reporter)->recordArgument(thread, ZARN_ARG_NEXT);
-                (*reporter)->recordArgument(round, ZARN_ARG_NEXT);
-            }
-            for (const Reporter* reporter : order)
-                EXPECT_TRUE((*reporter)->respondToSituation()) << thread << ' ' << round;
+    inThreads(threadsQty, rounds, [&](int thread, int round) {
+        const Reporter* order[] = {&first, &second};
+        if (thread % 2)
+            std::swap(order[0], order[1]);
+        for (const Reporter* reporter : order) {
+            (*reporter)->recordSituationID(100);
+            (*reporter)->recordArgument(thread, ZARN_ARG_NEXT);
+            (*reporter)->recordArgument(round, ZARN_ARG_NEXT);
         }
-        EXPECT_TRUE(first->removeThread()) << thread;
-        EXPECT_TRUE(second->removeThread()) << thread;
+        for (const Reporter* reporter : order) {
+            EXPECT_TRUE((*reporter)->respondToSituation());
+            EXPECT_TRUE(round % 10 || (*reporter)->removeThread());
+        }
     });
     expectAllEntries(first);
     expectAllEntries(second);
@@ -62,18 +60,15 @@ TEST(Threads, FailAloneAndRecoverAlone)
             if (isForgiving)
                 data.setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING);
         });
-        inThreads(threadsQty, [&](int thread) {
-            for (int round = 0; round < rounds; ++round) {
-                if (thread % 2) {
-                    reporter->respondToSituation(200, nullptr, thread, round);
-                    EXPECT_EQ(reporter->getSelfDX_Code(), dx::KindOutOfRange)
-                        << thread << ' ' << round;
-                    if (!isForgiving)
-                        reporter->forgetSelfDX_Code();
-                }
-                reporter->respondToSituation(100, nullptr, thread, round);
-                EXPECT_EQ(reporter->getSelfDX_Code(), 0) << thread << ' ' << round;
+        inThreads(threadsQty, rounds, [&](int thread, int round) {
+            if (thread % 2) {
+                reporter->respondToSituation(200, nullptr, thread, round);
+                EXPECT_EQ(reporter->getSelfDX_Code(), dx::KindOutOfRange);
+                if (!isForgiving)
+                    reporter->forgetSelfDX_Code();
             }
+            reporter->respondToSituation(100, nullptr, thread, round);
+            EXPECT_EQ(reporter->getSelfDX_Code(), 0);
         });
         expectAllEntries(reporter);
     }
@@ -103,14 +98,12 @@ TEST(Threads, BringModulesOfTheirOwn)
     strings()[100] = L"2~0~2~u`s||``Program %1!u!`";
     void* const modules[] = {GetModuleHandleW(nullptr), GetModuleHandleW(L"zmu.dll")};
     const Reporter reporter;
-    inThreads(threadsQty, [&](int thread) {
+    inThreads(threadsQty, 10 * rounds, [&](int thread, int) {
         const int side = thread % 2;
-        for (int round = 0; round < 10 * rounds; ++round) {
-            reporter->respondToSituation(side ? 10006 : 100, modules[side], 1U, L"x");
-            // No thread is answered out of another's module.
-            EXPECT_EQ(reporter->getSelfDX_Code(), 0) << thread << ' ' << round;
-            reporter->forgetSelfDX_Code();
-        }
+        reporter->respondToSituation(side ? 10006 : 100, modules[side], 1U, L"x");
+        // No thread is answered out of another's module.
+        EXPECT_EQ(reporter->getSelfDX_Code(), 0);
+        reporter->forgetSelfDX_Code();
     });
     reporter->respondToSituation(100, nullptr, 2U, L"x");
     EXPECT_EQ(reporter->getSelfDX_Code(), 0); // and the first module is back

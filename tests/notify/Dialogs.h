@@ -9,12 +9,6 @@
 
 #include <string>
 
-#if defined(_WIN32)
-#include <windows.h>
-#else
-#include <cstdlib>
-#endif
-
 namespace zmu_test {
 
 /// The test program is the module of the dialog and of the strings.
@@ -49,21 +43,16 @@ inline std::wstring shownText()
     return textOf(GetDlgItem(ZarnStatusReporter_MACRO_GetDialogWindowHandle(), textID));
 }
 
-/// Each test has a desktop and ends without a reporter.
+/// Each test has a desktop, by these variables where it takes them, and ends without a reporter.
 class Dialogs : public ::testing::Test {
   protected:
     Dialogs()
     {
-#if !defined(_WIN32)
-        setenv("DISPLAY", "none", 1);
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        setenv("ZMU_WINDOW_SECONDS", "60", 1);
-#endif
+        qputenv("DISPLAY", "none");
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        qputenv("ZMU_WINDOW_SECONDS", "60");
     }
-    ~Dialogs() override
-    {
-        ZarnStatusReporter::destroy();
-    }
+    ~Dialogs() override { ZarnStatusReporter::destroy(); }
 };
 
 } // namespace zmu_test

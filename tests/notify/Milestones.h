@@ -1,6 +1,7 @@
 // A monitor that is in the midst of a milestone, and an event log to tell it to.
 #pragma once
 
+#include "Journal.h"
 #include "Support.h"
 
 #include <zmu/notify/zgEL_Reporter.h>
@@ -10,26 +11,17 @@
 #include <cstdint>
 #include <initializer_list>
 
-#if !defined(_WIN32)
-#include "Journal.h"
-#endif
-
 namespace zmu_test {
 
 class EventLog : public testing::Test {
   protected:
-#if !defined(_WIN32)
     void SetUp() override
     {
         const QString obstacle = journal.start();
         if (!obstacle.isEmpty())
             GTEST_SKIP() << qPrintable(obstacle);
     }
-#endif
-    void TearDown() override
-    {
-        zgEL_Reporter::destroy();
-    }
+    void TearDown() override { zgEL_Reporter::destroy(); }
 
     /// Writes the event of a situation whose fillers are these texts.
     bool tell(int situation, std::initializer_list<const wchar_t*> texts) const
@@ -43,9 +35,7 @@ class EventLog : public testing::Test {
         return isTold;
     }
 
-#if !defined(_WIN32)
     Journal journal;
-#endif
     Folder folder;
     Monitor monitor{folder.path("log.html")};
 };

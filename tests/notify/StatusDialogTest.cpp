@@ -35,7 +35,7 @@ TEST_F(StatusDialog, IsHiddenUntilItAppears)
     EXPECT_EQ(ZarnStatusReporter_MACRO_SetWaitingPeriod(5), 0u);
 
     ASSERT_NE(makeReporter(noteMessages), nullptr) << ZarnStatusReporter::getDX_Code1();
-    const HWND dialog = ZarnStatusReporter_MACRO_GetDialogWindowHandle();
+    auto* const dialog = ZarnStatusReporter_MACRO_GetDialogWindowHandle();
     EXPECT_EQ(textOf(dialog), L"Title");
     EXPECT_TRUE(ZarnStatusReporter_MACRO_IsViable());
     EXPECT_FALSE(ZarnStatusReporter_MACRO_IsVisible());
@@ -98,7 +98,7 @@ TEST_F(StatusDialog, WaitsAndFlushesAfterEachText)
 
 TEST_F(StatusDialog, LeavesAnAdoptedDialogAlone)
 {
-    const HWND dialog = makeDialog(noteMessages);
+    auto* const dialog = makeDialog(noteMessages);
     ASSERT_NE(dialog, nullptr);
     ASSERT_NE(ZarnStatusReporter::create(dialog, textID, noteMessages, program, 0), nullptr);
     EXPECT_TRUE(ZarnStatusReporter_MACRO_UpdateDisplay(L"adopted"));

@@ -115,7 +115,7 @@ TEST_F(LifeCycle, OwnerWithoutALogOfItsOwn)
 TEST_F(LifeCycle, ModulesThatAreGiven)
 {
     // Texts of the program in place of the library's: the first owner decides for all.
-    const HINSTANCE program = GetModuleHandleW(nullptr);
+    auto* const program = GetModuleHandleW(nullptr);
     const auto code = [&] {
         try {
             const ZarnDataZGW owner(0, true, program, nullptr, Zarn_LOG_HTML);

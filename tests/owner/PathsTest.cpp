@@ -7,8 +7,6 @@
 #include <QRegularExpression>
 #include <QThread>
 
-#include <thread>
-
 using namespace zmu;
 using namespace zmu_test;
 
@@ -67,10 +65,10 @@ TEST_F(Paths, LogLiesWhereItIsSaid)
     ASSERT_TRUE(QDir(root()).mkpath("with spaces/Größe \u65e5"));
     ASSERT_TRUE(QDir::setCurrent(root()));
     QStringList places = {"%ZMU_TEST_PLACE%/with spaces/Größe \u65e5", "with spaces"};
-#if !defined(_WIN32) // where no name has a colon
-    ASSERT_TRUE(QDir().mkpath(inside(":colon")));
-    places << ":colon";
-#endif
+    if (!isWindows()) { // where no name has a colon
+        ASSERT_TRUE(QDir().mkpath(inside(":colon")));
+        places << ":colon";
+    }
     for (const QString& place : places) {
         SCOPED_TRACE(place.toStdString());
         setLogDirectory(place.toStdWString());
@@ -105,12 +103,12 @@ TEST_F(Paths, DirectoryThatIsNoneOrTooLong)
     EXPECT_EQ(specifier(deep + "dd").size(), 1023U);
     EXPECT_EQ(specifier(deep + "ddd"), L"");
     ASSERT_TRUE(QDir().mkpath(deep));
-#if !defined(_WIN32) // which makes no directories of that length
-    // Of a longer one as much is taken as a path may have, and made as it stands then.
-    const QString cut = deep + "/ddd";
-    EXPECT_EQ(specifier(cut + QString(400, 'd')), cut.toStdWString());
-    EXPECT_TRUE(QFileInfo(cut).isDir());
-#endif
+    if (!isWindows()) { // which makes no directories of that length
+        // Of a longer one as much is taken as a path may have, and made as it stands then.
+        const QString cut = deep + "/ddd";
+        EXPECT_EQ(specifier(cut + QString(400, 'd')), cut.toStdWString());
+        EXPECT_TRUE(QFileInfo(cut).isDir());
+    }
 
     // What is left for a name is cut, and has no room for the moment: the next log has the same.
     setLogDirectory(deep.toStdWString());
@@ -220,14 +218,9 @@ TEST(PathThreads, NoTwoLogsHaveOneName)
     setLogDirectory(folder.path("."));
     constexpr int owners = 20;
     std::wstring names[2][owners];
-    std::thread threads[2];
-    for (int i = 0; i < 2; ++i)
-        threads[i] = std::thread([&names, i] {
-            for (std::wstring& name : names[i])
-                name = Owner(i ? ZGW_OWNER_CM : ZGW_OWNER_APS).logPath();
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    inThreads(2, owners, [&](int thread, int round) {
+        names[thread][round] = Owner(thread ? ZGW_OWNER_CM : ZGW_OWNER_APS).logPath();
+    });
     EXPECT_EQ(folder.files().size(), 2 * owners);
 }
 

@@ -72,7 +72,7 @@ TEST_F(Tags, OfEachOwner)
         {Zarn_FORM_TAG_COMPANY_WEBSITE, "web"},
         {Zarn_FORM_TAG_FILE_VERSION, "3.1"},
         {Zarn_FORM_TAG_HOME_DIRECTORY, QFileInfo(BRANDER_FILE).absolutePath()},
-        {Zarn_FORM_TAG_MODULE_FILE_NAME, "owner.original"},
+        {Zarn_FORM_TAG_MODULE_FILE_NAME, "owner&original"},
         {Zarn_FORM_TAG_NAME_OF_DOMAIN, "a domain"},
         {Zarn_FORM_TAG_NAME_OF_SESSION, "Unknown"},
         {Zarn_FORM_TAG_NAME_OF_USER, user},
@@ -91,7 +91,7 @@ TEST_F(Tags, EmptyTextsAreUnknown)
     for (const Zarn_FORM_TAG tag :
          {Zarn_FORM_TAG_COMPANY_NAME_LONG, Zarn_FORM_TAG_MODULE_NAME, Zarn_FORM_TAG_SUITE_NAME})
         EXPECT_EQ(tagOf(owner, tag), "Unknown") << tag;
-    EXPECT_EQ(tagOf(owner, Zarn_FORM_TAG_PRODUCT_NAME), "owner.original");
+    EXPECT_EQ(tagOf(owner, Zarn_FORM_TAG_PRODUCT_NAME), "owner&original");
     EXPECT_EQ(tagOf(owner, Zarn_FORM_TAG_COMPANY_NAME_SHORT), "Quorvane");
 }
 
@@ -195,23 +195,25 @@ TEST_F(Tags, BranderStaysWithItsMaker)
 
 TEST_F(Tags, OfTheSystemAreNoMarkupInALog)
 {
-    ASSERT_TRUE(useBrander(folder, QByteArray(brand) + "\n2=<i>short</i>"));
+    ASSERT_TRUE(useBrander(folder, QByteArray(brand) + "\n2=<i>short</i>\n18="));
     qputenv("USERDOMAIN", "<script>%1[DAY]");
     ASSERT_TRUE(QDir(QString::fromStdWString(folder.path("."))).mkpath("a&b/Templates"));
     setLogDirectory(folder.path("a&b"));
-    folder.write("a&b/Templates/bpw_template.html",
-                 "^HEAD\n[NAME_OF_DOMAIN]|[COMPANY_NAME_SHORT]|[LOGFILE_NAME]|\n^BODY\n"
-                 "[SITUATION_DSCRP]\n^TAIL\n-\n");
+    folder.write(
+        "a&b/Templates/bpw_template.html",
+        "^HEAD\n[NAME_OF_DOMAIN]|[COMPANY_NAME_SHORT]|[LOGFILE_NAME]|[PRODUCT_NAME]|\n^BODY\n"
+        "[SITUATION_DSCRP]\n^TAIL\n-\n");
     Owner owner;
     const std::wstring log = owner.logPath();
     Zarn* monitor = owner.createZarnMonitor();
     ASSERT_TRUE(monitor);
     EXPECT_TRUE(ZarnDataZGW::destroyZarnMonitor(monitor));
     const QStringList shown = logText(log).split('|');
-    ASSERT_EQ(shown.size(), 4);
+    ASSERT_EQ(shown.size(), 5);
     EXPECT_EQ(shown[0], "&lt;script&gt;%1[DAY]");
     EXPECT_EQ(shown[1], "<i>short</i>"); // the product's own
     EXPECT_TRUE(shown[2].contains("a&amp;b"));
+    EXPECT_EQ(shown[3], "owner&amp;original"); // which is the module's
 }
 
 class BrokenBrander : public Tags,
@@ -233,6 +235,18 @@ INSTANTIATE_TEST_SUITE_P(Files, BrokenBrander,
                                          std::pair{"1=ok\n2=\xC0\xAF", 1002},
                                          std::pair{"1=\xED\xA0\x80", 1001},
                                          std::pair{"1=\xF4\x90\x80\x80", 1001}));
+
+TEST_F(Tags, OfAProcessOutliveAMistakeInItsTexts)
+{
+    ASSERT_TRUE(useBrander(folder, brand));
+    EXPECT_EQ(codeOfConstruction(), 0);
+    folder.write("zbr4u.ini", "2=other\nbroken\n");
+    Traces traces;
+    const Owner owner;
+    EXPECT_TRUE(traces.take().contains("keeps its earlier texts, since it cannot use the new ones "
+                                       "(status 1002)"));
+    EXPECT_EQ(tagOf(owner, Zarn_FORM_TAG_COMPANY_NAME_SHORT), "short");
+}
 
 TEST_F(Tags, ModuleThatIsNoBrander)
 {

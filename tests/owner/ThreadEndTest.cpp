@@ -4,10 +4,6 @@
 #include <thread>
 #include <vector>
 
-#if !defined(_WIN32)
-#include <malloc.h>
-#endif
-
 using namespace zmu;
 using namespace zmu_test;
 
@@ -24,23 +20,6 @@ struct Engines : ZarnData {
         return engines;
     }
 };
-
-/// Bytes of the heap in use; 0 where a sanitizer has a heap of its own.
-i64 heapBytes()
-{
-#if defined(_WIN32)
-    HANDLE heaps[64];
-    i64 bytes = 0;
-    for (DWORD i = std::min<DWORD>(GetProcessHeaps(64, heaps), 64); i-- > 0;) {
-        PROCESS_HEAP_ENTRY entry = {};
-        while (HeapWalk(heaps[i], &entry))
-            bytes += entry.wFlags & PROCESS_HEAP_ENTRY_BUSY ? entry.cbData : 0;
-    }
-    return bytes;
-#else
-    return static_cast<i64>(mallinfo2().uordblks);
-#endif
-}
 
 class OwnerThreads : public testing::Test {
   protected:
@@ -62,10 +41,9 @@ TEST_F(OwnerThreads, LeaveNoEngineBehind)
     for (int i = 0; i < threads / atOnce; ++i) {
         if (i * atOnce == threads / 10)
             bytes = heapBytes();
-        inThreads(atOnce, [=](int thread) {
-            monitor->respondToSituation(textSituation, nullptr, L"x");
-            if (thread == 0)
-                second->respondToSituation(textSituation, nullptr, L"x");
+        inThreads(atOnce, [&](int thread) {
+            EXPECT_EQ(reportText(monitor, L"x"), 0);
+            EXPECT_EQ(thread == 0 ? reportText(second, L"x") : 0, 0);
         });
     }
     constexpr i64 bytesPerThread = 8;
@@ -99,8 +77,8 @@ TEST_F(OwnerThreads, MayEndWhileAMonitorIsDestroyed)
         std::atomic<int> reported = 0;
         std::vector<std::thread> threads;
         for (int n = 0; n < 4; ++n)
-            threads.emplace_back([&, monitor] {
-                monitor->respondToSituation(textSituation, nullptr, L"x");
+            threads.emplace_back([&, monitor, n] {
+                EXPECT_EQ(reportText(monitor, L"x"), 0) << "thread " << n << ", round " << i;
                 ++reported;
             });
         while (reported != 4)
@@ -116,12 +94,10 @@ TEST_F(OwnerThreads, NameSuccessorsAtOnce)
     // Two monitors whose logs are replaced again and again, with no owner that keeps a brander.
     Zarn* monitors[] = {Owner().createZarnMonitor(), Owner().createZarnMonitor()};
     ASSERT_TRUE(monitors[0] && monitors[1]);
-    inThreads(2, [&](int thread) {
+    inThreads(2, 20, [&](int thread, int) {
         Zarn* const monitor = monitors[thread];
-        for (int i = 0; i < 20; ++i) {
-            EXPECT_TRUE(monitor->reestablishLogFile(false)) << monitor->getSelfDX_Code();
-            monitor->respondToSituation(textSituation, nullptr, L"entry");
-        }
+        EXPECT_TRUE(monitor->reestablishLogFile(false)) << monitor->getSelfDX_Code();
+        EXPECT_EQ(reportText(monitor, L"entry"), 0);
     });
     EXPECT_EQ(folder.files().size(), 2 + 2 * 20);
     EXPECT_EQ(Zarn::destroy(), 2);
@@ -164,10 +140,8 @@ std::string wayOf(const testing::TestParamInfo<const char*>& info)
 
 TEST_P(OwnerThreadsProcessEnd, IsClean)
 {
-#if defined(_WIN32)
-    if (GetParam() == std::string("late in thread"))
+    if (isWindows() && GetParam() == std::string("late in thread"))
         GTEST_SKIP() << "a thread's own objects outlive their memory with this compiler";
-#endif
     const Folder folder;
     const QString log = runToItsEnd(HOST_PROGRAM, {GetParam(), pathOf(folder)}, folder);
     // A thread that is stopped while it writes may leave its last entry unfinished.

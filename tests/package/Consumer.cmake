@@ -46,7 +46,7 @@ if(SANITIZE)
   list(APPEND flags -fsanitize=${SANITIZE})
 endif()
 execute_process(
-  COMMAND ${COMPILER} -std=c++20 -I${BINARY}/headers ${SOURCE}/host.cpp -rdynamic
+  COMMAND ${COMPILER} -std=c++20 -I${BINARY}/headers -I${SOURCE}/linux ${SOURCE}/host.cpp -rdynamic
     -o ${BINARY}/host-without-cmake ${flags} -Wl,-rpath,${PREFIX}/${LIBDIR}
   COMMAND_ERROR_IS_FATAL ANY)
 run(${BINARY}/host-without-cmake)

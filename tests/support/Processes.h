@@ -8,22 +8,35 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <thread>
 #include <vector>
 
 namespace zmu_test {
 
-/// Runs `body` with the numbers 0 to `qty` - 1, each in a thread of its own. A check that fails in
-/// a thread tells its place but not which thread it was: `<< thread` does.
+/// Runs `body` with the numbers 0 to `qty` - 1, each in a thread of its own. A check that fails
+/// there says which thread it was.
 template <class Body>
-void inThreads(int qty, Body body)
+void inThreads(int qty, const Body& body)
 {
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int thread = 0; thread < qty; ++thread)
-        threads.emplace_back(body, thread);
-    for (std::thread& thread : threads)
-        thread.join();
+        threads.emplace_back([&body, thread] {
+            SCOPED_TRACE(testing::Message() << "thread " << thread);
+            body(thread);
+        });
+}
+
+/// Runs `body` in `qty` threads, `rounds` times in each, with the numbers of both, which a check
+/// that fails says. One that ends its round by failing ends no other.
+template <class Body>
+void inThreads(int qty, int rounds, const Body& body)
+{
+    inThreads(qty, [&](int thread) {
+        for (int round = 0; round < rounds; ++round) {
+            SCOPED_TRACE(testing::Message() << "round " << round);
+            body(thread, round);
+        }
+    });
 }
 
 /// How a process has ended.
@@ -41,14 +54,5 @@ ProcessEnd runProgram(const QString& program, const QStringList& arguments,
 
 /// Succeeds for a process that has returned 0; a failure tells what it wrote.
 testing::AssertionResult hasSucceeded(const ProcessEnd& end);
-
-#if !defined(_WIN32)
-/// Runs `body` in a fork of this process, whose status is what it returns, and waits for that, for
-/// a minute at most. Checks within it go nowhere.
-ProcessEnd runInChild(const std::function<int()>& body);
-
-/// Gives this process and its children mounts that nobody else sees. Why that cannot be, or empty.
-QString enterOwnMounts();
-#endif
 
 } // namespace zmu_test

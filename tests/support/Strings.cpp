@@ -17,12 +17,11 @@ ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, in
 }
 
 #if defined(__SANITIZE_THREAD__)
-// The sanitizer sees neither the locks of Qt, which is not built for it and shares the texts of
-// settings among threads, nor how libsystemd comes by its socket, nor the lock that the C library
-// takes around its time zone.
+// Two libraries of the machine are not built for the sanitizer, which sees neither how libsystemd
+// comes by its socket nor the lock that the C library takes around its time zone.
 extern "C" const char* __tsan_default_suppressions()
 {
-    return "race:libQt6Core.so\nrace:libsystemd.so\nrace:linux/Settings.cpp\nrace:tzset_internal\n";
+    return "race:libsystemd.so\nrace:tzset_internal\n";
 }
 #endif
 

@@ -118,7 +118,7 @@ int ZarnLocalizeHelpers::showError(int errorNumber, HINSTANCE module, const wcha
                                    HWND parent, const wchar_t* caption, unsigned int boxType)
 {
     try {
-        const HINSTANCE source = getSelfResourceModuleSafe(module);
+        auto* const source = getSelfResourceModuleSafe(module);
         Text text;
         writeNumber(text, errorNumber, source);
         if (detail)

@@ -54,13 +54,14 @@ struct Conventions {
     char grouping[16] = {}; ///< Sizes of groups, from the right.
 };
 
+/// What the C library hands out of a locale is rewritten by the next thread's call.
+zmu::ProcessLock s_localeLock;
+
 /// Switches the process to the user's locale and tells its conventions. False when the system does
 /// not know that locale.
 bool enterUserLocale(Conventions& conventions)
 {
-    // What the C library hands out is rewritten by the next thread's call.
-    static zmu::ProcessLock gate;
-    const std::lock_guard guard(gate);
+    const std::lock_guard guard(s_localeLock);
     if (!std::setlocale(LC_ALL, ""))
         return false;
     const std::lconv* locale = std::localeconv();

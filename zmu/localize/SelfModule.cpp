@@ -60,7 +60,7 @@ bool ZarnLocalizeHelpers::loadIntrinsicString(unsigned int id, wchar_t* buffer, 
         return false;
     const auto size = static_cast<std::size_t>(capacity);
     try {
-        if (const HINSTANCE module = getSelfResourceModuleSafe(nullptr)) {
+        if (auto* const module = getSelfResourceModuleSafe(nullptr)) {
             const UTL_String text(module, id, static_cast<unsigned>(capacity));
             const std::size_t length = std::min<u64>(text.length(), size - 1);
             std::wmemcpy(buffer, text.wideText(), length);

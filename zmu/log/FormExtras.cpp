@@ -1,17 +1,17 @@
 #include <zmu/log/internal/FormExtras.h>
 
+#include <zmu/foundation/SystemTime.h>
 #include <zmu/foundation/internal/FileNames.h>
 #include <zmu/log/internal/LogText.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 #include <zmu/platform/Win32.h>
 
-#include <QDateTime>
 #include <QFileInfo>
 #include <QTextStream>
 #include <QUrl>
 
-#include <cstdlib>
+#include <chrono>
 #include <cwchar>
 #include <iterator>
 #include <string_view>
@@ -89,11 +89,17 @@ std::wstring zmu::linkToLog(const wchar_t* from, const wchar_t* to)
 
 std::wstring zmu::presentTimeZone()
 {
-    constexpr int minute = 60;
-    const int minutes = QDateTime::currentDateTime().offsetFromUtc() / minute;
+    using namespace std::chrono;
+    // Not asked of Qt, whose way to the C library's calendar has no lock that a fork waits for.
+    const zr::SystemTime now;
+    const sys_days today = year(now.Year()) / now.Month() / now.Day();
+    const sys_seconds clock = today + hours(now.Hour()) + minutes(now.Min()) + seconds(now.Sec());
+    const sys_seconds moment(seconds(static_cast<long long>(now)));
+    const hh_mm_ss offset(duration_cast<minutes>(clock - moment));
     wchar_t zone[16] = {};
-    std::swprintf(zone, std::size(zone), L"UTC%lc%02d:%02d", minutes < 0 ? L'-' : L'+',
-                  std::abs(minutes) / minute, std::abs(minutes) % minute);
+    std::swprintf(zone, std::size(zone), L"UTC%lc%02d:%02d", offset.is_negative() ? L'-' : L'+',
+                  static_cast<int>(offset.hours().count()),
+                  static_cast<int>(offset.minutes().count()));
     return zone;
 }
 

@@ -51,7 +51,7 @@ u64 zmu::writeText(QTextStream& stream, LogDevice* log, const wchar_t* text, std
 u64 zmu::writeUnits(QTextStream& stream, LogDevice* log, const char16_t* units, std::size_t count,
                     u64 limit)
 {
-    const auto size = static_cast<qsizetype>(count * sizeof *units);
+    const auto size = static_cast<qsizetype>(count) * qsizetype{sizeof *units};
     const auto* const data = reinterpret_cast<const char*>(units);
     // The device and not the stream, which would copy and encode the text once more.
     const bool isUtf16 = stream.encoding() == QStringConverter::Utf16;

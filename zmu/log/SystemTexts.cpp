@@ -19,7 +19,7 @@ constexpr Zarn_FORM_TAG systemTags[] = {
     Zarn_FORM_TAG_NAME_OF_DOMAIN, Zarn_FORM_TAG_NAME_OF_HOST,   Zarn_FORM_TAG_NAME_OF_SESSION,
     Zarn_FORM_TAG_NAME_OF_USER,   Zarn_FORM_TAG_PRODUCT_VERSION};
 
-bool isOfSystem(Zarn_FORM_TAG tag)
+bool isSystemTag(Zarn_FORM_TAG tag)
 {
     return std::find(std::begin(systemTags), std::end(systemTags), tag) != std::end(systemTags);
 }
@@ -42,9 +42,10 @@ const wchar_t* ZarnData::getLogNameForForm() const
     return m_escapedLogName ? m_escapedLogName : m_fileLog.m_logName;
 }
 
-bool ZarnData::escapeTag(Zarn_FORM_TAG tag)
+bool ZarnData::escapeTag(Zarn_FORM_TAG tag, bool isOfSystem)
 {
-    if (storeEscaped(m_escapedTags[tag], isOfSystem(tag) ? m_tags[tag] : nullptr))
+    const bool isEscaped = isOfSystem || isSystemTag(tag);
+    if (storeEscaped(m_escapedTags[tag], isEscaped ? m_tags[tag] : nullptr))
         return true;
     delete[] std::exchange(m_tags[tag], nullptr); // rather none than one with markup
     return false;

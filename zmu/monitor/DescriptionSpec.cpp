@@ -174,7 +174,7 @@ bool ZarnDataForThread::parseDescriptionSpecDisplayDlgBox(wchar_t* text)
             switch (i) {
             case 0:
                 require(isDigit(record.front()), dx::DialogSpecFirstNotNumber);
-                m_displayDlgBoxType = static_cast<unsigned int>(toNumber(record));
+                m_displayDlgBoxType = toNumber<unsigned int>(record);
                 break;
             case 1:
                 require(isDigit(record.front()), dx::DialogSpecSecondNotNumber);

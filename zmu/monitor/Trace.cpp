@@ -179,10 +179,10 @@ void putSigned(Line& line, const Spec& spec, Arguments& arguments)
 {
     zmu::i64 value =
         spec.size > sizeof(int) ? va_arg(arguments.list, zmu::i64) : va_arg(arguments.list, int);
-    if (spec.size == 1)
-        value = static_cast<signed char>(value);
-    else if (spec.size == 2)
-        value = static_cast<short>(value);
+    if (spec.size < sizeof(int)) { // a smaller number has come as an int
+        const auto unused = 8 * (sizeof value - spec.size);
+        value = static_cast<zmu::i64>(static_cast<zmu::u64>(value) << unused) >> unused;
+    }
     putInteger(line, spec, value < 0 ? 0 - static_cast<zmu::u64>(value) : zmu::u64(value),
                value < 0);
 }

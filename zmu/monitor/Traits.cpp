@@ -86,6 +86,7 @@ bool ZarnData::approveSituationResponseTraits(unsigned int kind, const u64& trai
 bool ZarnData::logSituationDescriptionViaProxy(int situationID, unsigned int kind, u64 traits,
                                                const wchar_t* description)
 {
+    const CancellationHold hold;
     runGuarded(*this, dx::ProxyUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         require(situationID >= 1 && (kind == 1 || kind == 2) && description && *description &&

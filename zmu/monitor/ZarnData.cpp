@@ -80,6 +80,7 @@ ZarnData::ZarnData(const i64& nonnativeInstantiatorID)
 
 ZarnData::~ZarnData()
 {
+    const CancellationHold hold;
     const bool entered = ZarnData::enterCriticalSection();
     ZarnData::free_Resources();
     freeLogSpares();
@@ -370,12 +371,17 @@ bool ZarnData::recordDialogBoxCaption(const wchar_t* caption)
 
 bool ZarnData::recordTag(const wchar_t* value, Zarn_FORM_TAG tag)
 {
-    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag);
+    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag, false);
+}
+
+bool ZarnData::recordSystemTag(const wchar_t* value, Zarn_FORM_TAG tag)
+{
+    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag, true);
 }
 
 bool ZarnData::recordTag(const char* value, Zarn_FORM_TAG tag)
 {
-    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag);
+    return isTag(tag) && duplicate_String(&m_tags[tag], value, true) && escapeTag(tag, false);
 }
 
 wchar_t* ZarnData::getTag(Zarn_FORM_TAG tag) const
@@ -423,11 +429,7 @@ char* ZarnData::getTag(char* buffer, std::size_t size, Zarn_FORM_TAG tag)
 
 namespace {
 
-ProcessLock& logDirectoryLock()
-{
-    static ProcessLock lock; // a host's static objects may ask for the directory
-    return lock;
-}
+ProcessLock s_logDirectoryLock;
 
 } // namespace
 
@@ -439,7 +441,7 @@ void ZarnData::setLogVariables(const wchar_t* directory, unsigned int outputLeve
     s_logBackupEnabled = backupEnabled;
     s_logMaxFileSize = maxFileSize;
     s_logMaxFileAge = maxFileAge;
-    const std::lock_guard guard(logDirectoryLock());
+    const std::lock_guard guard(s_logDirectoryLock);
     duplicate_String(&s_logDirectory, directory, true);
     s_logInformationInitialized = true;
 }
@@ -447,7 +449,7 @@ void ZarnData::setLogVariables(const wchar_t* directory, unsigned int outputLeve
 wchar_t* ZarnData::getLogDirectory()
 {
     constexpr DWORD directoryQty = 261;
-    const std::lock_guard guard(logDirectoryLock());
+    const std::lock_guard guard(s_logDirectoryLock);
     if (!s_logDirectory) {
         wchar_t directory[directoryQty] = {};
         const DWORD length = GetTempPathW(directoryQty, directory);

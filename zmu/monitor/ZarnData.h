@@ -310,6 +310,9 @@ class ZMU_API ZarnData {
 
     bool recordTag(const wchar_t* value, Zarn_FORM_TAG tag); ///< False for an unknown tag.
     bool recordTag(const char* value, Zarn_FORM_TAG tag);
+    /// As recordTag, for a value that comes from the system or a module where the product's own is
+    /// missing: no markup, if system texts are escaped.
+    bool recordSystemTag(const wchar_t* value, Zarn_FORM_TAG tag);
     wchar_t* getTag(Zarn_FORM_TAG tag) const; ///< The stored text, null without one.
     /// Copies what fits into `size` elements, and zeroes the rest; empty without a value. A `size`
     /// of 0 empties the first element. Returns `buffer`.
@@ -666,7 +669,7 @@ class ZMU_API ZarnData {
     bool copyStrayEntries(int& position);
     void mendCutLog();
     void forgetStrayEntries();
-    bool escapeTag(Zarn_FORM_TAG tag);
+    bool escapeTag(Zarn_FORM_TAG tag, bool isOfSystem);
     bool escapeLogName(const wchar_t* name);
     bool storeEscaped(wchar_t*& target, const wchar_t* text) const;
     void freeEscapedTexts();
@@ -696,6 +699,8 @@ class ZMU_API ZarnData {
     /// set drops the code that it holds.
     ZarnDataForThread* obtainDataToWork() const;
     ZarnDataForThread* createDataForCurrentThread() const;
+    /// The calling thread's engine whatever code is held, null for none. There is a map.
+    ZarnDataForThread* findEngine() const;
     /// Runs an operation on a situation; false, told as its failure, if there is no engine for it.
     template <class Operation>
     bool work(int situationID, Operation operation);

@@ -54,17 +54,24 @@ ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
         return nullptr;
     if (m_selfDX_Code) // a failed data set has no engine for anybody
         return nullptr;
-    void* found = nullptr;
-    if (m_mapOfDataForThreads->find(GetCurrentThreadId(), &found)) {
-        auto* engine = static_cast<ZarnDataForThread*>(found);
-        if (engine->m_threadSerial == ZarnDataForThread::anyThread ||
-            engine->m_threadSerial == threadSerial())
-            return engine;
-        // This thread has the identity of one that has ended.
-        m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr);
-        delete engine;
-    }
+    if (ZarnDataForThread* const engine = findEngine())
+        return engine;
     return create ? createDataForCurrentThread() : nullptr;
+}
+
+ZarnDataForThread* ZarnData::findEngine() const
+{
+    void* found = nullptr;
+    if (!m_mapOfDataForThreads->find(GetCurrentThreadId(), &found))
+        return nullptr;
+    auto* const engine = static_cast<ZarnDataForThread*>(found);
+    if (engine->m_threadSerial == ZarnDataForThread::anyThread ||
+        engine->m_threadSerial == threadSerial())
+        return engine;
+    // This thread has the identity of one that has ended.
+    m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr);
+    delete engine;
+    return nullptr;
 }
 
 ZarnDataForThread* ZarnData::obtainDataToWork() const
@@ -72,9 +79,8 @@ ZarnDataForThread* ZarnData::obtainDataToWork() const
     ZarnDataForThread* const engine = obtainDataForCurrentThread(true);
     if (engine || !m_mapOfDataForThreads || m_selfDX_FaultTolerance != Zarn_TOLERANCE_FORGIVING)
         return engine;
-    // An operation that failed reads its code until it leaves the lock.
     const SectionGuard section(*this);
-    m_selfDX_Code = 0;
+    m_selfDX_Code = 0; // under the lock: until it is left, an operation that failed reads its code
     return obtainDataForCurrentThread(true);
 }
 
@@ -106,21 +112,25 @@ ZarnDataForThread* ZarnData::createDataForCurrentThread() const
 
 bool ZarnData::removeThread()
 {
-    std::optional<SectionGuard<const ZarnData>> section;
-    if (!isFreeOfCode() && m_selfDX_FaultTolerance == Zarn_TOLERANCE_FORGIVING)
-        section.emplace(*this); // until the operation that failed has read its code
+    bool succeeded = false; // codes that come from now on are other threads'
     runGuarded(*this, dx::RemoveThreadUnexpected, [&] {
-        requireOrRaiseHeld(isSelfApproving(), *this);
+        const bool isForgiving = m_selfDX_FaultTolerance == Zarn_TOLERANCE_FORGIVING;
+        requireOrRaiseHeld(isForgiving || isSelfSatisfied(), *this);
+        if (!isFreeOfCode() && isForgiving) {
+            const SectionGuard section(*this);
+            m_selfDX_Code = 0;
+        }
         require(m_mapOfDataForThreads, dx::RemoveThreadNoMap);
-        const ZarnDataForThread* engine = obtainDataForCurrentThread(false);
-        if (!engine)
-            return;
-        require(!engine->isInOperation() &&
-                    m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr),
-                dx::RemoveThreadFailed);
-        delete engine;
+        if (const ZarnDataForThread* const engine = findEngine()) {
+            engine->forgetSelfDX_Code();
+            require(!engine->isInOperation() &&
+                        m_mapOfDataForThreads->remove(GetCurrentThreadId(), nullptr),
+                    dx::RemoveThreadFailed);
+            delete engine;
+        }
+        succeeded = true;
     });
-    return isSelfSatisfied();
+    return succeeded;
 }
 
 // ---- Forwarded to the calling thread's engine ------------------------------------------------------------

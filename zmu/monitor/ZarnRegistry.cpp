@@ -47,6 +47,7 @@ ProcessLock& zmu::registryEntries()
 
 Zarn* Zarn::create(ZarnData* dataSet)
 {
+    const CancellationHold hold;
     ZarnData* newData = nullptr;
     Zarn* monitor = nullptr;
     CodeHolder holder;
@@ -80,6 +81,7 @@ Zarn* Zarn::create(ZarnData* dataSet)
 
 int Zarn::destroy()
 {
+    const CancellationHold hold;
     int destroyed = 0;
     if (m_zarnMonitorsQty < 1) {
         m_zarnMonitorsCount = 0;
@@ -116,6 +118,7 @@ bool Zarn::destroy(Zarn** monitor, int startIndex, bool wrap)
         if (++index == m_zarnMonitorsQty)
             index = 0;
     }
+    const CancellationHold hold;
     delete takeOut(m_zarnMonitors[index], m_zarnMonitorsCount, 0);
     *monitor = nullptr;
     return true;

@@ -46,7 +46,7 @@ int centered(int areaStart, int areaSize, int size, int limit)
 /// The frame of the window that `window` is centred on. False for none.
 bool findOwnerFrame(HWND window, RECT& frame)
 {
-    const HWND owner = ZarnStatusReporter::learnParentWindowOwner(window);
+    auto* const owner = ZarnStatusReporter::learnParentWindowOwner(window);
     if (owner != window && owner && IsWindow(owner) && IsWindowVisible(owner) &&
         isNormal(GetWindowLongPtrW(owner, GWL_STYLE)) && GetWindowRect(owner, &frame))
         return true;
@@ -131,7 +131,7 @@ i64 ZarnStatusReporter::processDialogMessages(HWND window, unsigned int message,
         result = reinterpret_cast<i64>(m_dialogWindowColorBackground);
         break;
     case WM_DESTROY:
-        if (const HFONT font = std::exchange(m_dialogWindowLogicalFont, nullptr))
+        if (auto* const font = std::exchange(m_dialogWindowLogicalFont, nullptr))
             DeleteObject(font);
         break;
     default:
@@ -184,7 +184,7 @@ HWND ZarnStatusReporter::learnParentWindowOwner(HWND window)
     if (!window || !IsWindow(window))
         return nullptr;
     while ((GetWindowLongPtrW(window, GWL_STYLE) & WS_CHILD) != 0) {
-        const HWND parent = GetParent(window);
+        auto* const parent = GetParent(window);
         if (!parent)
             break;
         window = parent;

@@ -272,7 +272,7 @@ bool ZarnStatusReporter::setMemberVarsToDefaults(int passes, ulong32 mask)
 bool ZarnStatusReporter::freeResources()
 {
     bool succeeded = true;
-    const HWND dialog = std::exchange(m_dialogWindow, nullptr);
+    auto* const dialog = std::exchange(m_dialogWindow, nullptr);
     if (dialog && m_dialogWindowIsOurs && IsWindow(dialog) && !DestroyWindow(dialog)) {
         SetLastError(ERROR_SUCCESS);
         succeeded = false;
@@ -280,7 +280,7 @@ bool ZarnStatusReporter::freeResources()
     if (!freeDLL_Resources())
         succeeded = false;
     // The brush is the system's.
-    const HFONT font = std::exchange(m_dialogWindowLogicalFont, nullptr);
+    auto* const font = std::exchange(m_dialogWindowLogicalFont, nullptr);
     if (font && !DeleteObject(font)) {
         SetLastError(ERROR_SUCCESS);
         succeeded = false;
@@ -290,7 +290,7 @@ bool ZarnStatusReporter::freeResources()
 
 bool ZarnStatusReporter::freeDLL_Resources()
 {
-    const HINSTANCE module = std::exchange(m_resourceModule, nullptr);
+    auto* const module = std::exchange(m_resourceModule, nullptr);
     if (!std::exchange(m_resourceModuleIsOurs, false) || FreeLibrary(module))
         return true;
     SetLastError(ERROR_SUCCESS);
@@ -427,7 +427,7 @@ bool ZarnStatusReporter::updateDisplay(unsigned int stringID, HINSTANCE module) 
 {
     clearDiagnostics();
     m_textMessage.clear();
-    const HINSTANCE source = module ? module : m_resourceModule;
+    auto* const source = module ? module : m_resourceModule;
     if (!source || !isControlID(stringID))
         return fail(status::StringBadArguments);
     int count = 0;

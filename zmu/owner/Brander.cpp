@@ -8,6 +8,7 @@
 #include <zmu/owner/internal/OwnerStatus.h>
 #include <zmu/platform/EntryPoint.h>
 #include <zmu/platform/ModulePlaces.h>
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
 #include <iterator>
@@ -66,10 +67,15 @@ void traceMissing()
 
 // ---- The module ------------------------------------------------------------------------------------------
 
+namespace {
+
+Mutex s_branderLock;
+
+} // namespace
+
 Mutex& zmu::branderLock()
 {
-    static Mutex lock;
-    return lock;
+    return s_branderLock;
 }
 
 const BranderModule* zmu::loadedBranderModule()
@@ -125,6 +131,10 @@ bool ZarnDataZGW::obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName,
         if (!brander) {
             brander = module->create(branderKind);
             createdHere = brander != nullptr;
+            if (const int flaw = brander ? module->getSelfDX_Code() : 0)
+                Zarn_TRACE(L"ZarnDataZGW: the brander keeps its earlier texts, since it cannot use "
+                           L"the new ones (status %d).\n",
+                           flaw);
         }
         if (!brander) {
             code2() = static_cast<ulong32>(module->getSelfDX_Code());
@@ -165,6 +175,7 @@ bool ZarnDataZGW::obtainProductBrander()
 
 void ZarnDataZGW::destroyProductBrander(ZRpbr*& brander, UTL_String** moduleName)
 {
+    const CancellationHold hold;
     try {
         const BranderModule* const module = brander ? loadedBranderModule() : nullptr;
         const Synchronized guard(branderLock());

@@ -65,7 +65,8 @@ std::wstring claimName(const std::wstring& beginning, const std::wstring& extens
     constexpr int attempts = 1000;
     constexpr unsigned untilNextMillisecond = 1;
     for (int i = 0; i < attempts; ++i) {
-        std::wstring name = beginning + stampOfNow() + L'.' + extension;
+        std::wstring name = beginning;
+        name.append(stampOfNow()).append(1, L'.').append(extension);
         const bool isCut = name.size() >= pathQty;
         name.resize(std::min(name.size(), pathQty - 1));
         makeNative(name.data());

@@ -14,6 +14,7 @@
 #include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
+#include <cwchar>
 #include <new>
 #include <string>
 #include <utility>
@@ -191,11 +192,7 @@ void ZarnDataZGW::configureDataSet(const UTL_String& formPath)
             m_dataSet->forgetSelfDX_Code();
     }
     m_dataSet->setSystemTextsEscaped(true);
-    for (int tag = 0; tag < Zarn_FORM_TAGS_QTY; ++tag) {
-        if (!m_dataSet->recordTag(m_logTagValues[tag].wideText(), Zarn_FORM_TAG(tag)) &&
-            !m_dataSet->isSelfSatisfied())
-            m_dataSet->forgetSelfDX_Code();
-    }
+    recordTags();
     std::wstring logPath(m_logFileFQPath->wideText());
     requireOfDataSet(
         m_dataSet->recordLogFileNomenclature(logPath.data(), formPath.wideText(), m_logType));
@@ -212,6 +209,22 @@ void ZarnDataZGW::configureDataSet(const UTL_String& formPath)
     requireOfDataSet(m_dataSet->setArgsStrQty(argsQty));
     requireOfDataSet(m_dataSet->setArgsUIntQty(argsQty));
     recordCaption();
+}
+
+void ZarnDataZGW::recordTags()
+{
+    // Both are the brander's text of the owner, unless that is empty.
+    const bool isProductNamed =
+        std::wcscmp(m_logTagValues[Zarn_FORM_TAG_PRODUCT_NAME].wideText(),
+                    m_logTagValues[Zarn_FORM_TAG_MODULE_NAME].wideText()) == 0;
+    for (int tag = 0; tag < Zarn_FORM_TAGS_QTY; ++tag) {
+        const wchar_t* const value = m_logTagValues[tag].wideText();
+        const bool isFromModule = tag == Zarn_FORM_TAG_PRODUCT_NAME && !isProductNamed;
+        if (!(isFromModule ? m_dataSet->recordSystemTag(value, Zarn_FORM_TAG(tag))
+                           : m_dataSet->recordTag(value, Zarn_FORM_TAG(tag))) &&
+            !m_dataSet->isSelfSatisfied())
+            m_dataSet->forgetSelfDX_Code();
+    }
 }
 
 void ZarnDataZGW::recordCaption()
@@ -245,6 +258,7 @@ bool ZarnDataZGW::isCustomized()
     try {
         return customizeForOwner();
     } catch (...) {
+        resumeThreadExit();
         Zarn_TRACE(L"ZarnDataZGW::createZarnMonitor (): customizeForOwner () has thrown an "
                    L"exception, which counts as a refusal.\n");
         return false;
@@ -271,7 +285,7 @@ Zarn* ZarnDataZGW::createZarnMonitor()
             code2() = static_cast<ulong32>(m_dataSet->getSelfDX_Code());
         }
     }
-    if (code1() == zgw::Success) {
+    if (monitor && code1() == zgw::Success) {
         leaveLogFileTo(*monitor);
         delete std::exchange(m_dataSet, nullptr);
         return monitor;

@@ -214,6 +214,7 @@ class ZMU_API ZarnDataZGW {
     void configureDataSet(const UTL_String& formPath);
     void requireOfDataSet(bool condition);
     void recordCaption();
+    void recordTags();
     /// customizeForOwner, for which an exception is false.
     bool isCustomized();
     bool getLogTagValue(UTL_String& value, Zarn_FORM_TAG tag);

@@ -13,7 +13,7 @@ u64 threadSerial();
 /// process cannot be forked, always 0.
 ///
 /// Around a fork the library takes its locks, so that a child finds what they guard whole, and them
-/// free. It waits a quarter of a second for them. One that another thread holds for longer, with a
+/// free. It waits a quarter of a second for one. One that another thread holds for longer, with a
 /// dialog of its host open for one, is free in the child all the same: what that thread was doing
 /// ends there.
 unsigned forkCount();

@@ -6,6 +6,7 @@
 #include <zmu/platform/Machine.h>
 #include <zmu/platform/ModuleFacts.h>
 #include <zmu/platform/Paths.h>
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/sysinfo/internal/ModuleTable.h>
 
@@ -191,6 +192,7 @@ ZarnSysInfoEnvApp::~ZarnSysInfoEnvApp()
 bool ZarnSysInfoEnvApp::getDataPair(int position, wchar_t* caption, wchar_t* datum, int captionSize,
                                     int datumSize)
 {
+    const CancellationHold hold;
     SetLastError(ERROR_SUCCESS);
     const int item = itemOf(position);
     if (!isModule(moduleOf(position)) || item < 1 || item > itemLast)
@@ -248,6 +250,7 @@ bool ZarnSysInfoEnvApp::isModule(int module) const
 
 bool ZarnSysInfoEnvApp::learnModuleDataPairDeterminants(ulong32 module)
 {
+    const CancellationHold hold;
     SetLastError(ERROR_SUCCESS);
     forgetModuleDataPairDeterminants();
     bool succeeded = false;

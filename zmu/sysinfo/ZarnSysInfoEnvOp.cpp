@@ -3,6 +3,7 @@
 #include <zmu/foundation/internal/WideFormat.h>
 #include <zmu/localize/ZarnLocalizeHelpers.h>
 #include <zmu/platform/Machine.h>
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
 #include <QDir>
@@ -411,6 +412,7 @@ const ZarnSysInfoEnvOp::Item::Row ZarnSysInfoEnvOp::Item::rows[25] = {
 
 ZarnSysInfoEnvOp::ZarnSysInfoEnvOp()
 {
+    const CancellationHold hold;
     auto& memory = m_memoryStatus.make<MEMORYSTATUSEX>();
     if (!machine::readMemoryStatus(memory))
         memory = {};
@@ -429,6 +431,7 @@ ZarnSysInfoEnvOp::~ZarnSysInfoEnvOp() = default;
 bool ZarnSysInfoEnvOp::getDataPair(int position, wchar_t* caption, wchar_t* datum, int captionSize,
                                    int datumSize)
 {
+    const CancellationHold hold;
     Item item(*this, caption, datum, captionSize, datumSize);
     return item.produce(position);
 }

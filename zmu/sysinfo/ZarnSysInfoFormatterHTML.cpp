@@ -3,6 +3,7 @@
 #include <zmu/foundation/internal/Markup.h>
 #include <zmu/foundation/internal/WideFormat.h>
 #include <zmu/platform/Paths.h>
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/sysinfo/ZarnSysInfo.h>
 
@@ -108,6 +109,7 @@ bool ZarnSysInfoFormatterHTML::reportSystemInformation(QTextStream& stream)
 
 bool ZarnSysInfoFormatterHTML::reportSystemInformation()
 {
+    const CancellationHold hold;
     resetCurrentAffixes();
     if (!m_stream || !m_sysInfo)
         return false;

@@ -55,10 +55,15 @@ class VirtualScreen {
 /// Waits for the window of that name and presses keys there, one after the other.
 inline void pressIn(const std::string& window, const std::string& keys)
 {
-    const std::string command = "{ timeout 60 xdotool search --sync --onlyvisible --name '" +
-                                window + "' windowfocus --sync && for key in " + keys +
-                                "; do sleep 0.1; xdotool key $key; done; } >/dev/null 2>&1";
-    EXPECT_EQ(system(command.c_str()), 0);
+    // A window manager may give the focus to another once more, so it is asked for until it is
+    // there.
+    const std::string focus = "{ window=$(xdotool search --onlyvisible --name '" + window +
+                              "' | head -n 1) && xdotool windowfocus $window && sleep 0.05 && "
+                              "test $(xdotool getwindowfocus) = $window; } >/dev/null 2>&1";
+    EXPECT_TRUE(becomesTrue([&] { return system(focus.c_str()) == 0; })) << window;
+    const std::string press =
+        "for key in " + keys + "; do sleep 0.1; xdotool key $key; done >/dev/null 2>&1";
+    EXPECT_EQ(system(press.c_str()), 0);
 }
 
 } // namespace zmu_test

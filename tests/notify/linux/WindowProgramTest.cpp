@@ -1,7 +1,9 @@
 // The program that shows windows: what the host notices of it, and what becomes of one when the
 // other is killed, stopped, or missing.
-#include "../Dialogs.h"
+#include "Dialogs.h"
 #include "Screen.h"
+
+#include <linux/Child.h>
 
 #include <zmu/notify/StatusCodes.h>
 
@@ -162,8 +164,7 @@ TEST_F(WindowProgram, EndsWithItsHost)
     // A child of the host that lives on holds the host's end of the socket, too.
     int life[2];
     ASSERT_EQ(pipe(life), 0);
-    const pid_t host = fork();
-    if (host == 0) {
+    Child host([&] {
         close(life[1]);
         const bool isShown = makeReporter() != nullptr;
         if (fork() == 0) {
@@ -173,15 +174,15 @@ TEST_F(WindowProgram, EndsWithItsHost)
             ZarnStatusReporter::destroy();
             _exit(isViable || read(life[0], &byte, 1) != 0 ? 1 : 0);
         }
-        _exit(isShown && pause() == 0 ? 0 : 1);
-    }
+        return isShown && pause() == 0 ? 0 : 1;
+    });
     EXPECT_TRUE(becomesTrue([] { return windowPrograms().size() == 1; }));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     // One that is stopped goes as soon as it goes on.
     const pid_t program = theProgram();
     kill(program, SIGSTOP);
-    kill(host, SIGKILL);
-    waitpid(host, nullptr, 0);
+    host.kill();
+    host.wait();
     kill(program, SIGCONT);
     EXPECT_TRUE(areProgramsGone());
     close(life[0]);
@@ -203,15 +204,13 @@ TEST_F(WindowProgram, EndsWithItsHostThoughItsDisplayHangs)
     const std::string name = "127.0.0.1:" + std::to_string(ntohs(address.sin_port) - firstPort);
     setenv("DISPLAY", name.c_str(), 1);
     setenv("QT_QPA_PLATFORM", "xcb", 1);
-    const pid_t host = fork();
-    if (host == 0)
-        _exit(makeReporter() ? 1 : 0);
+    Child host([] { return makeReporter() ? 1 : 0; });
     pollfd caller{display, POLLIN, 0};
     EXPECT_EQ(poll(&caller, 1, 60000), 1);
     EXPECT_EQ(windowPrograms().size(), 1u);
-    kill(host, SIGKILL);
+    host.kill();
     EXPECT_TRUE(areProgramsGone());
-    waitpid(host, nullptr, 0);
+    host.wait();
     close(display);
 }
 
@@ -220,20 +219,16 @@ TEST_F(WindowProgram, OfAHostThatForksWhileThreadsCallIsNotTheChilds)
     setenv("ZMU_WINDOW_SECONDS", "10", 1);
     ZarnStatusReporter* const reporter = makeReporter();
     ASSERT_NE(reporter, nullptr);
-    const HWND dialog = reporter->getDialogWindowHandle();
+    auto* const dialog = reporter->getDialogWindowHandle();
     kill(theProgram(), SIGSTOP);
     std::thread caller([&] { EXPECT_FALSE(reporter->updateDisplay(L"nobody draws this")); });
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
+    Child child([&] {
         const bool isOurs = IsWindow(dialog);
-        const HWND own = makeDialog(nullptr);
-        _exit(!isOurs && IsWindow(own) && DestroyWindow(own) ? 0 : 1);
-    }
-    int end = -1;
-    waitpid(child, &end, 0);
-    EXPECT_EQ(end, 0);
+        auto* const own = makeDialog(nullptr);
+        return !isOurs && IsWindow(own) && DestroyWindow(own) ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait().status, 0);
     caller.join();
 }
 
@@ -350,19 +345,17 @@ TEST_F(WindowProgram, ServesThreads)
 {
     ZarnStatusReporter* const reporter = makeReporter();
     ASSERT_NE(reporter, nullptr);
-    inThreads(3, [&](int thread) {
-        for (int i = 0; i < 50; ++i) {
-            if (thread == 2)
-                EXPECT_TRUE(i % 2 == 0 ? reporter->appear() : reporter->disappear());
-            else
-                EXPECT_TRUE(reporter->updateDisplay(thread == 0 ? L"left" : L"right"));
-        }
+    inThreads(3, 50, [&](int thread, int round) {
+        if (thread == 2)
+            EXPECT_TRUE(round % 2 ? reporter->disappear() : reporter->appear());
+        else
+            EXPECT_TRUE(reporter->updateDisplay(thread == 0 ? L"left" : L"right"));
     });
     EXPECT_TRUE(shownText() == L"left" || shownText() == L"right");
 
     // One of them destroys it.
     static std::atomic<int> ends;
-    const HWND dialog = makeDialog([](HWND, unsigned int message, u64, i64) -> i64 {
+    auto* const dialog = makeDialog([](HWND, unsigned int message, u64, i64) -> i64 {
         ends += message == 2 ? 1 : 0;
         return 0;
     });

@@ -1,6 +1,4 @@
 // A program that reports and ends: `owner_host WAY DIRECTORY`.
-#include "CrashStatus.h"
-
 #include <zmu/localize/ResourceModule.h>
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>

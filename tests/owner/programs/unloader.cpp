@@ -1,6 +1,6 @@
 // A program that loads the library with a module and lets it go: `owner_unloader WAY GUEST
 // DIRECTORY`.
-#include "CrashStatus.h"
+#include "Modules.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -9,103 +9,9 @@
 #include <string_view>
 #include <thread>
 
-#if defined(_WIN32)
-#include <filesystem>
-#include <windows.h>
-#else
-#include <climits>
-#include <dirent.h>
-#include <dlfcn.h>
-#include <link.h>
-#include <unistd.h>
-#endif
-
 namespace {
 
 std::string directory;
-
-#if defined(_WIN32)
-
-constexpr bool staysWithThreads =
-    false; ///< The library, for as long as one lives that has used it.
-
-HMODULE load(const char* file)
-{
-    return LoadLibraryA(file);
-}
-
-bool unload(HMODULE module)
-{
-    return FreeLibrary(module);
-}
-
-void* find(HMODULE module, const char* name)
-{
-    return reinterpret_cast<void*>(GetProcAddress(module, name));
-}
-
-bool isLibraryLoaded()
-{
-    return GetModuleHandleA("zmu.dll") != nullptr;
-}
-
-/// Whether a file of `directory` is open: the monitor lives.
-bool isLogOpen()
-{
-    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-        const HANDLE file =
-            CreateFileW(entry.path().c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-        if (file == INVALID_HANDLE_VALUE)
-            return true;
-        CloseHandle(file);
-    }
-    return false;
-}
-
-#else
-
-constexpr bool staysWithThreads = true;
-
-void* load(const char* file)
-{
-    // What the library rests on stays: some of that leaves memory behind when it is unmapped.
-    return dlopen("libQt6Core.so.6", RTLD_NOW) ? dlopen(file, RTLD_NOW) : nullptr;
-}
-
-bool unload(void* module)
-{
-    return dlclose(module) == 0;
-}
-
-void* find(void* module, const char* name)
-{
-    return dlsym(module, name);
-}
-
-bool isLibraryLoaded()
-{
-    const auto isOurs = [](dl_phdr_info* module, std::size_t, void*) -> int {
-        return std::string_view(module->dlpi_name).find("/libzmu.so") != std::string_view::npos;
-    };
-    return dl_iterate_phdr(isOurs, nullptr) != 0;
-}
-
-bool isLogOpen()
-{
-    bool isOpen = false;
-    DIR* const files = opendir("/proc/self/fd");
-    while (const dirent* entry = readdir(files)) {
-        char target[PATH_MAX] = {};
-        const std::string link = std::string("/proc/self/fd/") + entry->d_name;
-        if (readlink(link.c_str(), target, sizeof target - 1) > 0 &&
-            std::string_view(target).starts_with(directory))
-            isOpen = true;
-    }
-    closedir(files);
-    return isOpen;
-}
-
-#endif
 
 void require(bool condition, int status)
 {
@@ -115,7 +21,7 @@ void require(bool condition, int status)
 
 void checkAtEnd()
 {
-    require(!isLogOpen(), 9);
+    require(!isFileOpenIn(directory), 9);
 }
 
 } // namespace
@@ -134,9 +40,9 @@ int main(int argc, char** argv)
         std::thread([&] { require(report(directory.c_str()), 4); }).join();
     };
     const auto letGo = [&](bool stays) {
-        require(isLogOpen(), 5);
+        require(isFileOpenIn(directory), 5);
         require(unload(guest), 6);
-        require(isLogOpen() == stays && isLibraryLoaded() == stays, 7);
+        require(isFileOpenIn(directory) == stays && isLibraryLoaded() == stays, 7);
     };
     if (way == "threads have ended") {
         inThread();

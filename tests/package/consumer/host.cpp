@@ -5,17 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#if defined(_WIN32)
-#include <windows.h> // with its macros
-#else
-#include <curses.h>
-#include <glib.h>
-using DWORD = unsigned int;
-using BOOL = int;
-#if !defined(TRUE) || !defined(MAX)
-#error "glib.h defines no macros any more: this host needs others"
-#endif
-#endif
+#include "Others.h"
 using u64 = std::uint64_t;
 
 #include "headers.h" // every header of the package

@@ -1,6 +1,6 @@
 #include "Refusals.h"
 
-#include "../Processes.h"
+#include "Mounts.h"
 
 #include <fcntl.h>
 #include <linux/capability.h>

@@ -1,13 +1,14 @@
 #include "../System.h"
-#include "../Processes.h"
 #include "../Traces.h"
-#include "Child.h"
+#include "Mounts.h"
 
 #include <QFile>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <malloc.h>
 #include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -25,17 +26,25 @@ QString userName()
     return user ? QString::fromLocal8Bit(user->pw_name) : QString();
 }
 
+bool isWindows()
+{
+    return false;
+}
+
 bool runsUnderWine()
 {
     return false;
 }
 
-ProcessEnd runInChild(const std::function<int()>& body)
+void enterTimeZone(const char* rule)
 {
-    ProcessEnd end;
-    end.status = Child(body).wait().status;
-    end.isNormal = end.status >= 0;
-    return end;
+    qputenv("TZ", rule);
+    tzset();
+}
+
+i64 heapBytes()
+{
+    return static_cast<i64>(mallinfo2().uordblks);
 }
 
 QString enterOwnMounts()

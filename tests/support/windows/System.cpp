@@ -3,6 +3,8 @@
 
 #include <zmu/platform/Win32.h>
 
+#include <algorithm>
+#include <ctime>
 #include <utility>
 
 namespace {
@@ -37,9 +39,32 @@ QString userName()
     return GetUserNameW(name, &size) ? QString::fromWCharArray(name) : QString();
 }
 
+bool isWindows()
+{
+    return true;
+}
+
 bool runsUnderWine()
 {
     return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
+
+void enterTimeZone(const char* rule)
+{
+    qputenv("TZ", rule);
+    _tzset();
+}
+
+i64 heapBytes()
+{
+    HANDLE heaps[64];
+    i64 bytes = 0;
+    for (DWORD i = std::min<DWORD>(GetProcessHeaps(64, heaps), 64); i-- > 0;) {
+        PROCESS_HEAP_ENTRY entry = {};
+        while (HeapWalk(heaps[i], &entry))
+            bytes += entry.wFlags & PROCESS_HEAP_ENTRY_BUSY ? entry.cbData : 0;
+    }
+    return bytes;
 }
 
 Traces::Traces() : m_handler(AddVectoredExceptionHandler(1, catchTrace)) {}

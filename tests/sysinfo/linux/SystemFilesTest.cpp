@@ -1,4 +1,4 @@
-// What is read in the system's files, and that nothing in them does harm.
+// What is read in the system's files. That nothing in them does harm is what a fuzz target shows.
 #include <zmu/platform/linux/SystemFiles.h>
 
 #include <gtest/gtest.h>
@@ -14,20 +14,6 @@
 using namespace zmu;
 
 namespace {
-
-/// Texts that end anywhere and hold anything: all starts of `text`, and each of its bytes replaced.
-template <class Reader>
-void disturb(const std::string& text, Reader read)
-{
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        read(std::string(text, 0, i)); // in a heap block of its own, where the sanitizer watches
-        for (const char byte : {'\0', '\n', ' ', '=', ':', '"', '\\', '7', '\xFF'}) {
-            std::string disturbed = text;
-            disturbed[i] = byte;
-            read(disturbed);
-        }
-    }
-}
 
 TEST(SystemFiles, KernelReleases)
 {
@@ -73,7 +59,6 @@ TEST(SystemFiles, DistributionNames)
         {"PRETTY_NAME", ""}};
     for (const auto& [text, name] : cases)
         EXPECT_EQ(distributionName(text), name) << text;
-    disturb(cases[2].first, distributionName);
 }
 
 TEST(SystemFiles, Processors)
@@ -92,7 +77,6 @@ TEST(SystemFiles, Processors)
         const ProcessorFacts facts = processorFacts(text);
         EXPECT_EQ(facts.vendor + '|' + facts.model + '|' + std::to_string(facts.megahertz), result);
     }
-    disturb(cases[0].first, processorFacts);
 }
 
 TEST(SystemFiles, ResolverDomains)
@@ -104,7 +88,6 @@ TEST(SystemFiles, ResolverDomains)
         {"search x.example\nsearch", ""}};
     for (const auto& [text, domain] : cases)
         EXPECT_EQ(resolverDomain(text), domain) << text;
-    disturb(cases[1].first, resolverDomain);
 }
 
 // ---- Mounts ----------------------------------------------------------------------------------------------
@@ -142,7 +125,6 @@ TEST(SystemFiles, MountsOfDisks)
                              "40 27 0:54 / /share rw - 9p /dev/share rw\n";
     EXPECT_EQ(drivesOf(text),
               (Drives{"/ ext4", "/etc/dir ext4", "/home btrfs", "/var/lib/my data\\\tx xfs"}));
-    disturb(text, drivesOf);
 }
 
 TEST(SystemFiles, MountsThatOthersHide)

@@ -80,7 +80,7 @@ class FormLines {
     }
 
   private:
-    static constexpr qint64 sizeMax = 16 * 1024 * 1024;
+    static constexpr qint64 sizeMax = qint64{16} * 1024 * 1024;
 
     std::string_view rest() const { return m_text.substr(m_position); }
 

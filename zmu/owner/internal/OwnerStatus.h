@@ -2,6 +2,7 @@
 #pragma once
 
 #include <zmu/foundation/Types.h>
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
 namespace zmu {
@@ -14,7 +15,7 @@ inline void clearCodes(int& code1, ulong32& code2)
     SetLastError(ERROR_SUCCESS);
 }
 
-/// A code that stays once it is set.
+/// A code that stays once it is set. The operation goes on to its end.
 class OwnerStatus {
   public:
     explicit OwnerStatus(int& code) : m_code(code) {}
@@ -23,6 +24,7 @@ class OwnerStatus {
     void setSelfDX_Code(int code) { m_code = code; }
 
   private:
+    const CancellationHold m_hold;
     int& m_code;
 };
 

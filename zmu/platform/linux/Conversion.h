@@ -2,6 +2,7 @@
 // failures that callers know.
 #pragma once
 
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
 #include <climits>
@@ -32,11 +33,12 @@ class NarrowPath {
 /// The last error that tells the same as `error` of the C library.
 DWORD errorOf(int error);
 
-/// What `body` answers. An exception, which is a lack of memory, becomes the last error, and 0 is
-/// the answer.
+/// What `body`, which goes on to its end, answers. An exception, which is a lack of memory, becomes
+/// the last error, and 0 is the answer.
 template <class Body>
 auto withoutThrowing(Body&& body) noexcept -> decltype(body())
 {
+    const CancellationHold hold;
     try {
         return body();
     } catch (const std::exception&) {

@@ -1,6 +1,7 @@
 // The last error, and what the library says on standard error: debug output, and what no box shows.
 #include <zmu/platform/linux/Diagnostics.h>
 
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/Conversion.h>
 
@@ -178,6 +179,7 @@ class ErrorStream {
         m_used = 0;
     }
 
+    const zmu::CancellationHold m_end;
     WriteSignalsHold m_hold;
     char m_bytes[4096]; // A trace line of 1023 characters at their longest; atomic on a pipe.
     std::size_t m_used = 0;

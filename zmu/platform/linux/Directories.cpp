@@ -1,4 +1,5 @@
 // Directories, what the process may do with them, and the user's name.
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/SystemFiles.h>
@@ -26,7 +27,7 @@ BOOL fail(DWORD error)
 
 /// Names that the services of the machine gave, which ask networks at times, and end the process
 /// when memory is short: nobody is asked twice.
-std::mutex servedNameLock;
+ProcessLock servedNameLock;
 uid_t servedUser = 0;
 std::string servedName;
 

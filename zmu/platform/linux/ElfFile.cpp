@@ -11,8 +11,9 @@ namespace zmu {
 
 namespace {
 
-constexpr std::size_t maxHeaders = 1024;         ///< Segments or sections of a file.
-constexpr std::size_t maxNoteBytes = 256 * 1024; ///< Notes that are read of a file, all together.
+constexpr std::size_t maxHeaders = 1024; ///< Segments or sections of a file.
+constexpr std::size_t maxNoteBytes =
+    std::size_t{256} * 1024; ///< Notes that are read of a file, all together.
 constexpr std::size_t maxDynamicEntries = 4096;
 constexpr std::size_t maxSonameBytes = 256;
 

@@ -38,7 +38,8 @@ std::string realName(const wchar_t* path)
 
 std::wstring checksum(const InputFile& file)
 {
-    constexpr std::string_view name("GNU", 4); // with its terminator
+    using namespace std::string_view_literals;
+    constexpr std::string_view name = "GNU\0"sv;
     constexpr std::size_t bytesMax = 64;
     constexpr wchar_t digits[] = L"0123456789abcdef";
     std::wstring text;

@@ -1,6 +1,7 @@
 #include <zmu/platform/linux/ModuleFiles.h>
 
 #include <zmu/platform/ModulePlaces.h>
+#include <zmu/platform/linux/BriefLock.h>
 #include <zmu/platform/linux/Conversion.h>
 
 #include <dirent.h>
@@ -9,12 +10,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <cstring>
 #include <ctime>
 #include <cwchar>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 using namespace zmu;
@@ -77,7 +78,7 @@ class Listings {
     bool find(std::string_view folder, const FolderState& state, const std::string& name,
               std::vector<std::string>& files)
     {
-        const std::lock_guard guard(m_lock);
+        const BriefLock lock;
         for (const Entry& entry : m_entries) {
             if (entry.name == name && entry.folder == folder && entry.state == state) {
                 files = entry.files;
@@ -91,7 +92,7 @@ class Listings {
                   const std::vector<std::string>& files)
     {
         Entry fresh{std::string(folder), name, state, files};
-        const std::lock_guard guard(m_lock);
+        const BriefLock lock;
         Entry* const same =
             std::find_if(std::begin(m_entries), std::end(m_entries), [&](const Entry& entry) {
                 return entry.name == name && entry.folder == folder;
@@ -112,7 +113,6 @@ class Listings {
         std::vector<std::string> files;
     };
 
-    std::mutex m_lock;
     Entry m_entries[128]; ///< A module name in a loader's ten folders, for a dozen names.
     std::size_t m_next = 0;
 };
@@ -143,9 +143,9 @@ bool learnSystemFolders(std::vector<std::string>& folders)
     return true;
 }
 
-std::mutex systemFoldersLock;
-bool areSystemFoldersKnown = false;
-std::vector<std::string> knownSystemFolders;
+std::atomic<bool> areSystemFoldersKnown = false;
+std::vector<std::string> knownSystemFolders; ///< Once known, never again another.
+const std::vector<std::string> noFolders;
 
 } // namespace
 
@@ -231,14 +231,17 @@ std::string zmu::libraryPath()
 
 const std::vector<std::string>& zmu::systemFolders()
 {
-    static const std::vector<std::string> none;
-    const std::lock_guard guard(systemFoldersLock);
-    if (!areSystemFoldersKnown) {
-        std::vector<std::string> folders;
-        if (!learnSystemFolders(folders))
-            return none;
-        knownSystemFolders.swap(folders); // never again: others read it without the lock
-        areSystemFoldersKnown = true;
+    if (areSystemFoldersKnown.load(std::memory_order_acquire))
+        return knownSystemFolders;
+    // Not under the lock: the loader has one of its own, which is held while a module is loaded,
+    // and that module may come here.
+    std::vector<std::string> folders;
+    if (!learnSystemFolders(folders))
+        return noFolders;
+    const BriefLock lock;
+    if (!areSystemFoldersKnown.load(std::memory_order_relaxed)) {
+        knownSystemFolders.swap(folders);
+        areSystemFoldersKnown.store(true, std::memory_order_release);
     }
     return knownSystemFolders;
 }

@@ -7,11 +7,11 @@
 #include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/ModuleFiles.h>
 #include <zmu/platform/linux/SettingsFile.h>
-#include <zmu/platform/linux/SystemFiles.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
@@ -24,8 +24,6 @@
 using namespace zmu;
 
 namespace {
-
-constexpr std::size_t fileSizeMax = 0x100000;
 
 /// Takes the text up to `separator` off `text`, and the separator too.
 std::string_view takePart(std::string_view& text, char separator)
@@ -46,7 +44,12 @@ std::vector<std::string> settingsFiles(const std::string& organisation, const st
         while (folder.size() > 1 && folder.ends_with('/'))
             folder.remove_suffix(1);
         if (isAbsolute(folder))
-            files.push_back(std::string(folder) + '/' + organisation + '/' + product + ".ini");
+            files.emplace_back(folder)
+                .append("/")
+                .append(organisation)
+                .append("/")
+                .append(product)
+                .append(".ini");
     }
     return files;
 }
@@ -86,12 +89,14 @@ DWORD deliver(DWORD valueType, const void* value, std::size_t valueSize, DWORD* 
     return ERROR_SUCCESS;
 }
 
-/// As withoutThrowing, for calls that answer with the error itself.
+/// As withoutThrowing, for calls that answer with the error itself, which `body` may raise.
 template <class Body>
 long orError(Body body)
 {
     try {
         return static_cast<long>(body());
+    } catch (DWORD error) {
+        return static_cast<long>(error);
     } catch (const std::exception&) {
         return ERROR_NOT_ENOUGH_MEMORY;
     }
@@ -113,7 +118,10 @@ struct HKEY__ {
                 continue;
             if (eaccess(file.c_str(), R_OK) != 0)
                 return ERROR_ACCESS_DENIED;
-            if (!isSettingsText(textOf(file)))
+            const std::optional<std::string> text = readSettings(file);
+            if (!text)
+                return errorOf(errno);
+            if (!isSettingsText(*text))
                 return ERROR_FILE_CORRUPT;
         }
         return ERROR_SUCCESS;
@@ -152,7 +160,14 @@ struct HKEY__ {
         return !mayMake(files.front());
     }
 
-    static std::string textOf(const std::string& file) { return readSystemFile(file, fileSizeMax); }
+    /// Raises the error of a file that cannot be read whole.
+    static std::string textOf(const std::string& file)
+    {
+        std::optional<std::string> text = readSettings(file);
+        if (!text)
+            throw DWORD{errorOf(errno)};
+        return *std::move(text);
+    }
 };
 
 long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD, DWORD, HKEY* opened)

@@ -14,7 +14,9 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
+#include <memory>
 #include <utility>
 
 using namespace zmu;
@@ -98,6 +100,40 @@ bool isLeftBehind(const std::string& path)
 }
 
 } // namespace
+
+std::optional<std::string> zmu::readSettings(const std::string& file)
+{
+    constexpr i64 sizeMax = 0x100000;
+    constexpr int attempts = 10;
+    constexpr unsigned step = 10; // milliseconds
+    const CancellationHold hold;
+    struct stat status = {};
+    for (int i = 0; i < attempts; ++i) {
+        if (stat(file.c_str(), &status) != 0)
+            return errno == ENOENT || errno == ENOTDIR ? std::optional<std::string>("")
+                                                       : std::nullopt;
+        if (!S_ISREG(status.st_mode) || status.st_size != 0)
+            break;
+        sleepMilliseconds(step);
+    }
+    errno = EFBIG;
+    if (!S_ISREG(status.st_mode) || status.st_size > sizeMax)
+        return std::nullopt;
+    const Descriptor present{open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    std::string text(static_cast<std::size_t>(status.st_size), '\0');
+    for (std::size_t size = 0; size < text.size();) {
+        const ssize_t count = present.number < 0 ? -1
+                                                 : pread(present.number, text.data() + size,
+                                                         text.size() - size, off_t(size));
+        if (count > 0)
+            size += static_cast<std::size_t>(count);
+        else if (count == 0)
+            errno = EBUSY; // it has become shorter
+        if (count == 0 || (count < 0 && errno != EINTR))
+            return std::nullopt;
+    }
+    return text;
+}
 
 bool zmu::isSettingsText(std::string_view text)
 {
@@ -185,8 +221,12 @@ SettingsLock::~SettingsLock()
     closeFile(m_descriptor);
 }
 
-bool zmu::replaceSettings(const std::string& file, const std::string& text)
+bool zmu::replaceSettings(const std::string& name, const std::string& text)
 {
+    const std::unique_ptr<char, void (*)(void*)> target(realpath(name.c_str(), nullptr), std::free);
+    if (!target && errno != ENOENT)
+        return false;
+    const std::string file = target ? target.get() : name;
     mode_t rights = 0644;
     struct stat status = {};
     const bool isOld = stat(file.c_str(), &status) == 0;

@@ -11,6 +11,11 @@
 
 namespace zmu {
 
+/// The text of a settings file, "" if there is none. Nothing, with the reason in errno, for one
+/// that cannot be read whole: a change would lose the rest of it. One that is empty is given a
+/// moment, since an editor may be writing it anew.
+std::optional<std::string> readSettings(const std::string& file);
+
 /// Whether `text` is a settings file.
 bool isSettingsText(std::string_view text);
 
@@ -40,9 +45,9 @@ class SettingsLock {
     int m_descriptor = -1;
 };
 
-/// Gives the file that text. It is replaced as a whole where its folder allows that, so that a full
-/// disk leaves the old one; who may write only the file itself writes into it. Whether
-/// all of it is on the disk.
+/// Gives the file, or the one that it is a link to, that text. It is replaced as a whole where its
+/// folder allows that, so that a full disk leaves the old one; who may write only the file itself
+/// writes into it. Whether all of it is on the disk.
 bool replaceSettings(const std::string& file, const std::string& text);
 
 } // namespace zmu

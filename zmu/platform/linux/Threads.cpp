@@ -1,6 +1,7 @@
 // Identity of threads and processes, and the lock that its owner may enter again.
 #include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/BriefLock.h>
 
 #include <cxxabi.h>
 #include <pthread.h>
@@ -10,6 +11,10 @@
 #include <cerrno>
 #include <memory>
 #include <utility>
+
+#if defined(__SANITIZE_THREAD__)
+#include <sanitizer/tsan_interface.h>
+#endif
 
 namespace {
 
@@ -73,9 +78,15 @@ void becomeOwner(CRITICAL_SECTION& section, DWORD self)
 
 // ---- Forks ---------------------------------------------------------------------------------------
 
-/// All sections in use, and the lock of their list.
+/// All sections in use, and the lock of their list, for short holds only: a thread that holds a
+/// section makes others, and takes them back.
 constinit CRITICAL_SECTION* s_sections = nullptr;
 constinit std::mutex s_sectionsLock;
+/// The section that a fork waits for without the list's lock; it stays for so long.
+constinit CRITICAL_SECTION* s_awaited = nullptr;
+constinit std::mutex s_briefLock;
+constinit std::mutex s_forkLock; ///< One fork at a time.
+constinit std::atomic<bool> s_isForkPending = false;
 constinit std::atomic<unsigned> s_forkCount = 0;
 
 constinit std::atomic<DWORD> s_lastThread = 0;
@@ -101,13 +112,28 @@ timespec now()
     return moment;
 }
 
+/// Takes a mutex, waiting until `end` at most.
+bool lockUntil(std::mutex& mutex, const timespec& end)
+{
+    // The thread sanitizer does not know the function: it is told what becomes of the mutex.
+#if defined(__SANITIZE_THREAD__)
+    __tsan_mutex_pre_lock(&mutex, __tsan_mutex_try_lock);
+#endif
+    const bool isTaken = pthread_mutex_clocklock(mutex.native_handle(), CLOCK_MONOTONIC, &end) == 0;
+#if defined(__SANITIZE_THREAD__)
+    __tsan_mutex_post_lock(
+        &mutex, __tsan_mutex_try_lock | (isTaken ? 0U : __tsan_mutex_try_lock_failed), 0);
+#endif
+    return isTaken;
+}
+
 /// Enters, waiting until `end` at most.
 bool enterUntil(CRITICAL_SECTION& section, const timespec& end)
 {
     const DWORD self = GetCurrentThreadId();
     if (enterAgain(section, self))
         return true;
-    if (pthread_mutex_clocklock(section.gate.native_handle(), CLOCK_MONOTONIC, &end) != 0)
+    if (!lockUntil(section.gate, end))
         return false;
     becomeOwner(section, self);
     return true;
@@ -121,47 +147,81 @@ void leaveAll(const CRITICAL_SECTION* end)
     }
 }
 
-/// Enters all sections that can be had. A thread that holds one and waits for another never meets
-/// this one waiting for the first with the other in hand: where a section is not free at once all
-/// are left again, and the wait is for that one.
-void enterAll()
+bool holdsAny(DWORD thread)
 {
-    constexpr long patience = 250; // milliseconds
-    constexpr long moment = 2;
-    const timespec end = later(now(), patience);
-    CRITICAL_SECTION* awaited = nullptr;
-    while (true) {
-        const bool isOver = !isBefore(now(), end);
-        const bool hasAwaited = awaited && !isOver && enterUntil(*awaited, end);
-        CRITICAL_SECTION* missing = nullptr;
-        for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
-            if (hasAwaited && section == awaited)
-                continue;
-            if (enterUntil(*section, later(now(), moment)) || isOver)
-                continue;
-            leaveAll(section);
-            if (hasAwaited &&
-                awaited->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
-                LeaveCriticalSection(awaited); // which stands further back
-            missing = section;
-            break;
-        }
-        if (!missing)
-            return;
-        awaited = missing;
+    const std::lock_guard guard(s_sectionsLock);
+    for (const CRITICAL_SECTION* section = s_sections; section; section = section->next) {
+        if (section->owner.load(std::memory_order_relaxed) == thread)
+            return true;
     }
+    return false;
 }
 
+/// A fork that waits for a section is not as quick as threads that take it in turns: they give it
+/// some time, unless it may be waiting for this very thread.
+void letForkGoFirst(DWORD self)
+{
+    constexpr int triesQty = 20;
+    for (int i = 0; i < triesQty && s_isForkPending && !holdsAny(self); ++i)
+        Sleep(1);
+}
+
+constexpr long patience = 250; // milliseconds
+
+/// Enters all sections, one of which, `entered`, may be so already. With one that is not free soon
+/// it leaves them all again and returns that one. Where one is known to be `kept`, it goes without
+/// those that are, and returns null.
+CRITICAL_SECTION* enterAll(CRITICAL_SECTION* entered, const CRITICAL_SECTION* kept)
+{
+    constexpr long moment = 2; // milliseconds
+    for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
+        const long wait = section == kept ? 0 : kept ? patience : moment;
+        if (section == entered || enterUntil(*section, later(now(), wait)) || kept)
+            continue;
+        leaveAll(section);
+        if (entered && entered->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
+            LeaveCriticalSection(entered); // which stands further back
+        return section;
+    }
+    return nullptr;
+}
+
+/// Takes the list's lock, and all sections that nobody keeps for long. A thread that holds one and
+/// waits for another, or for the list, never meets this one waiting for the first with the other in
+/// hand: where a section is not free soon all are left again, and the wait is for that one.
 void beforeFork()
 {
+    constexpr long patienceInAll = 2000; // milliseconds
+    s_forkLock.lock();
+    s_isForkPending = true;
     s_sectionsLock.lock();
-    enterAll();
+    const timespec end = later(now(), patienceInAll);
+    CRITICAL_SECTION* entered = nullptr;
+    const CRITICAL_SECTION* kept = nullptr;
+    while (CRITICAL_SECTION* const missing = enterAll(entered, kept)) {
+        s_awaited = missing;
+        s_sectionsLock.unlock();
+        entered = enterUntil(*missing, later(now(), patience)) ? missing : nullptr;
+        s_sectionsLock.lock();
+        s_awaited = nullptr;
+        if (!entered || !isBefore(now(), end))
+            kept = missing;
+    }
+    s_briefLock.lock();
+}
+
+void afterFork()
+{
+    s_briefLock.unlock();
+    s_isForkPending = false;
+    s_sectionsLock.unlock();
+    s_forkLock.unlock();
 }
 
 void afterForkInParent()
 {
     leaveAll(nullptr);
-    s_sectionsLock.unlock();
+    afterFork();
 }
 
 void afterForkInChild()
@@ -177,7 +237,7 @@ void afterForkInChild()
         section->depth = 0;
     }
     ++s_forkCount;
-    s_sectionsLock.unlock();
+    afterFork();
 }
 
 /// From the time on when the library is loaded, and so before its hosts: what they do before a fork
@@ -259,7 +319,12 @@ void InitializeCriticalSection(CRITICAL_SECTION* section)
 
 void DeleteCriticalSection(CRITICAL_SECTION* section)
 {
-    const std::lock_guard guard(s_sectionsLock);
+    std::unique_lock guard(s_sectionsLock);
+    while (section == s_awaited) { // not for long: nobody else holds it now
+        guard.unlock();
+        Sleep(1);
+        guard.lock();
+    }
     (section->previous ? section->previous->next : s_sections) = section->next;
     if (section->next)
         section->next->previous = section->previous;
@@ -270,6 +335,8 @@ void EnterCriticalSection(CRITICAL_SECTION* section)
     const DWORD self = GetCurrentThreadId();
     if (enterAgain(*section, self))
         return;
+    if (s_isForkPending.load(std::memory_order_relaxed))
+        letForkGoFirst(self);
     acquire(*section);
     becomeOwner(*section, self);
 }
@@ -291,6 +358,18 @@ void LeaveCriticalSection(CRITICAL_SECTION* section)
         return;
     section->owner.store(0, std::memory_order_relaxed);
     section->gate.unlock();
+}
+
+zmu::BriefLock::BriefLock()
+{
+    if (s_isForkPending)
+        letForkGoFirst(GetCurrentThreadId());
+    s_briefLock.lock();
+}
+
+zmu::BriefLock::~BriefLock()
+{
+    s_briefLock.unlock();
 }
 
 zmu::CancellationHold::CancellationHold()

@@ -1,13 +1,12 @@
 // Moments and the calendar.
 #include <zmu/platform/Clock.h>
-#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/BriefLock.h>
 
 #include <cerrno>
 #include <chrono>
 #include <climits>
 #include <ctime>
-#include <mutex>
 
 namespace {
 
@@ -26,7 +25,12 @@ BOOL fail()
     return FALSE;
 }
 
-zmu::ProcessLock s_calendarLock;
+/// The C library has a lock of its own there, which would stay held in a process forked off.
+bool toLocalTime(time_t moment, tm& local)
+{
+    const zmu::BriefLock lock;
+    return localtime_r(&moment, &local) != nullptr;
+}
 
 } // namespace
 
@@ -50,9 +54,7 @@ void GetLocalTime(SYSTEMTIME* time)
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     if (now.tv_sec != second) {
-        // The C library has a lock of its own there, which would stay held in a process forked off.
-        const std::lock_guard guard(s_calendarLock);
-        localtime_r(&now.tv_sec, &local);
+        toLocalTime(now.tv_sec, local);
         second = now.tv_sec;
     }
     const auto field = [](long value) { return static_cast<WORD>(value); };
@@ -115,7 +117,7 @@ int _localtime64_s(std::tm* local, const i64* time)
 {
     const auto moment = static_cast<std::time_t>(*time);
     // Whoever adds the 1900 must get a year that an int holds.
-    if (moment == *time && localtime_r(&moment, local) && local->tm_year <= INT_MAX - yearOfZero)
+    if (moment == *time && toLocalTime(moment, *local) && local->tm_year <= INT_MAX - yearOfZero)
         return 0;
     local->tm_sec = local->tm_min = local->tm_hour = -1;
     local->tm_mday = local->tm_mon = local->tm_year = -1;

@@ -21,10 +21,12 @@ using namespace zmu;
 
 namespace {
 
-constexpr std::string_view noteName("zmu", 4); // with its terminator
+using namespace std::string_view_literals;
+
+constexpr std::string_view noteName = "zmu\0"sv;
 constexpr unsigned noteType = 1;
 
-constexpr std::size_t maxTextBytes = 64 * 1024; ///< Version data of a file.
+constexpr std::size_t maxTextBytes = std::size_t{64} * 1024; ///< Version data of a file.
 
 // ---- The block ---------------------------------------------------------------------------------
 //

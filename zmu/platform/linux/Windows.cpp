@@ -205,7 +205,7 @@ HWND CreateDialogParamW(HINSTANCE, const wchar_t*, HWND parent, DLGPROC procedur
     }
     dialog->procedure = procedure;
     dialog->parent = parent;
-    const HWND window = dialog->helper.start() ? place(dialog) : nullptr;
+    auto* const window = dialog->helper.start() ? place(dialog) : nullptr;
     if (!window) {
         delete dialog;
         return nullptr;

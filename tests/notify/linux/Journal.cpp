@@ -1,6 +1,6 @@
 #include "Journal.h"
 
-#include "Processes.h"
+#include <linux/Mounts.h>
 
 #include <QDir>
 #include <QFile>

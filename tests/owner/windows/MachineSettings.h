@@ -1,21 +1,15 @@
-// The machine's settings, made up for a test.
+// The machine's settings, in a part of the registry that is made up for a test.
 #pragma once
-
-#include "Support.h"
 
 #include <zmu/platform/Win32.h>
 
-#include <gtest/gtest.h>
+#include <QByteArray>
+#include <QString>
 
-#include <QDir>
-#include <QFile>
+#include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
-
-#if !defined(_WIN32)
-#include <sys/stat.h>
-#endif
 
 namespace zmu_test {
 
@@ -23,7 +17,6 @@ namespace zmu_test {
 /// bits, else a text.
 class MachineSettings {
   public:
-#if defined(_WIN32)
     MachineSettings()
     {
         RegDeleteTreeW(HKEY_CURRENT_USER, m_standIn.c_str());
@@ -37,10 +30,7 @@ class MachineSettings {
         RegDeleteTreeW(HKEY_CURRENT_USER, m_standIn.c_str());
     }
 
-    void remove()
-    {
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
-    }
+    void remove() { RegDeleteTreeW(HKEY_LOCAL_MACHINE, key); }
 
     /// Null for no value.
     void store(const char* value)
@@ -80,57 +70,6 @@ class MachineSettings {
 
     const std::wstring m_standIn = L"Software\\zmu_test_" + std::to_wstring(GetCurrentProcessId());
     HKEY m_machine = nullptr;
-#else
-    MachineSettings()
-    {
-        qputenv("XDG_CONFIG_DIRS", root());
-        EXPECT_EQ(chmod(root(), 0755), 0); // anybody may search it
-        EXPECT_TRUE(QDir().mkpath(QString(root()) + "/Quorvane"));
-    }
-
-    QByteArray file() const
-    {
-        return root() + "/Quorvane/Farrowlink.ini";
-    }
-    void remove()
-    {
-        QFile::remove(file());
-    }
-    void write(const QByteArray& content)
-    {
-        QFile ini(file());
-        EXPECT_TRUE(ini.open(QIODevice::WriteOnly) && ini.write(content) == content.size());
-    }
-    QByteArray content() const
-    {
-        QFile ini(file());
-        return ini.open(QIODevice::ReadOnly) ? ini.readAll() : QByteArray();
-    }
-
-    /// Null for no value.
-    void store(const char* value)
-    {
-        // Of another size each time, so that nobody takes the file for what is known of it.
-        write("[AppServer]\n" + (value ? entry + QByteArray(value) + '\n' : QByteArray()) +
-              QByteArray(16 * ++m_stores, '\n'));
-    }
-    QByteArray stored() const
-    {
-        const QByteArray all = content();
-        const qsizetype begin = all.indexOf(entry) + entry.size();
-        return all.contains(entry) ? all.mid(begin, all.indexOf('\n', begin) - begin) : "(none)";
-    }
-
-  private:
-    QByteArray root() const
-    {
-        return QFile::encodeName(QString::fromStdWString(m_folder.path(".")));
-    }
-
-    const QByteArray entry = "ZM_Assertiveness=";
-    const Folder m_folder;
-    int m_stores = 0;
-#endif
 };
 
 } // namespace zmu_test

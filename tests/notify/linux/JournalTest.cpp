@@ -2,6 +2,8 @@
 // without one.
 #include "Milestones.h"
 
+#include <linux/Child.h>
+
 #include <zmu/platform/Win32.h>
 
 #include <QFile>
@@ -182,7 +184,7 @@ TEST_F(JournalOf, ChildOfAForkWritesForItself)
 {
     zgEL_Reporter::create(source, nullptr, 0);
     EXPECT_TRUE(tell(3325, {L"parent"}));
-    EXPECT_TRUE(hasSucceeded(runInChild([this] { return tell(3325, {L"child"}) ? 0 : 1; })));
+    EXPECT_EQ(Child([this] { return tell(3325, {L"child"}) ? 0 : 1; }).wait().status, 0);
     EXPECT_TRUE(tell(3325, {L"parent"}));
     const std::vector<Entry> found = journal.entries(source, 3);
     ASSERT_EQ(found.size(), 3U);
@@ -196,12 +198,10 @@ TEST_F(JournalOf, ThreadsWriteEveryEventWhole)
     constexpr int threadsQty = 8;
     constexpr int rounds = 20;
     zgEL_Reporter::create(source, nullptr, 0);
-    inThreads(threadsQty, [&](int thread) {
+    inThreads(threadsQty, rounds, [&](int thread, int) {
         const std::wstring name = L"thread " + std::to_wstring(thread);
-        for (int round = 0; round < rounds; ++round)
-            EXPECT_TRUE(tell(3322, {name.c_str(), name.c_str()}))
-                << "thread " << thread << ", round " << round << ", error "
-                << zgEL_Reporter::getLoneInstance()->getError();
+        EXPECT_TRUE(tell(3322, {name.c_str(), name.c_str()}))
+            << zgEL_Reporter::getLoneInstance()->getError();
     });
     const std::vector<Entry> found = journal.entries(source, threadsQty * rounds);
     EXPECT_EQ(found.size(), std::size_t{threadsQty * rounds});

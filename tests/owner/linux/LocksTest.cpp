@@ -1,0 +1,118 @@
+// The library's locks, between threads that load modules and in processes that are forked off.
+#include "OwnerParts.h"
+
+#include <linux/Child.h>
+
+#include <zmu/foundation/Mutex.h>
+#include <zmu/foundation/SystemTime.h>
+#include <zmu/localize/ZarnLocalizeHelpers.h>
+#include <zmu/notify/zgEL_Reporter.h>
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+using namespace zmu;
+using namespace zmu_test;
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+std::atomic<bool> isLoading = false;
+std::atomic<int> forks = 0; ///< That have begun.
+
+} // namespace
+
+/// What the module `owner_early` does while it is loaded.
+extern "C" void zmu_test_whileLoading()
+{
+    isLoading = true;
+    std::this_thread::sleep_for(milliseconds(50)); // for the other thread to be well on its way
+    LoadLibraryW(L"no such module.dll");
+}
+
+TEST(Locks, LoadingModuleSearchesBesideTheFirstSearch)
+{
+    Child child([] {
+        std::thread other([] {
+            while (!isLoading)
+                std::this_thread::yield();
+            // Asks for the system's folders at once; not all systems have the journal.
+            zgEL_Reporter::create("zmu", nullptr, 0);
+        });
+        const bool isLoaded = dlopen(EARLY_MODULE, RTLD_NOW) != nullptr;
+        other.join();
+        return isLoaded ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait().status, 0);
+}
+
+TEST(Locks, ForkAwaitsAHolderThatMakesLocks)
+{
+    ASSERT_EQ(pthread_atfork([] { ++forks; }, nullptr, nullptr), 0);
+    bool hasWaited = false;
+    for (int i = 0; i < 5 && !hasWaited; ++i) { // a machine under load may be late once
+        Mutex mutex;
+        std::atomic<bool> isHeld = false;
+        std::atomic<bool> isDone = false;
+        std::thread holder([&] {
+            const Synchronized guard(mutex);
+            const int before = forks;
+            isHeld = true;
+            while (forks == before)
+                std::this_thread::yield();
+            const auto end = steady_clock::now() + milliseconds(20);
+            do {
+                const CriticalSection other;
+            } while (steady_clock::now() < end);
+            isDone = true;
+        });
+        while (!isHeld)
+            std::this_thread::yield();
+        hasWaited = Child([&] { return isDone ? 0 : 1; }).wait().status == 0;
+        holder.join();
+    }
+    EXPECT_TRUE(hasWaited);
+}
+
+TEST(Locks, ChildrenOfABusyProcessFindAllFree)
+{
+    const Folder folder;
+    setLogDirectory(folder.path("."));
+    Zarn* const monitor = Owner().createZarnMonitor();
+    ASSERT_TRUE(monitor);
+    const auto obtainVersion = [] {
+        wchar_t version[48] = {};
+        return ZarnLocalizeHelpers::obtainVersionZGW(version, 48, Zarn_FORM_TAG_FILE_VERSION,
+                                                     GetModuleHandleW(nullptr));
+    };
+    const auto tellTime = [] { return zr::SystemTime().Year() > 2000; };
+    std::atomic<bool> isDone = false;
+    std::vector<std::thread> threads;
+    const auto keepBusy = [&](auto work) {
+        threads.emplace_back([&isDone, work] {
+            while (!isDone)
+                EXPECT_TRUE(work());
+        });
+    };
+    keepBusy(obtainVersion);
+    keepBusy(tellTime);
+    keepBusy([] { return codeOfConstruction() == 0; });
+    for (int i = 0; i < 25 && !HasFailure(); ++i)
+        EXPECT_EQ(Child([&] {
+                      return !tellTime() ? 1 : !obtainVersion() ? 2 : reportText(monitor, L"child");
+                  })
+                      .wait()
+                      .status,
+                  0);
+    isDone = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(Zarn::destroy(), 1);
+}
