@@ -70,7 +70,10 @@ qint64 Log::size() const
 
 void Log::startAnew() const
 {
-    m_monitor->reestablishLogFile(false);
+    // Successors go where the last measurement of an owner had its folder, which may be gone.
+    ZarnData::setLogVariables(m_folder.path(".").toStdWString().c_str(), 1, true, 20, 7);
+    if (!m_monitor->reestablishLogFile(false))
+        throw std::runtime_error("the log was not replaced");
     m_folder.clearExcept(file());
 }
 

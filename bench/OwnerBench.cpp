@@ -118,7 +118,7 @@ SYS_INFO_VARS_ENV 1 1 0
     measureReplacement(state, medium, form.fileName().toStdWString().c_str());
 }
 
-/// The shipped form without what it injects.
+/// The shipped form without the reports that it injects.
 QByteArray shippedForm()
 {
     QFile file(ZMU_BENCH_FORM);
@@ -126,7 +126,10 @@ QByteArray shippedForm()
         throw std::runtime_error("no shipped form");
     QByteArray form = file.readAll();
     const qsizetype injectors = form.indexOf("\n^INJECT_SYS_INFO") + 1;
-    return form.remove(injectors, form.indexOf("^HEAD") - injectors);
+    form.remove(injectors, form.indexOf("^HEAD") - injectors);
+    for (const char* report : {"[SYS_INFO_ENV_APP]", "[SYS_INFO_ENV_OP]", "[SYS_INFO_VARS_ENV]"})
+        form.replace(report, "");
+    return form;
 }
 
 void measureMonitorStart(benchmark::State& state, Medium medium)
@@ -136,15 +139,14 @@ void measureMonitorStart(benchmark::State& state, Medium medium)
     if (!form.open(QIODevice::WriteOnly) || form.write(shippedForm()) < 0 || !form.flush())
         throw std::runtime_error("no form to read");
     const std::wstring name = form.fileName().toStdWString();
-    const auto start = [&] { return std::make_unique<Log>(medium, name.c_str()); };
-    if (const auto log = start(); log->size() < form.size())
+    std::unique_ptr<Log> log;
+    const auto start = [&] { log = std::make_unique<Log>(medium, name.c_str()); };
+    start();
+    if (log->size() < form.size()) {
         state.SkipWithError("the log is not of the form");
-    measure(state, [&] {
-        auto log = start();
-        state.PauseTiming(); // its end is another matter
-        log.reset();
-        state.ResumeTiming();
-    });
+        return;
+    }
+    measureApart(state, start, [&] { log.reset(); });
 }
 
 void measureReports(benchmark::State& state)
