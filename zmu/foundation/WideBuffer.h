@@ -89,7 +89,8 @@ class WideBuffer {
         return text ? std::wstring_view(text, wcsnlen(text, N - at)) : std::wstring_view();
     }
 
-    bool put(std::size_t at, std::wstring_view text)
+    /// Not inlined, or GCC warns of literals that are shorter than the buffer.
+    [[gnu::noinline]] bool put(std::size_t at, std::wstring_view text)
     {
         const std::size_t count = (std::min)(text.size(), N - at);
         if (count != 0)

@@ -7,7 +7,6 @@
 #include <zmu/platform/Win32.h>
 
 #include <cwchar>
-#include <string_view>
 
 namespace {
 
@@ -24,7 +23,7 @@ enum : unsigned { CaptionFormat = 13001, NumberFormat = 13002, Space = 14006 };
 
 /// An intrinsic string, or what stands for it when it cannot be loaded.
 template <std::size_t N>
-void loadIntrinsic(WideBuffer<N>& text, unsigned id, std::wstring_view fallback)
+void loadIntrinsic(WideBuffer<N>& text, unsigned id, const wchar_t* fallback)
 {
     const bool isLoaded =
         ZarnLocalizeHelpers::loadIntrinsicString(id, text.writable(), static_cast<int>(N));
@@ -62,7 +61,7 @@ void writeNumber(Text& text, int errorNumber, HINSTANCE module)
         module, version.writable(), Version::capacity, nullptr, infoBlock, separator);
     version.setUsed(Version::capacity);
     if (!hasVersion)
-        version.assign(std::wstring_view(L"0"));
+        version.assign(L"0");
     Format form;
     loadIntrinsic(form, NumberFormat, L"Internal Error %ls.%0*d");
     format(text, form.c_str(), version.c_str(), 3, errorNumber % 1000);
