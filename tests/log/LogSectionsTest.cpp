@@ -122,7 +122,7 @@ TEST_F(LogSections, EntriesSayWhatTheFormatterSays)
                 Zarn::formatMessage(0x2400, file.m_bodyFormat, entry, 1024, file.m_bodyValues), 0U);
             expected += QString::fromWCharArray(entry);
         }
-        EXPECT_EQ(text(), asLogText("<log>\n") + expected + asLogText("</log>\n"));
+        EXPECT_EQ(text(), "<log>\n" + asLogText(expected) + "</log>\n");
     }
 }
 

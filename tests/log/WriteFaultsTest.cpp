@@ -87,6 +87,7 @@ TEST(WriteFaults, LogEndsWhereItsPositionsDo)
     ASSERT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
     fault = {0, 0, true}; // nothing is to be written there
     int& position = data.getFileLog()->m_tailPosition;
+    const int beginning = position;
     const std::wstring text(100, L'x');
     for (const int room : {0, 1, 150, 201, 202, 215}) {
         position = std::numeric_limits<int>::max() - room;
@@ -94,7 +95,7 @@ TEST(WriteFaults, LogEndsWhereItsPositionsDo)
         EXPECT_EQ(position, std::numeric_limits<int>::max() - room);
         EXPECT_EQ(fault.write, 0) << "a write was tried, room " << room;
     }
-    position = 2 + 2 * 6;
+    position = beginning;
     fault = {};
     EXPECT_EQ(data.report(L"entry"), dx::Satisfied);
     EXPECT_EQ(readFile(folder.path("log.html")), logBytes(plainLog("entry\n")));

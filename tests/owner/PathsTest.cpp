@@ -186,7 +186,8 @@ TEST_F(Paths, LogsThatCannotBeMade)
         const QString why = name.endsWith("missing") ? "there is no directory "
                             : name.endsWith("file")  ? "something that is no directory"
                                                      : "has no right to make files in ";
-        EXPECT_TRUE(traces.take().contains(why));
+        const QString told = traces.take();
+        EXPECT_TRUE(told.contains(why)) << qPrintable(told);
         EXPECT_EQ(owner.getDX_Code1(), zgw::MonitorNotCreated);
         EXPECT_EQ(owner.getDX_Code2(), 45U); // the file could not be opened
     }

@@ -118,6 +118,9 @@ void traceDirectoryOf(const wchar_t* name)
     std::size_t length = directory.length();
     while (length > 0 && !isPathSeparator(directory.c_str()[length - 1]))
         --length;
+    // With a separator behind it a file would seem to be missing; a root needs its own.
+    if (length > 1 && directory.c_str()[length - 2] != L':')
+        --length;
     directory.inPlace()[length] = L'\0';
     traceDirectory(L"ZarnData::openFile ()", length > 0 ? directory.c_str() : L".");
 }
