@@ -1,19 +1,12 @@
 // The machine's settings: what a file says, and what it says once a setting was written into it.
 #include "Support.h"
 
-#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/SettingsFile.h>
 
 #include <filesystem>
 
 using namespace zmu_fuzz;
-
-// In the place of the platform's: nobody else holds the lock of the file.
-void zmu::sleepMilliseconds(unsigned)
-{
-    FUZZ_CHECK(!"the lock is free");
-}
 
 namespace {
 
