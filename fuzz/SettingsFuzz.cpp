@@ -8,6 +8,10 @@
 
 using namespace zmu_fuzz;
 
+// Stands in for zmu::sleepMilliseconds: a file without text is read again later, as if it were
+// being written, and nobody writes it here.
+extern "C" void __wrap__ZN3zmu17sleepMillisecondsEj(unsigned) {}
+
 namespace {
 
 /// A word that stands in a line as it is.
