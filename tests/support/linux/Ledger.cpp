@@ -143,10 +143,12 @@ std::vector<std::string> filesOf(const std::string& folder)
         if (entry.is_regular_file())
             files.push_back(entry.path());
     // In the order of their moments, which end the names: without memory a log may not learn what
-    // its program is called.
+    // its program is called. A first log has none.
     const auto momentOf = [](const std::string& file) {
         constexpr std::size_t momentAndType = 28; // "2026-11-21_03-00-38-742.html"
-        return file.substr(file.size() - std::min(file.size(), momentAndType));
+        const std::string name = file.substr(file.rfind('/') + 1);
+        const bool hasMoment = name.size() >= momentAndType;
+        return std::pair(hasMoment ? name.substr(name.size() - momentAndType) : "", file);
     };
     std::sort(files.begin(), files.end(), [&](const std::string& left, const std::string& right) {
         return momentOf(left) < momentOf(right);
