@@ -13,7 +13,8 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
 flavour=mingw
 packages=(g++-mingw-w64-x86-64-posix wine wine64 cmake ninja-build dpkg-dev
-          qt6-base-dev qt6-base-dev-tools googletest libbenchmark-dev libspdlog-dev libfmt-dev)
+          qt6-base-dev qt6-base-dev-tools googletest libbenchmark-dev libspdlog-dev libfmt-dev
+          libcli11-dev libtomlplusplus-dev)
 build_options=(-DCMAKE_TOOLCHAIN_FILE="$here/../toolchains/mingw-w64.cmake")
 install_options=(--strip)
 
@@ -44,6 +45,13 @@ if(NOT TARGET spdlog::spdlog)
   add_library(spdlog::spdlog_header_only ALIAS spdlog::spdlog)
 endif()
 END
+}
+
+# Of the command zmu: headers, too.
+tool_headers() {
+    rm -rf "$1"
+    mkdir -p "$1/include"
+    cp -rL /usr/include/CLI /usr/include/toml++ "$1/include/"
 }
 
 # ---- Wine ------------------------------------------------------------------------------------
@@ -80,5 +88,6 @@ keep qt "$(upstream_version qt6-base-dev)" qt_core
 keep googletest "$(upstream_version googletest)" googletest
 keep benchmark "$(upstream_version libbenchmark-dev)" benchmark
 keep peers "$(upstream_version libspdlog-dev)" peers
+keep tool_headers "$(upstream_version libcli11-dev)-$(upstream_version libtomlplusplus-dev)" tool_headers
 make_wine_prefix
 end_keeping

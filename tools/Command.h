@@ -1,0 +1,40 @@
+// The command line of `zmu`, and what each of its commands has to offer.
+//
+// A command lives in a folder of its own and adds itself with a function that is named in
+// commands().
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace zmu_tools {
+
+/// What a command ends with; documented for its users.
+enum class Exit : int {
+    Good = 0,
+    Findings = 1,   ///< It did its work, and found something wrong with what it was given.
+    Usage = 2,      ///< The command line is wrong.
+    Unreadable = 3, ///< Something cannot be read or written.
+};
+
+/// What the command line asks for. Nothing is done while it is parsed.
+using Run = std::function<Exit()>;
+
+/// Adds a command to `app`: its description, options and arguments. Once the line is parsed and
+/// names this command, `run` does it.
+using AddCommand = void (*)(CLI::App& app, Run& run);
+
+/// All commands, in the order in which the help shows them.
+const std::vector<AddCommand>& commands();
+
+/// Runs a command line: `arguments` are UTF-8, without the program's name. Help goes to standard
+/// output, what is wrong with the line to standard error. Throws nothing; memory that runs out ends
+/// in a message and Exit::Unreadable.
+Exit runCommandLine(const std::vector<std::string>& arguments) noexcept;
+
+} // namespace zmu_tools

@@ -1,0 +1,81 @@
+#include "Text.h"
+
+#include <QString>
+
+#include <algorithm>
+#include <cstdio>
+#include <numeric>
+
+namespace zmu_tools {
+
+namespace {
+
+// How many letters have to be put in, left out, changed or swapped with their neighbour.
+std::size_t distance(const QString& left, const QString& right)
+{
+    std::vector<std::size_t> beforeLast, last(right.size() + 1), row(right.size() + 1);
+    std::iota(last.begin(), last.end(), std::size_t(0));
+    for (qsizetype i = 1; i <= left.size(); ++i) {
+        row[0] = i;
+        for (qsizetype j = 1; j <= right.size(); ++j) {
+            const bool isSame = left[i - 1] == right[j - 1];
+            row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (isSame ? 0 : 1)});
+            if (i > 1 && j > 1 && left[i - 1] == right[j - 2] && left[i - 2] == right[j - 1])
+                row[j] = std::min(row[j], beforeLast[j - 2] + 1);
+        }
+        beforeLast = last;
+        std::swap(last, row);
+    }
+    return last.back();
+}
+
+} // namespace
+
+std::wstring widened(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), qsizetype(text.size())).toStdWString();
+}
+
+std::string narrowed(std::wstring_view text)
+{
+    return QString::fromWCharArray(text.data(), qsizetype(text.size())).toStdString();
+}
+
+std::string nearestName(std::string_view name, const std::vector<std::string>& names)
+{
+    const QString wanted = QString::fromUtf8(name.data(), qsizetype(name.size())).toLower();
+    std::size_t least = std::max<std::size_t>(1, std::size_t(wanted.size()) / 3) + 1;
+    std::string nearest;
+    for (const std::string& candidate : names) {
+        const std::size_t away = distance(wanted, QString::fromStdString(candidate).toLower());
+        if (away < least) {
+            least = away;
+            nearest = candidate;
+        }
+    }
+    return nearest;
+}
+
+std::string harmless(std::string_view text)
+{
+    std::string shown;
+    shown.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+        char code[8];
+        if ((byte < 0x20 && byte != '\t') || byte == 0x7f) {
+            std::snprintf(code, sizeof code, "\\x%02x", byte);
+            shown += code;
+        } else if (byte == 0xc2 && next >= 0x80 && next < 0xa0) { // the C1 controls
+            std::snprintf(code, sizeof code, "\\u%04x", next);
+            shown += code;
+            ++i;
+        } else {
+            shown += text[i];
+        }
+    }
+    return shown;
+}
+
+} // namespace zmu_tools
