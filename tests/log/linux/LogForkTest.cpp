@@ -130,6 +130,8 @@ TEST_F(LogFork, ChildOfAPlugInEndsItsSituationAndBeginsALog)
 
 TEST_F(LogFork, ChildrenOfABusyProcessDoNotHang)
 {
+    if (const char* const reason = whyForksCannotAllocate())
+        GTEST_SKIP() << reason;
     constexpr int reportersQty = 4;
     constexpr int childrenQty = 40;
     std::atomic<bool> isDone = false;

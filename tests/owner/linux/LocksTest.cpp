@@ -83,6 +83,8 @@ TEST(Locks, ForkAwaitsAHolderThatMakesLocks)
 
 TEST(Locks, ChildrenOfABusyProcessFindAllFree)
 {
+    if (const char* const reason = whyForksCannotAllocate())
+        GTEST_SKIP() << reason;
     const Folder folder;
     setLogDirectory(folder.path("."));
     Zarn* const monitor = Owner().createZarnMonitor();

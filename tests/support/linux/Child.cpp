@@ -11,6 +11,15 @@
 
 namespace zmu_test {
 
+const char* whyForksCannotAllocate()
+{
+#if defined(__SANITIZE_ADDRESS__)
+    return "the allocator of AddressSanitizer does not outlive a fork beside threads that use it";
+#else
+    return nullptr;
+#endif
+}
+
 Child::Child(const std::function<int()>& body, unsigned seconds) : m_process(fork())
 {
     if (m_process == 0) {

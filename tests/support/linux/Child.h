@@ -7,6 +7,10 @@
 
 namespace zmu_test {
 
+/// Why a fork beside threads that allocate is no test here; null if it is one. The allocator of
+/// AddressSanitizer has locks that a fork does not know: a child can find one held for ever.
+const char* whyForksCannotAllocate();
+
 struct ChildEnd {
     int status = -1; ///< What the process has returned; -1 if it has not.
     bool isHung = false;
