@@ -8,9 +8,9 @@
 
 using namespace zmu_fuzz;
 
-// Stands in for zmu::sleepMilliseconds: a file without text is read again later, as if it were
+// Stands in for Sleep: a file without text is read again later, as if it were
 // being written, and nobody writes it here.
-extern "C" void __wrap__ZN3zmu17sleepMillisecondsEj(unsigned) {}
+extern "C" void __wrap__Z5Sleepj(unsigned) {}
 
 namespace {
 

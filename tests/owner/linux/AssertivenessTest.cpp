@@ -8,6 +8,7 @@
 #include <QLockFile>
 
 #include <pwd.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -141,10 +142,19 @@ TEST_F(Assertiveness, WaitsForAnotherWriterForASecond)
     {
         QLockFile others(lock);
         ASSERT_TRUE(others.lock());
+        const timeval longAgo[2]{}; // which makes it nobody's only if nobody has it
+        ASSERT_EQ(utimes(QFile::encodeName(lock), longAgo), 0);
         clock.start();
         EXPECT_EQ(level(owner), -34);
         EXPECT_LT(clock.elapsed(), 5000);
         EXPECT_GT(clock.elapsed(), 500);
+        std::thread waiting([&] { level(owner); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        settings.store("5");
+        others.unlock();
+        waiting.join();
+        EXPECT_EQ(settings.stored(), "5"); // not repaired: it has a level meanwhile
+        settings.store("12");
     }
     EXPECT_EQ(level(owner), 0);
     // What a process left that is gone holds nobody up.

@@ -33,18 +33,34 @@ class NarrowPath {
 /// The last error that tells the same as `error` of the C library.
 DWORD errorOf(int error);
 
-/// What `body`, which goes on to its end, answers. An exception, which is a lack of memory, becomes
-/// the last error, and 0 is the answer.
+/// The error that `body`, which goes on to its end, answers or raises. An exception is a lack of
+/// memory.
 template <class Body>
-auto withoutThrowing(Body&& body) noexcept -> decltype(body())
+DWORD orError(Body&& body) noexcept
 {
     const CancellationHold hold;
     try {
         return body();
+    } catch (DWORD error) {
+        return error;
     } catch (const std::exception&) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return {};
+        return ERROR_NOT_ENOUGH_MEMORY;
     }
+}
+
+/// What `body` answers. An error that it raises as orError() tells becomes the last error, and 0 is
+/// the answer.
+template <class Body>
+auto withoutThrowing(Body&& body) noexcept -> decltype(body())
+{
+    decltype(body()) answer{};
+    const DWORD error = orError([&]() -> DWORD {
+        answer = body();
+        return ERROR_SUCCESS;
+    });
+    if (error != ERROR_SUCCESS)
+        SetLastError(error);
+    return answer;
 }
 
 } // namespace zmu

@@ -203,23 +203,6 @@ Fields describe(const EventSource& source, const Message& message,
     return fields;
 }
 
-// ---- What the calls have in common -----------------------------------------------------------------------
-
-/// Runs a body that raises an error, or std::exception without memory. Its result, or null or false
-/// with the last error.
-template <class Body>
-auto orLastError(Body body) -> decltype(body())
-{
-    return withoutThrowing([&]() -> decltype(body()) {
-        try {
-            return body();
-        } catch (DWORD error) {
-            SetLastError(error);
-            return {};
-        }
-    });
-}
-
 bool isThisMachine(std::string_view server)
 {
     char name[HOST_NAME_MAX + 1] = {};
@@ -232,7 +215,7 @@ bool isThisMachine(std::string_view server)
 
 HANDLE RegisterEventSourceA(const char* server, const char* source)
 {
-    return orLastError([=]() -> HANDLE {
+    return withoutThrowing([=]() -> HANDLE {
         if (!source || !*source)
             throw DWORD{ERROR_INVALID_PARAMETER};
         if (server && !isThisMachine(server))
@@ -247,7 +230,7 @@ HANDLE RegisterEventSourceA(const char* server, const char* source)
 
 HANDLE RegisterEventSourceW(const wchar_t* server, const wchar_t* source)
 {
-    return orLastError([=] {
+    return withoutThrowing([=] {
         return RegisterEventSourceA(narrow(server ? server : L"").c_str(),
                                     narrow(source ? source : L"").c_str());
     });
@@ -266,7 +249,7 @@ BOOL DeregisterEventSource(HANDLE source)
 BOOL ReportEventW(HANDLE source, WORD, WORD, DWORD event, void*, WORD count, DWORD,
                   const wchar_t** strings, void*)
 {
-    return orLastError([=] {
+    return withoutThrowing([=] {
         if (!source)
             throw DWORD{ERROR_INVALID_HANDLE};
         const auto* const message =

@@ -7,10 +7,12 @@
 #include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/ModuleFiles.h>
 #include <zmu/platform/linux/SettingsFile.h>
+#include <zmu/platform/linux/SystemFiles.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
@@ -19,19 +21,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 using namespace zmu;
 
 namespace {
-
-/// Takes the text up to `separator` off `text`, and the separator too.
-std::string_view takePart(std::string_view& text, char separator)
-{
-    const std::string_view part = text.substr(0, text.find(separator));
-    text.remove_prefix(std::min(part.size() + 1, text.size()));
-    return part;
-}
 
 /// Relative folders are none: they would be looked up from the current one.
 std::vector<std::string> settingsFiles(const std::string& organisation, const std::string& product)
@@ -89,61 +84,55 @@ DWORD deliver(DWORD valueType, const void* value, std::size_t valueSize, DWORD* 
     return ERROR_SUCCESS;
 }
 
-/// As withoutThrowing, for calls that answer with the error itself, which `body` may raise.
-template <class Body>
-long orError(Body body)
-{
-    try {
-        return static_cast<long>(body());
-    } catch (DWORD error) {
-        return static_cast<long>(error);
-    } catch (const std::exception&) {
-        return ERROR_NOT_ENOUGH_MEMORY;
-    }
-}
-
 } // namespace
 
-/// An open key.
+/// An open key. It keeps what the files said when it was opened, and what it has written since.
 struct HKEY__ {
-    std::vector<std::string> files; ///< By rank; not all of them exist.
+    struct File {
+        std::string path;
+        bool isThere = false;
+        std::string text;
+    };
+
+    std::vector<File> files; ///< By rank.
     std::string section;
 
-    DWORD check() const
+    /// Reads the files.
+    DWORD open()
     {
         if (files.empty())
             return ERROR_FILE_NOT_FOUND;
-        for (const std::string& file : files) {
-            if (!exists(file))
+        for (File& file : files) {
+            file.isThere = exists(file.path);
+            if (!file.isThere)
                 continue;
-            if (eaccess(file.c_str(), R_OK) != 0)
-                return ERROR_ACCESS_DENIED;
-            const std::optional<std::string> text = readSettings(file);
+            std::optional<std::string> text = readSettings(file.path);
             if (!text)
                 return errorOf(errno);
             if (!isSettingsText(*text))
                 return ERROR_FILE_CORRUPT;
+            file.text = *std::move(text);
         }
         return ERROR_SUCCESS;
     }
 
     std::optional<std::string> find(const std::string& name) const
     {
-        for (const std::string& file : files) {
-            if (auto value = findSetting(textOf(file), section, name))
+        for (const File& file : files) {
+            if (auto value = findSetting(file.text, section, name))
                 return value;
         }
         return std::nullopt;
     }
 
     /// The file that a value is written to.
-    const std::string& fileFor(const std::string& name) const
+    File& fileFor(const std::string& name)
     {
-        const std::string* place = nullptr;
-        for (const std::string& file : files) {
-            if (findSetting(textOf(file), section, name))
+        File* place = nullptr;
+        for (File& file : files) {
+            if (findSetting(file.text, section, name))
                 return file;
-            if (!place && exists(file))
+            if (!place && file.isThere)
                 place = &file;
         }
         return place ? *place : files.front();
@@ -153,20 +142,32 @@ struct HKEY__ {
     /// nothing can be repaired.
     bool isNowhere() const
     {
-        for (const std::string& file : files) {
-            if (exists(file))
-                return false;
-        }
-        return !mayMake(files.front());
+        return std::none_of(files.begin(), files.end(),
+                            [](const File& file) { return file.isThere; }) &&
+               !mayMake(files.front().path);
     }
 
-    /// Raises the error of a file that cannot be read whole.
-    static std::string textOf(const std::string& file)
+    /// Writes a value, unless another process has written one since the file was read: that came
+    /// later, and counts.
+    DWORD write(const std::string& name, const std::string& value)
     {
-        std::optional<std::string> text = readSettings(file);
+        File& file = fileFor(name);
+        if (!file.isThere)
+            makeFolderOf(file.path);
+        SettingsChange change(file.path);
+        if (!change.isAllowed())
+            return ERROR_ACCESS_DENIED;
+        std::optional<std::string> text = change.read(file.isThere && file.text.empty());
         if (!text)
-            throw DWORD{errorOf(errno)};
-        return *std::move(text);
+            return errorOf(errno);
+        if (findSetting(*text, section, name) == findSetting(file.text, section, name)) {
+            *text = withSetting(*text, section, name, value);
+            if (!change.write(*text))
+                return ERROR_WRITE_FAULT;
+        }
+        file.isThere = true;
+        file.text = *std::move(text);
+        return ERROR_SUCCESS;
     }
 };
 
@@ -182,9 +183,11 @@ long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD, DWORD, HKEY* opened)
         if (root != HKEY_LOCAL_MACHINE || !isSoftware || rest.empty() || isPath(name) ||
             rest.find('\\') != rest.npos)
             return ERROR_FILE_NOT_FOUND;
-        auto handle = std::make_unique<HKEY__>(
-            HKEY__{settingsFiles(organisation, product), std::string(rest)});
-        const DWORD result = handle->check();
+        auto handle = std::make_unique<HKEY__>();
+        handle->section = rest;
+        for (std::string& file : settingsFiles(organisation, product))
+            handle->files.emplace_back().path = std::move(file);
+        const DWORD result = handle->open();
         if (result == ERROR_SUCCESS)
             *opened = handle.release();
         return result;
@@ -216,20 +219,7 @@ long RegSetValueExW(HKEY key, const wchar_t* name, DWORD, DWORD type, const u8* 
         if (type != REG_DWORD || size != sizeof number)
             return ERROR_INVALID_PARAMETER;
         std::memcpy(&number, data, sizeof number);
-        const std::string setting = narrow(name);
-        const std::string& file = key->fileFor(setting);
-        if (!exists(file))
-            makeFolderOf(file);
-        const bool mayReplace = eaccess(std::string(folderOf(file)).c_str(), W_OK) == 0;
-        if (!mayReplace && eaccess(file.c_str(), W_OK) != 0)
-            return ERROR_ACCESS_DENIED;
-        // Who may not make a file beside it cannot lock it either, and has only its own value.
-        std::optional<SettingsLock> lock;
-        if (mayReplace && !lock.emplace(file).isHeld())
-            return ERROR_ACCESS_DENIED;
-        const std::string text =
-            withSetting(HKEY__::textOf(file), key->section, setting, std::to_string(number));
-        return replaceSettings(file, text) ? ERROR_SUCCESS : ERROR_WRITE_FAULT;
+        return key->write(narrow(name), std::to_string(number));
     });
 }
 

@@ -2,8 +2,8 @@
 
 #include <zmu/platform/Files.h>
 #include <zmu/platform/Threads.h>
+#include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/ModuleFiles.h>
-#include <zmu/platform/linux/SystemFiles.h>
 
 #include <fcntl.h>
 #include <signal.h>
@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -80,59 +81,55 @@ bool isWritten(int file, std::string_view text)
            fsync(file) == 0;
 }
 
-/// Whether the process that made a lock file has left it behind, or it is too old for any change.
-bool isLeftBehind(const std::string& path)
+bool isChanged(const struct stat& before, const struct stat& after)
 {
-    constexpr time_t longestChange = 30; // seconds
-    struct stat status = {};
-    if (stat(path.c_str(), &status) != 0)
-        return false; // it is gone
-    if (time(nullptr) - status.st_mtim.tv_sec > longestChange)
-        return true;
-    const std::string text = readSystemFile(path, 4096);
-    pid_t process = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), process);
-    char host[256] = {};
-    gethostname(host, sizeof host - 1);
-    return error == std::errc() && process > 0 && *end == '\n' &&
-           text.find(std::string("\n") + host + '\n') != text.npos && kill(process, 0) != 0 &&
-           errno == ESRCH;
+    return before.st_size != after.st_size || before.st_mtim.tv_sec != after.st_mtim.tv_sec ||
+           before.st_mtim.tv_nsec != after.st_mtim.tv_nsec;
+}
+
+/// Reads a file as it was at one moment. The error of the C library: EBUSY for one that was written
+/// to meanwhile, EFBIG for what is no file of settings.
+int readAtOnce(const std::string& file, std::string& text)
+{
+    constexpr i64 sizeMax = 0x100000;
+    struct stat before = {};
+    struct stat after = {};
+    if (stat(file.c_str(), &before) == 0 && !S_ISREG(before.st_mode))
+        return EFBIG; // not even opened
+    // What replaces the file from here on is another one.
+    const Descriptor present{open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    if (present.number < 0 || fstat(present.number, &before) != 0)
+        return errno;
+    if (!S_ISREG(before.st_mode) || before.st_size > sizeMax)
+        return EFBIG;
+    text.resize(static_cast<std::size_t>(before.st_size));
+    const i64 count = readAt(present.number, 0, text.data(), before.st_size);
+    if (count < 0 || fstat(present.number, &after) != 0)
+        return errno;
+    return count != before.st_size || isChanged(before, after) ? EBUSY : 0;
 }
 
 } // namespace
 
-std::optional<std::string> zmu::readSettings(const std::string& file)
+std::optional<std::string> zmu::readSettings(const std::string& file, bool mayBeEmpty)
 {
-    constexpr i64 sizeMax = 0x100000;
     constexpr int attempts = 10;
     constexpr unsigned step = 10; // milliseconds
     const CancellationHold hold;
-    struct stat status = {};
-    for (int i = 0; i < attempts; ++i) {
-        if (stat(file.c_str(), &status) != 0)
-            return errno == ENOENT || errno == ENOTDIR ? std::optional<std::string>("")
-                                                       : std::nullopt;
-        if (!S_ISREG(status.st_mode) || status.st_size != 0)
-            break;
-        sleepMilliseconds(step);
+    std::string text;
+    for (int i = 0;; ++i) {
+        const int error = readAtOnce(file, text);
+        if (error == ENOENT || error == ENOTDIR)
+            return "";
+        const bool isUnsettled =
+            error == EBUSY || error == EINTR || (error == 0 && text.empty() && !mayBeEmpty);
+        if (isUnsettled && i < attempts) {
+            Sleep(step);
+            continue;
+        }
+        errno = error;
+        return error == 0 ? std::optional(std::move(text)) : std::nullopt;
     }
-    errno = EFBIG;
-    if (!S_ISREG(status.st_mode) || status.st_size > sizeMax)
-        return std::nullopt;
-    const Descriptor present{open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
-    std::string text(static_cast<std::size_t>(status.st_size), '\0');
-    for (std::size_t size = 0; size < text.size();) {
-        const ssize_t count = present.number < 0 ? -1
-                                                 : pread(present.number, text.data() + size,
-                                                         text.size() - size, off_t(size));
-        if (count > 0)
-            size += static_cast<std::size_t>(count);
-        else if (count == 0)
-            errno = EBUSY; // it has become shorter
-        if (count == 0 || (count < 0 && errno != EINTR))
-            return std::nullopt;
-    }
-    return text;
 }
 
 bool zmu::isSettingsText(std::string_view text)
@@ -187,6 +184,56 @@ std::string zmu::withSetting(std::string_view text, std::string_view section, st
 
 // ---- Writing ---------------------------------------------------------------------------------------------
 
+namespace {
+
+/// Whether no other process has the system's lock on a file: this one has it then. File systems
+/// that know no such lock let everybody have it.
+bool isFree(int file)
+{
+    return flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+/// Whether `path` leads to an open file, and not to another one that has taken its place.
+bool leadsTo(const std::string& path, int file)
+{
+    struct stat named = {};
+    struct stat opened = {};
+    return lstat(path.c_str(), &named) == 0 && fstat(file, &opened) == 0 &&
+           named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+/// Whether the process that made a lock file is gone, or the file is too old for any change.
+bool isLeftBehind(int file)
+{
+    constexpr time_t longestChange = 30; // seconds
+    struct stat status = {};
+    if (fstat(file, &status) != 0)
+        return false;
+    if (time(nullptr) - status.st_mtim.tv_sec > longestChange)
+        return true;
+    std::string text(4096, '\0');
+    text.resize(static_cast<std::size_t>(
+        std::max<i64>(readAt(file, 0, text.data(), static_cast<i64>(text.size())), 0)));
+    pid_t process = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), process);
+    char host[256] = {};
+    gethostname(host, sizeof host - 1);
+    return error == std::errc() && process > 0 && *end == '\n' &&
+           text.find(std::string("\n") + host + '\n') != text.npos && kill(process, 0) != 0 &&
+           errno == ESRCH;
+}
+
+/// Removes a lock file that was left behind. It is judged and removed with the system's lock on it,
+/// which whoever uses it has, and while its name is still its own.
+bool removeLeftBehind(const std::string& path)
+{
+    const Descriptor left{open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
+    return left.number >= 0 && isFree(left.number) && isLeftBehind(left.number) &&
+           leadsTo(path, left.number) && unlink(path.c_str()) == 0;
+}
+
+} // namespace
+
 SettingsLock::SettingsLock(const std::string& file) : m_path(file + ".lock")
 {
     constexpr unsigned step = 10; // milliseconds
@@ -198,55 +245,64 @@ SettingsLock::SettingsLock(const std::string& file) : m_path(file + ".lock")
     const std::string content =
         std::to_string(getpid()) + '\n' + std::string(fileOf(program)) + '\n' + host + '\n';
     for (int i = 0; i < attempts; ++i) {
-        m_descriptor = open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-        if (m_descriptor >= 0) {
-            flock(m_descriptor, LOCK_EX | LOCK_NB);
+        if (m_descriptor < 0) {
+            m_descriptor = open(m_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+            if (m_descriptor < 0 && errno != EEXIST)
+                return;
+        }
+        if (m_descriptor < 0) {
+            if (removeLeftBehind(m_path))
+                continue;
+        } else if (isFree(m_descriptor)) { // else somebody is about to see that it is in use
             writeAt(m_descriptor, 0, content.data(), static_cast<i64>(content.size()));
             return;
         }
-        if (errno != EEXIST)
-            return;
-        if (isLeftBehind(m_path))
-            unlink(m_path.c_str());
-        else
-            sleepMilliseconds(step);
+        Sleep(step);
     }
+    closeFile(std::exchange(m_descriptor, -1));
 }
 
 SettingsLock::~SettingsLock()
 {
-    if (m_descriptor < 0)
-        return;
-    unlink(m_path.c_str());
+    if (m_descriptor >= 0 && leadsTo(m_path, m_descriptor))
+        unlink(m_path.c_str());
     closeFile(m_descriptor);
 }
 
-bool zmu::replaceSettings(const std::string& name, const std::string& text)
+SettingsChange::SettingsChange(const std::string& name)
 {
     const std::unique_ptr<char, void (*)(void*)> target(realpath(name.c_str(), nullptr), std::free);
     if (!target && errno != ENOENT)
-        return false;
-    const std::string file = target ? target.get() : name;
+        return;
+    m_file = target ? target.get() : name;
+    m_mayReplace = eaccess(std::string(folderOf(m_file)).c_str(), W_OK | X_OK) == 0;
+    if (m_mayReplace)
+        m_isAllowed = m_lock.emplace(m_file).isHeld();
+    else
+        m_isAllowed = eaccess(m_file.c_str(), W_OK) == 0;
+}
+
+bool SettingsChange::write(const std::string& text)
+{
+    if (!m_mayReplace) {
+        const Descriptor present{open(m_file.c_str(), O_WRONLY | O_CLOEXEC)};
+        return present.number >= 0 && isWritten(present.number, text) &&
+               resizeFile(present.number, static_cast<i64>(text.size()));
+    }
     mode_t rights = 0644;
     struct stat status = {};
-    const bool isOld = stat(file.c_str(), &status) == 0;
+    const bool isOld = stat(m_file.c_str(), &status) == 0;
     if (isOld)
         rights = status.st_mode & 07777;
-    const std::string folder(folderOf(file));
-    if (access(folder.c_str(), W_OK) == 0) {
-        const std::string fresh = file + '.' + std::to_string(getpid());
-        unlink(fresh.c_str()); // of a process that had this number and was killed
-        const Descriptor made{open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
-        if (isOld && made.number >= 0 && fchown(made.number, status.st_uid, status.st_gid) != 0)
-            rights &= 0777; // somebody else's from now on: not with that one's privileges
-        const bool isReady = made.number >= 0 && isWritten(made.number, text) &&
-                             fchmod(made.number, rights) == 0 &&
-                             rename(fresh.c_str(), file.c_str()) == 0;
-        if (made.number >= 0 && !isReady)
-            unlink(fresh.c_str());
-        return isReady;
-    }
-    const Descriptor present{open(file.c_str(), O_WRONLY | O_CLOEXEC)};
-    return present.number >= 0 && isWritten(present.number, text) &&
-           resizeFile(present.number, static_cast<i64>(text.size()));
+    const std::string fresh = m_file + '.' + std::to_string(getpid());
+    unlink(fresh.c_str()); // of a process that had this number and was killed
+    const Descriptor made{open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)};
+    if (isOld && made.number >= 0 && fchown(made.number, status.st_uid, status.st_gid) != 0)
+        rights &= 0777; // somebody else's from now on: not with that one's privileges
+    const bool isReady = made.number >= 0 && isWritten(made.number, text) &&
+                         fchmod(made.number, rights) == 0 &&
+                         rename(fresh.c_str(), m_file.c_str()) == 0;
+    if (made.number >= 0 && !isReady)
+        unlink(fresh.c_str());
+    return isReady;
 }

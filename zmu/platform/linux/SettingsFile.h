@@ -11,10 +11,11 @@
 
 namespace zmu {
 
-/// The text of a settings file, "" if there is none. Nothing, with the reason in errno, for one
-/// that cannot be read whole: a change would lose the rest of it. One that is empty is given a
-/// moment, since an editor may be writing it anew.
-std::optional<std::string> readSettings(const std::string& file);
+/// The text of a settings file as it was at one moment, "" if there is none. Nothing, with the
+/// reason in errno, for one that cannot be read whole: a change would lose the rest of it. One that
+/// is being written is given a tenth of a second, and so is one that is empty, since an editor may
+/// be writing it anew, unless it `mayBeEmpty`.
+std::optional<std::string> readSettings(const std::string& file, bool mayBeEmpty = false);
 
 /// Whether `text` is a settings file.
 bool isSettingsText(std::string_view text);
@@ -24,7 +25,7 @@ bool isSettingsText(std::string_view text);
 std::optional<std::string> findSetting(std::string_view text, std::string_view section,
                                        std::string_view name);
 
-/// `text` with that setting, in the place of an old one if there is any.
+/// `text` with that setting, as the last one of its section; older ones of that name go.
 std::string withSetting(std::string_view text, std::string_view section, std::string_view name,
                         std::string_view value);
 
@@ -45,9 +46,31 @@ class SettingsLock {
     int m_descriptor = -1;
 };
 
-/// Gives the file, or the one that it is a link to, that text. It is replaced as a whole where its
-/// folder allows that, so that a full disk leaves the old one; who may write only the file itself
-/// writes into it. Whether all of it is on the disk.
-bool replaceSettings(const std::string& file, const std::string& text);
+/// A change of a settings file, which is locked while this object lives. What is read and written
+/// is the file itself where its name is a link.
+class SettingsChange {
+  public:
+    explicit SettingsChange(const std::string& name);
+
+    /// Whether this process may write the file, and has its lock. Who may not make a file beside it
+    /// cannot lock it either, and has only its own value.
+    bool isAllowed() const { return m_isAllowed; }
+
+    std::optional<std::string> read(bool mayBeEmpty) const
+    {
+        return readSettings(m_file, mayBeEmpty);
+    }
+
+    /// Gives the file that text. It is replaced as a whole where its folder allows that, so that a
+    /// full disk leaves the old one; who may write only the file itself writes into it. Whether all
+    /// of it is on the disk.
+    bool write(const std::string& text);
+
+  private:
+    std::string m_file;
+    std::optional<SettingsLock> m_lock;
+    bool m_mayReplace = false;
+    bool m_isAllowed = false;
+};
 
 } // namespace zmu

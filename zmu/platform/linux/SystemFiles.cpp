@@ -17,14 +17,6 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r\v\f";
 
-/// Takes the text up to `separator` off `text`, and the separator too.
-std::string_view take(std::string_view& text, char separator)
-{
-    const std::string_view piece = text.substr(0, text.find(separator));
-    text.remove_prefix(std::min(piece.size() + 1, text.size()));
-    return piece;
-}
-
 std::string_view trim(std::string_view text)
 {
     const std::size_t first = text.find_first_not_of(blanks);
@@ -53,6 +45,13 @@ bool takeCharacter(std::string_view& text, char character)
 }
 
 } // namespace
+
+std::string_view takePart(std::string_view& text, char separator)
+{
+    const std::string_view part = text.substr(0, text.find(separator));
+    text.remove_prefix(std::min(part.size() + 1, text.size()));
+    return part;
+}
 
 // ---- Files ---------------------------------------------------------------------------------------
 
@@ -149,8 +148,8 @@ std::string assignedValue(std::string_view text, std::string_view name)
 {
     std::string value;
     while (!text.empty()) {
-        std::string_view line = trim(take(text, '\n'));
-        if (take(line, '=') == name)
+        std::string_view line = trim(takePart(text, '\n'));
+        if (takePart(line, '=') == name)
             value = unquote(line);
     }
     return value;
@@ -172,8 +171,8 @@ namespace {
 std::string_view fieldValue(std::string_view text, std::string_view field)
 {
     while (!text.empty()) {
-        std::string_view line = take(text, '\n');
-        if (trim(take(line, ':')) == field && !trim(line).empty())
+        std::string_view line = takePart(text, '\n');
+        if (trim(takePart(line, ':')) == field && !trim(line).empty())
             return trim(line);
     }
     return {};
@@ -221,10 +220,10 @@ ProcessorFacts processorFacts(std::string_view cpuInfo)
 std::string userNameOf(std::string_view passwd, unsigned number)
 {
     while (!passwd.empty()) {
-        std::string_view line = take(passwd, '\n');
-        const std::string_view name = take(line, ':');
-        take(line, ':'); // the password
-        std::string_view field = take(line, ':');
+        std::string_view line = takePart(passwd, '\n');
+        const std::string_view name = takePart(line, ':');
+        takePart(line, ':'); // the password
+        std::string_view field = takePart(line, ':');
         unsigned found = 0;
         if (!name.empty() && takeNumber(field, found) && field.empty() && found == number)
             return std::string(name);
@@ -236,14 +235,14 @@ std::string resolverDomain(std::string_view resolvConf)
 {
     std::string domain;
     while (!resolvConf.empty()) {
-        std::string line(trim(take(resolvConf, '\n')));
+        std::string line(trim(takePart(resolvConf, '\n')));
         std::replace(line.begin(), line.end(), '\t', ' ');
         std::string_view rest = line;
-        const std::string_view keyword = take(rest, ' ');
+        const std::string_view keyword = takePart(rest, ' ');
         if (keyword != "domain" && keyword != "search")
             continue;
         rest = trim(rest);
-        domain = take(rest, ' '); // the last line counts
+        domain = takePart(rest, ' '); // the last line counts
     }
     if (domain.ends_with('.'))
         domain.pop_back();
@@ -276,17 +275,17 @@ std::string decodeOctal(std::string_view text)
 /// "27 1 254:0 / / rw,relatime shared:1 - ext4 /dev/vda rw"
 bool parseMount(std::string_view line, Mount& mount)
 {
-    std::string_view id = take(line, ' ');
-    std::string_view parent = take(line, ' ');
+    std::string_view id = takePart(line, ' ');
+    std::string_view parent = takePart(line, ' ');
     if (!takeNumber(id, mount.id) || !takeNumber(parent, mount.parent))
         return false;
-    mount.device = take(line, ' ');
-    mount.part = decodeOctal(take(line, ' '));
-    mount.point = decodeOctal(take(line, ' '));
-    while (!line.empty() && take(line, ' ') != "-") {
+    mount.device = takePart(line, ' ');
+    mount.part = decodeOctal(takePart(line, ' '));
+    mount.point = decodeOctal(takePart(line, ' '));
+    while (!line.empty() && takePart(line, ' ') != "-") {
     }
-    mount.type = take(line, ' ');
-    mount.source = decodeOctal(take(line, ' '));
+    mount.type = takePart(line, ' ');
+    mount.source = decodeOctal(takePart(line, ' '));
     return mount.point.starts_with('/') && mount.point.find('\0') == std::string::npos;
 }
 
@@ -430,7 +429,7 @@ std::vector<Mount> mountsWithinReach(std::string_view mountInfo)
     std::vector<Mount> all;
     while (!mountInfo.empty()) {
         Mount mount;
-        if (parseMount(take(mountInfo, '\n'), mount))
+        if (parseMount(takePart(mountInfo, '\n'), mount))
             all.push_back(std::move(mount));
     }
     const MountWalk walk(all);
