@@ -1,5 +1,6 @@
 #include <zmu/foundation/Mutex.h>
 
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Win32.h>
 
 #include <memory>
@@ -19,31 +20,20 @@ Mutex::~Mutex()
 int Mutex::lock()
 {
     EnterCriticalSection(&m_section.as<CRITICAL_SECTION>());
-    countLock();
     return 0;
 }
 
 bool Mutex::tryLock()
 {
-    if (!TryEnterCriticalSection(&m_section.as<CRITICAL_SECTION>()))
-        return false;
-    countLock();
-    return true;
-}
-
-void Mutex::countLock()
-{
-    // Only the holder writes the count, so it needs no atomic increment.
-    m_lockCount.store(m_lockCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    return TryEnterCriticalSection(&m_section.as<CRITICAL_SECTION>());
 }
 
 bool Mutex::unlock()
 {
-    const ulong32 count = m_lockCount.load(std::memory_order_relaxed);
-    if (count == 0)
+    auto& section = m_section.as<CRITICAL_SECTION>();
+    if (!zmu::isOwner(section))
         return false;
-    m_lockCount.store(count - 1, std::memory_order_relaxed);
-    LeaveCriticalSection(&m_section.as<CRITICAL_SECTION>());
+    LeaveCriticalSection(&section);
     return true;
 }
 

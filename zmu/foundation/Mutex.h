@@ -9,9 +9,6 @@
 
 #include <zmu/foundation/Export.h>
 #include <zmu/foundation/PlatformRoom.h>
-#include <zmu/foundation/Types.h>
-
-#include <atomic>
 
 /// A recursive lock within the process. A thread that takes it several times must release it as
 /// often. Every operation may be called from any thread.
@@ -29,17 +26,12 @@ class ZMU_API Mutex {
     /// Takes the lock if that needs no waiting. Whether it did.
     bool tryLock();
 
-    /// Releases the lock once. Returns false, and does nothing, when nobody holds it. A thread that
-    /// does not hold it must not call this while another does: that case is not detected.
+    /// Releases the lock once. Returns false, and does nothing, when the calling thread does not
+    /// hold it.
     bool unlock();
 
   private:
-    void countLock();
-
-    zmu::PlatformRoom<64> m_section; ///< The platform's lock.
-    /// How often the lock is held and not yet released. Changed by the holder only; unlock() reads
-    /// it before it knows whether it is the holder.
-    std::atomic<zmu::ulong32> m_lockCount = 0;
+    zmu::PlatformRoom<80> m_section; ///< The platform's lock, which counts how often it is held.
 };
 
 /// The lock of a data set: a Mutex under a name of its own.

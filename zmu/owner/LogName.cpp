@@ -10,6 +10,7 @@
 #include <zmu/owner/internal/ProgramFile.h>
 #include <zmu/platform/Files.h>
 #include <zmu/platform/Threads.h>
+#include <zmu/platform/Win32.h>
 
 #include <cwchar>
 #include <string>
@@ -74,7 +75,7 @@ std::wstring claimName(const std::wstring& beginning, const std::wstring& extens
         wasMade = result == Claim::Made;
         if (result != Claim::Taken || isCut)
             return name;
-        sleepMilliseconds(untilNextMillisecond);
+        Sleep(untilNextMillisecond);
     }
     return {};
 }

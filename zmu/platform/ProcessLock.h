@@ -8,6 +8,9 @@
 
 namespace zmu {
 
+/// Whether the calling thread has entered `section`.
+bool isOwner(const CRITICAL_SECTION& section);
+
 /// A static object of this type is never destroyed, so that whatever ends last may still use it. A
 /// process that is forked off finds it free (see Threads.h). It must not be a function's: a fork in
 /// the midst of the first call would leave the child waiting for the end of it.

@@ -13,13 +13,10 @@ u64 threadSerial();
 /// process cannot be forked, always 0.
 ///
 /// Around a fork the library takes its locks, so that a child finds what they guard whole, and them
-/// free. It waits a quarter of a second for one. One that another thread holds for longer, with a
-/// dialog of its host open for one, is free in the child all the same: what that thread was doing
-/// ends there.
+/// free. It waits a quarter of a second for all of them. One that another thread holds for longer,
+/// with a dialog of its host open for one, is free in the child all the same: what that thread was
+/// doing ends there.
 unsigned forkCount();
-
-/// Lets at least so much time pass.
-void sleepMilliseconds(unsigned milliseconds);
 
 /// In a handler of any exception: where a thread ends by unwinding, and that is what was caught,
 /// goes on with the end, which nothing may stop. Otherwise returns.

@@ -172,6 +172,7 @@ struct CRITICAL_SECTION {
     unsigned depth = 0;               ///< How often the owner has entered.
     CRITICAL_SECTION* next = nullptr; ///< All that are in use, for a process that forks.
     CRITICAL_SECTION* previous = nullptr;
+    bool isEnteredByFork = false; ///< The thread that forks is its owner for that.
 };
 void InitializeCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
@@ -286,17 +287,18 @@ inline constexpr DWORD REG_SZ = 1;
 inline constexpr DWORD REG_DWORD = 4;
 
 /// Opens a key under HKEY_LOCAL_MACHINE, of which all may be read and what the process has the
-/// right for be written. Without a file the key is there and has no values. 2 for another key, 5
-/// without the right to read a file, 1392 when what it holds is no settings. Balance with
-/// RegCloseKey.
+/// right for be written. What it holds is read here. Without a file the key is there and has no
+/// values. 2 for another key, 5 without the right to read a file, 1392 when what it holds is no
+/// settings. Balance with RegCloseKey.
 long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD options, DWORD access, HKEY* opened);
 /// Reads a value into the `*size` bytes of `data`; `*type` and `*size` become those of the value,
 /// also when it has no room (234). 2 when there is none. Where there is no file at all, and the
 /// process may not make one, each value is the number 0.
 long RegQueryValueExW(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type, u8* data,
                       DWORD* size);
-/// Writes a REG_DWORD at once. 5 without the right to, and while another process has held the file
-/// for more than a second; 29 when the file does not hold the value then.
+/// Writes a REG_DWORD at once, unless another process has written that value since the key was
+/// opened, which then counts as the later one. 5 without the right to, and while another process
+/// has held the file for more than a second; 29 when the file does not hold the value then.
 long RegSetValueExW(HKEY key, const wchar_t* name, DWORD reserved, DWORD type, const u8* data,
                     DWORD size);
 long RegCloseKey(HKEY key);

@@ -53,11 +53,26 @@ TEST(Locks, LoadingModuleSearchesBesideTheFirstSearch)
     EXPECT_EQ(child.wait().status, 0);
 }
 
-TEST(Locks, ForkAwaitsAHolderThatMakesLocks)
+TEST(Locks, ForkAwaitsAHolderThatMakesLocksAndNotThoseThatStay)
 {
+    constexpr milliseconds tooLong{2000}; // a quarter of a second is what is told
     ASSERT_EQ(pthread_atfork([] { ++forks; }, nullptr, nullptr), 0);
+    std::vector<CriticalSection> kept(10);
+    std::atomic<bool> areKept = false;
+    std::atomic<bool> isOver = false;
+    std::thread keeper([&] {
+        for (Mutex& section : kept)
+            section.lock();
+        areKept = true;
+        while (!isOver)
+            std::this_thread::sleep_for(milliseconds(1));
+        for (Mutex& section : kept)
+            section.unlock();
+    });
     bool hasWaited = false;
-    for (int i = 0; i < 5 && !hasWaited; ++i) { // a machine under load may be late once
+    bool wasSoon = false;
+    for (int i = 0; i < 5 && !(hasWaited && wasSoon);
+         ++i) { // a machine under load may be late once
         Mutex mutex;
         std::atomic<bool> isHeld = false;
         std::atomic<bool> isDone = false;
@@ -70,15 +85,52 @@ TEST(Locks, ForkAwaitsAHolderThatMakesLocks)
             const auto end = steady_clock::now() + milliseconds(20);
             do {
                 const CriticalSection other;
+                const zr::SystemTime now;
             } while (steady_clock::now() < end);
             isDone = true;
         });
-        while (!isHeld)
+        while (!isHeld || !areKept)
             std::this_thread::yield();
-        hasWaited = Child([&] { return isDone ? 0 : 1; }).wait().status == 0;
+        const auto start = steady_clock::now();
+        hasWaited = Child([&] { return isDone && kept[0].tryLock() ? 0 : 1; }).wait().status == 0;
+        wasSoon = steady_clock::now() - start < tooLong;
         holder.join();
     }
-    EXPECT_TRUE(hasWaited);
+    isOver = true;
+    keeper.join();
+    EXPECT_TRUE(hasWaited && wasSoon);
+}
+
+namespace {
+
+/// What a fork of this process does in handlers that the library's run within.
+void (*aroundForks)() = nullptr;
+
+__attribute__((no_sanitize("address", "thread", "undefined"))) void watchForks(int, char**, char**)
+{
+    const auto handler = [] {
+        if (aroundForks)
+            aroundForks();
+    };
+    pthread_atfork(handler, handler, handler);
+}
+/// Before the libraries of the program are initialised.
+__attribute__((section(".preinit_array"), used)) void (*const beforeLibraries)(int, char**,
+                                                                               char**) = watchForks;
+
+} // namespace
+
+TEST(Locks, ForkWaitsForNoHandlerOfItsOwn)
+{
+    Child forking([] {
+        aroundForks = [] {
+            CriticalSection section;
+            const Synchronized guard(section);
+            const zr::SystemTime now;
+        };
+        return Child([] { return 0; }).wait().status;
+    });
+    EXPECT_EQ(forking.wait().status, 0);
 }
 
 TEST(Locks, ChildrenOfABusyProcessFindAllFree)

@@ -1,4 +1,5 @@
 // Identity of threads and processes, and the lock that its owner may enter again.
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/BriefLock.h>
@@ -9,12 +10,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <memory>
+#include <mutex>
 #include <utility>
-
-#if defined(__SANITIZE_THREAD__)
-#include <sanitizer/tsan_interface.h>
-#endif
 
 namespace {
 
@@ -70,10 +69,13 @@ bool enterAgain(CRITICAL_SECTION& section, DWORD self)
     return true;
 }
 
+constinit thread_local unsigned s_ownedCount = 0; ///< Sections that the thread is the owner of.
+
 void becomeOwner(CRITICAL_SECTION& section, DWORD self)
 {
     section.owner.store(self, std::memory_order_relaxed);
     section.depth = 1;
+    ++s_ownedCount;
 }
 
 // ---- Forks ---------------------------------------------------------------------------------------
@@ -82,155 +84,101 @@ void becomeOwner(CRITICAL_SECTION& section, DWORD self)
 /// section makes others, and takes them back.
 constinit CRITICAL_SECTION* s_sections = nullptr;
 constinit std::mutex s_sectionsLock;
-/// The section that a fork waits for without the list's lock; it stays for so long.
-constinit CRITICAL_SECTION* s_awaited = nullptr;
 constinit std::mutex s_briefLock;
-constinit std::mutex s_forkLock; ///< One fork at a time.
-constinit std::atomic<bool> s_isForkPending = false;
+constinit std::mutex s_forkLock;           ///< One fork at a time.
+constinit std::atomic<DWORD> s_forker = 0; ///< The thread that forks, 0 for none.
 constinit std::atomic<unsigned> s_forkCount = 0;
 
-constinit std::atomic<DWORD> s_lastThread = 0;
+constinit std::atomic<u64> s_lastThread = 0;
 
 constinit thread_local int s_holdDepth = 0; ///< Of CancellationHold: the outermost one does it.
 
-/// Moments by the clock of acquireUntil.
-timespec later(const timespec& moment, long milliseconds)
+/// Whether the calling thread is the one that forks. It has all of these locks, and comes here
+/// again where handlers of the host's report or make monitors, of which those that were registered
+/// before the library's run within them.
+bool isForker()
 {
-    constexpr long ofSecond = 1'000'000'000;
-    const long nanoseconds = moment.tv_nsec + milliseconds * 1'000'000;
-    return {moment.tv_sec + nanoseconds / ofSecond, nanoseconds % ofSecond};
-}
-bool isBefore(const timespec& left, const timespec& right)
-{
-    return left.tv_sec < right.tv_sec ||
-           (left.tv_sec == right.tv_sec && left.tv_nsec < right.tv_nsec);
-}
-timespec now()
-{
-    timespec moment{};
-    clock_gettime(CLOCK_MONOTONIC, &moment);
-    return moment;
+    return s_forker.load(std::memory_order_relaxed) == GetCurrentThreadId();
 }
 
-/// Takes a mutex, waiting until `end` at most.
-bool lockUntil(std::mutex& mutex, const timespec& end)
+std::unique_lock<std::mutex> holdSections()
 {
-    // The thread sanitizer does not know the function: it is told what becomes of the mutex.
-#if defined(__SANITIZE_THREAD__)
-    __tsan_mutex_pre_lock(&mutex, __tsan_mutex_try_lock);
-#endif
-    const bool isTaken = pthread_mutex_clocklock(mutex.native_handle(), CLOCK_MONOTONIC, &end) == 0;
-#if defined(__SANITIZE_THREAD__)
-    __tsan_mutex_post_lock(
-        &mutex, __tsan_mutex_try_lock | (isTaken ? 0U : __tsan_mutex_try_lock_failed), 0);
-#endif
-    return isTaken;
+    return isForker() ? std::unique_lock<std::mutex>() : std::unique_lock(s_sectionsLock);
 }
 
-/// Enters, waiting until `end` at most.
-bool enterUntil(CRITICAL_SECTION& section, const timespec& end)
+/// A fork that waits for a section is not as quick as threads that take it in turns: they give it
+/// some time, unless it may be waiting for this very thread, or is this thread's.
+void letForkGoFirst()
 {
-    const DWORD self = GetCurrentThreadId();
-    if (enterAgain(section, self))
-        return true;
-    if (!lockUntil(section.gate, end))
-        return false;
-    becomeOwner(section, self);
-    return true;
+    constexpr int triesQty = 20;
+    for (int i = 0; i < triesQty && s_forker != 0 && s_ownedCount == 0 && !isForker(); ++i)
+        Sleep(1);
 }
 
-void leaveAll(const CRITICAL_SECTION* end)
+/// Enters all sections that are free now. Whether that were all.
+bool enterFreeOnes()
 {
-    for (CRITICAL_SECTION* section = s_sections; section != end; section = section->next) {
-        if (section->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
+    bool areAll = true;
+    for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
+        if (!section->isEnteredByFork)
+            section->isEnteredByFork = TryEnterCriticalSection(section);
+        areAll = areAll && section->isEnteredByFork;
+    }
+    return areAll;
+}
+
+void leaveThose()
+{
+    for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
+        if (std::exchange(section->isEnteredByFork, false))
             LeaveCriticalSection(section);
     }
 }
 
-bool holdsAny(DWORD thread)
-{
-    const std::lock_guard guard(s_sectionsLock);
-    for (const CRITICAL_SECTION* section = s_sections; section; section = section->next) {
-        if (section->owner.load(std::memory_order_relaxed) == thread)
-            return true;
-    }
-    return false;
-}
-
-/// A fork that waits for a section is not as quick as threads that take it in turns: they give it
-/// some time, unless it may be waiting for this very thread.
-void letForkGoFirst(DWORD self)
-{
-    constexpr int triesQty = 20;
-    for (int i = 0; i < triesQty && s_isForkPending && !holdsAny(self); ++i)
-        Sleep(1);
-}
-
-constexpr long patience = 250; // milliseconds
-
-/// Enters all sections, one of which, `entered`, may be so already. With one that is not free soon
-/// it leaves them all again and returns that one. Where one is known to be `kept`, it goes without
-/// those that are, and returns null.
-CRITICAL_SECTION* enterAll(CRITICAL_SECTION* entered, const CRITICAL_SECTION* kept)
-{
-    constexpr long moment = 2; // milliseconds
-    for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
-        const long wait = section == kept ? 0 : kept ? patience : moment;
-        if (section == entered || enterUntil(*section, later(now(), wait)) || kept)
-            continue;
-        leaveAll(section);
-        if (entered && entered->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
-            LeaveCriticalSection(entered); // which stands further back
-        return section;
-    }
-    return nullptr;
-}
-
-/// Takes the list's lock, and all sections that nobody keeps for long. A thread that holds one and
-/// waits for another, or for the list, never meets this one waiting for the first with the other in
-/// hand: where a section is not free soon all are left again, and the wait is for that one.
+/// Takes the list's lock, and all sections that nobody keeps for long. For most of its time it has
+/// either all of them or, while it waits, none, nor the list's lock: so whoever holds one can take
+/// others, and make some, and come to an end. What is not free by then is in use for long, by a
+/// dialog for one; of the rest it keeps what it gets.
 void beforeFork()
 {
-    constexpr long patienceInAll = 2000; // milliseconds
+    using std::chrono::milliseconds;
+    constexpr milliseconds patience{230};
+    constexpr milliseconds patienceForTheRest{20};
+    constexpr DWORD step = 1; // milliseconds
     s_forkLock.lock();
-    s_isForkPending = true;
+    s_forker = GetCurrentThreadId();
+    const auto end = std::chrono::steady_clock::now() + patience;
     s_sectionsLock.lock();
-    const timespec end = later(now(), patienceInAll);
-    CRITICAL_SECTION* entered = nullptr;
-    const CRITICAL_SECTION* kept = nullptr;
-    while (CRITICAL_SECTION* const missing = enterAll(entered, kept)) {
-        s_awaited = missing;
+    while (!enterFreeOnes()) {
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= end + patienceForTheRest)
+            break;
+        if (now >= end) {
+            Sleep(step);
+            continue;
+        }
+        leaveThose();
         s_sectionsLock.unlock();
-        entered = enterUntil(*missing, later(now(), patience)) ? missing : nullptr;
+        Sleep(step);
         s_sectionsLock.lock();
-        s_awaited = nullptr;
-        if (!entered || !isBefore(now(), end))
-            kept = missing;
     }
     s_briefLock.lock();
 }
 
 void afterFork()
 {
+    leaveThose();
     s_briefLock.unlock();
-    s_isForkPending = false;
+    s_forker = 0;
     s_sectionsLock.unlock();
     s_forkLock.unlock();
-}
-
-void afterForkInParent()
-{
-    leaveAll(nullptr);
-    afterFork();
 }
 
 void afterForkInChild()
 {
     for (CRITICAL_SECTION* section = s_sections; section; section = section->next) {
-        if (section->owner.load(std::memory_order_relaxed) == GetCurrentThreadId()) {
-            LeaveCriticalSection(section);
+        if (section->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
             continue;
-        }
         // Its holder is no thread of this process.
         std::construct_at(&section->gate);
         section->owner.store(0, std::memory_order_relaxed);
@@ -243,31 +191,29 @@ void afterForkInChild()
 /// From the time on when the library is loaded, and so before its hosts: what they do before a fork
 /// then comes first, and they may take locks there under which they report.
 struct ForkWatch {
-    ForkWatch() { pthread_atfork(beforeFork, afterForkInParent, afterForkInChild); }
+    ForkWatch() { pthread_atfork(beforeFork, afterFork, afterForkInChild); }
 };
 const ForkWatch forkWatch;
 
 } // namespace
 
+u64 zmu::threadSerial()
+{
+    constinit thread_local u64 serial = 0;
+    while (static_cast<DWORD>(serial) == 0) // which is the thread's identity
+        serial = ++s_lastThread;
+    return serial;
+}
+
 DWORD GetCurrentThreadId()
 {
     // The system's own number is another one in the child of a fork.
-    thread_local DWORD id = 0;
-    while (id == 0)
-        id = static_cast<DWORD>(++s_lastThread);
-    return id;
+    return static_cast<DWORD>(zmu::threadSerial());
 }
 
 unsigned zmu::forkCount()
 {
     return s_forkCount.load(std::memory_order_relaxed);
-}
-
-u64 zmu::threadSerial()
-{
-    static std::atomic<u64> last = 0;
-    thread_local const u64 serial = ++last;
-    return serial;
 }
 
 // The runtime hands out a thread's end without an object: the reference in the handler is null.
@@ -279,16 +225,6 @@ __attribute__((no_sanitize("null"))) void zmu::resumeThreadExit()
         throw;
     } catch (...) {
         return;
-    }
-}
-
-void zmu::sleepMilliseconds(unsigned milliseconds)
-{
-    constexpr unsigned ofSecond = 1000;
-    constexpr long nanoseconds = 1000000; // of a millisecond
-    timespec left{static_cast<time_t>(milliseconds / ofSecond),
-                  static_cast<long>(milliseconds % ofSecond) * nanoseconds};
-    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
     }
 }
 
@@ -310,7 +246,8 @@ void InitializeCriticalSection(CRITICAL_SECTION* section)
 {
     section->owner.store(0, std::memory_order_relaxed);
     section->depth = 0;
-    const std::lock_guard guard(s_sectionsLock);
+    section->isEnteredByFork = false;
+    const auto hold = holdSections();
     section->previous = nullptr;
     section->next = std::exchange(s_sections, section);
     if (section->next)
@@ -319,12 +256,7 @@ void InitializeCriticalSection(CRITICAL_SECTION* section)
 
 void DeleteCriticalSection(CRITICAL_SECTION* section)
 {
-    std::unique_lock guard(s_sectionsLock);
-    while (section == s_awaited) { // not for long: nobody else holds it now
-        guard.unlock();
-        Sleep(1);
-        guard.lock();
-    }
+    const auto hold = holdSections();
     (section->previous ? section->previous->next : s_sections) = section->next;
     if (section->next)
         section->next->previous = section->previous;
@@ -335,8 +267,8 @@ void EnterCriticalSection(CRITICAL_SECTION* section)
     const DWORD self = GetCurrentThreadId();
     if (enterAgain(*section, self))
         return;
-    if (s_isForkPending.load(std::memory_order_relaxed))
-        letForkGoFirst(self);
+    if (s_forker.load(std::memory_order_relaxed) != 0)
+        letForkGoFirst();
     acquire(*section);
     becomeOwner(*section, self);
 }
@@ -357,19 +289,27 @@ void LeaveCriticalSection(CRITICAL_SECTION* section)
     if (--section->depth != 0)
         return;
     section->owner.store(0, std::memory_order_relaxed);
+    --s_ownedCount;
     section->gate.unlock();
+}
+
+bool zmu::isOwner(const CRITICAL_SECTION& section)
+{
+    return section.owner.load(std::memory_order_relaxed) == GetCurrentThreadId();
 }
 
 zmu::BriefLock::BriefLock()
 {
-    if (s_isForkPending)
-        letForkGoFirst(GetCurrentThreadId());
+    if (isForker())
+        return;
+    letForkGoFirst();
     s_briefLock.lock();
 }
 
 zmu::BriefLock::~BriefLock()
 {
-    s_briefLock.unlock();
+    if (!isForker())
+        s_briefLock.unlock();
 }
 
 zmu::CancellationHold::CancellationHold()

@@ -1,5 +1,5 @@
+#include <zmu/platform/ProcessLock.h>
 #include <zmu/platform/Threads.h>
-
 #include <zmu/platform/Win32.h>
 
 #include <atomic>
@@ -49,14 +49,14 @@ u64 zmu::threadSerial()
     return serial;
 }
 
+bool zmu::isOwner(const CRITICAL_SECTION& section)
+{
+    return reinterpret_cast<std::uintptr_t>(section.OwningThread) == GetCurrentThreadId();
+}
+
 unsigned zmu::forkCount()
 {
     return 0;
-}
-
-void zmu::sleepMilliseconds(unsigned milliseconds)
-{
-    Sleep(milliseconds);
 }
 
 void zmu::resumeThreadExit() {} // A thread's end is no exception here.
