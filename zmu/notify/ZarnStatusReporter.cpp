@@ -5,12 +5,14 @@
 #include <zmu/monitor/Zarn.h>
 #include <zmu/notify/StatusCodes.h>
 #include <zmu/platform/EntryPoint.h>
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
 #include <cstdarg>
 #include <utility>
 
 namespace status = zmu::status;
+using zmu::CancellationHold;
 
 ZarnStatusReporter* ZarnStatusReporter::m_loneInstance = nullptr;
 std::atomic<int> ZarnStatusReporter::m_DX_Code1 = status::Success;
@@ -47,7 +49,7 @@ void flushDisplayServer()
             flush();
     } catch (...) {
         // The text is in the window: what becomes of it elsewhere is the server's affair.
-        return;
+        zmu::resumeThreadExit();
     }
 }
 
@@ -107,6 +109,7 @@ ZarnStatusReporter* ZarnStatusReporter::create(const wchar_t* title, ulong32 sty
                                                int dialogID, int textControlID, DLGPROC procedure,
                                                HWND parent)
 {
+    const CancellationHold hold;
     clearDiagnostics();
     if (m_loneInstance) {
         fail(status::ResourceSecond);
@@ -119,6 +122,7 @@ ZarnStatusReporter* ZarnStatusReporter::create(const wchar_t* title, ulong32 sty
         failFirst(code);
         return nullptr;
     } catch (...) {
+        zmu::resumeThreadExit();
         fail(status::ResourceUnexpected);
         return nullptr;
     }
@@ -128,6 +132,7 @@ ZarnStatusReporter* ZarnStatusReporter::create(const wchar_t* title, ulong32 sty
 ZarnStatusReporter* ZarnStatusReporter::create(HWND dialog, int textControlID, DLGPROC procedure,
                                                const wchar_t* resourceFile, ulong32 loadFlags)
 {
+    const CancellationHold hold;
     clearDiagnostics();
     if (m_loneInstance) {
         fail(status::AdoptSecond);
@@ -140,6 +145,7 @@ ZarnStatusReporter* ZarnStatusReporter::create(HWND dialog, int textControlID, D
         failFirst(code);
         return nullptr;
     } catch (...) {
+        zmu::resumeThreadExit();
         fail(status::AdoptUnexpected);
         return nullptr;
     }
@@ -153,6 +159,7 @@ ZarnStatusReporter* ZarnStatusReporter::getLoneInstance()
 
 void ZarnStatusReporter::destroy()
 {
+    const CancellationHold hold;
     delete std::exchange(m_loneInstance, nullptr);
 }
 
@@ -407,6 +414,7 @@ bool ZarnStatusReporter::updateDisplay() const
 
 bool ZarnStatusReporter::updateDisplay(const wchar_t* text) const
 {
+    const CancellationHold hold;
     clearDiagnostics();
     if (!isViable() || !text || !m_textControl || !IsWindow(m_textControl))
         return fail(status::NotUsable);
@@ -425,6 +433,7 @@ bool ZarnStatusReporter::updateDisplay(const wchar_t* text) const
 
 bool ZarnStatusReporter::updateDisplay(unsigned int stringID, HINSTANCE module) const
 {
+    const CancellationHold hold;
     clearDiagnostics();
     m_textMessage.clear();
     auto* const source = module ? module : m_resourceModule;
@@ -434,6 +443,7 @@ bool ZarnStatusReporter::updateDisplay(unsigned int stringID, HINSTANCE module) 
     try {
         count = zmu::loadString(source, stringID, m_textMessage.writable(), textMax);
     } catch (...) {
+        zmu::resumeThreadExit();
         SetLastError(ERROR_SUCCESS);
     }
     m_textMessage.setUsed(textMax);

@@ -45,13 +45,13 @@ class ZMU_API ZarnStatusReporter {
     /// loaded by name with `loadFlags`; the text control's ID is 8 to 57343. Of `styles` the high
     /// 16 bits count: 0x10000 keeps it above other windows. Null for `procedure` means the built-in
     /// one, which gives the dialog the desktop's colours and font and centres it. `title` and
-    /// `parent` may be null. Null on failure: 12 to 16, 20, 21, 31 to 33.
+    /// `parent` may be null. Null on failure: 12 to 15, 20, 21, 31 to 33.
     static ZarnStatusReporter* create(const wchar_t* title, zmu::ulong32 styles,
                                       const wchar_t* resourceFile, zmu::ulong32 loadFlags,
                                       int dialogID, int textControlID, DLGPROC procedure,
                                       HWND parent);
     /// Adopts a dialog with its own procedure, which stays the caller's. Null on failure: 12, 13,
-    /// 17 to 19, 22, 23, 31 to 33.
+    /// 17, 18, 22, 23, 31 to 33.
     static ZarnStatusReporter* create(HWND dialog, int textControlID, DLGPROC procedure,
                                       const wchar_t* resourceFile, zmu::ulong32 loadFlags);
     /// Destroys the reporter, if there is one, and the dialog unless it was adopted.
@@ -116,6 +116,7 @@ class ZMU_API ZarnStatusReporter {
     static zmu::ulong32 getDX_Code2();
 
   protected:
+    // For subclasses. They throw the status as an int: those above, and 16 or 19 beside a reporter.
     ZarnStatusReporter(const wchar_t* title, zmu::ulong32 styles, const wchar_t* resourceFile,
                        zmu::ulong32 loadFlags, int dialogID, int textControlID, DLGPROC procedure,
                        HWND parent);

@@ -12,6 +12,7 @@
 
 #include <netinet/in.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -232,7 +233,7 @@ TEST_F(WindowProgram, OfAHostThatForksWhileThreadsCallIsNotTheChilds)
     caller.join();
 }
 
-TEST_F(WindowProgram, ServesNoHandleThatWasNotGivenAndNoProcedureThatThrows)
+TEST_F(WindowProgram, ServesNoHandleThatWasNotGivenAndGoesWithAProcedureThatThrows)
 {
     for (u64 place = 0; place < 64; ++place)
         EXPECT_FALSE(IsWindow(reinterpret_cast<HWND>((u64{1} << 40) + place)));
@@ -252,6 +253,23 @@ TEST_F(WindowProgram, ServesNoHandleThatWasNotGivenAndNoProcedureThatThrows)
     EXPECT_TRUE(reporter->updateDisplay(L"no display server"));
     EXPECT_EQ(GetLastError(), 0u);
     ZarnStatusReporter::destroy();
+    EXPECT_TRUE(areProgramsGone());
+
+    const DLGPROC leave = [](HWND, unsigned int, u64, i64) -> i64 { pthread_exit(nullptr); };
+    std::thread([=] { makeReporter(leave); }).join();
+    EXPECT_EQ(ZarnStatusReporter::getLoneInstance(), nullptr);
+    EXPECT_TRUE(areProgramsGone());
+    HWND dialog = nullptr;
+    std::thread([&] {
+        dialog = makeDialog([](HWND, unsigned int message, u64, i64) -> i64 {
+            constexpr unsigned int end = 2;
+            if (message == end)
+                pthread_exit(nullptr);
+            return 0;
+        });
+        DestroyWindow(dialog);
+    }).join();
+    EXPECT_FALSE(IsWindow(dialog));
     EXPECT_TRUE(areProgramsGone());
 }
 

@@ -135,7 +135,12 @@ class Fields {
         // One thread at a time, or all would find room for one message. Those that have waited for
         // another that found none do not wait anew.
         const auto end = Clock::now() + patience;
-        const std::lock_guard guard(s_sender);
+        while (!s_sender.try_lock()) {
+            if (Clock::now() >= end)
+                return ERROR_TIMEOUT; // the journal's own call has no limit
+            Sleep(1);
+        }
+        const std::lock_guard guard(s_sender, std::adopt_lock);
         const DWORD error = awaitJournal(end);
         return error ? error
                      : toSystemError(-send(vectors.data(), static_cast<int>(vectors.size())));

@@ -223,11 +223,10 @@ std::string_view toBytes(std::wstring_view text, char* bytes)
 
 std::chrono::seconds learnPatience()
 {
-    constexpr int usual = 5;
     constexpr int most = 3600;
     const char* const asked = std::getenv("ZMU_WINDOW_SECONDS");
-    const int seconds = asked ? std::atoi(asked) : usual;
-    return std::chrono::seconds(seconds >= 1 && seconds <= most ? seconds : usual);
+    const int seconds = asked ? std::atoi(asked) : 0;
+    return seconds >= 1 && seconds <= most ? std::chrono::seconds(seconds) : usualPatience;
 }
 
 bool isSet(const char* variable)

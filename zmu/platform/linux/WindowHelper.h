@@ -20,6 +20,8 @@ namespace zmu::window {
 /// ERROR_REQUIRES_INTERACTIVE_WINDOWSTATION.
 bool hasDisplay();
 
+inline constexpr std::chrono::seconds usualPatience{5};
+
 /// One such program, or none. It may take five seconds to start, and for each answer, or as many as
 /// the environment variable ZMU_WINDOW_SECONDS says: 1 to 3600, for a display that is far away. One
 /// that takes longer is given up: it is ended, and its window with it.
@@ -53,7 +55,6 @@ class WindowHelper {
 
   private:
     using Clock = std::chrono::steady_clock;
-    using Seconds = std::chrono::seconds;
 
     bool launch();
     bool send(const Request& request, std::string_view text);
@@ -63,7 +64,7 @@ class WindowHelper {
     int m_socket = -1;
     int m_process = -1; ///< A descriptor of the program.
     pid_t m_host = 0;   ///< A child that the host has forked is not the host.
-    Seconds m_patience{5};
+    std::chrono::seconds m_patience = usualPatience;
 };
 
 } // namespace zmu::window

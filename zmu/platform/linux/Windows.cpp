@@ -182,6 +182,15 @@ int withText(HWND window, Body body)
     return body(std::wstring_view(use.isControl() ? use->text : use->title));
 }
 
+BOOL removeWindow(HWND window)
+{
+    Use use(window);
+    if (!use.isThere())
+        return FALSE;
+    use.remove();
+    return TRUE;
+}
+
 /// UTF-8 of `text`: the bytes written, or with no `buffer` the bytes that it needs.
 int toNarrow(std::wstring_view text, char* buffer, int size)
 {
@@ -214,8 +223,7 @@ HWND CreateDialogParamW(HINSTANCE, const wchar_t*, HWND parent, DLGPROC procedur
         if (procedure)
             procedure(window, WM_INITDIALOG, 0, parameter);
     } catch (...) {
-        if (Use use(window); use.isThere())
-            use.remove();
+        removeWindow(window);
         zmu::resumeThreadExit();
         SetLastError(ERROR_GEN_FAILURE);
         return nullptr;
@@ -240,13 +248,12 @@ BOOL DestroyWindow(HWND window)
         if (procedure)
             procedure(window, WM_DESTROY, 0, 0);
     } catch (...) {
-        zmu::resumeThreadExit(); // Anything else does not keep the window.
+        // Nothing that it does keeps the window.
+        const BOOL isRemoved = removeWindow(window);
+        zmu::resumeThreadExit();
+        return isRemoved;
     }
-    Use use(window);
-    if (!use.isThere())
-        return FALSE;
-    use.remove();
-    return TRUE;
+    return removeWindow(window);
 }
 
 // ---- State -------------------------------------------------------------------------------------
