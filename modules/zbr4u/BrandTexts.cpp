@@ -87,7 +87,8 @@ bool readLine(std::string_view line, BrandTexts& texts)
 
 const BrandTexts& builtInTexts()
 {
-    static const BrandTexts texts = {
+    static const BrandTexts& texts = *new BrandTexts{
+        // which the process may ask for as it ends
         {0, "https://www.quorvane.example/knowledge"}, // company: knowledge base
         {1, "Quorvane Incorporated"},                  // company: long name
         {2, "Quorvane"},                               // company: short name

@@ -10,24 +10,23 @@
 
 namespace {
 
-using Texts = std::shared_ptr<const zbr4u::BrandTexts>;
-
 class TableBrander final : public ZRpbr {
   public:
-    explicit TableBrander(const Texts& texts) : m_texts(texts) {}
+    explicit TableBrander(const zbr4u::BrandTexts& texts) : m_texts(texts) {}
 
     int getInterfaceVersion() const override { return 1; }
     const wchar_t* getBrandText(int id, wchar_t* buffer, u64 capacity) const override;
 
   private:
-    const Texts m_texts;
+    const zbr4u::BrandTexts& m_texts;
 };
 
 TableBrander* s_brander = nullptr;
 int s_status = zbr4u::Success;
 /// Those that could be read last. A process whose log is replaced makes the brander anew, and a
-/// mistake in a file that was sound when it began does not end its logs.
-Texts s_texts;
+/// mistake in a file that was sound when it began does not end its logs. They are never destroyed:
+/// the process may report until its very end.
+const zbr4u::BrandTexts* s_texts = nullptr;
 
 /// The code point at `text`, which is valid UTF-8, and steps behind it.
 char32_t takeCodePoint(const char*& text)
@@ -60,8 +59,8 @@ const wchar_t* TableBrander::getBrandText(int id, wchar_t* buffer, u64 capacity)
     if (!buffer || capacity == 0)
         return buffer;
     buffer[0] = L'\0';
-    const auto text = m_texts->find(id);
-    if (text == m_texts->end())
+    const auto text = m_texts.find(id);
+    if (text == m_texts.end())
         return buffer;
     const std::wstring wide = widen(text->second);
     if (wide.size() < capacity)
@@ -82,15 +81,15 @@ ZRpbr* ZRpbr::create(int)
     if (s_brander)
         return s_brander;
     try {
-        const auto texts = std::make_shared<zbr4u::BrandTexts>(zbr4u::builtInTexts());
+        auto texts = std::make_unique<zbr4u::BrandTexts>(zbr4u::builtInTexts());
         s_status = zbr4u::readTexts(zbr4u::textsFile(), *texts);
         if (s_status == zbr4u::Success)
-            s_texts = texts;
+            delete std::exchange(s_texts, texts.release());
     } catch (...) {
         s_status = zbr4u::NoMemory;
     }
     if (s_texts) {
-        s_brander = new (std::nothrow) TableBrander(s_texts);
+        s_brander = new (std::nothrow) TableBrander(*s_texts);
         if (!s_brander)
             s_status = zbr4u::NoMemory;
     }

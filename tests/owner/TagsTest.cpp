@@ -243,8 +243,7 @@ TEST_F(Tags, OfAProcessOutliveAMistakeInItsTexts)
     folder.write("zbr4u.ini", "2=other\nbroken\n");
     Traces traces;
     const Owner owner;
-    EXPECT_TRUE(traces.take().contains("keeps its earlier texts, since it cannot use the new ones "
-                                       "(status 1002)"));
+    EXPECT_TRUE(traces.take().contains("the brander was made with status 1002"));
     EXPECT_EQ(tagOf(owner, Zarn_FORM_TAG_COMPANY_NAME_SHORT), "short");
 }
 

@@ -12,6 +12,7 @@
 #include <zmu/platform/Win32.h>
 
 #include <iterator>
+#include <mutex>
 #include <utility>
 
 using namespace zmu;
@@ -69,11 +70,11 @@ void traceMissing()
 
 namespace {
 
-Mutex s_branderLock;
+ProcessLock s_branderLock;
 
 } // namespace
 
-Mutex& zmu::branderLock()
+ProcessLock& zmu::branderLock()
 {
     return s_branderLock;
 }
@@ -83,7 +84,7 @@ const BranderModule* zmu::loadedBranderModule()
     static BranderModule loaded;
     static bool isLoaded = false;
     {
-        const Synchronized guard(branderLock());
+        const std::lock_guard guard(branderLock());
         if (isLoaded)
             return &loaded;
     }
@@ -100,11 +101,15 @@ const BranderModule* zmu::loadedBranderModule()
         SetLastError(error);
         return nullptr;
     }
-    const Synchronized guard(branderLock());
-    if (!std::exchange(isLoaded, true)) {
-        loaded = entries;
-        traceModule(L"is the brander of this process", module);
+    bool isFirst = false;
+    {
+        const std::lock_guard guard(branderLock());
+        isFirst = !std::exchange(isLoaded, true);
+        if (isFirst)
+            loaded = entries;
     }
+    if (isFirst)
+        traceModule(L"is the brander of this process", module);
     return &loaded;
 }
 
@@ -117,13 +122,14 @@ bool ZarnDataZGW::obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName,
     OwnerStatus status(code1());
     if (brander && moduleName && moduleName->length() > 0)
         return status.isSelfSatisfied();
+    int flaw = 0;
     runGuarded(status, zgw::BranderUnexpected, [&] {
         const BranderModule* const module = brander ? nullptr : loadedBranderModule();
         if (!brander && !module) {
             code2() = GetLastError();
             throw int{zgw::BranderMissing};
         }
-        const Synchronized guard(branderLock());
+        const std::lock_guard guard(branderLock());
         if (!brander) {
             brander = module->getProductBrander();
             createdHere = false;
@@ -131,10 +137,7 @@ bool ZarnDataZGW::obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName,
         if (!brander) {
             brander = module->create(branderKind);
             createdHere = brander != nullptr;
-            if (const int flaw = brander ? module->getSelfDX_Code() : 0)
-                Zarn_TRACE(L"ZarnDataZGW: the brander keeps its earlier texts, since it cannot use "
-                           L"the new ones (status %d).\n",
-                           flaw);
+            flaw = brander ? module->getSelfDX_Code() : 0;
         }
         if (!brander) {
             code2() = static_cast<ulong32>(module->getSelfDX_Code());
@@ -152,6 +155,8 @@ bool ZarnDataZGW::obtainProductBrander(ZRpbr*& brander, UTL_String*& moduleName,
         if (status.isSelfSatisfied())
             s_owners += owners;
     });
+    if (flaw != 0)
+        Zarn_TRACE(L"ZarnDataZGW: the brander was made with status %d.\n", flaw);
     if (status.isSelfSatisfied())
         return true;
     destroyProductBrander(brander, &moduleName);
@@ -178,7 +183,7 @@ void ZarnDataZGW::destroyProductBrander(ZRpbr*& brander, UTL_String** moduleName
     const CancellationHold hold;
     try {
         const BranderModule* const module = brander ? loadedBranderModule() : nullptr;
-        const Synchronized guard(branderLock());
+        const std::lock_guard guard(branderLock());
         if (module)
             module->destroy();
     } catch (...) {
@@ -190,7 +195,7 @@ void ZarnDataZGW::destroyProductBrander(ZRpbr*& brander, UTL_String** moduleName
 
 void ZarnDataZGW::destroyProductBrander()
 {
-    const Synchronized guard(branderLock());
+    const std::lock_guard guard(branderLock());
     ZRpbr* brander = letGoOfBrander(m_productBranderIsOurs);
     destroyProductBrander(brander, &m_productBranderModuleName);
     m_productBranderIsOurs = false;
@@ -209,7 +214,7 @@ ZRpbr* ZarnDataZGW::letGoOfBrander(bool mayDestroy)
 
 void ZarnDataZGW::relinquishProductBrander(ZRpbr*& brander, UTL_String** moduleName)
 {
-    const Synchronized guard(branderLock());
+    const std::lock_guard guard(branderLock());
     brander = m_productBrander;
     letGoOfBrander(false);
     UTL_String* const name = std::exchange(m_productBranderModuleName, nullptr);

@@ -141,17 +141,7 @@ bool ZarnDataZGW::obtainLogDirectorySpecifier(UTL_String& directory, HINSTANCE m
     OwnerStatus status(code1());
     clearCodes(code1(), code2());
     directory.clear();
-    const auto traceFailure = [](const wchar_t* pass) {
-        Zarn_TRACE(L"Function ZarnDataZGW::obtainLogDirectorySpecifier () [1] failed in its %ls "
-                   L"pass (ZGW%d/WLE%lu).\n",
-                   pass, code1(), static_cast<unsigned long>(code2()));
-    };
     runGuarded(status, zgw::DirectoryFirstUnexpected, [&] { expandDirectory(directory, code2()); });
-    // Short memory is no reason to look for another directory.
-    if (code1() == zgw::DirectoryNotAssigned) {
-        traceFailure(L"first");
-        return false;
-    }
     if (!status.isSelfSatisfied()) {
         directory.clear();
         clearCodes(code1(), code2());
@@ -165,7 +155,9 @@ bool ZarnDataZGW::obtainLogDirectorySpecifier(UTL_String& directory, HINSTANCE m
     if (status.isSelfSatisfied())
         return true;
     directory.clear();
-    traceFailure(L"second");
+    Zarn_TRACE(L"Function ZarnDataZGW::obtainLogDirectorySpecifier () [1] failed in its second "
+               L"pass (ZGW%d/WLE%lu).\n",
+               code1(), static_cast<unsigned long>(code2()));
     traceDirectory(L"ZarnDataZGW::obtainLogDirectorySpecifier ()", path.c_str());
     return false;
 }

@@ -15,6 +15,7 @@
 #include <zmu/platform/Win32.h>
 #include <zmu/sysinfo/ZarnSysInfoEnvOp.h>
 
+#include <mutex>
 #include <new>
 #include <string>
 
@@ -104,7 +105,7 @@ class TagSource {
     void readBrand(int id)
     {
         require(m_brander, zgw::BrandTextNoBrander);
-        const Synchronized guard(branderLock());
+        const std::lock_guard guard(branderLock());
         try {
             m_value = UTL_String(m_brander->getBrandText(id, m_buffer, m_capacity));
         } catch (...) {

@@ -27,8 +27,8 @@ class ZRpbr {
     static ZRpbr* getProductBrander();
     /// Makes the brander, unless it is alive already. `kind` is always 2. Null on failure.
     static ZRpbr* create(int kind);
-    /// Status of the last create, 0 for success. With a brander made all the same, it tells what is
-    /// wrong with new texts in whose place earlier ones stay: that is traced.
+    /// Status of the last create, 0 for success. One with which a brander was made all the same is
+    /// traced.
     static int getSelfDX_Code();
     /// Destroys the brander that is alive.
     static void destroy();

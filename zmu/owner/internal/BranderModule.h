@@ -2,8 +2,8 @@
 // can do without it.
 #pragma once
 
-#include <zmu/foundation/Mutex.h>
 #include <zmu/owner/ZRpbr.h>
+#include <zmu/platform/ProcessLock.h>
 
 namespace zmu {
 
@@ -22,6 +22,6 @@ const BranderModule* loadedBranderModule();
 
 /// What keeps branders to one thread at a time: held over each call of one, and never while
 /// waiting for anything else.
-Mutex& branderLock();
+ProcessLock& branderLock();
 
 } // namespace zmu

@@ -291,7 +291,12 @@ std::wstring zmu::modulePlaces()
 {
     std::string places(folderOf(programPath()));
     places.append(", ").append(folderOf(libraryPath()));
-    for (const std::string& folder : systemFolders())
-        places.append(", ").append(folder);
+    if (isSystemSearchAbsolute()) {
+        for (const std::string& folder : systemFolders())
+            places.append(", ").append(folder);
+    } else {
+        places.append(" and, since LD_LIBRARY_PATH has a folder that is empty or relative, no "
+                      "other");
+    }
     return widen(places);
 }
