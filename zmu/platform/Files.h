@@ -61,10 +61,10 @@ int duplicateFile(int file);
 
 /// Why a file that is open may have been put at `path` by somebody whom the process has no reason
 /// to trust, null if there is no sign of that. It has to be the user's or the administrator's, and
-/// not everybody's to write; so has the folder that it lies in, unless only owners may remove files
-/// from there, and the file's name is the user's or the administrator's, too. A group that may
-/// write was let in by the owner, and counts as trusted. Where files have no such owners: always
-/// null.
+/// not everybody's to write. So has the folder that it lies in, but for one in which everybody may
+/// write and only owners remove files: there the file's name has to be the user's or the
+/// administrator's, too. A group that may write was let in by the owner, and counts as trusted.
+/// Where files have no such owners: always null.
 const wchar_t* whyDistrusted(int file, const wchar_t* path);
 
 /// Whether there is anything of that name, be it a link that leads nowhere.

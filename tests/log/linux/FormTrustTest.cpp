@@ -63,7 +63,7 @@ TEST(FormTrust, FormIsUsedOnlyIfNobodyElseCanHaveWrittenIt)
         {root, root, 0644, other, 0755, "its folder belongs to another user"},
         {root, root, 0644, root, 0757, "everybody may write in its folder"},
         {root, root, 0644, root, 01777, nullptr},
-        {root, root, 0644, other, 01777, nullptr},
+        {root, root, 0644, other, 01777, "its folder belongs to another user"},
         {root, other, 0644, root, 01777, "it belongs to another user"},
         {other, other, 0600, other, 0700, nullptr},
         {other, root, 0644, root, 0755, nullptr},

@@ -142,6 +142,7 @@ TEST(SystemFiles, MountsThatOthersHide)
          {"/ ext4", "/dat/a xfs"}}, // /data/new lies behind a network's
         {"1 0 0:1 / / rw - nfs server:/ rw\n2 1 8:1 / /disk rw - ext4 /dev/sda1 rw\n",
          {"/ nfs", "/disk ext4"}},
+        {"1 0 0:1 / / rw - virtiofs root rw\n2 1 0:2 / / rw - overlay overlay rw\n", {"/ overlay"}},
         // The first root stays below the second.
         {"1 0 0:1 / / rw - rootfs rootfs rw\n2 1 8:1 / / rw - ext4 /dev/sda1 rw\n", {"/ ext4"}},
         // Mounts that rest on each other, and on themselves.

@@ -158,18 +158,21 @@ const wchar_t* zmu::whyDistrusted(int file, const wchar_t* path)
                          fstatat(directory, entry, &present, 0) == 0 &&
                          fstatat(directory, entry, &link, AT_SYMLINK_NOFOLLOW) == 0;
     closeFile(directory);
-    if (!isKnown || !identityFrom(opened).isSameFile(identityFrom(present)))
+    if (!isKnown)
+        return L"it cannot be looked at again where it was found";
+    if (!identityFrom(opened).isSameFile(identityFrom(present)))
         return L"it was replaced while it was opened";
     if (!isTrustedOwner(opened))
         return L"it belongs to another user";
     if (opened.st_mode & S_IWOTH)
         return L"everybody may write it";
+    if (!isTrustedOwner(held))
+        return L"its folder belongs to another user"; // who may give its names to other files
     if ((held.st_mode & S_IWOTH) && !(held.st_mode & S_ISVTX))
         return L"everybody may write in its folder";
-    if (held.st_mode & S_IWOTH)
-        return isTrustedOwner(link) ? nullptr
-                                    : L"its name in a folder for everybody is another user's";
-    return isTrustedOwner(held) ? nullptr : L"its folder belongs to another user";
+    if ((held.st_mode & S_IWOTH) && !isTrustedOwner(link))
+        return L"its name in a folder for everybody is another user's";
+    return nullptr;
 }
 
 bool zmu::isThere(const wchar_t* path)

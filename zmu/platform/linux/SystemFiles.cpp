@@ -388,12 +388,12 @@ class MountWalk {
             const auto row = m_points.find(path.substr(0, end));
             if (row != m_points.end()) {
                 const Point& point = row->second;
-                const bool isOwn = end == path.npos || end == path.size();
+                const bool isOwn = end >= path.size();
                 const std::size_t silent = point.silent - (isOwn && mayNeverAnswer(mount));
                 if (point.onWay != point.mounts || (silent != 0 && end != 1))
                     return false;
             }
-            if (end == path.npos)
+            if (end >= path.size())
                 return true;
         }
     }
