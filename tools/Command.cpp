@@ -1,5 +1,7 @@
 #include "Command.h"
 
+#include <tools/catalog/CompileCommand.h>
+
 #include <zmu/Version.h>
 
 #include <CLI/CLI.hpp>
@@ -12,7 +14,7 @@ namespace zmu_tools {
 
 const std::vector<AddCommand>& commands()
 {
-    static const std::vector<AddCommand> all = {};
+    static const std::vector<AddCommand> all = {addCompileCommand};
     return all;
 }
 

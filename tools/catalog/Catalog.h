@@ -18,6 +18,7 @@ namespace zmu_tools {
 struct Argument {
     std::string name;
     Kind kind;
+    bool isKindKnown = true;
     int longest = 0; ///< Of a text, in characters; 0 if nobody has told.
     Place place;
 };
@@ -48,6 +49,7 @@ struct Situation {
     unsigned style = 0;
     int wrap = -1;            ///< -1: the data set's width.
     std::vector<Texts> texts; ///< By language.
+    bool isSound = true;      ///< Nothing is wrong with it so far.
 };
 
 struct Language {
@@ -71,7 +73,7 @@ struct CatalogFile {
 };
 
 /// Reads a catalogue, and its translations, whose files are called NAME.LANGUAGE.toml. With errors
-/// among the findings the result is not to be used.
+/// among the findings only the situations that are sound can be looked at.
 Catalog readCatalog(const CatalogFile& first, const std::vector<CatalogFile>& translations,
                     Findings& findings);
 

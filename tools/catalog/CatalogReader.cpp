@@ -2,6 +2,7 @@
 #include "Catalog.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <toml++/toml.h>
 
@@ -60,9 +61,14 @@ std::vector<std::string> namesOf(const std::vector<Named>& all)
     return names;
 }
 
+bool isUpper(char c)
+{
+    return c >= 'A' && c <= 'Z';
+}
+
 bool isIdentifier(std::string_view name)
 {
-    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || isUpper(c); };
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     return !name.empty() && isLetter(name.front()) && name.back() != '_' &&
            name.find("__") == std::string_view::npos && std::ranges::all_of(name, [&](char c) {
@@ -142,7 +148,7 @@ zmu::i64 traitsOfLevel(zmu::i64 level)
 class ValueReader {
   public:
     ValueReader(const CatalogFile& file, Findings& findings)
-        : m_findings(findings), m_source(file.content), m_path(file.path)
+        : m_findings(findings), m_source(withoutMark(file.content)), m_path(file.path)
     {
         findings.enter(file.path);
     }
@@ -258,6 +264,12 @@ class ValueReader {
     std::string m_path;
 
   private:
+    /// The text behind a byte-order mark, which some editors put in front.
+    static std::string withoutMark(const std::string& text)
+    {
+        return text.starts_with("\xef\xbb\xbf") ? text.substr(3) : text;
+    }
+
     Message affixText(const LocatedText& text, Target target)
     {
         Message message = parseMessage(text, target, m_findings);
@@ -297,10 +309,10 @@ void resolve(Message& message, const std::vector<Argument>& arguments, Findings&
             continue;
         }
         piece.argument = int(found - names.begin());
+        const Argument& argument = arguments[std::size_t(piece.argument)];
         std::string mistake;
-        piece.asked =
-            parseFormat(piece.format, arguments[std::size_t(piece.argument)].kind, mistake);
-        if (!mistake.empty())
+        piece.asked = parseFormat(piece.format, argument.kind, mistake);
+        if (!mistake.empty() && argument.isKindKnown)
             findings.error(piece.formatPlace, mistake);
     }
 }
@@ -471,6 +483,7 @@ class CatalogReader : ValueReader {
 
     void readSituation(const toml::key& key, const toml::node& node)
     {
+        const std::size_t errorsBefore = m_findings.errorCount();
         Situation situation;
         situation.name = key.str();
         situation.place = placeOf(key);
@@ -481,7 +494,7 @@ class CatalogReader : ValueReader {
             return;
         }
         if (!isIdentifier(situation.name) || isReserved(situation.name) ||
-            std::isupper(static_cast<unsigned char>(situation.name[0])))
+            isUpper(situation.name[0]))
             error(situation.place,
                   "'" + situation.name + "' cannot be the name of a situation, which becomes a "
                   "function: write letters and digits, a small letter first, as sessionStarted");
@@ -502,6 +515,9 @@ class CatalogReader : ValueReader {
         if (const toml::node* const plugIns = table->get("plugins"))
             readPlugInsOf(*plugIns, situation);
         readTexts(*table, situation);
+        situation.isSound = m_findings.errorCount() == errorsBefore;
+        if (situation.isSound)
+            warnOfHidden(situation);
         m_catalog.situations.push_back(std::move(situation));
     }
 
@@ -569,11 +585,11 @@ class CatalogReader : ValueReader {
         std::size_t nameBegin = 0, nameEnd = colon, kindBegin = colon + 1, kindEnd = text.size();
         trim(nameBegin, nameEnd);
         trim(kindBegin, kindEnd);
-        Argument argument{text.substr(nameBegin, nameEnd - nameBegin), Kind::Text, 0,
+        Argument argument{text.substr(nameBegin, nameEnd - nameBegin), Kind::Text, false, 0,
                           declaration.place(nameBegin)};
-        if (!isIdentifier(argument.name) || isReserved(argument.name))
+        if (!isIdentifier(argument.name) || isReserved(argument.name) || isUpper(argument.name[0]))
             error(argument.place, "'" + argument.name + "' cannot be the name of an argument: write "
-                                  "letters and digits, as for a variable of C++");
+                                  "letters and digits, a small letter first, as userName");
         if (std::ranges::find(situation.arguments, argument.name, &Argument::name) !=
             situation.arguments.end())
             error(argument.place, "there is an argument '" + argument.name + "' already");
@@ -582,6 +598,7 @@ class CatalogReader : ValueReader {
         const std::string kind = text.substr(kindBegin, bracket - kindBegin);
         if (const auto known = kindOf(kind)) {
             argument.kind = *known;
+            argument.isKindKnown = true;
             if (bracket < kindEnd)
                 readLongest(declaration, bracket, kindEnd, argument);
         } else {
@@ -702,7 +719,6 @@ class CatalogReader : ValueReader {
                                        "\"...\", or a display with a text");
         texts.explanation = proseOf(table, "explanation");
         texts.action = proseOf(table, "action");
-        warnOfHidden(texts, situation);
         situation.texts.push_back(std::move(texts));
     }
 
@@ -782,12 +798,12 @@ class CatalogReader : ValueReader {
     }
 
     /// Whoever is told of a situation with a plug-in may look at its arguments, too.
-    void warnOfHidden(const Texts& texts, const Situation& situation)
+    void warnOfHidden(const Situation& situation)
     {
         if (!situation.plugIns.empty())
             return;
-        std::set<int> shown = shownIn(texts.display);
-        shown.merge(shownIn(texts.log));
+        std::set<int> shown = shownIn(situation.texts.front().display);
+        shown.merge(shownIn(situation.texts.front().log));
         for (std::size_t i = 0; i < situation.arguments.size(); ++i)
             if (!shown.contains(int(i)))
                 warn(situation.arguments[i].place,
@@ -857,10 +873,12 @@ class TranslationReader : ValueReader {
                 warn({}, "the situation '" + situation.name + "' is not translated" + stays());
                 continue;
             }
+            const std::size_t errorsBefore = m_findings.errorCount();
             if (const toml::table* const texts = node->as_table())
                 readSituation(*texts, situation);
             else
                 typeError(*node, situation.name, "a table with the texts");
+            situation.isSound = situation.isSound && m_findings.errorCount() == errorsBefore;
         }
     }
 

@@ -70,9 +70,7 @@ Exit compileCatalog(const Options& options)
 
     Findings findings;
     const Catalog catalog = readCatalog(*first, translations, findings);
-    std::vector<CompiledSituation> compiled;
-    if (!findings.hasErrors())
-        compiled = compile(catalog, findings);
+    const std::vector<CompiledSituation> compiled = compile(catalog, findings);
     for (const Finding& finding : findings.sorted())
         std::fprintf(stderr, "%s\n", toText(finding).c_str());
     if (findings.hasErrors())

@@ -365,7 +365,9 @@ std::vector<CompiledSituation> compile(const Catalog& catalog, Findings& finding
     std::vector<CompiledSituation> compiled;
     for (const Situation& situation : catalog.situations) {
         findings.enter(catalog.languages.front().file);
-        compiled.push_back(SituationCompiler(catalog, situation, findings).compile());
+        compiled.push_back(situation.isSound
+                               ? SituationCompiler(catalog, situation, findings).compile()
+                               : CompiledSituation());
     }
     if (!findings.hasErrors())
         for (std::size_t i = 0; i < compiled.size(); ++i)

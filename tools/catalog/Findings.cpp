@@ -16,7 +16,7 @@ std::string toText(const Finding& finding)
 void Findings::error(Place place, std::string text)
 {
     m_all.push_back({m_file, place, true, std::move(text)});
-    m_hasErrors = true;
+    ++m_errorCount;
 }
 
 void Findings::warn(Place place, std::string text)

@@ -1,6 +1,7 @@
 // What is wrong with a catalogue, and where.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,14 +33,15 @@ class Findings {
     void enter(std::string file) { m_file = std::move(file); }
     void error(Place place, std::string text);
     void warn(Place place, std::string text);
-    bool hasErrors() const { return m_hasErrors; }
+    bool hasErrors() const { return m_errorCount > 0; }
+    std::size_t errorCount() const { return m_errorCount; }
     /// File by file in the order in which they were entered, each from its beginning to its end.
     std::vector<Finding> sorted() const;
 
   private:
     std::string m_file;
     std::vector<Finding> m_all;
-    bool m_hasErrors = false;
+    std::size_t m_errorCount = 0;
 };
 
 /// ", did you mean 'display'?", or nothing if none of `names` comes near.

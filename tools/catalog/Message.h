@@ -17,7 +17,7 @@ struct Piece {
     Place place;
     Place formatPlace;
     int argument = -1; ///< Of an insert that names one: its index.
-    Format asked;      ///< Of such an insert.
+    Format asked = {}; ///< Of such an insert.
 };
 
 struct Message {
