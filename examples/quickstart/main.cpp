@@ -132,9 +132,8 @@ void openStatusWindow()
     constexpr int textID = 1000;
     constexpr unsigned int readingMilliseconds = 500;
 
-    ZarnStatusReporter* const window =
-        ZarnStatusReporter::create(L"quickstart", staysAbove, L"sessions.dll", 0,
-                                   dialogID, textID, nullptr, nullptr);
+    ZarnStatusReporter* const window = ZarnStatusReporter::create(
+        L"quickstart", staysAbove, L"sessions.dll", 0, dialogID, textID, nullptr, nullptr);
     if (window) {
         window->setWaitingPeriod(readingMilliseconds);
         window->appear();
@@ -170,10 +169,9 @@ void reportNotStarted(Zarn* monitor, const Session& session, unsigned int error)
 {
     // The link stays good until this thread's next one, or until the situation is forgotten.
     const wchar_t* const link = monitor->formatLogHyperlinkWinSDK(error);
-    check(sessions::notStarted(
-              monitor, session.number, session.text,
-              toWide(std::system_category().message(static_cast<int>(error))),
-              zmu::catalog::Html(link)),
+    check(sessions::notStarted(monitor, session.number, session.text,
+                               toWide(std::system_category().message(static_cast<int>(error))),
+                               zmu::catalog::Html(link)),
           "session could not start");
 }
 

@@ -1,7 +1,7 @@
 // A catalogue: the situations of a product, as its developers write them down.
 //
-// docs/catalogs.md tells what a file looks like. Reading one judges everything that can be told from
-// the file alone; how long texts get, and what a response spec makes of them, is Compiler.h's.
+// docs/catalogs.md tells what a file looks like. Reading one judges everything that can be told
+// from the file alone; how long texts get, and what a response spec makes of them, is Compiler.h's.
 #pragma once
 
 #include "Findings.h"
@@ -58,9 +58,9 @@ struct Language {
 };
 
 struct Catalog {
-    std::string name;      ///< Of header and modules: the file's, without ".toml".
-    std::string nameSpace; ///< Of what the header declares.
-    int room = 0;          ///< Elements that the log has for a description.
+    std::string name;                ///< Of header and modules: the file's, without ".toml".
+    std::string nameSpace;           ///< Of what the header declares.
+    int room = 0;                    ///< Elements that the log has for a description.
     std::vector<Language> languages; ///< The first is the one that the others translate.
     std::vector<PlugIn> plugIns;
     std::vector<Situation> situations; ///< As the file has them.

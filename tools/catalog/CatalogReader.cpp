@@ -71,9 +71,8 @@ bool isIdentifier(std::string_view name)
     const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || isUpper(c); };
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     return !name.empty() && isLetter(name.front()) && name.back() != '_' &&
-           name.find("__") == std::string_view::npos && std::ranges::all_of(name, [&](char c) {
-               return isLetter(c) || isDigit(c) || c == '_';
-           });
+           name.find("__") == std::string_view::npos &&
+           std::ranges::all_of(name, [&](char c) { return isLetter(c) || isDigit(c) || c == '_'; });
 }
 
 bool isReserved(std::string_view name)
@@ -158,8 +157,9 @@ class ValueReader {
     std::optional<toml::table> parse()
     {
         const std::string_view text = m_source.text();
-        if (!QString::fromUtf8(text.data(), qsizetype(text.size())).toUtf8().startsWith(
-                QByteArray::fromRawData(text.data(), qsizetype(text.size())))) {
+        if (!QString::fromUtf8(text.data(), qsizetype(text.size()))
+                 .toUtf8()
+                 .startsWith(QByteArray::fromRawData(text.data(), qsizetype(text.size())))) {
             error({}, "the file is not UTF-8: save it as that");
             return std::nullopt;
         }
@@ -180,10 +180,21 @@ class ValueReader {
     {
         for (auto&& [key, node] : table)
             if (std::ranges::find(known, key.str()) == known.end())
-                error(placeOf(key), "'" + std::string(key.str()) + "' is no key of " + where +
-                                        (didYouMean(key.str(), known).empty()
-                                             ? "; it has " + listed(known)
-                                             : didYouMean(key.str(), known)));
+                error(placeOf(key),
+                      "'" + std::string(key.str()) + "' is no key of " + where +
+                          (didYouMean(key.str(), known).empty() ? "; it has " + listed(known)
+                                                                : didYouMean(key.str(), known)));
+    }
+
+    /// Tells each name in `table` that the first language does not have.
+    void checkNames(const toml::table& table, const std::vector<std::string>& known,
+                    const std::string& kind, const std::string& catalog)
+    {
+        for (auto&& [key, node] : table)
+            if (std::ranges::find(known, key.str()) == known.end())
+                error(placeOf(key), "'" + catalog + "' has no " + kind + " '" +
+                                        std::string(key.str()) + "'" +
+                                        didYouMean(key.str(), known));
     }
 
     void typeError(const toml::node& node, const std::string& key, const std::string& wanted)
@@ -301,11 +312,10 @@ void resolve(Message& message, const std::vector<Argument>& arguments, Findings&
         const auto found = std::ranges::find(names, piece.text);
         if (found == names.end()) {
             const std::string hint = didYouMean(piece.text, names);
-            findings.error(piece.place,
-                           "no argument is called '" + piece.text + "'" +
-                               (!hint.empty() ? hint
-                                : names.empty() ? ": this situation has none"
-                                                : ": there are " + listed(names)));
+            findings.error(piece.place, "no argument is called '" + piece.text + "'" +
+                                            (!hint.empty()   ? hint
+                                             : names.empty() ? ": this situation has none"
+                                                             : ": there are " + listed(names)));
             continue;
         }
         piece.argument = int(found - names.begin());
@@ -377,29 +387,33 @@ class CatalogReader : ValueReader {
         const toml::table& table = head ? *head : none;
         checkKeys(table, {"ids", "language", "namespace", "room"}, "[catalog]");
         m_catalog.nameSpace = m_catalog.name;
-        if (const auto text = textOf(table, "namespace", "a text such as \"product::situations\"")) {
+        if (const auto text =
+                textOf(table, "namespace", "a text such as \"product::situations\"")) {
             m_catalog.nameSpace = text->text;
             if (!isNameSpace(text->text))
-                error(text->place(), "'" + text->text + "' is no namespace of C++: write letters "
-                                     "and digits, such as \"product::situations\"");
+                error(text->begin, "'" + text->text +
+                                       "' is no namespace of C++: write letters "
+                                       "and digits, such as \"product::situations\"");
         } else if (!isNameSpace(m_catalog.name)) {
-            error({}, "'" + m_catalog.name + "', the file's name, is no namespace of C++: give it "
-                      "another one, or write namespace = \"situations\" below [catalog]");
+            error({}, "'" + m_catalog.name +
+                          "', the file's name, is no namespace of C++: give it "
+                          "another one, or write namespace = \"situations\" below [catalog]");
         }
         if (const auto text = textOf(table, "language", "a language such as \"en\"")) {
             m_catalog.languages[0].tag = text->text;
             if (!isLanguage(text->text))
-                error(text->place(), "'" + text->text + "' is no language: write one such as \"en\" "
-                                     "or \"pt-BR\"");
+                error(text->begin, "'" + text->text +
+                                       "' is no language: write one such as \"en\" "
+                                       "or \"pt-BR\"");
         }
         if (const toml::node* const room = table.get("room"))
-            m_catalog.room = int(
-                numberOf(*room, "room",
-                         "a whole number from " + std::to_string(roomMin) + " to " +
-                             std::to_string(descriptionMax) +
-                             ": the characters that a form leaves for a description",
-                         roomMin, descriptionMax)
-                    .value_or(roomUsual));
+            m_catalog.room =
+                int(numberOf(*room, "room",
+                             "a whole number from " + std::to_string(roomMin) + " to " +
+                                 std::to_string(descriptionMax) +
+                                 ": the characters that a form leaves for a description",
+                             roomMin, descriptionMax)
+                        .value_or(roomUsual));
         readRange(table);
     }
 
@@ -426,8 +440,10 @@ class CatalogReader : ValueReader {
         const int last = ends.value(1).trimmed().toInt(&areNumbers[1]);
         if (ends.size() != 2 || !areNumbers[0] || !areNumbers[1] || first < 1 || last > idMax ||
             first > last) {
-            error(text->place(), "'" + text->text + "' is no range of IDs: write one such as "
-                                 "\"1000-1999\", within 1 to " + std::to_string(idMax));
+            error(text->begin, "'" + text->text +
+                                   "' is no range of IDs: write one such as "
+                                   "\"1000-1999\", within 1 to " +
+                                   std::to_string(idMax));
             return;
         }
         m_idFirst = first;
@@ -443,8 +459,9 @@ class CatalogReader : ValueReader {
         for (auto&& [key, node] : *table) {
             const std::string name(key.str());
             if (!isIdentifier(name) || isReserved(name)) {
-                error(placeOf(key), "'" + name + "' cannot be the name of a plug-in: write letters "
-                                    "and digits, as for a function of C++");
+                error(placeOf(key), "'" + name +
+                                        "' cannot be the name of a plug-in: write letters "
+                                        "and digits, as for a function of C++");
                 continue;
             }
             const auto row = numberOf(node, name,
@@ -455,8 +472,8 @@ class CatalogReader : ValueReader {
                 continue;
             const auto same = std::ranges::find(m_catalog.plugIns, int(*row), &PlugIn::row);
             if (same != m_catalog.plugIns.end())
-                error(placeOf(node), "row " + std::to_string(*row) + " is taken by '" + same->name +
-                                         "'");
+                error(placeOf(node),
+                      "row " + std::to_string(*row) + " is taken by '" + same->name + "'");
             else
                 m_catalog.plugIns.push_back({name, int(*row)});
         }
@@ -495,9 +512,11 @@ class CatalogReader : ValueReader {
         }
         if (!isIdentifier(situation.name) || isReserved(situation.name) ||
             isUpper(situation.name[0]))
-            error(situation.place,
-                  "'" + situation.name + "' cannot be the name of a situation, which becomes a "
-                  "function: write letters and digits, a small letter first, as sessionStarted");
+            error(
+                situation.place,
+                "'" + situation.name +
+                    "' cannot be the name of a situation, which becomes a "
+                    "function: write letters and digits, a small letter first, as sessionStarted");
         checkKeys(*table,
                   {"id", "arguments", "recorded", "level", "traits", "plugins", "prefix", "suffix",
                    "display", "log", "explanation", "action"},
@@ -529,15 +548,16 @@ class CatalogReader : ValueReader {
                   "'" + situation.name + "' has no id: write id = " + std::to_string(m_idFirst));
             return;
         }
-        const auto id = numberOf(*node, "id", "a whole number from 1 to " + std::to_string(idMax), 1,
-                                 idMax);
+        const auto id =
+            numberOf(*node, "id", "a whole number from 1 to " + std::to_string(idMax), 1, idMax);
         if (!id)
             return;
         situation.id = int(*id);
         const std::string number = std::to_string(*id);
         if (situation.id < m_idFirst || situation.id > m_idLast)
             error(placeOf(*node), "ID " + number + " is outside the range of this catalogue, " +
-                                      std::to_string(m_idFirst) + " to " + std::to_string(m_idLast));
+                                      std::to_string(m_idFirst) + " to " +
+                                      std::to_string(m_idLast));
         const auto same = std::ranges::find(m_catalog.situations, situation.id, &Situation::id);
         if (same != m_catalog.situations.end())
             error(placeOf(*node), "ID " + number + " is taken by '" + same->name + "' in line " +
@@ -578,8 +598,9 @@ class CatalogReader : ValueReader {
         };
         const std::size_t colon = text.find(':');
         if (colon == std::string::npos) {
-            error(declaration.place(), "'" + text + "' has no kind: write \"" +
-                                           (isIdentifier(text) ? text : "session") + ": u32\"");
+            error(declaration.begin, "'" + text + "' has no kind: write \"" +
+                                         (isIdentifier(text) ? text : "session") + ": u32\"");
+            situation.arguments.push_back({text, Kind::Text, false, 0, declaration.begin});
             return;
         }
         std::size_t nameBegin = 0, nameEnd = colon, kindBegin = colon + 1, kindEnd = text.size();
@@ -588,8 +609,9 @@ class CatalogReader : ValueReader {
         Argument argument{text.substr(nameBegin, nameEnd - nameBegin), Kind::Text, false, 0,
                           declaration.place(nameBegin)};
         if (!isIdentifier(argument.name) || isReserved(argument.name) || isUpper(argument.name[0]))
-            error(argument.place, "'" + argument.name + "' cannot be the name of an argument: write "
-                                  "letters and digits, a small letter first, as userName");
+            error(argument.place, "'" + argument.name +
+                                      "' cannot be the name of an argument: write "
+                                      "letters and digits, a small letter first, as userName");
         if (std::ranges::find(situation.arguments, argument.name, &Argument::name) !=
             situation.arguments.end())
             error(argument.place, "there is an argument '" + argument.name + "' already");
@@ -603,10 +625,9 @@ class CatalogReader : ValueReader {
                 readLongest(declaration, bracket, kindEnd, argument);
         } else {
             const std::string hint = didYouMean(kind, kindNames());
-            error(declaration.place(kindBegin), "there is no kind '" + kind + "'" +
-                                                    (hint.empty() ? ": there are " +
-                                                                        listed(kindNames())
-                                                                  : hint));
+            error(declaration.place(kindBegin),
+                  "there is no kind '" + kind + "'" +
+                      (hint.empty() ? ": there are " + listed(kindNames()) : hint));
         }
         situation.arguments.push_back(std::move(argument));
     }
@@ -622,9 +643,9 @@ class CatalogReader : ValueReader {
             error(declaration.place(bracket), "only the kinds 'text' and 'html' have a length");
         else if (declaration.text[end - 1] != ']' || !isNumber || argument.longest < 1 ||
                  argument.longest > longestTold)
-            error(declaration.place(bracket), "the length of the longest text is a number from 1 to " +
-                                                  std::to_string(longestTold) +
-                                                  " in brackets, as in text[64]");
+            error(declaration.place(bracket),
+                  "the length of the longest text is a number from 1 to " +
+                      std::to_string(longestTold) + " in brackets, as in text[64]");
     }
 
     void readTraits(const toml::table& table, Situation& situation)
@@ -651,9 +672,10 @@ class CatalogReader : ValueReader {
         } else if (word && word->get() == "never") {
             situation.traits = 0;
         } else {
-            typeError(*level, "level",
-                      "\"always\", \"never\", or the least log output level that lets it through, 1 "
-                      "to 5");
+            typeError(
+                *level, "level",
+                "\"always\", \"never\", or the least log output level that lets it through, 1 "
+                "to 5");
         }
     }
 
@@ -671,11 +693,11 @@ class CatalogReader : ValueReader {
                 continue;
             const auto known = std::ranges::find(m_catalog.plugIns, text->text, &PlugIn::name);
             if (known == m_catalog.plugIns.end())
-                error(text->place(), "there is no plug-in '" + text->text + "' below [plugins]" +
-                                         didYouMean(text->text, namesOf(m_catalog.plugIns)));
+                error(text->begin, "there is no plug-in '" + text->text + "' below [plugins]" +
+                                       didYouMean(text->text, namesOf(m_catalog.plugIns)));
             else if (std::ranges::find(situation.plugIns, text->text, &PlugIn::name) !=
                      situation.plugIns.end())
-                error(text->place(), "the plug-in '" + text->text + "' is here already");
+                error(text->begin, "the plug-in '" + text->text + "' is here already");
             else
                 situation.plugIns.push_back(*known);
         }
@@ -688,8 +710,8 @@ class CatalogReader : ValueReader {
             return nullptr;
         const auto found = std::ranges::find(m_affixes, text->text, &Affix::name);
         if (found == m_affixes.end()) {
-            error(text->place(), "there is no affix '" + text->text + "' below [affixes]" +
-                                     didYouMean(text->text, namesOf(m_affixes)));
+            error(text->begin, "there is no affix '" + text->text + "' below [affixes]" +
+                                   didYouMean(text->text, namesOf(m_affixes)));
             return nullptr;
         }
         name = text->text;
@@ -750,7 +772,8 @@ class CatalogReader : ValueReader {
         const auto text = textOf(*table, "text", "a text");
         if (!table->get("text"))
             error(placeOf(node), "this display has no text: display = " + wanted);
-        return text ? std::optional(parseMessage(*text, Target::Display, m_findings)) : std::nullopt;
+        return text ? std::optional(parseMessage(*text, Target::Display, m_findings))
+                    : std::nullopt;
     }
 
     void readStyle(const toml::node& display, const toml::table& table, Situation& situation)
@@ -770,7 +793,8 @@ class CatalogReader : ValueReader {
         if (!word)
             situation.style = unsigned(
                 numberOf(*style, "style",
-                         listed(words) + ", or the style word for the display function, a whole number",
+                         listed(words) +
+                             ", or the style word for the display function, a whole number",
                          0, std::numeric_limits<int>::max())
                     .value_or(0));
         else if (const auto known = styles.find(word->get()); known != styles.end())
@@ -791,10 +815,10 @@ class CatalogReader : ValueReader {
         if (const auto* const flag = wrap->as_boolean(); flag && !flag->get())
             situation.wrap = never;
         else
-            situation.wrap = int(numberOf(*wrap, "wrap",
-                                          "the column to break lines at, 1 to 254, or false", 1,
-                                          never - 1)
-                                     .value_or(-1));
+            situation.wrap =
+                int(numberOf(*wrap, "wrap", "the column to break lines at, 1 to 254, or false", 1,
+                             never - 1)
+                        .value_or(-1));
     }
 
     /// Whoever is told of a situation with a plug-in may look at its arguments, too.
@@ -824,7 +848,8 @@ class TranslationReader : ValueReader {
   public:
     TranslationReader(const CatalogFile& file, const CatalogReader& first, Catalog& catalog,
                       Findings& findings)
-        : ValueReader(file, findings), m_first(first), m_catalog(catalog), m_tag(languageOf(file.path))
+        : ValueReader(file, findings), m_first(first), m_catalog(catalog),
+          m_tag(languageOf(file.path))
     {}
 
     void read()
@@ -854,7 +879,7 @@ class TranslationReader : ValueReader {
     {
         const std::vector<std::string> known = namesOf(m_first.affixes());
         if (const toml::table* const table = root["affixes"].as_table())
-            checkKeys(*table, known, "the affixes of '" + m_catalog.name + "'");
+            checkNames(*table, known, "affix", m_catalog.name);
         for (const Affix& affix : m_first.affixes())
             if (std::ranges::find(m_affixes, affix.name, &Affix::name) == m_affixes.end()) {
                 warn({}, "the affix '" + affix.name + "' is not translated" + stays());
@@ -866,7 +891,7 @@ class TranslationReader : ValueReader {
 
     void readSituations(const toml::table& table)
     {
-        checkKeys(table, namesOf(m_catalog.situations), "the situations of '" + m_catalog.name + "'");
+        checkNames(table, namesOf(m_catalog.situations), "situation", m_catalog.name);
         for (Situation& situation : m_catalog.situations) {
             const toml::node* const node = table.get(situation.name);
             if (!node) {
@@ -898,7 +923,8 @@ class TranslationReader : ValueReader {
             checkKeys(*display->as_table(), {"text"}, "a translated display");
             display = display->as_table()->get("text");
         }
-        if (auto text = translated(display, "display", Target::Display, first.display, situation, place))
+        if (auto text =
+                translated(display, "display", Target::Display, first.display, situation, place))
             texts.display = surrounded(affix(affixes.prefix, &Affix::display), *std::move(text),
                                        affix(affixes.suffix, &Affix::display));
         if (auto text =
@@ -933,8 +959,10 @@ class TranslationReader : ValueReader {
             return std::nullopt;
         }
         if (first.isEmpty()) {
-            error(placeOf(*node), "there is nothing to translate: '" + situation.name + "' has no text "
-                                  "of its own for '" + key + "'");
+            error(placeOf(*node), "there is nothing to translate: '" + situation.name +
+                                      "' has no text "
+                                      "of its own for '" +
+                                      key + "'");
             return std::nullopt;
         }
         const auto text = locatedText(*node, key, "a text");
@@ -946,10 +974,9 @@ class TranslationReader : ValueReader {
         resolve(message, situation.arguments, m_findings);
         for (const int argument : shownIn(first))
             if (!shownIn(message).contains(argument))
-                error(message.place, "this text lacks {" +
-                                         situation.arguments[std::size_t(argument)].name +
-                                         "}, which the one in '" + m_catalog.languages[0].tag +
-                                         "' shows");
+                error(message.place,
+                      "this text lacks {" + situation.arguments[std::size_t(argument)].name +
+                          "}, which the one in '" + m_catalog.languages[0].tag + "' shows");
         for (const Piece& piece : message.pieces)
             if (piece.argument >= 0 && !shownIn(first).contains(piece.argument))
                 error(piece.place, "the text in '" + m_catalog.languages[0].tag +
@@ -967,7 +994,8 @@ class TranslationReader : ValueReader {
         for (std::size_t i = 0; isSame && i < list->size(); ++i) {
             const auto* const text = list->get(i)->as_string();
             const std::string name = text ? text->get().substr(0, text->get().find(':')) : "";
-            isSame = name == situation.arguments[i].name && isSameKind(*text, situation.arguments[i]);
+            isSame =
+                name == situation.arguments[i].name && isSameKind(*text, situation.arguments[i]);
         }
         if (!isSame)
             error(placeOf(node), "the arguments differ from those in '" +

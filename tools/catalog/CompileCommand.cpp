@@ -38,8 +38,8 @@ bool writeFile(const QDir& folder, const std::string& name, const std::string& t
     if (file.open(QFile::WriteOnly) && file.write(text.c_str(), qint64(text.size())) >= 0 &&
         file.flush())
         return true;
-    std::fprintf(stderr, "%s: error: cannot be written: %s\n",
-                 file.fileName().toUtf8().constData(), file.errorString().toUtf8().constData());
+    std::fprintf(stderr, "%s: error: cannot be written: %s\n", file.fileName().toUtf8().constData(),
+                 file.errorString().toUtf8().constData());
     return false;
 }
 
@@ -51,7 +51,8 @@ bool writeFiles(const Catalog& catalog, const std::vector<CompiledSituation>& co
     bool isWritten = writeFile(folder, catalog.name + ".h", headerText(catalog, compiled));
     for (std::size_t i = 0; i < catalog.languages.size(); ++i) {
         const std::string name = moduleName(catalog, i);
-        isWritten = isWritten && writeFile(folder, name + ".cpp", moduleText(catalog, compiled, i)) &&
+        isWritten = isWritten &&
+                    writeFile(folder, name + ".cpp", moduleText(catalog, compiled, i)) &&
                     writeFile(folder, name + ".rc", stringTableText(catalog, compiled, i)) &&
                     writeFile(folder, name + ".html", pageText(catalog, i));
     }
@@ -85,13 +86,15 @@ void addCompileCommand(CLI::App& app, Run& run)
 {
     auto options = std::make_shared<Options>();
     CLI::App* const command = app.add_subcommand(
-        "compile", "Makes typed calls, resource modules and a page of explanations of a catalogue.");
+        "compile",
+        "Makes typed calls, resource modules and a page of explanations of a catalogue.");
     command->add_option("catalog", options->catalog, "The catalogue, NAME.toml")->required();
     command->add_option("translations", options->translations,
                         "Its translations, NAME.LANGUAGE.toml");
-    command->add_option("-o,--output", options->output,
-                        "Folder for NAME.h and, for each language, NAME_LANGUAGE.cpp, .rc and .html; "
-                        "the present one unless it is told");
+    command->add_option(
+        "-o,--output", options->output,
+        "Folder for NAME.h and, for each language, NAME_LANGUAGE.cpp, .rc and .html; "
+        "the present one unless it is told");
     command->add_flag("--check", options->isCheckOnly, "Only tell what is wrong");
     command->callback([options, &run] { run = [options] { return compileCatalog(*options); }; });
 }

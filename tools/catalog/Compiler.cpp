@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::size_t specMax = 1023;
 constexpr std::size_t displayMax = 511;
-constexpr std::size_t fillersMax = 20;  // that an owner's data set has
-constexpr int recordedMax = 10;         // of each kind
+constexpr std::size_t fillersMax = 20;     // that an owner's data set has
+constexpr int recordedMax = 10;            // of each kind
 constexpr std::size_t longestHidden = 255; // of a text that is shown nowhere
 constexpr std::size_t shortestUseful = 16; // that an argument is cut to
 constexpr int widthUsual = 67;
@@ -136,7 +136,8 @@ class SituationCompiler {
             m_findings.error(m_situation.arguments.back().place,
                              "the texts show " + std::to_string(m_result.fillers.size()) +
                                  " forms of arguments, and an owner has room for " +
-                                 std::to_string(fillersMax) + ": a text that display and log show "
+                                 std::to_string(fillersMax) +
+                                 ": a text that display and log show "
                                  "counts twice");
     }
 
@@ -150,9 +151,10 @@ class SituationCompiler {
             filler.slot = int(std::ranges::count(letters, letter));
             letters += letter;
             if (filler.slot == recordedMax)
-                m_findings.error(m_situation.arguments[std::size_t(filler.argument)].place,
-                                 "an owner has " + std::to_string(recordedMax) +
-                                     " slots for recorded arguments of each kind; this is one more");
+                m_findings.error(
+                    m_situation.arguments[std::size_t(filler.argument)].place,
+                    "an owner has " + std::to_string(recordedMax) +
+                        " slots for recorded arguments of each kind; this is one more");
         }
     }
 
@@ -235,6 +237,7 @@ class SituationCompiler {
             if (argument.longest > int(shortestUseful) && longest.empty())
                 longest = argument.name;
         enter(shown.language);
+        m_isTooLong = true;
         m_findings.error(shown.message->place,
                          "with the longest arguments this text has " + std::to_string(length) +
                              " characters, and the " + where + " has room for " +
@@ -304,17 +307,16 @@ class SituationCompiler {
                       template_(texts.display, Target::Display) + "`";
         const std::string log = "``" + template_(texts.log, Target::Log) + "`";
         const std::string spec = header() + "|" + display + "|" + log;
-        if (wideLength(display) > displayMax || wideLength(spec) > specMax) {
+        if (!m_isTooLong && (wideLength(display) > displayMax || wideLength(spec) > specMax)) {
             enter(language);
             const bool isDisplay = wideLength(display) > displayMax;
             const Message& message = isDisplay || texts.log.isEmpty() ? texts.display : texts.log;
-            m_findings.error(message.place,
-                             "the response spec of '" + m_situation.name + "' has " +
-                                 std::to_string(wideLength(isDisplay ? display : spec)) +
-                                 " characters" + (isDisplay ? " for the display" : "") +
-                                 ", and the library reads " +
-                                 std::to_string(isDisplay ? displayMax : specMax) +
-                                 ": shorten the texts");
+            m_findings.error(
+                message.place,
+                "the response spec of '" + m_situation.name + "' has " +
+                    std::to_string(wideLength(isDisplay ? display : spec)) + " characters" +
+                    (isDisplay ? " for the display" : "") + ", and the library reads " +
+                    std::to_string(isDisplay ? displayMax : specMax) + ": shorten the texts");
         }
         return spec;
     }
@@ -323,6 +325,7 @@ class SituationCompiler {
     const Situation& m_situation;
     Findings& m_findings;
     CompiledSituation m_result;
+    bool m_isTooLong = false; ///< A text is, which has been told.
 };
 
 /// Runs a spec through the library.
@@ -345,7 +348,8 @@ void prove(const Catalog& catalog, const Situation& situation, const CompiledSit
             const Place place = !message.isEmpty() ? message.place
                                 : i == 0           ? situation.place
                                                    : Place();
-            const std::string text = "the library on '" + situation.name + "': " + described(finding);
+            std::string text = described(finding); // which begins with "error: " or "warning: "
+            text = "the library, on '" + situation.name + "': " + text.substr(text.find(' ') + 1);
             finding.isWarning ? findings.warn(place, text) : findings.error(place, text);
         }
     }

@@ -31,9 +31,9 @@ struct CompiledSituation {
     std::vector<std::string> specs; ///< By language; UTF-8.
 };
 
-/// Compiles the situations of `catalog` in their order, those that are sound. Told are texts that the buffers of the
-/// library do not hold with the longest arguments, and if there are no mistakes at all, what the
-/// library's own engine has against a spec.
+/// Compiles the situations of `catalog` in their order, those that are sound. Told are texts that
+/// the buffers of the library do not hold with the longest arguments, and if there are no mistakes
+/// at all, what the library's own engine has against a spec.
 std::vector<CompiledSituation> compile(const Catalog& catalog, Findings& findings);
 
 /// The letter by which a spec calls a filler: u, d or s.

@@ -34,7 +34,8 @@ const KindRow& rowOf(Kind kind)
 int takeNumber(std::string_view& text)
 {
     int number = -1;
-    for (int digits = 0; digits < 2 && !text.empty() && text[0] >= '0' && text[0] <= '9'; ++digits) {
+    for (int digits = 0; digits < 2 && !text.empty() && text[0] >= '0' && text[0] <= '9';
+         ++digits) {
         number = std::max(number, 0) * 10 + (text[0] - '0');
         text.remove_prefix(1);
     }

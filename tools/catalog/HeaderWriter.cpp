@@ -80,12 +80,16 @@ class SituationWriter {
     {
         std::string list = "Zarn* monitor";
         for (const Argument& argument : m_situation.arguments)
-            list += std::string(", ") + support + parameterType(argument.kind) + " " + argument.name;
+            list +=
+                std::string(", ") + support + parameterType(argument.kind) + " " + argument.name;
         return list;
     }
 
     /// A name for what a filler is kept in; no argument's name has an underscore at its end.
-    static std::string holderName(std::size_t filler) { return "filler" + number(filler + 1) + "_"; }
+    static std::string holderName(std::size_t filler)
+    {
+        return "filler" + number(filler + 1) + "_";
+    }
 
     std::string holderType(const Filler& filler) const
     {
@@ -95,7 +99,8 @@ class SituationWriter {
         case Filler::Form::Digits:
             return std::string(support) + "Digits";
         default:
-            return support + std::string(filler.form == Filler::Form::Html ? "Escaped<" : "Plain<") +
+            return support +
+                   std::string(filler.form == Filler::Form::Html ? "Escaped<" : "Plain<") +
                    number(filler.longest) + ">";
         }
     }
@@ -115,8 +120,8 @@ class SituationWriter {
                                        : conversion == 'g' ? "general"
                                                            : "fixed";
             text += ", ::std::chars_format::" + format + ", " +
-                    std::to_string(conversion && filler.asked.precision < 0 ? 6
-                                                                            : filler.asked.precision);
+                    std::to_string(
+                        conversion && filler.asked.precision < 0 ? 6 : filler.asked.precision);
         } else {
             const bool isHex = conversion == 'x' || conversion == 'X';
             text += isHex ? ", 16" : conversion == 'o' ? ", 8" : ", 10";
@@ -157,18 +162,19 @@ class SituationWriter {
 
     std::string recorder() const
     {
-        std::string text = documentation() +
-                           "/// Takes the arguments as they become known; nothing of them is in the "
-                           "monitor until the report.\nclass " +
-                           className() + " {\n  public:\n    explicit " + className() +
-                           "(Zarn* monitor) noexcept : monitor_(monitor) {}\n";
+        std::string text =
+            documentation() +
+            "/// Takes the arguments as they become known; nothing of them is in the "
+            "monitor until the report.\nclass " +
+            className() + " {\n  public:\n    explicit " + className() +
+            "(Zarn* monitor) noexcept : monitor_(monitor) {}\n";
         for (std::size_t i = 0; i < m_situation.arguments.size(); ++i)
             text += setter(int(i));
         std::string values, members;
         for (std::size_t i = 0; i < m_compiled.fillers.size(); ++i) {
             const Filler& filler = m_compiled.fillers[i];
-            const std::string recorded = filler.form != Filler::Form::Number ? "const wchar_t*"
-                                                                             : holderType(filler);
+            const std::string recorded =
+                filler.form != Filler::Form::Number ? "const wchar_t*" : holderType(filler);
             values += std::string(", ") + support + "Recorded<" + recorded + ">{" +
                       value(filler, holderName(i)) + ", " + std::to_string(filler.slot) + "}";
             members += "    " + holderType(filler) + " " + holderName(i) +
@@ -205,25 +211,28 @@ class SituationWriter {
 
 std::string ids(const Catalog& catalog)
 {
-    std::string text = "/// The IDs of the situations, for plug-ins and failure functions.\nnamespace "
-                       "id {\n";
+    std::string text =
+        "/// The IDs of the situations, for plug-ins and failure functions.\nnamespace "
+        "id {\n";
     for (const Situation& situation : catalog.situations)
-        text += "inline constexpr int " + situation.name + " = " + std::to_string(situation.id) +
-                ";\n";
+        text +=
+            "inline constexpr int " + situation.name + " = " + std::to_string(situation.id) + ";\n";
     return text + "} // namespace id\n\n";
 }
 
 std::string loading(const Catalog& catalog)
 {
-    std::string text =
-        "/// Loads the texts in the first of `languages` that there is (\"de:en\"; empty stands for\n"
-        "/// the user's), else in the first language. Null, with the last error, if they are missing.\n"
-        "inline HMODULE load(::std::string_view languages = {}) noexcept\n{\n"
-        "    static constexpr ::zmu::catalog::Translation translations[] = {\n";
+    std::string text = "/// Loads the texts in the first of `languages` that there is (\"de:en\"; "
+                       "empty stands for\n"
+                       "/// the user's), else in the first language. Null, with the last error, if "
+                       "they are missing.\n"
+                       "inline HMODULE load(::std::string_view languages = {}) noexcept\n{\n"
+                       "    static constexpr ::zmu::catalog::Translation translations[] = {\n";
     for (std::size_t i = 0; i < catalog.languages.size(); ++i)
         text += "        {\"" + catalog.languages[i].tag + "\", L\"" + moduleName(catalog, i) +
                 ".dll\"},\n";
-    return text + "    };\n    return ::zmu::catalog::loadTranslation(translations, languages);\n}\n\n";
+    return text +
+           "    };\n    return ::zmu::catalog::loadTranslation(translations, languages);\n}\n\n";
 }
 
 std::string settingUp(const Catalog& catalog, const std::vector<CompiledSituation>& compiled)
@@ -252,10 +261,11 @@ std::string settingUp(const Catalog& catalog, const std::vector<CompiledSituatio
                     (known == catalog.plugIns.end() ? "nullptr" : "plugIns." + known->name);
         }
     }
-    text += "/// Prepares a data set before it becomes a monitor's, as in an owner's customizeForOwner:"
-            "\n/// `texts` are what load() has answered, null where the owner has them. False if it is "
-            "too late.\ninline bool setUp(ZarnData& settings, HMODULE texts" +
-            parameter + ") noexcept\n{\n";
+    text +=
+        "/// Prepares a data set before it becomes a monitor's, as in an owner's customizeForOwner:"
+        "\n/// `texts` are what load() has answered, null where the owner has them. False if it is "
+        "too late.\ninline bool setUp(ZarnData& settings, HMODULE texts" +
+        parameter + ") noexcept\n{\n";
     if (!rows.empty())
         text += "    const ZarnPlugIn rows[] = {" + rows + "};\n";
     return text + "    return ::zmu::catalog::setUp(settings, texts, {" + number(fillers) + ", " +
@@ -272,12 +282,13 @@ std::string moduleName(const Catalog& catalog, std::size_t language)
 
 std::string headerText(const Catalog& catalog, const std::vector<CompiledSituation>& compiled)
 {
-    std::string text = "// The situations of " + catalog.name +
-                       ".toml, made by `zmu compile`: change the catalogue.\n//\n// A call reports "
-                       "its situation and answers the code, 0 for success; it leaves nothing behind.\n"
-                       "#pragma once\n\n#include <zmu/catalog/Calls.h>\n\nnamespace " +
-                       catalog.nameSpace + " {\n\n" + ids(catalog) + loading(catalog) +
-                       settingUp(catalog, compiled);
+    std::string text =
+        "// The situations of " + catalog.name +
+        ".toml, made by `zmu compile`: change the catalogue.\n//\n// A call reports "
+        "its situation and answers the code, 0 for success; it leaves nothing behind.\n"
+        "#pragma once\n\n#include <zmu/catalog/Calls.h>\n\nnamespace " +
+        catalog.nameSpace + " {\n\n" + ids(catalog) + loading(catalog) +
+        settingUp(catalog, compiled);
     for (std::size_t i = 0; i < compiled.size(); ++i)
         text += SituationWriter(catalog.situations[i], compiled[i]).text();
     return text + "} // namespace " + catalog.nameSpace + "\n";

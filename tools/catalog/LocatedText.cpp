@@ -60,7 +60,8 @@ std::size_t takeEscape(Cursor& cursor, bool isMultiLine)
     cursor.take(1);
     const char kind = cursor.peek();
     if (isMultiLine && (kind == ' ' || kind == '\t' || kind == '\r' || kind == '\n')) {
-        while (!cursor.isAtEnd() && std::string_view(" \t\r\n").find(cursor.peek()) != std::string_view::npos)
+        while (!cursor.isAtEnd() &&
+               std::string_view(" \t\r\n").find(cursor.peek()) != std::string_view::npos)
             cursor.take(1);
         return 0;
     }
@@ -82,7 +83,7 @@ SourceFile::SourceFile(std::string text) : m_text(std::move(text)), m_lines{0}
 
 LocatedText SourceFile::locate(std::string text, Place begin) const
 {
-    LocatedText located{std::move(text), {begin}};
+    LocatedText located{std::move(text), begin, {begin}};
     if (begin.line < 1 || begin.line > m_lines.size())
         return located;
     Cursor cursor(m_text, m_lines[begin.line - 1], begin);

@@ -12,9 +12,10 @@ namespace zmu_tools {
 /// A string of a TOML file without its quotes and escapes.
 struct LocatedText {
     std::string text;
+    Place begin;               ///< Of the opening quote.
     std::vector<Place> places; ///< Of each byte, and of the end; one for all if nothing is known.
 
-    Place place(std::size_t offset = 0) const
+    Place place(std::size_t offset) const
     {
         return places[offset < places.size() ? offset : places.size() - 1];
     }

@@ -9,7 +9,7 @@ namespace {
 class Parser {
   public:
     Parser(const LocatedText& text, Target target, Findings& findings)
-        : m_text(text), m_target(target), m_findings(findings), m_message{{}, text.place()}
+        : m_text(text), m_target(target), m_findings(findings), m_message{{}, text.begin}
     {}
 
     Message parse()

@@ -11,7 +11,7 @@ namespace zmu_tools {
 
 /// A stretch of text, or an insert.
 struct Piece {
-    std::string text;   ///< UTF-8; the name of the argument if this is an insert.
+    std::string text; ///< UTF-8; the name of the argument if this is an insert.
     bool isInsert = false;
     std::string format; ///< Behind the insert's colon.
     Place place;

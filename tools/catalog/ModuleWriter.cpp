@@ -54,7 +54,8 @@ std::string wideLiteral(const std::string& text)
 std::string moduleText(const Catalog& catalog, const std::vector<CompiledSituation>& compiled,
                        std::size_t language)
 {
-    std::string text = "// Texts of " + catalog.name + ".toml in '" + catalog.languages[language].tag +
+    std::string text = "// Texts of " + catalog.name + ".toml in '" +
+                       catalog.languages[language].tag +
                        "', made by `zmu compile`: change the catalogue.\n#include "
                        "<zmu/localize/ResourceModule.h>\n\n#include <algorithm>\n#include "
                        "<string_view>\n\nnamespace {\n\nstruct Row {\n    unsigned int id;\n    "
@@ -89,13 +90,17 @@ ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, in
 std::string stringTableText(const Catalog& catalog, const std::vector<CompiledSituation>& compiled,
                             std::size_t language)
 {
-    std::string text = "// Texts of " + catalog.name + ".toml in '" + catalog.languages[language].tag +
+    std::string text = "// Texts of " + catalog.name + ".toml in '" +
+                       catalog.languages[language].tag +
                        "', made by `zmu compile`: change the catalogue.\n#pragma code_page(65001)\n"
                        "LANGUAGE 0, 0\n\nSTRINGTABLE\nBEGIN\n";
     for (const Row& row : rowsById(catalog, compiled, language)) {
         std::string literal;
         for (const char c : *row.text)
-            literal += c == '"' ? "\"\"" : c == '\\' ? "\\\\" : c == '\t' ? "\\t" : std::string(1, c);
+            literal += c == '"'    ? "\"\""
+                       : c == '\\' ? "\\\\"
+                       : c == '\t' ? "\\t"
+                                   : std::string(1, c);
         text += "    " + std::to_string(row.id) + " L\"" + literal + "\"\n";
     }
     return text + "END\n";

@@ -20,7 +20,8 @@ std::string moduleText(const Catalog& catalog, const std::vector<CompiledSituati
 std::string stringTableText(const Catalog& catalog, const std::vector<CompiledSituation>& compiled,
                             std::size_t language);
 
-/// A page with the situations' texts, explanations and actions in a language, each below its number.
+/// A page with the situations' texts, explanations and actions in a language, each below its
+/// number.
 std::string pageText(const Catalog& catalog, std::size_t language);
 
 /// Name of the module with a language's texts, without prefix and suffix: the catalogue's for the

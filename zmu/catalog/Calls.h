@@ -32,15 +32,14 @@ concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::sa
 template <class T>
 concept Integer = std::integral<T> && !std::same_as<T, bool> && !Character<T>;
 
-/// An integer each value of which a Number has, or an enumeration of no more bytes, which goes by its
-/// value.
+/// An integer each value of which a Number has, or an enumeration of no more bytes, which goes by
+/// its value.
 template <class T, class Number>
-concept FitsInto = (Integer<T> &&
-                    std::cmp_greater_equal(std::numeric_limits<T>::min(),
-                                           std::numeric_limits<Number>::min()) &&
-                    std::cmp_less_equal(std::numeric_limits<T>::max(),
-                                        std::numeric_limits<Number>::max())) ||
-                   (std::is_enum_v<T> && sizeof(T) <= sizeof(Number));
+concept FitsInto =
+    (Integer<T> &&
+     std::cmp_greater_equal(std::numeric_limits<T>::min(), std::numeric_limits<Number>::min()) &&
+     std::cmp_less_equal(std::numeric_limits<T>::max(), std::numeric_limits<Number>::max())) ||
+    (std::is_enum_v<T> && sizeof(T) <= sizeof(Number));
 
 /// An argument of the kinds u32, i32, u64 and i64.
 template <class Number>
@@ -77,10 +76,13 @@ struct F64 {
 template <class T>
 concept Path = requires(const T& path)
 {
-    { path.native() } -> std::convertible_to<std::basic_string_view<typename T::value_type>>;
+    {
+        path.native()
+        } -> std::convertible_to<std::basic_string_view<typename T::value_type>>;
 };
 
-/// A text: narrow is UTF-8, wide is as the platform has it. Null shows as "(null)". It is not copied.
+/// A text: narrow is UTF-8, wide is as the platform has it. Null shows as "(null)". It is not
+/// copied.
 class TextView {
   public:
     constexpr TextView(std::string_view text) : m_narrow(text.data()), m_size(text.size()) {}
@@ -173,7 +175,8 @@ class Text : public TextView {
         : TextView(std::wstring_view(text))
     {}
     template <Path T>
-    Text(const T& path) : TextView(std::basic_string_view<typename T::value_type>(path.native())) {}
+    Text(const T& path) : TextView(std::basic_string_view<typename T::value_type>(path.native()))
+    {}
     Text(std::nullptr_t) = delete;
 };
 
@@ -304,7 +307,8 @@ class Digits {
         char text[24];
         const bool isMinus = base == 10 && std::cmp_less(number, 0);
         const auto bits = static_cast<std::uint64_t>(number);
-        const auto end = std::to_chars(text, text + sizeof text, isMinus ? 0 - bits : bits, base).ptr;
+        const auto end =
+            std::to_chars(text, text + sizeof text, isMinus ? 0 - bits : bits, base).ptr;
         set(isMinus, {text, end}, width);
         for (wchar_t* element = m_text; isUpper && *element; ++element)
             if (*element >= L'a' && *element <= L'f')
@@ -319,7 +323,8 @@ class Digits {
         if (precision < 0) {
             result = std::to_chars(text, text + sizeof text, number);
         } else {
-            const bool isLong = format == std::chars_format::fixed && !(number > -1e15 && number < 1e15);
+            const bool isLong =
+                format == std::chars_format::fixed && !(number > -1e15 && number < 1e15);
             result = std::to_chars(text, text + sizeof text, number,
                                    isLong ? std::chars_format::scientific : format, precision);
         }

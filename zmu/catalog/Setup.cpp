@@ -64,7 +64,8 @@ bool setUp(ZarnData& settings, HMODULE texts, const Needs& needs,
     const auto atLeast = [&](int need, int (ZarnData::*get)() const, bool (ZarnData::*set)(int)) {
         isSet = ((settings.*get)() >= need || (settings.*set)(need)) && isSet;
     };
-    atLeast(needs.fillers, &ZarnData::getDescriptionFillersQty, &ZarnData::setDescriptionFillersQty);
+    atLeast(needs.fillers, &ZarnData::getDescriptionFillersQty,
+            &ZarnData::setDescriptionFillersQty);
     atLeast(needs.recordedInts, &ZarnData::getArgsIntQty, &ZarnData::setArgsIntQty);
     atLeast(needs.recordedUnsigneds, &ZarnData::getArgsUIntQty, &ZarnData::setArgsUIntQty);
     atLeast(needs.recordedTexts, &ZarnData::getArgsStrQty, &ZarnData::setArgsStrQty);

@@ -1,5 +1,5 @@
-// What a host does once for the situations of a catalogue: `zmu compile` makes a function `load` and
-// a function `setUp` of these, see docs/catalogs.md.
+// What a host does once for the situations of a catalogue: `zmu compile` makes a function `load`
+// and a function `setUp` of these, see docs/catalogs.md.
 #pragma once
 
 #include <zmu/foundation/Export.h>
@@ -34,8 +34,8 @@ ZMU_API std::size_t chooseTranslation(std::span<const Translation> translations,
 
 /// What the situations of a catalogue need of a data set.
 struct Needs {
-    int fillers = 0;          ///< Of the situation with most.
-    int recordedInts = 0;     ///< Slots; and so on.
+    int fillers = 0;      ///< Of the situation with most.
+    int recordedInts = 0; ///< Slots; and so on.
     int recordedUnsigneds = 0;
     int recordedTexts = 0;
 };

@@ -1,5 +1,5 @@
-// As the C library's own message catalogues are chosen: the locale's variables, and before them, unless
-// the locale is that of C, a list of languages.
+// As the C library's own message catalogues are chosen: the locale's variables, and before them,
+// unless the locale is that of C, a list of languages.
 #include <zmu/platform/Languages.h>
 
 #include <algorithm>
