@@ -1,6 +1,7 @@
 #include "Command.h"
 
 #include <tools/catalog/CompileCommand.h>
+#include <tools/proof/CheckCommand.h>
 
 #include <zmu/Version.h>
 
@@ -14,8 +15,14 @@ namespace zmu_tools {
 
 const std::vector<AddCommand>& commands()
 {
-    static const std::vector<AddCommand> all = {addCompileCommand};
+    static const std::vector<AddCommand> all = {addCompileCommand, addCheckCommand};
     return all;
+}
+
+std::string& ownProgram()
+{
+    static std::string path;
+    return path;
 }
 
 Exit runCommandLine(const std::vector<std::string>& arguments) noexcept

@@ -564,17 +564,19 @@ std::vector<SpecFinding> proveSpec(std::wstring_view spec, const std::vector<std
     return Proof(ServedStrings::module(), specId, spec, own).run();
 }
 
-std::vector<SpecFinding> proveString(HMODULE module, unsigned int id, const SpecRules& rules,
-                                     std::wstring* spec)
+bool stringOf(HMODULE module, unsigned int id, std::wstring& text)
+try {
+    text = UTL_String(module, id, specMax + 2).wideText(); // one too many, so that it shows
+    return true;
+} catch (...) { // the string's exception, or whatever the module's entry throws
+    text.clear();
+    return false;
+}
+
+std::vector<SpecFinding> proveString(HMODULE module, unsigned int id, const SpecRules& rules)
 {
     std::wstring text;
-    try {
-        text = UTL_String(module, id, specMax + 2).wideText(); // one too many, so that it shows
-    } catch (...) {
-        // of the string or of the module's entry; the proof says that there is no spec
-    }
-    if (spec)
-        *spec = text;
+    stringOf(module, id, text);
     return Proof(module, static_cast<int>(id), text, rules).run();
 }
 

@@ -64,10 +64,12 @@ struct SpecFinding {
 std::vector<SpecFinding> proveSpec(std::wstring_view spec, const std::vector<std::wstring>& affixes,
                                    const SpecRules& rules = {});
 
-/// Judges string `id` of `module`, which also has the affixes. `spec`, unless null, receives the
-/// text, which the positions are of. A string that the module does not have is a finding.
-std::vector<SpecFinding> proveString(HMODULE module, unsigned int id, const SpecRules& rules,
-                                     std::wstring* spec = nullptr);
+/// Judges string `id` of `module`, which also has the affixes. Positions are of the text that
+/// stringOf gives. A string that the module does not have is a finding.
+std::vector<SpecFinding> proveString(HMODULE module, unsigned int id, const SpecRules& rules);
+
+/// Fetches a string, of which more than a spec can have is left out. False if there is none.
+bool stringOf(HMODULE module, unsigned int id, std::wstring& text);
 
 /// What is wrong in one line, without a line break: code, name and meaning, and with what arguments
 /// it shows. UTF-8, fit for a terminal.
