@@ -1,5 +1,8 @@
 #include "Command.h"
 
+#include <tools/catalog/CompileCommand.h>
+#include <tools/proof/CheckCommand.h>
+
 #include <zmu/Version.h>
 
 #include <CLI/CLI.hpp>
@@ -12,8 +15,14 @@ namespace zmu_tools {
 
 const std::vector<AddCommand>& commands()
 {
-    static const std::vector<AddCommand> all = {};
+    static const std::vector<AddCommand> all = {addCompileCommand, addCheckCommand};
     return all;
+}
+
+std::string& ownProgram()
+{
+    static std::string path;
+    return path;
 }
 
 Exit runCommandLine(const std::vector<std::string>& arguments) noexcept
