@@ -115,7 +115,7 @@ TEST_F(Desktop, WindowThatThePersonClosesIsGone)
 
 TEST_F(Desktop, WindowIsCentredOnItsOwnerWhileThatIsSeen)
 {
-    const HWND owner = makeDialog(nullptr);
+    auto* const owner = makeDialog(nullptr);
     SetWindowTextW(owner, L"Owner");
     ShowWindow(owner, 5);
     const std::string number = numberOf("Owner");
