@@ -1,5 +1,7 @@
 #include <zmu/platform/linux/SystemFiles.h>
 
+#include <zmu/foundation/internal/Trim.h>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,12 +19,9 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r\v\f";
 
-std::string_view trim(std::string_view text)
+std::string_view trimmed(std::string_view text)
 {
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == text.npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+    return trim(text, blanks);
 }
 
 /// The number at the start of `text`, which is taken off.
@@ -148,7 +147,7 @@ std::string assignedValue(std::string_view text, std::string_view name)
 {
     std::string value;
     while (!text.empty()) {
-        std::string_view line = trim(takePart(text, '\n'));
+        std::string_view line = trimmed(takePart(text, '\n'));
         if (takePart(line, '=') == name)
             value = unquote(line);
     }
@@ -172,8 +171,8 @@ std::string_view fieldValue(std::string_view text, std::string_view field)
 {
     while (!text.empty()) {
         std::string_view line = takePart(text, '\n');
-        if (trim(takePart(line, ':')) == field && !trim(line).empty())
-            return trim(line);
+        if (trimmed(takePart(line, ':')) == field && !trimmed(line).empty())
+            return trimmed(line);
     }
     return {};
 }
@@ -235,13 +234,13 @@ std::string resolverDomain(std::string_view resolvConf)
 {
     std::string domain;
     while (!resolvConf.empty()) {
-        std::string line(trim(takePart(resolvConf, '\n')));
+        std::string line(trimmed(takePart(resolvConf, '\n')));
         std::replace(line.begin(), line.end(), '\t', ' ');
         std::string_view rest = line;
         const std::string_view keyword = takePart(rest, ' ');
         if (keyword != "domain" && keyword != "search")
             continue;
-        rest = trim(rest);
+        rest = trimmed(rest);
         domain = takePart(rest, ' '); // the last line counts
     }
     if (domain.ends_with('.'))
