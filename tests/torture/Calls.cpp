@@ -3,10 +3,10 @@
 // The calls are caught where they leave the library: in the table of addresses by which libzmu.so
 // finds what it does not define. So they are the library's alone, and none can be forgotten: what
 // the library imports from the C library has a row below, or is known not to ask the system.
+#include "Life.h"
 #include "Torture.h"
 
 #include <Strings.h>
-#include <linux/Life.h>
 
 #include <zmu/notify/ZarnStatusReporter.h>
 #include <zmu/notify/zgEL_Reporter.h>

@@ -1,6 +1,6 @@
 #include "Life.h"
 
-#include "../Strings.h"
+#include <Strings.h>
 
 #include <zmu/owner/ZarnDataZGW.h>
 
@@ -13,8 +13,9 @@
 #include <thread>
 
 using namespace zmu;
+using namespace zmu_test;
 
-namespace zmu_test {
+namespace zmu_torture {
 
 namespace {
 
@@ -155,4 +156,4 @@ std::string describeLife(const ChildEnd& end)
                                          : "status " + std::to_string(end.status);
 }
 
-} // namespace zmu_test
+} // namespace zmu_torture
