@@ -21,6 +21,9 @@ struct Life {
     std::function<void(FaultTime)> setFaults;
     /// What the host does besides, with faults let in; null for nothing.
     std::function<void(Zarn*)> more = {};
+    /// Whether faults last as long as they are let in. A file of which the system tells nothing
+    /// may be written once more then, and one that others have cut stays cut; nothing is lost.
+    bool faultsLast = false;
 };
 
 /// Lives that life in a fork of this process, which has not used the library. Nothing may crash or
