@@ -1,5 +1,6 @@
 #include "Command.h"
 
+#include <tools/forms/FormCommand.h>
 #include <tools/proof/CheckCommand.h>
 
 #include <zmu/Version.h>
@@ -14,7 +15,7 @@ namespace zmu_tools {
 
 const std::vector<AddCommand>& commands()
 {
-    static const std::vector<AddCommand> all = {addCheckCommand};
+    static const std::vector<AddCommand> all = {addCheckCommand, addFormCommand};
     return all;
 }
 

@@ -243,7 +243,9 @@ TEST(LogForm, TraceNamesTheFormThePlaceAndTheReason)
     const std::wstring missing = folder.path("missing.html");
     Traces traces;
     EXPECT_TRUE(Monitor(folder.path("log.html"), missing.c_str()).get());
-    EXPECT_TRUE(traces.take().contains("the form " + QString::fromStdWString(missing) + ": "));
+    const QString traced = traces.take();
+    EXPECT_TRUE(traced.contains("the form " + QString::fromStdWString(missing) + ": "));
+    EXPECT_TRUE(traced.contains(" (45/FileNotOpened).")) << qPrintable(traced);
 }
 
 TEST(LogForm, HeadMayFillTheLargestBufferAndNoMore)
