@@ -77,21 +77,31 @@ bool report(Zarn* monitor, int situation, const std::wstring& text)
     return monitor->respondToSituation(situation, nullptr, text.c_str());
 }
 
+/// `text` with `number` in the place of each '#', and '#' in that of each '@'.
+std::wstring numbered(const std::wstring& text, int number)
+{
+    std::wstring result;
+    for (const wchar_t letter : text) {
+        if (letter == L'#')
+            result += std::to_wstring(number);
+        else
+            result += letter == L'@' ? L'#' : letter;
+    }
+    return result;
+}
+
 bool writeSome(Zarn* monitor, int count)
 {
     bool isWritten = true;
     for (int i = 0; i < count; ++i) {
-        const std::wstring number = std::to_wstring(i + 1);
         const std::wstring texts[] = {
-            L"Session " + number + L" started: <code>/usr/bin/program --display :" + number +
-                L"</code>",
-            L"Session " + number + L" ended well.",
-            L"A path of session " + number + L": <code>/srv/" + std::wstring(120, L'p') +
-                L"/file</code>",
-            L"Session " + number +
-                L" failed.<br>No such file or directory (<a href=\"Codes/WLE.html#2\">WLE2</a>)",
+            L"Session # started: <code>/usr/bin/program --display :#</code>",
+            L"Session # ended well.",
+            L"A path of session #: <code>/srv/" + std::wstring(120, L'p') + L"/file</code>",
+            L"Session # failed.<br>No such file (<a href=\"Codes/WLE.html@2\">WLE2</a>)",
             L"A word of its own: " + std::wstring(90, L'w')};
-        isWritten = report(monitor, firstSituation + i % 5, texts[i % 5]) && isWritten;
+        isWritten =
+            report(monitor, firstSituation + i % 5, numbered(texts[i % 5], i + 1)) && isWritten;
     }
     return isWritten;
 }

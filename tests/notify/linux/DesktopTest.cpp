@@ -102,7 +102,7 @@ TEST_F(Desktop, WindowThatThePersonClosesIsGone)
 {
     const ZarnStatusReporter* const reporter = makeReporter();
     ASSERT_NE(reporter, nullptr);
-    const HWND dialog = reporter->getDialogWindowHandle();
+    auto* const dialog = reporter->getDialogWindowHandle();
     EXPECT_TRUE(reporter->appear());
     const std::string number = numberOf("Title");
     EXPECT_TRUE(becomesTrue([&] {
@@ -123,7 +123,7 @@ TEST_F(Desktop, WindowThatThePersonClosesIsGone)
 
 TEST_F(Desktop, WindowIsCentredOnItsOwnerWhileThatIsSeen)
 {
-    const HWND owner = makeDialog(nullptr);
+    auto* const owner = makeDialog(nullptr);
     SetWindowTextW(owner, L"Owner");
     ShowWindow(owner, 5);
     const std::string number = numberOf("Owner");
