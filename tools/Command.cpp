@@ -1,5 +1,6 @@
 #include "Command.h"
 
+#include <tools/catalog/CompileCommand.h>
 #include <tools/forms/FormCommand.h>
 #include <tools/proof/CheckCommand.h>
 
@@ -15,7 +16,11 @@ namespace zmu_tools {
 
 const std::vector<AddCommand>& commands()
 {
-    static const std::vector<AddCommand> all = {addCheckCommand, addFormCommand};
+    static const std::vector<AddCommand> all = {
+        addCompileCommand,
+        addCheckCommand,
+        addFormCommand,
+    };
     return all;
 }
 
