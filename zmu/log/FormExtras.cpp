@@ -11,6 +11,7 @@
 #include <QTextStream>
 #include <QUrl>
 
+#include <algorithm>
 #include <chrono>
 #include <cwchar>
 #include <iterator>
@@ -21,7 +22,7 @@ using namespace zmu;
 
 namespace {
 
-constexpr std::wstring_view names[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE"};
+constexpr std::wstring_view names[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE", L"EXPLANATIONS"};
 static_assert(std::size(names) == formExtrasQty);
 
 /// Stands before a name that was asked for by a comment: no character, so none of a form.
@@ -65,6 +66,13 @@ void zmu::writeFormExtrasAsVariables(wchar_t* text, wchar_t open, wchar_t close)
     *output = L'\0';
 }
 
+std::size_t zmu::bytesSavedByExtras(std::wstring_view text)
+{
+    constexpr std::size_t marks = 3; // two brackets and `asked`
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), asked)) *
+           (commentBegin.size() + commentEnd.size() - marks);
+}
+
 Zarn_FORM_VAR zmu::findFormExtra(const wchar_t* name)
 {
     for (int i = 0; *name == asked && i < formExtrasQty; ++i) {
@@ -85,6 +93,14 @@ std::wstring zmu::linkToLog(const wchar_t* from, const wchar_t* to)
     const std::wstring reference = QString::fromLatin1(address).toHtmlEscaped().toStdWString();
     const std::wstring name = target.fileName().toHtmlEscaped().toStdWString();
     return L"<a href=\"" + reference + L"\">" + name + L"</a>";
+}
+
+std::wstring zmu::linkToExplanations(const wchar_t* log)
+{
+    const QString page = QStringLiteral("Codes/Situations.html");
+    if (!QFileInfo(QFileInfo(toFileName(log)).absolutePath() + '/' + page).isFile())
+        return {};
+    return L"<a id=\"explanations\" href=\"" + page.toStdWString() + L"\">Explanations</a>";
 }
 
 std::wstring zmu::presentTimeZone()
@@ -119,14 +135,16 @@ const wchar_t* ZarnData::getFormExtra(int extra) const
     return index >= 0 && index < formExtrasQty ? m_formExtras[index].c_str() : nullptr;
 }
 
-void ZarnData::learnTimeZone()
+void ZarnData::learnFormExtras()
 {
+    formExtra(FORM_EXTRA_TIME_ZONE).clear();
+    formExtra(FORM_EXTRA_EXPLANATIONS).clear();
     if (!m_offersFormExtras)
         return;
     try {
         formExtra(FORM_EXTRA_TIME_ZONE) = presentTimeZone();
+        formExtra(FORM_EXTRA_EXPLANATIONS) = linkToExplanations(m_fileLog.m_logName);
     } catch (...) {
-        formExtra(FORM_EXTRA_TIME_ZONE).clear();
     }
 }
 

@@ -386,7 +386,7 @@ bool ZarnData::establishLogFile(bool learnForm)
             return; // the file stays empty until its first entry
         ZarnDataForThread* engine = obtainDataForCurrentThread(true);
         require(engine, dx::EstablishNoEngine);
-        learnTimeZone();
+        learnFormExtras();
         requireOrRaiseHeld(writeBeginning(*engine), *this);
         watchNewLog();
     });
@@ -432,7 +432,7 @@ bool ZarnData::writeBeginning(ZarnDataForThread& engine)
     freeLogFileFormSectionHeadData();
     if (m_fileLog.m_formIsBuiltIn)
         return isSelfSatisfied();
-    m_formFlaw = {}; // it was learned without one
+    m_formMistake = {}; // it was learned without one
     traceFormDismissed();
     forgetSelfDX_Code();
     if (!supplantLogFileFormFromResDLL(SECTIONS_ALL) ||
