@@ -193,8 +193,10 @@ class Reader {
         skipBlanks();
         const char* const digits = m_at != m_end && *m_at == '-' ? m_at + 1 : m_at;
         const auto [end, error] = std::from_chars(m_at, m_end, number);
-        if (end == m_at)
+        if (end == m_at) {
+            m_at = digits == m_end ? m_end : m_at;
             return fail("the value is no whole number that may stand here");
+        }
         if (error != std::errc())
             return refuse("the number is out of range");
         if (*digits == '0' && end - digits > 1)
