@@ -1,6 +1,8 @@
 #include "../System.h"
 
+#ifndef NOMINMAX
 #define NOMINMAX
+#endif
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
@@ -292,8 +294,8 @@ bool cs4s3::isNameTaken(int error)
 
 bool cs4s3::isForWantOfRoom(int error)
 {
-    return error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL ||
-           error == ERROR_DISK_QUOTA_EXCEEDED;
+    constexpr int quotaExceeded = 1295; // ERROR_DISK_QUOTA_EXCEEDED, which MinGW lacks
+    return error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL || error == quotaExceeded;
 }
 
 u64 cs4s3::fileSizeLimit()
