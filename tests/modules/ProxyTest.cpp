@@ -18,7 +18,7 @@ TEST_F(Proxy, WritesWhatAProcessWithoutALogReports)
     ASSERT_TRUE(monitor) << settings.getSelfDX_Code();
     strings()[1001] = L"1~0~2~u`s||``Session %1!u! of %2!s! has started.`";
     const qint64 before = QDateTime::currentMSecsSinceEpoch();
-    EXPECT_TRUE(monitor->respondToSituation(1001, nullptr, 7U, L"Ada \"<Ä>\"\t\x1F600"));
+    EXPECT_TRUE(monitor->respondToSituation(1001, nullptr, 7U, L"Ada \"<Ä>\"\t\U0001F600"));
     const qint64 after = QDateTime::currentMSecsSinceEpoch();
     EXPECT_EQ(monitor->getSelfDX_Code(), 0);
     Zarn::destroy(&monitor, 0, false);
@@ -44,7 +44,6 @@ TEST_F(Proxy, WritesWhatAProcessWithoutALogReports)
 
 TEST_F(Proxy, TakesAnyText)
 {
-    const std::wstring emoji = sizeof(wchar_t) > 2 ? L"\x1F600" : L"\xD83D\xDE00";
     struct Row {
         std::wstring text;
         std::string description;
@@ -52,7 +51,7 @@ TEST_F(Proxy, TakesAnyText)
     const std::vector<Row> rows = {
         {L"", ""},
         {L"\"\\/\r\n\t\b\x01\x1F\x7F\x9B[31m", "\"\\/\r\n\t\b\x01\x1F\x7F\xC2\x9B[31m"},
-        {emoji + L"\xD83D\xDE00", "😀😀"}, // a pair is one, whatever the width
+        {L"\U0001F600\xD83D\xDE00", "😀😀"}, // a pair is one, whatever the width
         {L"a\xD83D", "a\uFFFD"},
         {L"\xDE00z", "\uFFFDz"},
         {L"\xD83D\xD83D\xDE00", "\uFFFD😀"},
