@@ -22,6 +22,13 @@ enum class Exit : int {
     Unreadable = 3, ///< Something cannot be read or written.
 };
 
+struct ExitMeaning {
+    Exit exit;
+    const char* meaning;
+};
+/// All of them, as help and man page tell them.
+const std::vector<ExitMeaning>& exitMeanings();
+
 /// What the command line asks for. Nothing is done while it is parsed.
 using Run = std::function<Exit()>;
 
@@ -31,6 +38,10 @@ using AddCommand = void (*)(CLI::App& app, Run& run);
 
 /// All commands, in the order in which the help shows them.
 const std::vector<AddCommand>& commands();
+
+/// The file of the program `zmu`, for commands that start it once more. Empty in any other program,
+/// and until main has set it.
+std::string& ownProgram();
 
 /// Runs a command line: `arguments` are UTF-8, without the program's name. Help goes to standard
 /// output, what is wrong with the line to standard error. Throws nothing; memory that runs out ends

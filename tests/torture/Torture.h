@@ -17,8 +17,10 @@
 // The process that runs a scenario does not use the library itself: its children do, each anew.
 #pragma once
 
+#include "Ledger.h"
+
+#include <Processes.h>
 #include <linux/Child.h>
-#include <linux/Ledger.h>
 
 #include <zmu/monitor/Zarn.h>
 
@@ -30,10 +32,6 @@ namespace zmu_torture {
 
 using zmu_test::Child;
 using zmu_test::ChildEnd;
-using zmu_test::Ledger;
-using zmu_test::LogReader;
-using zmu_test::makeShared;
-using zmu_test::Place;
 
 /// What came of a scenario. The counts are shared with its children.
 struct Counts {
@@ -85,16 +83,6 @@ struct Scenario {
 Zarn* openMonitor(const Place& place, unsigned long limit, int number = 0);
 
 void sleepMs(int milliseconds);
-
-/// Waits until `condition` holds, for half a minute at most. Whether it does.
-template <class Condition>
-bool waitUntil(Condition condition)
-{
-    constexpr int patienceMs = 30000;
-    for (int i = 0; i < patienceMs && !condition(); ++i)
-        sleepMs(1);
-    return condition();
-}
 
 // Crashes.cpp
 void killAtAnyMoment(Run& run);

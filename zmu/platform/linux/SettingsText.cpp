@@ -1,20 +1,12 @@
 #include <zmu/platform/linux/SettingsText.h>
 
+#include <zmu/foundation/internal/Trim.h>
+
 #include <algorithm>
 
 using namespace zmu;
 
 namespace {
-
-constexpr std::string_view blanks = " \t\r";
-
-std::string_view trim(std::string_view text)
-{
-    const std::size_t begin = text.find_first_not_of(blanks);
-    if (begin == text.npos)
-        return {};
-    return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
-}
 
 /// One line of a settings file, and what it says.
 struct Line {
