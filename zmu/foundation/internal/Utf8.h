@@ -40,8 +40,8 @@ inline char32_t takeUtf8(const char*& source, const char* end)
     return point;
 }
 
-/// Writes `point` to `to`, which has room for four bytes, and returns the end. What no text can hold
-/// becomes U+FFFD.
+/// Writes `point` to `to`, which has room for four bytes, and returns the end. What no text can
+/// hold becomes U+FFFD.
 inline char* putUtf8(char* to, char32_t point)
 {
     if (point > lastCodePoint || isSurrogate(point))
