@@ -7,7 +7,7 @@
 #include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/ModuleFiles.h>
 #include <zmu/platform/linux/SettingsFile.h>
-#include <zmu/platform/linux/SystemFiles.h>
+#include <zmu/platform/linux/SettingsText.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -27,27 +27,6 @@
 using namespace zmu;
 
 namespace {
-
-/// Relative folders are none: they would be looked up from the current one.
-std::vector<std::string> settingsFiles(const std::string& organisation, const std::string& product)
-{
-    const char* const set = std::getenv("XDG_CONFIG_DIRS");
-    std::string_view folders = set && *set ? set : "/etc/xdg";
-    std::vector<std::string> files;
-    while (!folders.empty()) {
-        std::string_view folder = takePart(folders, ':');
-        while (folder.size() > 1 && folder.ends_with('/'))
-            folder.remove_suffix(1);
-        if (isAbsolute(folder))
-            files.emplace_back(folder)
-                .append("/")
-                .append(organisation)
-                .append("/")
-                .append(product)
-                .append(".ini");
-    }
-    return files;
-}
 
 /// Whether the process may make `path` and the folders that it needs.
 bool mayMake(const std::string& path)
@@ -185,7 +164,8 @@ long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD, DWORD, HKEY* opened)
             return ERROR_FILE_NOT_FOUND;
         auto handle = std::make_unique<HKEY__>();
         handle->section = rest;
-        for (std::string& file : settingsFiles(organisation, product))
+        for (std::string& file :
+             settingsFiles(std::getenv("XDG_CONFIG_DIRS"), organisation, product))
             handle->files.emplace_back().path = std::move(file);
         const DWORD result = handle->open();
         if (result == ERROR_SUCCESS)

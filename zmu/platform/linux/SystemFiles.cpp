@@ -1,6 +1,7 @@
 #include <zmu/platform/linux/SystemFiles.h>
 
 #include <zmu/foundation/internal/Trim.h>
+#include <zmu/platform/linux/SettingsText.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -44,13 +45,6 @@ bool takeCharacter(std::string_view& text, char character)
 }
 
 } // namespace
-
-std::string_view takePart(std::string_view& text, char separator)
-{
-    const std::string_view part = text.substr(0, text.find(separator));
-    text.remove_prefix(std::min(part.size() + 1, text.size()));
-    return part;
-}
 
 // ---- Files ---------------------------------------------------------------------------------------
 

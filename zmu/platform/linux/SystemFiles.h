@@ -11,9 +11,6 @@
 
 namespace zmu {
 
-/// Takes the text up to `separator` off `text`, and the separator too.
-std::string_view takePart(std::string_view& text, char separator);
-
 /// Text of a regular file, without the part behind `sizeMax` bytes and then without the line that
 /// is cut there. Empty when it cannot be read. Never waits for another process.
 std::string readSystemFile(const std::string& path, std::size_t sizeMax);
