@@ -1,5 +1,6 @@
 #include "Command.h"
 
+#include <tools/log/LogCommand.h>
 #include <zmu/Version.h>
 
 #include <CLI/CLI.hpp>
@@ -12,7 +13,7 @@ namespace zmu_tools {
 
 const std::vector<AddCommand>& commands()
 {
-    static const std::vector<AddCommand> all = {};
+    static const std::vector<AddCommand> all = {addLogCommand};
     return all;
 }
 

@@ -4,7 +4,9 @@
 
 #include <zmu/log/ZarnForm.h>
 
+#include <iterator>
 #include <string>
+#include <string_view>
 
 namespace zmu {
 
@@ -15,6 +17,8 @@ enum FormExtra {
     FORM_EXTRA_TIME_ZONE,                         ///< That of the log's beginning: "UTC+01:00".
 };
 inline constexpr int formExtrasQty = 3;
+inline constexpr std::wstring_view formExtraNames[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE"};
+static_assert(std::size(formExtraNames) == formExtrasQty);
 
 /// Writes every comment of `text` that names one, such as "<!--TIME_ZONE-->", as a variable between
 /// the two brackets. The text becomes no longer.
