@@ -26,9 +26,9 @@ void readLog(const QString& path, Forms& forms, std::size_t fileSize)
         FUZZ_CHECK(output.find('\n') == output.size() - 1);
         appendTextLine(output, entry, {true, 40});
         for (const TextView value : entry.values)
-            FUZZ_CHECK(value.empty() || (value.data() >= entry.text.data() &&
-                                         value.data() + value.size() <=
-                                             entry.text.data() + entry.text.size()));
+            FUZZ_CHECK(value.empty() ||
+                       (value.data() >= entry.text.data() &&
+                        value.data() + value.size() <= entry.text.data() + entry.text.size()));
     }
     FUZZ_CHECK(units + log.tail().size() <= fileSize);
 }

@@ -113,9 +113,20 @@ const QByteArray htmlForm =
 
 TEST_F(LogCommand, ReadsBackWhatWasReported)
 {
-    const QStringList any = {"a",       " ",    "12",    "<b class=\"good\">good</b> ", "&amp;",
-                             "<br>\n",  "%",    "]",     "</td></tr>\n",                "2026-11-22",
-                             "</li>\n", "\r\n", "<li>7 ", QString::fromUtf8("\xF0\x9F\x98\x80\xC3\xA9")};
+    const QStringList any = {"a",
+                             " ",
+                             "12",
+                             "<b class=\"good\">good</b> ",
+                             "&amp;",
+                             "<br>\n",
+                             "%",
+                             "]",
+                             "</td></tr>\n",
+                             "2026-11-22",
+                             "</li>\n",
+                             "\r\n",
+                             "<li>7 ",
+                             QString::fromUtf8("\xF0\x9F\x98\x80\xC3\xA9")};
     const QStringList line = {"a", " ", "12", " - ", "<i>x</i>", "&lt;", "%", ": "};
     const std::tuple<const char*, QByteArray, QStringList> forms[] = {
         {"built in", {}, any},
@@ -124,8 +135,10 @@ TEST_F(LogCommand, ReadsBackWhatWasReported)
         {"percent", formOf("h\n", "100%% [YEAR][MONTH][DAY]%t[SITUATION_DSCRP]%n\n", "t\n"), line},
         {"bare", formOf("h\n", "[SITUATION_DSCRP]\n", "t\n"), line},
         {"no line end", formOf("h\n", "<p id=[ENTRY_ID]>[SITUATION_DSCRP]%0\n", "\n--\n"), line},
-        {"in front", formOf("h\n", "[SITUATION_DSCRP] - [PRODUCT_NAME]: [SUITE_NAME]\n", "t\n"), line},
-        {"amid", formOf("[YEAR]\n", "[NAME_OF_USER]: [SITUATION_DSCRP], [ENTRY_COLOR]\n", "t\n"), line},
+        {"in front", formOf("h\n", "[SITUATION_DSCRP] - [PRODUCT_NAME]: [SUITE_NAME]\n", "t\n"),
+         line},
+        {"amid", formOf("[YEAR]\n", "[NAME_OF_USER]: [SITUATION_DSCRP], [ENTRY_COLOR]\n", "t\n"),
+         line},
         {"several lines", formOf("h\n", "<p>\r\n[SITUATION_DSCRP]\r\n</p>\n", "t\n"), line},
         {"joined", formOf("h\n", "<p>[PRODUCT_NAME][SITUATION_DSCRP]</p>\n", "t\n"), line},
     };
@@ -136,9 +149,10 @@ TEST_F(LogCommand, ReadsBackWhatWasReported)
         const std::string log = writeLog(texts, form.isEmpty() ? nullptr : useForm(form), name);
         const Answer answer = run({"--json", log});
         EXPECT_EQ(answer.exit, Exit::Good) << answer.errors.toStdString();
-        const bool isJoined = !answer.entries.isEmpty() &&
-                              answer.entries[0].contains("PRODUCT_NAME+SITUATION_DSCRP");
-        EXPECT_EQ(answer.texts(isJoined ? "PRODUCT_NAME+SITUATION_DSCRP" : "SITUATION_DSCRP"), texts);
+        const bool isJoined =
+            !answer.entries.isEmpty() && answer.entries[0].contains("PRODUCT_NAME+SITUATION_DSCRP");
+        EXPECT_EQ(answer.texts(isJoined ? "PRODUCT_NAME+SITUATION_DSCRP" : "SITUATION_DSCRP"),
+                  texts);
         const int last = answer.entries.size();
         const QJsonObject lastEntry = last > 0 ? answer.entries.last() : QJsonObject();
         EXPECT_EQ(lastEntry["ENTRY_ID"].toInt(), form.contains("[ENTRY_ID]") ? last : 0);
@@ -178,11 +192,9 @@ TEST_F(LogCommand, ReadsEachWayOfWritingText)
     for (qsizetype i = 0; i < swapped.size(); i += 2)
         std::swap(swapped[i], swapped[i + 1]);
     const std::string form = utf8(folder.write("form.html", htmlForm));
-    for (const QByteArray& file :
-         {bytes(QChar(0xfeff) + text), swapped, text.toUtf8(),
-          bytes(QChar(0xfeff) + QString(text).replace("\n", "\r\n"))}) {
-        const Answer answer =
-            run({"--json", "--form", form, utf8(folder.write("log.html", file))});
+    for (const QByteArray& file : {bytes(QChar(0xfeff) + text), swapped, text.toUtf8(),
+                                   bytes(QChar(0xfeff) + QString(text).replace("\n", "\r\n"))}) {
+        const Answer answer = run({"--json", "--form", form, utf8(folder.write("log.html", file))});
         EXPECT_EQ(answer.exit, Exit::Good);
         EXPECT_EQ(answer.texts("text"), QStringList(QString("caf\u00e9 \u00e9")));
     }
@@ -265,24 +277,26 @@ TEST_F(LogCommand, TakesTimeLinearInTheLog)
     };
     for (const auto& [name, form, text] : cases) {
         SCOPED_TRACE(name);
-        const Answer answer =
-            run({"--form", utf8(folder.write("form.html", form)), makeLog(text)});
+        const Answer answer = run({"--form", utf8(folder.write("form.html", form)), makeLog(text)});
         EXPECT_FALSE(answer.output.isEmpty());
     }
 }
 
 TEST_F(LogCommand, SelectsAndMerges)
 {
-    const QByteArray form = formOf(
-        "h\n", "[YEAR]-[MONTH]-[DAY] [HOURS]:[MINUTES]:[SECONDS].[MILLISECONDS] #[SITUATION_ID] "
-               "[SITUATION_DSCRP]\n", "t\n");
+    const QByteArray form =
+        formOf("h\n",
+               "[YEAR]-[MONTH]-[DAY] [HOURS]:[MINUTES]:[SECONDS].[MILLISECONDS] #[SITUATION_ID] "
+               "[SITUATION_DSCRP]\n",
+               "t\n");
     useForm(form);
     const std::string a = makeLog("h\n"
                                   "2026-11-21 23:59:59.999 #7 one\n"
                                   "2026-11-22 10:00:00.000 #8 <b class=\"fault\">fault</b> two\n"
                                   "2026-11-22 09:00:00.000 #9 three, by a clock that was set\nt\n");
     const std::string b = makeLog("h\n2026-11-22 00:00:00.000 #1001 four\n"
-                                  "2026-11-22 10:00:00.500 #7 five &lt;1&gt;\nt\n", "b.html");
+                                  "2026-11-22 10:00:00.500 #7 five &lt;1&gt;\nt\n",
+                                  "b.html");
     folder.write("page.html", "<html>no log</html>");
 
     const std::tuple<std::vector<std::string>, QString> cases[] = {

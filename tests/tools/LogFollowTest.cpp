@@ -18,8 +18,7 @@ class Followed {
   public:
     explicit Followed(const std::wstring& place)
         : m_forms(QString()), m_logs({QString::fromStdWString(place)}, m_forms, true)
-    {
-    }
+    {}
 
     /// Looks until `count` texts are there, for a minute at most.
     const QStringList& await(qsizetype count)
@@ -113,7 +112,8 @@ TEST_P(LogFollow, FindsNewLogsOfAFolder)
     Followed folder(m_folder.path("logs"));
     ASSERT_EQ(reportText(m_monitor, L"one"), 0);
     EXPECT_EQ(folder.await(1), QStringList("one"));
-    Monitor other(m_folder.path("logs/other.html"), m_folder.path("logs/Templates/own.html").c_str());
+    Monitor other(m_folder.path("logs/other.html"),
+                  m_folder.path("logs/Templates/own.html").c_str());
     ASSERT_EQ(reportText(other.get(), L"two"), 0);
     EXPECT_EQ(folder.await(2), QStringList({"one", "two"}));
     ASSERT_EQ(reportText(m_monitor, L"three"), 0);

@@ -38,10 +38,9 @@ class Learner : public ZarnData {
                                       Zarn_LOG_HTML) &&
             initialize() && obtainLogFileFormData(SECTIONS_ALL);
         if (!isLearned)
-            throw std::runtime_error(
-                path.toStdString() + ": this form cannot be used: " +
-                narrowed(zmu::describe(getSelfDX_Code()).meaning) + " (code " +
-                std::to_string(getSelfDX_Code()) + ")");
+            throw std::runtime_error(path.toStdString() + ": this form cannot be used: " +
+                                     narrowed(zmu::describe(getSelfDX_Code()).meaning) + " (code " +
+                                     std::to_string(getSelfDX_Code()) + ")");
         const ZarnDataFile& file = m_fileLog;
         return {path.isEmpty() ? "the built-in form" : path.toStdString(),
                 piecesOf(file.m_headFormat, file.m_headVars, file.m_headVarCount),
@@ -110,8 +109,9 @@ std::vector<Piece> statedPieces(TextView text)
         const auto name =
             close == nowhere
                 ? names.end()
-                : std::find(names.begin(), names.end(),
-                            QString::fromUtf16(text.data() + 1, qsizetype(close - 1)).toStdString());
+                : std::find(
+                      names.begin(), names.end(),
+                      QString::fromUtf16(text.data() + 1, qsizetype(close - 1)).toStdString());
         if (name == names.end()) {
             format += text.front() == u'%' ? L"%%" : std::wstring(1, wchar_t(text.front()));
             text.remove_prefix(1);

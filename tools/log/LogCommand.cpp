@@ -163,7 +163,8 @@ CLI::Validator momentCheck()
 {
     return {[](const std::string& text) {
                 return parseMoment(text, 0) ? std::string()
-                                            : "\"" + text + "\" is no moment; write 2026-11-22, "
+                                            : "\"" + text +
+                                                  "\" is no moment; write 2026-11-22, "
                                                   "\"2026-11-22 14:03:07\", 14:03, or 90m for 90 "
                                                   "minutes ago";
             },
@@ -174,7 +175,8 @@ CLI::Validator situationCheck()
 {
     return {[](const std::string& text) {
                 return parseSituations(text) ? std::string()
-                                             : "\"" + text + "\" is no situation; write 1001, or "
+                                             : "\"" + text +
+                                                   "\" is no situation; write 1001, or "
                                                    "1001-1010";
             },
             "SITUATION"};
@@ -221,8 +223,9 @@ void addLogCommand(CLI::App& app, Run& run)
                      "14:03:07\", 14:03 today, or 90m for the last 90 minutes (s, m, h or d).")
         ->check(momentCheck());
     command
-        ->add_option("--until", options->until,
-                     "Shows only entries up to this local time; a day or a minute includes its end.")
+        ->add_option(
+            "--until", options->until,
+            "Shows only entries up to this local time; a day or a minute includes its end.")
         ->check(momentCheck());
     command
         ->add_option("--grep", options->text,
@@ -234,10 +237,11 @@ void addLogCommand(CLI::App& app, Run& run)
                      "Shows only the last so many of the entries that are there.")
         ->check(CLI::NonNegativeNumber);
     command
-        ->add_option("--form", options->form,
-                     "The form with which the logs were written. Without it a log that tells itself "
-                     "how it is to be read is read so; others with that form of the folder Templates "
-                     "beside them, or the built-in one, which explains most of them.")
+        ->add_option(
+            "--form", options->form,
+            "The form with which the logs were written. Without it a log that tells itself "
+            "how it is to be read is read so; others with that form of the folder Templates "
+            "beside them, or the built-in one, which explains most of them.")
         ->check(CLI::ExistingFile);
     command->footer(
         "An entry that does not fit the form is shown as it stands. What a terminal would obey is "

@@ -49,7 +49,8 @@ int numberOf(TextView figures)
 }
 
 /// Local time in milliseconds. A part of the date that `values` do not tell is that of the moment
-/// `base`. Nothing without any part of a time or any such moment, and for a date that does not exist.
+/// `base`. Nothing without any part of a time or any such moment, and for a date that does not
+/// exist.
 std::optional<zmu::i64> timeOf(const std::vector<int>& holes, const std::vector<TextView>& values,
                                std::optional<zmu::i64> base)
 {
@@ -113,6 +114,7 @@ void LogReader::load(std::size_t units)
     m_at = 0;
     m_length = units;
     m_size = m_file.size();
+    m_changed = m_file.fileTime(QFileDevice::FileModificationTime);
     if (m_begin == 0) {
         m_file.seek(0);
         const QByteArray mark = m_file.read(unitBytes);
@@ -153,8 +155,9 @@ void LogReader::decode(QByteArray bytes)
 
 bool LogReader::refresh()
 {
-    const zmu::i64 size = m_file.size();
-    if (size == m_size && !m_isUnsure)
+    // An entry that was begun can be as long as the tail that it went over.
+    if (!m_isUnsure && m_file.size() == m_size &&
+        m_file.fileTime(QFileDevice::FileModificationTime) == m_changed)
         return false;
     if (!m_hasEntries && m_rawCount == 0) { // other forms may fit better now
         m_form.reset();

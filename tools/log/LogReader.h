@@ -6,6 +6,7 @@
 
 #include <zmu/foundation/Types.h>
 
+#include <QDateTime>
 #include <QFile>
 #include <QString>
 
@@ -18,9 +19,9 @@ namespace zmu_tools {
 
 /// An entry, or a text that is none. Its views are good until the reader's next call.
 struct Entry {
-    TextView text;                ///< As it stands in the log.
+    TextView text;                 ///< As it stands in the log.
     const Pattern* body = nullptr; ///< Null for a text that is no entry.
-    std::vector<TextView> values; ///< By hole of the body.
+    std::vector<TextView> values;  ///< By hole of the body.
     std::optional<zmu::i64> time; ///< Local time in milliseconds since 1970, if the entry tells it.
     zmu::i64 order = 0;           ///< The same, or that of an entry before it.
     std::optional<int> situation;
@@ -74,14 +75,15 @@ class LogReader {
     Forms& m_forms;
     bool m_isFollowed;
     QFile m_file;
-    bool m_isWide = true;       ///< UTF-16; anything else is taken for UTF-8 and read whole.
-    bool m_isSwapped = false;   ///< The other byte order.
-    std::u16string m_text;      ///< What is in memory.
-    std::size_t m_begin = 0;    ///< Where that begins, in units of the log.
-    std::size_t m_at = 0;       ///< What is to be taken next.
-    std::size_t m_length = 0;   ///< Units that were asked for.
-    zmu::i64 m_size = -1;       ///< Bytes that the file had then.
-    bool m_isAtEnd = false;     ///< They were all that there are.
+    bool m_isWide = true;     ///< UTF-16; anything else is taken for UTF-8 and read whole.
+    bool m_isSwapped = false; ///< The other byte order.
+    std::u16string m_text;    ///< What is in memory.
+    std::size_t m_begin = 0;  ///< Where that begins, in units of the log.
+    std::size_t m_at = 0;     ///< What is to be taken next.
+    std::size_t m_length = 0; ///< Units that were asked for.
+    zmu::i64 m_size = -1;     ///< Bytes that the file had then.
+    QDateTime m_changed;      ///< When it had been written last.
+    bool m_isAtEnd = false;   ///< They were all that there are.
     bool m_isFinal = false;
     bool m_isUnsure = false;
     bool m_isHeadTaken = false;
@@ -91,7 +93,7 @@ class LogReader {
     std::unique_ptr<Form> m_form;
     std::optional<Splitter> m_splitter; ///< Of what is in memory.
     int m_situationHole = -1;
-    std::vector<int> m_timeHoles; ///< Of the body, by part of the time; -1 for none.
+    std::vector<int> m_timeHoles;    ///< Of the body, by part of the time; -1 for none.
     std::optional<zmu::i64> m_start; ///< What the head tells.
     zmu::i64 m_lastTime = 0;
     std::u16string m_tail;

@@ -221,9 +221,10 @@ bool Logs::tellRaw() const
         const std::string form = log.formName();
         const std::string places = std::to_string(log.rawCount());
         tell(log.path().toStdString() + ": " +
-             (form.empty() ? "no form that is at hand finds an entry, so the text is shown as it is; "
-                             "--form FORM names another form"
-                           : "what is no entry of " + form + " is shown as it is, places: " + places));
+             (form.empty()
+                  ? "no form that is at hand finds an entry, so the text is shown as it is; "
+                    "--form FORM names another form"
+                  : "what is no entry of " + form + " is shown as it is, places: " + places));
     }
     return isAny;
 }

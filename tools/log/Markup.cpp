@@ -15,15 +15,15 @@ struct Entity {
 
 // Beside those of Latin-1.
 constexpr Entity entities[] = {
-    {u"amp", u'&'},       {u"apos", u'\''},     {u"bdquo", u'\u201e'}, {u"bull", u'\u2022'},
-    {u"dagger", u'\u2020'}, {u"euro", u'\u20ac'}, {u"ge", u'\u2265'},    {u"gt", u'>'},
-    {u"harr", u'\u2194'},  {u"hellip", u'\u2026'}, {u"larr", u'\u2190'}, {u"ldquo", u'\u201c'},
-    {u"le", u'\u2264'},    {u"lsaquo", u'\u2039'}, {u"lsquo", u'\u2018'}, {u"lt", u'<'},
-    {u"mdash", u'\u2014'}, {u"minus", u'\u2212'}, {u"ndash", u'\u2013'}, {u"ne", u'\u2260'},
-    {u"OElig", u'\u0152'}, {u"oelig", u'\u0153'}, {u"permil", u'\u2030'}, {u"quot", u'"'},
-    {u"rarr", u'\u2192'},  {u"rdquo", u'\u201d'}, {u"rsaquo", u'\u203a'}, {u"rsquo", u'\u2019'},
-    {u"sbquo", u'\u201a'}, {u"Scaron", u'\u0160'}, {u"scaron", u'\u0161'}, {u"tilde", u'\u02dc'},
-    {u"trade", u'\u2122'}, {u"Yuml", u'\u0178'},
+    {u"amp", u'&'},         {u"apos", u'\''},       {u"bdquo", u'\u201e'},  {u"bull", u'\u2022'},
+    {u"dagger", u'\u2020'}, {u"euro", u'\u20ac'},   {u"ge", u'\u2265'},     {u"gt", u'>'},
+    {u"harr", u'\u2194'},   {u"hellip", u'\u2026'}, {u"larr", u'\u2190'},   {u"ldquo", u'\u201c'},
+    {u"le", u'\u2264'},     {u"lsaquo", u'\u2039'}, {u"lsquo", u'\u2018'},  {u"lt", u'<'},
+    {u"mdash", u'\u2014'},  {u"minus", u'\u2212'},  {u"ndash", u'\u2013'},  {u"ne", u'\u2260'},
+    {u"OElig", u'\u0152'},  {u"oelig", u'\u0153'},  {u"permil", u'\u2030'}, {u"quot", u'"'},
+    {u"rarr", u'\u2192'},   {u"rdquo", u'\u201d'},  {u"rsaquo", u'\u203a'}, {u"rsquo", u'\u2019'},
+    {u"sbquo", u'\u201a'},  {u"Scaron", u'\u0160'}, {u"scaron", u'\u0161'}, {u"tilde", u'\u02dc'},
+    {u"trade", u'\u2122'},  {u"Yuml", u'\u0178'},
 };
 
 // U+00A0 to U+00FF.
@@ -44,10 +44,10 @@ constexpr TextView latin1[] = {
 constexpr char16_t firstLatin1 = u'\u00a0';
 
 // Elements that a line goes through.
-constexpr TextView inlineElements[] = {u"a",     u"abbr", u"b",     u"big",  u"cite",   u"code",
-                                       u"em",    u"font", u"i",     u"kbd",  u"mark",   u"q",
-                                       u"s",     u"samp", u"small", u"span", u"strong", u"sub",
-                                       u"sup",   u"time", u"tt",    u"u",    u"var",    u"wbr"};
+constexpr TextView inlineElements[] = {u"a",   u"abbr", u"b",     u"big",  u"cite",   u"code",
+                                       u"em",  u"font", u"i",     u"kbd",  u"mark",   u"q",
+                                       u"s",   u"samp", u"small", u"span", u"strong", u"sub",
+                                       u"sup", u"time", u"tt",    u"u",    u"var",    u"wbr"};
 
 bool isLetter(char16_t unit)
 {

@@ -12,8 +12,8 @@ namespace zmu_tools {
 /// it is.
 std::u16string withoutEntities(TextView text);
 
-/// `html` without tags and comments, in one line: breaks and whatever begins a new block are blanks,
-/// and several blanks are one. A tag that does not end is text.
+/// `html` without tags and comments, in one line: breaks and whatever begins a new block are
+/// blanks, and several blanks are one. A tag that does not end is text.
 std::u16string plainText(TextView html);
 
 /// "note", "good", "warning" or "fault", if that is how a description begins; else empty.

@@ -63,8 +63,9 @@ void appendVariables(std::string& output, const Entry& entry)
         for (const Zarn_FORM_VAR variable : holes[i].variables)
             name += (name.empty() ? "" : "+") + nameOf(variable);
         appendKey(output, name);
-        const bool isNumber = (holes[i].shape == Shape::Number || holes[i].shape == Shape::Figures) &&
-                              holes[i].variables.size() == 1;
+        const bool isNumber =
+            (holes[i].shape == Shape::Number || holes[i].shape == Shape::Figures) &&
+            holes[i].variables.size() == 1;
         if (isNumber)
             appendNumber(output, entry.values[i]);
         else

@@ -29,8 +29,9 @@ std::u16string formatted(std::wstring_view text)
     constexpr zmu::ulong32 flags = FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
     std::wstring output(2 * text.size() + 2, L'\0'); // each line end may become two characters
     zmu::u64 noInserts[1] = {};
-    const zmu::ulong32 length = Zarn::formatMessage(
-        flags, std::wstring(text).c_str(), output.data(), static_cast<int>(output.size()), noInserts);
+    const zmu::ulong32 length =
+        Zarn::formatMessage(flags, std::wstring(text).c_str(), output.data(),
+                            static_cast<int>(output.size()), noInserts);
     return unitsOf({output.data(), length});
 }
 
@@ -59,7 +60,8 @@ Hole holeFor(const zmu::PlainInsert& insert, Zarn_FORM_VAR variable)
         return {Shape::Hex, 0, {variable}};
     if (!isTimePart(variable))
         return {Shape::Number, 0, {variable}};
-    return {Shape::Figures, variable == Zarn_FORM_VAR_YEAR ? yearFigures : insert.least, {variable}};
+    return {
+        Shape::Figures, variable == Zarn_FORM_VAR_YEAR ? yearFigures : insert.least, {variable}};
 }
 
 /// The front of `format` up to and with an insert that is not of the plain kinds, whatever it
@@ -263,8 +265,9 @@ std::size_t Pattern::matchStep(const Step& step, const Step* next, TextView text
     if (hole.shape == Shape::Figures) {
         const auto figures = static_cast<std::size_t>(hole.figures);
         const TextView part = text.substr(at, figures);
-        length = part.size() == figures && std::all_of(part.begin(), part.end(), isDecimal) ? figures
-                                                                                            : 0;
+        length = part.size() == figures && std::all_of(part.begin(), part.end(), isDecimal)
+                     ? figures
+                     : 0;
     } else {
         // What follows may begin with what the number could end with.
         length = numberLength(hole.shape, text, at);

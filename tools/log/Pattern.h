@@ -79,7 +79,8 @@ class Pattern {
 
     /// Whether its beginning can be told from any other text.
     bool hasBeginning() const;
-    /// Whether its beginning has numbers and so much else that no other text looks like it by chance.
+    /// Whether its beginning has numbers and so much else that no other text looks like it by
+    /// chance.
     bool hasStrongBeginning() const;
 
     /// Where what comes before the first text hole ends if it begins at `at`, else nowhere.
@@ -114,8 +115,8 @@ class Pattern {
 
     std::vector<Hole> m_holes;
     std::vector<Segment> m_segments;
-    std::vector<int> m_textHoles;   ///< Behind each segment but the last.
-    std::size_t m_greediest = 0;    ///< Among them, the one of the description.
+    std::vector<int> m_textHoles; ///< Behind each segment but the last.
+    std::size_t m_greediest = 0;  ///< Among them, the one of the description.
 };
 
 } // namespace zmu_tools

@@ -35,9 +35,8 @@ QString linkedFrom(const LogReader& log)
 
 std::optional<SeriesNote> seriesNoteOf(const Entry& entry)
 {
-    static const QRegularExpression pattern(
-        QStringLiteral("#(\\d{1,9})\\b.*?([^/\\\\]+\\.html)"),
-        QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression pattern(QStringLiteral("#(\\d{1,9})\\b.*?([^/\\\\]+\\.html)"),
+                                            QRegularExpression::DotMatchesEverythingOption);
     if (entry.situation != seriesNote && entry.situation != lossNote)
         return {};
     const QString text = QString::fromStdU16String(plainText(entry.description()));

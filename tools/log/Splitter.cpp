@@ -53,7 +53,8 @@ Part Splitter::partAt(std::size_t at, std::vector<TextView>& values)
     if (m_ending == Ending::Window && m_text.size() - at < 2 * entryMax)
         return {Part::Kind::More, at, at};
     if (m_text[at] == u'\0')
-        return {Part::Kind::Zeros, at, std::min(m_text.find_first_not_of(u'\0', at), m_text.size())};
+        return {Part::Kind::Zeros, at,
+                std::min(m_text.find_first_not_of(u'\0', at), m_text.size())};
     const std::size_t behindBeginning = m_form.body.beginsAt(m_text.substr(0, m_end), at);
     if (behindBeginning == nowhere)
         return rawAt(at);

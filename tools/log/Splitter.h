@@ -21,7 +21,8 @@ struct Part {
         UnknownHead, ///< Not as the form has it; an entry follows.
         Entry,
         Raw,    ///< Fits nothing.
-        Zeros,  ///< Likewise: the hole that a file has which was cut or emptied while it was written.
+        Zeros,  ///< Likewise: the hole that a file has which was cut or emptied while it was
+                ///< written.
         Tail,   ///< The last part.
         Unsure, ///< What is there may be half an entry: look again later.
         More,   ///< What is there is too little to tell: take a longer text.
@@ -42,8 +43,8 @@ class Splitter {
 
     Splitter(const Form& form, TextView text, Ending ending);
 
-    /// The head at `at`, whose values are left in `values`. Raw if there is none that the form knows,
-    /// and no entry.
+    /// The head at `at`, whose values are left in `values`. Raw if there is none that the form
+    /// knows, and no entry.
     Part head(std::size_t at, std::vector<TextView>& values) const;
     /// What stands at `at`, behind the head. Values of an entry are left in `values`, by hole.
     /// Is called with ever later places, behind what it gave before.
