@@ -1,6 +1,6 @@
 # What `cmake --install` gives: the library with its brander, the public headers, the CMake package
-# `zmu` with the target zmu::zmu and the function zmu_module_version, zmu.pc for pkg-config, the log
-# forms, and the documentation. A user of the package needs nothing but a C++20 compiler.
+# `zmu` with the target zmu::zmu and the functions zmu_module_version and zmu_add_catalog, zmu.pc for
+# pkg-config, the log forms, the documentation, and the command zmu if it was built. A user of the package needs nothing but a C++20 compiler.
 include(CMakePackageConfigHelpers)
 
 set(ZMU_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zmu)
@@ -21,6 +21,9 @@ install(FILES ${PROJECT_SOURCE_DIR}/zmu/platform/Host.h ${PROJECT_SOURCE_DIR}/zm
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmu/platform)
 
 install(EXPORT zmuTargets NAMESPACE zmu:: DESTINATION ${ZMU_PACKAGE_DIR})
+if(ZMU_BUILD_TOOLS) # in a set of its own, since a package of the library alone goes without
+  install(EXPORT zmuToolsTargets NAMESPACE zmu:: DESTINATION ${ZMU_PACKAGE_DIR} COMPONENT tools)
+endif()
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/zmuConfig.cmake.in
   ${PROJECT_BINARY_DIR}/zmuConfig.cmake
   INSTALL_DESTINATION ${ZMU_PACKAGE_DIR})
@@ -29,6 +32,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/zmuConfigVersion.cmake
 install(FILES
   ${PROJECT_BINARY_DIR}/zmuConfig.cmake
   ${PROJECT_BINARY_DIR}/zmuConfigVersion.cmake
+  ${CMAKE_CURRENT_LIST_DIR}/ZmuAddCatalog.cmake
   ${CMAKE_CURRENT_LIST_DIR}/ZmuModuleVersion.cmake
   DESTINATION ${ZMU_PACKAGE_DIR})
 

@@ -1,6 +1,9 @@
 #include "Command.h"
 
+#include <tools/catalog/CompileCommand.h>
 #include <tools/log/LogCommand.h>
+#include <tools/proof/CheckCommand.h>
+
 #include <zmu/Version.h>
 
 #include <CLI/CLI.hpp>
@@ -13,8 +16,14 @@ namespace zmu_tools {
 
 const std::vector<AddCommand>& commands()
 {
-    static const std::vector<AddCommand> all = {addLogCommand};
+    static const std::vector<AddCommand> all = {addCompileCommand, addCheckCommand, addLogCommand};
     return all;
+}
+
+std::string& ownProgram()
+{
+    static std::string path;
+    return path;
 }
 
 Exit runCommandLine(const std::vector<std::string>& arguments) noexcept

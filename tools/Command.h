@@ -32,6 +32,10 @@ using AddCommand = void (*)(CLI::App& app, Run& run);
 /// All commands, in the order in which the help shows them.
 const std::vector<AddCommand>& commands();
 
+/// The file of the program `zmu`, for commands that start it once more. Empty in any other program,
+/// and until main has set it.
+std::string& ownProgram();
+
 /// Runs a command line: `arguments` are UTF-8, without the program's name. Help goes to standard
 /// output, what is wrong with the line to standard error. Throws nothing; memory that runs out ends
 /// in a message and Exit::Unreadable.

@@ -8,5 +8,6 @@ int main(int argc, char** argv)
     std::vector<std::string> arguments;
     for (const QString& argument : QCoreApplication::arguments().mid(1))
         arguments.push_back(argument.toStdString());
+    zmu_tools::ownProgram() = QCoreApplication::applicationFilePath().toStdString();
     return static_cast<int>(zmu_tools::runCommandLine(arguments));
 }

@@ -7,8 +7,8 @@
 // zmu took every report; how the sessions end does not matter.
 #include "CodesPage.h"
 #include "Platform.h"
-#include "Situations.h"
 #include "Text.h"
+#include "sessions.h"
 
 #include <zmu/monitor/Zarn.h>
 #include <zmu/monitor/ZarnData.h>
@@ -61,17 +61,11 @@ void complain(const char* what, int code)
     std::fprintf(stderr, "quickstart: %s: DX code %d, see docs/dx-codes.md\n", what, code);
 }
 
-/// After each report: tells the code that this thread holds, if any, and forgets what is left of
-/// the situation. An owner's monitor forgives: the next report would erase the code by itself,
-/// unread.
-void check(Zarn* monitor, const char* what)
+/// After each report, which answers a code.
+void check(int code, const char* what)
 {
-    const int code = monitor->getSelfDX_Code();
-    if (code == 0)
-        return;
-    complain(what, code);
-    monitor->forgetSelfDX_Code();
-    monitor->forgetSituation();
+    if (code != 0)
+        complain(what, code);
 }
 
 // ---- Setting up --------------------------------------------------------------------------------------
@@ -80,31 +74,24 @@ void check(Zarn* monitor, const char* what)
 /// log and form by the time that it is asked what else is particular to the program.
 class QuickstartOwner : public ZarnDataZGW {
   public:
-    explicit QuickstartOwner(HMODULE strings)
-        : ZarnDataZGW(ZGW_OWNER_CM, true, nullptr, nullptr, Zarn_LOG_HTML), m_strings(strings)
-    {}
+    QuickstartOwner() : ZarnDataZGW(ZGW_OWNER_CM, true, nullptr, nullptr, Zarn_LOG_HTML) {}
 
     bool customizeForOwner() override
     {
         if (!ZarnDataZGW::customizeForOwner())
             return false;
-        m_dataSet->setResourceModule(m_strings);
-        m_dataSet->setDescriptionAffixID_Min(affixID_Min);
-        m_dataSet->setDescriptionAffixIDsQty(affixIDsQty);
         m_dataSet->setDisplayDlgBoxFunction(showOnTerminal);
         m_dataSet->recordDialogBoxCaption("quickstart:");
         // A report whose spec is at fault leaves an entry with its number and the code.
         m_dataSet->setSubstituteEntries(true);
-        ZarnPlugIn* const plugIns = m_dataSet->createPlugIns(2);
-        if (!plugIns)
-            return false;
-        plugIns[0] = countSituation;
-        plugIns[1] = tellEventLog;
-        return true;
+        // The texts stay for as long as the process lives.
+        const HMODULE texts = sessions::load();
+        if (!texts)
+            std::fprintf(stderr, "quickstart: its texts are missing: system error %u\n",
+                         static_cast<unsigned int>(GetLastError()));
+        return texts && sessions::setUp(*m_dataSet, texts,
+                                        {.count = countSituation, .tellEventLog = tellEventLog});
     }
-
-  private:
-    HMODULE m_strings;
 };
 
 void complainOfOwner()
@@ -116,7 +103,7 @@ void complainOfOwner()
 
 /// The monitor of this program, null on failure. It logs into `logFolder`, where its form lies,
 /// too, and an administrator may change it; without one the built-in form serves.
-Zarn* createMonitor(HMODULE strings, const fs::path& logFolder)
+Zarn* createMonitor(const fs::path& logFolder)
 {
     constexpr unsigned int outputLevel = 1;
     constexpr unsigned int logBytesMax = 20 * 1024 * 1024;
@@ -126,7 +113,7 @@ Zarn* createMonitor(HMODULE strings, const fs::path& logFolder)
                               logDaysMax);
     Zarn* monitor = nullptr;
     try {
-        monitor = QuickstartOwner(strings).createZarnMonitor();
+        monitor = QuickstartOwner().createZarnMonitor();
     } catch (int) { // is code 1
     }
     if (!monitor)
@@ -145,9 +132,8 @@ void openStatusWindow()
     constexpr int textID = 1000;
     constexpr unsigned int readingMilliseconds = 500;
 
-    ZarnStatusReporter* const window =
-        ZarnStatusReporter::create(L"quickstart", staysAbove, L"quickstart_strings.dll", 0,
-                                   dialogID, textID, nullptr, nullptr);
+    ZarnStatusReporter* const window = ZarnStatusReporter::create(
+        L"quickstart", staysAbove, L"sessions.dll", 0, dialogID, textID, nullptr, nullptr);
     if (window) {
         window->setWaitingPeriod(readingMilliseconds);
         window->appear();
@@ -170,43 +156,35 @@ struct Session {
     enum Outcome { EndedWell, HasFailed, CouldNotStart };
 
     Session(unsigned int sessionNumber, const std::string& sessionCommand)
-        : number(sessionNumber), command(sessionCommand), plain(shortened(toWide(command), 200)),
-          html(shortenedHtml(toWide(command), 400))
+        : number(sessionNumber), command(sessionCommand), text(toWide(command))
     {}
 
     unsigned int number;
     std::string command;
-    std::wstring plain; // for the terminal
-    std::wstring html;  // for the log
+    std::wstring text; // of the command
     Outcome outcome = CouldNotStart;
 };
 
 void reportNotStarted(Zarn* monitor, const Session& session, unsigned int error)
 {
-    const std::wstring reason = toWide(std::system_category().message(static_cast<int>(error)));
     // The link stays good until this thread's next one, or until the situation is forgotten.
     const wchar_t* const link = monitor->formatLogHyperlinkWinSDK(error);
-    check(monitor, "link to a system error");
-    monitor->respondToSituation(situation::NotStarted, nullptr, session.number,
-                                session.html.c_str(), session.plain.c_str(),
-                                shortenedHtml(reason, 200).c_str(), reason.c_str(), link);
-    check(monitor, "session could not start");
+    check(sessions::notStarted(monitor, session.number, session.text,
+                               toWide(std::system_category().message(static_cast<int>(error))),
+                               zmu::catalog::Html(link)),
+          "session could not start");
 }
 
-/// Records the arguments in the slots that the specs name, one by one. zmu keeps the pointers only:
-/// the texts must outlive the situation.
-void reportEnded(Zarn* monitor, const Session& session, unsigned int processID, platform::End end)
+void reportEnd(Zarn* monitor, const Session& session, unsigned int processID, platform::End end)
 {
-    monitor->recordArgument(session.number, 0);
-    monitor->recordArgument(processID, 1);
-    monitor->recordArgument(session.html.c_str(), 0);
-    monitor->recordArgument(session.plain.c_str(), 1);
-    monitor->recordArgument(end.value, 0);
-    monitor->recordSituationID(end.bySignal ? situation::Killed
-                               : end.value  ? situation::Failed
-                                            : situation::Ended);
-    monitor->respondToSituation();
-    check(monitor, "session ended");
+    int code = 0;
+    if (end.bySignal)
+        code = sessions::killed(monitor, session.number, processID, session.text, end.value);
+    else if (end.value != 0)
+        code = sessions::failed(monitor, session.number, processID, session.text, end.value);
+    else
+        code = sessions::ended(monitor, session.number, processID, session.text);
+    check(code, "session ended");
 }
 
 /// One thread for each session. What zmu keeps for a thread goes away at the thread's end.
@@ -217,25 +195,21 @@ void runSession(Zarn* monitor, Session& session)
         session.outcome = Session::CouldNotStart;
         reportNotStarted(monitor, session, launch.error);
     } else {
-        monitor->respondToSituation(situation::Started, nullptr, launch.processID,
-                                    session.plain.c_str(), session.number, session.html.c_str());
-        check(monitor, "session started");
+        check(sessions::started(monitor, launch.processID, session.text, session.number),
+              "session started");
         const platform::End end = platform::waitFor(launch);
-        monitor->respondToSituation(situation::Stopped, nullptr, launch.processID,
-                                    session.plain.c_str(), session.number);
-        check(monitor, "process stopped");
+        check(sessions::stopped(monitor, launch.processID, session.text, session.number),
+              "process stopped");
         session.outcome = end.bySignal || end.value ? Session::HasFailed : Session::EndedWell;
-        reportEnded(monitor, session, launch.processID, end);
+        reportEnd(monitor, session, launch.processID, end);
     }
 }
 
-void runSessions(Zarn* monitor, std::vector<Session>& sessions)
+void runSessions(Zarn* monitor, std::vector<Session>& launches)
 {
-    monitor->respondToSituation(situation::AllStart, nullptr,
-                                static_cast<unsigned int>(sessions.size()));
-    check(monitor, "all start");
+    check(sessions::allStart(monitor, static_cast<unsigned int>(launches.size())), "all start");
     std::vector<std::jthread> threads;
-    for (Session& session : sessions)
+    for (Session& session : launches)
         threads.emplace_back(runSession, monitor, std::ref(session));
     for (std::size_t over = 0; over < threads.size(); ++over) {
         showProgress(over, threads.size());
@@ -243,11 +217,11 @@ void runSessions(Zarn* monitor, std::vector<Session>& sessions)
     }
     showProgress(threads.size(), threads.size());
     unsigned int outcomes[3] = {};
-    for (const Session& session : sessions)
+    for (const Session& session : launches)
         ++outcomes[session.outcome];
-    monitor->respondToSituation(situation::AllOver, nullptr, outcomes[Session::EndedWell],
-                                outcomes[Session::HasFailed], outcomes[Session::CouldNotStart]);
-    check(monitor, "all over");
+    check(sessions::allOver(monitor, outcomes[Session::EndedWell], outcomes[Session::HasFailed],
+                            outcomes[Session::CouldNotStart]),
+          "all over");
 }
 
 } // namespace
@@ -256,9 +230,9 @@ int main(int argc, char** argv)
 {
     const std::vector<std::string> commands =
         argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : platform::defaultCommands();
-    std::vector<Session> sessions;
+    std::vector<Session> launches;
     for (const std::string& command : commands)
-        sessions.emplace_back(static_cast<unsigned int>(sessions.size() + 1), command);
+        launches.emplace_back(static_cast<unsigned int>(launches.size() + 1), command);
 
     const fs::path logFolder =
         platform::programPath().parent_path().parent_path() / "quickstart-logs";
@@ -269,26 +243,19 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    HMODULE strings = LoadLibraryW(L"quickstart_strings.dll");
-    if (!strings) {
-        std::fprintf(stderr, "quickstart: its strings are missing: system error %u\n",
-                     static_cast<unsigned int>(GetLastError()));
-        return 1;
-    }
-    Zarn* monitor = createMonitor(strings, logFolder);
+    Zarn* monitor = createMonitor(logFolder);
     wchar_t logName[1024] = {};
     if (monitor) {
         // Without an event log, which is the systemd journal on Linux, nobody is told.
         zgEL_Reporter::create("zmu quickstart", nullptr, 0);
         openStatusWindow();
-        runSessions(monitor, sessions);
+        runSessions(monitor, launches);
         ZarnStatusReporter::destroy();
         zgEL_Reporter::destroy();
         if (!monitor->getFileLogName(logName, std::size(logName)))
-            check(monitor, "name of the log");
+            complain("name of the log", monitor->getSelfDX_Code());
         ZarnDataZGW::destroyZarnMonitor(monitor);
     }
-    FreeLibrary(strings);
 
     for (const auto& [situation, count] : s_counts)
         std::printf("plug-in: saw situation %d %u times\n", situation, count);

@@ -1,5 +1,7 @@
 #include "BrandTexts.h"
 
+#include <zmu/foundation/internal/Trim.h>
+
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -12,15 +14,6 @@ namespace zbr4u {
 namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-constexpr std::string_view blanks = " \t\r";
-
-std::string_view trimmed(std::string_view text)
-{
-    const std::size_t begin = text.find_first_not_of(blanks);
-    if (begin == text.npos)
-        return {};
-    return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
-}
 
 /// Bytes of the UTF-8 sequence at the start of `text`, 0 if it is none.
 std::size_t sequenceLength(std::string_view text)
@@ -67,19 +60,19 @@ bool readLine(std::string_view line, BrandTexts& texts)
 {
     if (!isText(line))
         return false;
-    line = trimmed(line);
+    line = zmu::trim(line);
     if (line.empty() || line.front() == '#' || line.front() == ';')
         return true;
     const std::size_t equals = line.find('=');
     if (equals == line.npos)
         return false;
-    const std::string_view number = trimmed(line.substr(0, equals));
+    const std::string_view number = zmu::trim(line.substr(0, equals));
     int id = 0;
     const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), id);
     const auto text = texts.find(id);
     if (error != std::errc() || end != number.data() + number.size() || text == texts.end())
         return false;
-    text->second = trimmed(line.substr(equals + 1));
+    text->second = zmu::trim(line.substr(equals + 1));
     return true;
 }
 

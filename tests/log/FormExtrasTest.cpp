@@ -1,9 +1,7 @@
 // What a form asks for in comments: the time zone, and the links between the files of a series.
 #include "LogParts.h"
 
-#include <QDir>
 #include <QFileInfo>
-#include <QRegularExpression>
 
 #include <tuple>
 
@@ -15,26 +13,19 @@ namespace {
 const QByteArray form = formOf("<!--TIME_ZONE-->|<!--PREVIOUS_LOG-->|<!-- NEXT_LOG -->\n",
                                "[SITUATION_DSCRP]\n", "<!--NEXT_LOG--><!--NEXT_LOG\n");
 
-class FormExtras : public testing::Test {
+class FormExtras : public LogSeries {
   protected:
-    ~FormExtras() override { Zarn::destroy(&m_monitor, 0, false); }
-
     /// Writes a series of three logs, each with an entry, and gives their texts.
     QStringList writeSeries(bool offered)
     {
-        setLogDirectory(m_folder.path("logs"));
-        Stages settings(m_folder.path("logs/a #1 & b.html"), m_folder.write("form.html", form));
-        settings.offerFormExtras(offered);
-        m_monitor = Zarn::create(&settings);
-        EXPECT_TRUE(m_monitor) << settings.getSelfDX_Code();
-        for (int i = 0; i < 3; ++i) {
-            EXPECT_TRUE(i == 0 || m_monitor->reestablishLogFile(false));
-            EXPECT_EQ(reportText(m_monitor, L"entry"), 0);
-            wchar_t name[1024] = {};
-            EXPECT_TRUE(m_monitor->getFileLogName(name, 1024));
-            m_names << QString::fromWCharArray(name);
-        }
+        log = folder.path("logs/a #1 & b.html");
+        start(form, [=](Stages& settings) { settings.offerFormExtras(offered); });
         QStringList texts;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_TRUE(i == 0 || monitor->reestablishLogFile(false));
+            EXPECT_EQ(reportText(monitor, L"entry"), 0);
+            m_names << QString::fromStdWString(present());
+        }
         for (const QString& name : m_names)
             texts << logText(name.toStdWString());
         return texts;
@@ -46,9 +37,6 @@ class FormExtras : public testing::Test {
     }
 
   private:
-    const Folder m_folder;
-    const bool m_hasLogs = QDir(QString::fromStdWString(m_folder.path("."))).mkdir("logs");
-    Zarn* m_monitor = nullptr;
     QStringList m_names;
 };
 
@@ -58,12 +46,11 @@ TEST(FormExtra, IsNoVariable)
 {
     const Folder folder;
     for (const QByteArray name : {"TIME_ZONE", "NEXT_LOG", "PREVIOUS_LOG"}) {
-        const QByteArray head = "[" + name + "]\n";
-        Stages data(folder.path("log.html"),
-                    folder.write("form.html", formOf(head, "[SITUATION_DSCRP]\n", "tail\n")));
-        data.offerFormExtras(true);
-        EXPECT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
-        EXPECT_TRUE(data.getFileLog()->m_formIsBuiltIn) << name.constData();
+        const QByteArray bad = formOf("[" + name + "]\n", "[SITUATION_DSCRP]\n", "tail\n");
+        EXPECT_TRUE(tryForm(folder, folder.write("form.html", bad),
+                            [](Stages& settings) { settings.offerFormExtras(true); })
+                        .isBuiltIn)
+            << name.constData();
     }
 }
 

@@ -146,33 +146,40 @@ TEST(FormVariablesOfALog, AllHaveTheirValues)
         "[PRODUCT_VERSION]|[SECONDS]|[SITUATION_DSCRP]|[SITUATION_ID]|[SUITE_NAME]|"
         "[SYS_INFO_ENV_APP]|[SYS_INFO_ENV_OP]|[SYS_INFO_VARS_ENV]|[YEAR]|\n";
     const std::wstring log = folder.path("log.html");
-    Stages data(log, folder.write("form.html", formOf("h\n", body, "t")));
-    for (int tag = 0; tag < Zarn_FORM_TAGS_QTY; ++tag) {
-        const std::wstring value = L"tag " + std::to_wstring(tag);
-        EXPECT_TRUE(data.recordTag(value.c_str(), static_cast<Zarn_FORM_TAG>(tag)));
-    }
-    data.recordTag(static_cast<wchar_t*>(nullptr), Zarn_FORM_TAG_COMPANY_WEBSITE);
-    data.recordTag(toNarrow(L"Gr\u00fc\u00dfe [DAY] %1!s!").c_str(), Zarn_FORM_TAG_PRODUCT_NAME);
-    ASSERT_TRUE(data.establishLogFile(true));
-    const auto now = [] { return QDateTime::currentDateTime(); };
-    const QDateTime before = now();
-    EXPECT_EQ(data.report(L"described"), dx::Satisfied);
-    const QDateTime after = now();
+    for (const bool isEscaped : {false, true}) {
+        QFile::remove(QString::fromStdWString(log));
+        Stages data(log, folder.write("form.html", formOf("h\n", body, "t")));
+        EXPECT_FALSE(data.setSystemTextsEscaped(isEscaped));
+        for (int tag = 0; tag < Zarn_FORM_TAGS_QTY; ++tag) {
+            const std::wstring value = L"<" + std::to_wstring(tag) + L">";
+            EXPECT_TRUE(data.recordTag(value.c_str(), static_cast<Zarn_FORM_TAG>(tag)));
+        }
+        data.recordTag(static_cast<wchar_t*>(nullptr), Zarn_FORM_TAG_COMPANY_WEBSITE);
+        data.recordTag(toNarrow(L"Gr\u00fc\u00dfe [DAY] %1!s!").c_str(),
+                       Zarn_FORM_TAG_PRODUCT_NAME);
+        ASSERT_TRUE(data.establishLogFile(true));
+        const auto now = [] { return QDateTime::currentDateTime(); };
+        const QDateTime before = now();
+        EXPECT_EQ(data.report(L"described"), dx::Satisfied);
+        const QDateTime after = now();
 
-    QString text = logText(log).mid(2);
-    QStringList values = text.split('|');
-    ASSERT_EQ(values.size(), 32);
-    const QString time = values[30] + '-' + values[15] + '-' + values[4] + ' ' + values[9] + ':' +
-                         values[12] + ':' + values[23] + '.' + values[11];
-    const QDateTime written = QDateTime::fromString(time, "yyyy-MM-dd HH:mm:ss.zzz");
-    EXPECT_TRUE(before <= written && written <= after) << qPrintable(time);
-    EXPECT_EQ(written.toString("yyyy-MM-dd HH:mm:ss.zzz"), time); // padded
-    for (const int index : {30, 15, 4, 9, 12, 23, 11})
-        values[index] = "time";
-    const QString expected = zmu_test::text(
-        u"tag 0|tag 1|tag 2||time|F0F0FF|1|tag 4|tag 5|time|%1|time|time|tag 6|tag 7|"
-        u"time|tag 8|tag 9|tag 10|tag 11|%2|Gr\u00fc\u00dfe [DAY] %3|tag 13|time|"
-        u"described|100|tag 14||||time|\nt");
-    const auto processID = QString::number(QCoreApplication::applicationPid());
-    EXPECT_EQ(values.join('|'), expected.arg(QString::fromStdWString(log), processID, "%1!s!"));
+        QString text = logText(log).mid(2);
+        QStringList values = text.split('|');
+        ASSERT_EQ(values.size(), 32);
+        const QString time = values[30] + '-' + values[15] + '-' + values[4] + ' ' + values[9] +
+                             ':' + values[12] + ':' + values[23] + '.' + values[11];
+        const QDateTime written = QDateTime::fromString(time, "yyyy-MM-dd HH:mm:ss.zzz");
+        EXPECT_TRUE(before <= written && written <= after) << qPrintable(time);
+        EXPECT_EQ(written.toString("yyyy-MM-dd HH:mm:ss.zzz"), time); // padded
+        for (const int index : {30, 15, 4, 9, 12, 23, 11})
+            values[index] = "time";
+        QString expected =
+            zmu_test::text(u"<0>|<1>|<2>||time|F0F0FF|1|{4}|{5}|time|%1|time|time|{6}|<7>|"
+                           u"time|{8}|{9}|{10}|{11}|%2|Gr\u00fc\u00dfe [DAY] %3|{13}|time|"
+                           u"described|100|<14>||||time|\nt");
+        // Those in braces are the system's.
+        expected.replace('{', isEscaped ? "&lt;" : "<").replace('}', isEscaped ? "&gt;" : ">");
+        const auto processID = QString::number(QCoreApplication::applicationPid());
+        EXPECT_EQ(values.join('|'), expected.arg(QString::fromStdWString(log), processID, "%1!s!"));
+    }
 }

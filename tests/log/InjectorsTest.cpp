@@ -24,7 +24,7 @@ class Injectors : public testing::Test {
   protected:
     void SetUp() override
     {
-        QDir(QString::fromStdWString(folder.path("."))).mkdir("temporary");
+        folder.makeFolder("temporary");
         useTemporaryFolder("temporary");
     }
     ~Injectors() override
@@ -173,33 +173,6 @@ TEST_F(Injectors, HostileValuesShowAsTheyAre)
     EXPECT_TRUE(variables.contains("<tr>ZMU_TEST:<td>" + shown + "</td>")) << qPrintable(variables);
     EXPECT_TRUE(variables.contains("<tr>ZMU_&lt;b&gt;:<td>1</td>"));
     EXPECT_EQ(variables.count("<td>"), variables.count("</td>"));
-}
-
-TEST_F(Injectors, NamesOfTheSystemAreNoMarkup)
-{
-    const std::wstring hostileLog = folder.path("a&'b.html");
-    const QByteArray form = formOf("[NAME_OF_USER]|[COMPANY_NAME_LONG]|[LOGFILE_NAME]|\n",
-                                   "[SITUATION_DSCRP] [NAME_OF_HOST]\n", "</log>\n");
-    for (const bool isEscaped : {false, true}) {
-        data.emplace(hostileLog, folder.write("form.html", form));
-        EXPECT_FALSE(data->setSystemTextsEscaped(isEscaped));
-        data->recordTag(L"<b>%1[DAY]", Zarn_FORM_TAG_NAME_OF_USER);
-        data->recordTag("plain", Zarn_FORM_TAG_NAME_OF_HOST);
-        data->recordTag("\"host\"", Zarn_FORM_TAG_NAME_OF_HOST);
-        data->recordTag(L"<b>Brand</b>", Zarn_FORM_TAG_COMPANY_NAME_LONG);
-        Stages moved;
-        EXPECT_TRUE(moved.assimilateDataSetContents(&*data));
-        EXPECT_TRUE(moved.establishLogFile(true));
-        moved.report(L"entry");
-        const QStringList shown = logText(hostileLog).split('|');
-        EXPECT_EQ(shown[0], isEscaped ? "&lt;b&gt;%1[DAY]" : "<b>%1[DAY]");
-        EXPECT_EQ(shown[1], "<b>Brand</b>");
-        EXPECT_TRUE(shown[2].endsWith(isEscaped ? "a&amp;&#39;b.html" : "a&'b.html"));
-        EXPECT_EQ(shown[3],
-                  isEscaped ? "\nentry &quot;host&quot;\n</log>\n" : "\nentry \"host\"\n</log>\n");
-        EXPECT_STREQ(moved.getTag(Zarn_FORM_TAG_NAME_OF_USER), L"<b>%1[DAY]");
-        QFile::remove(QString::fromStdWString(hostileLog));
-    }
 }
 
 TEST_F(Injectors, TemporaryFoldersThatRefuse)

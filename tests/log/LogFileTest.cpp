@@ -83,7 +83,7 @@ TEST(Log, TakesAnyNameOfAFile)
 TEST(Log, IsRefusedWhereNoFileCanBe)
 {
     const Folder folder;
-    QDir(QString::fromStdWString(folder.path("."))).mkdir("directory");
+    folder.makeFolder("directory");
     const struct {
         const char* what;
         std::wstring name;
@@ -115,7 +115,7 @@ TEST(Log, IsRefusedWhereNoFileCanBe)
     EXPECT_FALSE(settings.establishLogFile(true));
     EXPECT_EQ(settings.takeCode(), dx::FileNotOpened);
     EXPECT_EQ(settings.report(L"lost"), dx::LogNotOpen);
-    QDir(QString::fromStdWString(folder.path("."))).mkdir("later");
+    folder.makeFolder("later");
     EXPECT_TRUE(settings.establishLogFile(false));
     EXPECT_EQ(settings.report(L"kept"), dx::Satisfied);
     EXPECT_EQ(folder.read("later/log.html"), logBytes(plainLog("kept\n")));

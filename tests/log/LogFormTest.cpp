@@ -1,9 +1,6 @@
 // Form files good and bad: which form the log gets, and why.
 #include "LogParts.h"
 
-#include <QDir>
-#include <QRegularExpression>
-
 using namespace zmu;
 using namespace zmu_test;
 
@@ -11,54 +8,10 @@ namespace {
 
 const QByteArray body = "[SITUATION_DSCRP]\n";
 
-/// Codes that the choice of a form dismissed.
-QList<int> dismissed(const QString& traces)
+FormTrial logWith(const Folder& folder, const QByteArray& form,
+                  const std::function<void(Stages&)>& change = {})
 {
-    static const QRegularExpression trace("ZarnData::processFileLogForm \\(\\d+\\) is dismissing "
-                                          "exception #(\\d+)\\.\n");
-    QList<int> codes;
-    for (auto found = trace.globalMatch(traces); found.hasNext();)
-        codes += found.next().captured(1).toInt();
-    return codes;
-}
-
-/// Head, one entry "entry" and tail that a form gives; `code` is what the entry ended with.
-struct Logged {
-    QString text;
-    QList<int> dismissedCodes;
-    int createCode = 0;
-    int code = 0;
-
-    bool isBuiltIn() const
-    {
-        return text.startsWith("<html><body>\n<!-- ProductVersion= FileVersion= -->");
-    }
-};
-
-Logged logWith(const Folder& folder, const std::wstring& form, HMODULE selfModule = nullptr)
-{
-    Logged result;
-    const std::wstring log = folder.path("log.html");
-    QFile::remove(QString::fromStdWString(log));
-    Traces traces;
-    Stages settings(log, L"");
-    makeReady(settings, log, form.c_str());
-    if (selfModule)
-        settings.setSelfResourceModule(selfModule);
-    Zarn* monitor = Zarn::create(&settings);
-    result.createCode = settings.getSelfDX_Code();
-    if (monitor) {
-        result.code = reportText(monitor, L"entry");
-        Zarn::destroy(&monitor, 0, false);
-        result.text = logText(log);
-    }
-    result.dismissedCodes = dismissed(traces.take());
-    return result;
-}
-
-Logged logWith(const Folder& folder, const QByteArray& form, HMODULE selfModule = nullptr)
-{
-    return logWith(folder, folder.write("form.html", form), selfModule);
+    return tryForm(folder, folder.write("form.html", form), change);
 }
 
 } // namespace
@@ -103,17 +56,17 @@ TEST(LogForm, FileGivesTheLogItsSections)
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.what);
-        const Logged logged = logWith(folder, test.form);
+        const FormTrial logged = logWith(folder, test.form);
         EXPECT_EQ(logged.text, asLogText(test.log));
         EXPECT_EQ(logged.code, dx::Satisfied);
-        EXPECT_TRUE(logged.dismissedCodes.isEmpty());
+        EXPECT_TRUE(logged.dismissed.isEmpty());
     }
 }
 
 TEST(LogForm, BadFileCostsNothingButTheLayout)
 {
     const Folder folder;
-    QDir(QString::fromStdWString(folder.path("."))).mkdir("directory");
+    folder.makeFolder("directory");
     const QByteArray good = formOf("h\n", body, "t\n");
     const struct {
         const char* what;
@@ -149,22 +102,22 @@ TEST(LogForm, BadFileCostsNothingButTheLayout)
          dx::BodyWithoutDescription},
         {"NUL begins the body", formOf("h\n", QByteArray("\0", 1) + body, "t\n"), dx::BodyUnusable},
     };
-    const auto expectBuiltIn = [&](const Logged& logged, int code) {
+    const auto expectBuiltIn = [&](const FormTrial& logged, int code) {
         EXPECT_EQ(logged.createCode, dx::Satisfied);
         EXPECT_EQ(logged.code, dx::Satisfied);
-        EXPECT_TRUE(logged.isBuiltIn()) << qPrintable(logged.text);
+        EXPECT_TRUE(logged.isBuiltIn) << qPrintable(logged.text);
         EXPECT_TRUE(withoutTimes(logged.text)
                         .endsWith("<!-- SituationID=100 --><time> entry<br>\n</body><html>\n"))
             << qPrintable(logged.text);
-        EXPECT_EQ(logged.dismissedCodes, QList<int>{code});
+        EXPECT_EQ(logged.dismissed, QList<int>{code});
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.what);
         expectBuiltIn(logWith(folder, test.form), test.code);
     }
-    expectBuiltIn(logWith(folder, folder.path("missing.html")), dx::FileNotOpened);
-    expectBuiltIn(logWith(folder, folder.path("directory")), dx::FileNotOpened);
-    expectBuiltIn(logWith(folder, L""), dx::FormNameEmpty);
+    expectBuiltIn(tryForm(folder, folder.path("missing.html")), dx::FileNotOpened);
+    expectBuiltIn(tryForm(folder, folder.path("directory")), dx::FileNotOpened);
+    expectBuiltIn(tryForm(folder, L""), dx::FormNameEmpty);
 }
 
 TEST(LogForm, SectionThatCannotBeFormattedGivesWayToTheBuiltInForm)
@@ -185,15 +138,15 @@ TEST(LogForm, SectionThatCannotBeFormattedGivesWayToTheBuiltInForm)
         forms += formOf("h\n", body, tail);
     for (const QByteArray& form : forms) {
         SCOPED_TRACE(form.constData());
-        const Logged logged = logWith(folder, form);
-        EXPECT_TRUE(logged.isBuiltIn());
+        const FormTrial logged = logWith(folder, form);
+        EXPECT_TRUE(logged.isBuiltIn);
         EXPECT_EQ(logged.code, dx::Satisfied);
-        EXPECT_EQ(logged.dismissedCodes, QList<int>{dx::SectionNotFormatted});
+        EXPECT_EQ(logged.dismissed, QList<int>{dx::SectionNotFormatted});
     }
-    EXPECT_FALSE(logWith(folder, formOf("100%0%\n", body, "t\n")).isBuiltIn());
+    EXPECT_FALSE(logWith(folder, formOf("100%0%\n", body, "t\n")).isBuiltIn);
 
     // Too long is another matter: such a body loses its entries, and such a tail refuses the log.
-    const Logged logged = logWith(folder, formOf("h\n", QByteArray(1024, 'b') + body, "t\n"));
+    const FormTrial logged = logWith(folder, formOf("h\n", QByteArray(1024, 'b') + body, "t\n"));
     EXPECT_EQ(logged.code, dx::SectionNotFormatted);
     EXPECT_EQ(logged.text, "h\nt\n");
     EXPECT_EQ(logWith(folder, formOf("h\n", body, QByteArray(1024, 't'))).createCode,
@@ -203,6 +156,7 @@ TEST(LogForm, SectionThatCannotBeFormattedGivesWayToTheBuiltInForm)
 TEST(LogForm, TraceNamesTheFormThePlaceAndTheReason)
 {
     const Folder folder;
+    const QString formName = QString::fromStdWString(folder.path("form.html"));
     const struct {
         QByteArray form;
         int line; ///< 0: none is named.
@@ -224,26 +178,18 @@ TEST(LogForm, TraceNamesTheFormThePlaceAndTheReason)
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.form.constData());
-        const std::wstring form = folder.write("form.html", test.form);
-        Traces traces;
-        bool isBuiltIn = false;
-        {
-            const Monitor monitor(folder.path("log.html"), form.c_str());
-            ASSERT_TRUE(monitor.get());
-            isBuiltIn = DataSetOf::of(monitor.get())->getFileLog()->m_formIsBuiltIn;
-        }
-        const QString traced = traces.take();
-        EXPECT_EQ(isBuiltIn, test.isBuiltIn);
-        const QString place = QStringLiteral("the form %1, line %2: ")
-                                  .arg(QString::fromStdWString(form))
-                                  .arg(test.line);
-        EXPECT_TRUE(traced.contains(place + test.reason)) << qPrintable(traced);
-        EXPECT_EQ(traced.count("the built-in form is used instead"), test.isBuiltIn);
+        const FormTrial logged = logWith(folder, test.form);
+        EXPECT_EQ(logged.isBuiltIn, test.isBuiltIn);
+        EXPECT_TRUE(logged.traces.contains(QStringLiteral("the form %1, line %2: %3")
+                                               .arg(formName)
+                                               .arg(test.line)
+                                               .arg(test.reason)))
+            << qPrintable(logged.traces);
+        EXPECT_EQ(logged.traces.count("the built-in form is used instead"), test.isBuiltIn);
     }
     const std::wstring missing = folder.path("missing.html");
-    Traces traces;
-    EXPECT_TRUE(Monitor(folder.path("log.html"), missing.c_str()).get());
-    EXPECT_TRUE(traces.take().contains("the form " + QString::fromStdWString(missing) + ": "));
+    EXPECT_TRUE(tryForm(folder, missing)
+                    .traces.contains("the form " + QString::fromStdWString(missing) + ": "));
 }
 
 TEST(LogForm, HeadMayFillTheLargestBufferAndNoMore)
@@ -251,8 +197,8 @@ TEST(LogForm, HeadMayFillTheLargestBufferAndNoMore)
     const Folder folder;
     const QByteArray largest(524287, 'h');
     EXPECT_EQ(logWith(folder, formOf(largest + "%0\n", body, "t\n")).text, largest + "entry\nt\n");
-    const Logged beyond = logWith(folder, formOf(largest + "h%0\n", body, "t\n"));
-    EXPECT_TRUE(beyond.isBuiltIn());
+    const FormTrial beyond = logWith(folder, formOf(largest + "h%0\n", body, "t\n"));
+    EXPECT_TRUE(beyond.isBuiltIn);
     EXPECT_EQ(beyond.code, dx::Satisfied);
 }
 
@@ -300,7 +246,9 @@ TEST(LogForm, ProcessWithoutALogNeedsTheBodyOnly)
 TEST(LogForm, ModuleMayHaveKeywordsAndNamesOfItsOwn)
 {
     const Folder folder;
-    const HMODULE program = GetModuleHandleW(nullptr);
+    const auto useProgram = [](Stages& settings) {
+        settings.setSelfResourceModule(GetModuleHandleW(nullptr));
+    };
     serveOwnStrings();
     const auto table = strings();
     const struct {
@@ -332,10 +280,10 @@ TEST(LogForm, ModuleMayHaveKeywordsAndNamesOfItsOwn)
         else
             strings().erase(test.id);
         const QByteArray form = test.code == dx::MarkerUnknown ? plainForm + "^TAIL\n" : plainForm;
-        const Logged logged = logWith(folder, form, program);
+        const FormTrial logged = logWith(folder, form, useProgram);
         EXPECT_EQ(logged.createCode, test.createCode);
         EXPECT_EQ(logged.text.isEmpty(), test.createCode != 0);
-        EXPECT_EQ(logged.dismissedCodes, test.code ? QList<int>{test.code} : QList<int>{});
+        EXPECT_EQ(logged.dismissed, test.code ? QList<int>{test.code} : QList<int>{});
     }
 
     strings() = table;
@@ -344,6 +292,6 @@ TEST(LogForm, ModuleMayHaveKeywordsAndNamesOfItsOwn)
     strings()[12025] = L"SITUATION_DSC";
     strings()[10021] = L"[SITUATION_DSC]\n";
     const QByteArray form = "^HEAD\nh\n^PART\n<[SITUATION_DSC]>\n^EPILOGUE\nt\n";
-    const Logged logged = logWith(folder, form, program);
+    const FormTrial logged = logWith(folder, form, useProgram);
     EXPECT_EQ(logged.text, "h\n<entry>\nt\n");
 }

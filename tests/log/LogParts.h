@@ -8,7 +8,12 @@
 #include <zmu/monitor/ZarnArguments.h>
 #include <zmu/monitor/ZarnDataForThread.h>
 
+#include <QDir>
+#include <QRegularExpression>
+
 #include <gtest/gtest.h>
+
+#include <functional>
 
 namespace zmu_test {
 
@@ -93,6 +98,83 @@ class Stages : public ZarnData {
     using ZarnData::obtainLogFileFormData;
     using ZarnData::openLogFile;
     using ZarnData::reformatLogFileFormSection;
+};
+
+/// What a form makes of a log with one entry, "entry".
+struct FormTrial {
+    QString text;
+    QString traces;
+    QList<int> dismissed; ///< Codes for which a form was given up.
+    bool isBuiltIn = false;
+    int createCode = 0;
+    int code = 0; ///< That the entry ended with.
+};
+
+/// Tries `form` in a log in `folder`, with settings that `change` has changed.
+inline FormTrial tryForm(const Folder& folder, const std::wstring& form,
+                         const std::function<void(Stages&)>& change = {})
+{
+    static const QRegularExpression dismissal("ZarnData::processFileLogForm \\(\\d+\\) is "
+                                              "dismissing exception #(\\d+)\\.\n");
+    FormTrial trial;
+    const std::wstring log = folder.path("log.html");
+    QFile::remove(QString::fromStdWString(log));
+    Traces traces;
+    Stages settings;
+    makeReady(settings, log, form.c_str());
+    if (change)
+        change(settings);
+    Zarn* monitor = Zarn::create(&settings);
+    trial.createCode = settings.getSelfDX_Code();
+    if (monitor) {
+        trial.isBuiltIn = DataSetOf::of(monitor)->getFileLog()->m_formIsBuiltIn;
+        trial.code = reportText(monitor, L"entry");
+        Zarn::destroy(&monitor, 0, false);
+        trial.text = logText(log);
+        const QString builtIn = "<html><body>\n<!-- ProductVersion= FileVersion= -->";
+        EXPECT_EQ(trial.isBuiltIn, trial.text.startsWith(builtIn)) << qPrintable(trial.text);
+    }
+    trial.traces = traces.take();
+    for (auto found = dismissal.globalMatch(trial.traces); found.hasNext();)
+        trial.dismissed += found.next().captured(1).toInt();
+    return trial;
+}
+
+/// A monitor with a log whose successors go to the folder "logs".
+class LogSeries : public testing::Test {
+  protected:
+    LogSeries()
+    {
+        folder.makeFolder("logs");
+        setLogDirectory(folder.path("logs"));
+    }
+    ~LogSeries() override { Zarn::destroy(&monitor, 0, false); }
+
+    /// Makes the monitor with settings that `change` has changed. `form` empty: the built-in one.
+    void start(const QByteArray& form, const std::function<void(Stages&)>& change)
+    {
+        Stages settings(log, form.isEmpty() ? L"" : folder.write("form.html", form));
+        change(settings);
+        monitor = Zarn::create(&settings);
+        ASSERT_TRUE(monitor) << settings.getSelfDX_Code();
+    }
+    /// The names in the folder "logs".
+    QStringList files() const
+    {
+        return QDir(QString::fromStdWString(folder.path("logs"))).entryList(QDir::Files);
+    }
+    std::wstring present() const { return DataSetOf::of(monitor)->getFileLogName(); }
+    /// The entries of a log of the plain form, which is a whole document.
+    static QStringList entriesOf(const std::wstring& path)
+    {
+        const QString text = logText(path);
+        EXPECT_TRUE(text.startsWith("<log>\n") && text.endsWith("</log>\n")) << qPrintable(text);
+        return text.mid(6).chopped(7).split('\n', Qt::SkipEmptyParts);
+    }
+
+    const Folder folder;
+    std::wstring log = folder.path("logs/log.html");
+    Zarn* monitor = nullptr;
 };
 
 /// Copies the library's own strings to those that the test program serves, so that it can be the

@@ -1,9 +1,6 @@
 // A log that is deleted, moved, emptied or cut while it is in use, and comes back.
 #include "LogParts.h"
 
-#include <QDir>
-#include <QRegularExpression>
-
 #include <atomic>
 #include <thread>
 
@@ -18,20 +15,12 @@ void waitForALook()
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
 }
 
-/// A monitor of a log "logs/log.html" that comes back.
-class LogRecovery : public testing::Test {
+class LogRecovery : public LogSeries {
   protected:
     void start(bool comesBack = true)
     {
-        ASSERT_TRUE(QDir(root()).mkdir("logs"));
-        setLogDirectory(folder.path("logs"));
-        Stages settings(log, folder.write("form.html", plainForm));
-        settings.setLogRecovery(comesBack);
-        monitor = Zarn::create(&settings);
-        ASSERT_TRUE(monitor) << settings.getSelfDX_Code();
+        LogSeries::start(plainForm, [=](Stages& data) { data.setLogRecovery(comesBack); });
     }
-    ~LogRecovery() override { Zarn::destroy(&monitor, 0, false); }
-
     /// Reports and answers the code that the report left, which it forgets.
     int report(const wchar_t* text)
     {
@@ -40,17 +29,6 @@ class LogRecovery : public testing::Test {
         monitor->forgetSituation();
         return code;
     }
-    QString root() const { return QString::fromStdWString(folder.path(".")); }
-    QString logs() const { return root() + "/logs"; }
-    QStringList files() const { return QDir(logs()).entryList(QDir::Files, QDir::Name); }
-    std::wstring present() { return DataSetOf::of(monitor)->getFileLogName(); }
-    /// The entries of a log that is a whole document.
-    QStringList entriesOf(const std::wstring& path)
-    {
-        const QString text = logText(path);
-        EXPECT_TRUE(text.startsWith("<log>\n") && text.endsWith("</log>\n")) << qPrintable(text);
-        return text.mid(6).chopped(7).split('\n', Qt::SkipEmptyParts);
-    }
     QString lossNote(int number, int lost) const
     {
         return seriesNote(number, log) +
@@ -58,10 +36,8 @@ class LogRecovery : public testing::Test {
                    .arg(lost);
     }
 
-    const Folder folder;
-    const std::wstring log = folder.path("logs/log.html");
+    const QString logs = QString::fromStdWString(folder.path("logs"));
     const QString logName = QString::fromStdWString(log);
-    Zarn* monitor = nullptr;
 };
 
 } // namespace
@@ -80,7 +56,9 @@ TEST_F(LogRecovery, EmptiedLogEndsInTwoReadableFiles)
     EXPECT_EQ(report(L"three"), dx::Satisfied); // lands behind a hole
     EXPECT_EQ(report(L"four"), dx::Satisfied);
     waitForALook();
+    Traces traces;
     EXPECT_EQ(report(L"five"), dx::Satisfied);
+    EXPECT_TRUE(traces.take().contains(logName));
 
     EXPECT_EQ(entriesOf(copy), QStringList({"one", "two"}));
     EXPECT_NE(present(), log);
@@ -197,7 +175,7 @@ TEST_F(LogRecovery, FullLogIsLookedAtBeforeItIsReplaced)
 TEST_F(LogRecovery, LongPathRollsOver)
 {
     start();
-    QString deep = logs();
+    QString deep = logs;
     while (deep.size() < 300)
         deep += '/' + QString(50, 'd');
     ASSERT_TRUE(QDir().mkpath(deep));
@@ -212,48 +190,20 @@ TEST_F(LogRecovery, LongPathRollsOver)
     EXPECT_EQ(monitor->getSelfDX_Code(), dx::SuccessorNameMissing);
 }
 
-TEST_F(LogRecovery, DeletedAndMovedLogsLoseNothing)
-{
-    if (isWindows())
-        GTEST_SKIP() << "a file that is open can be neither deleted nor moved";
-    start();
-    EXPECT_EQ(report(L"one"), dx::Satisfied);
-    waitForALook();
-    EXPECT_EQ(report(L"two"), dx::Satisfied);
-    ASSERT_TRUE(QFile::remove(logName));
-    EXPECT_EQ(report(L"three"), dx::Satisfied);
-    waitForALook();
-    Traces traces;
-    EXPECT_EQ(report(L"four"), dx::Satisfied);
-    EXPECT_TRUE(traces.take().contains(logName));
-    const std::wstring second = present();
-    // What was written since the log was last looked at is taken along.
-    const QStringList kept = {seriesNote(2, log), "two", "three", "four"};
-    EXPECT_EQ(entriesOf(second), kept);
-
-    const std::wstring moved = folder.path("moved.html");
-    ASSERT_TRUE(QFile::rename(QString::fromStdWString(second), QString::fromStdWString(moved)));
-    EXPECT_EQ(report(L"five"), dx::Satisfied);
-    waitForALook();
-    EXPECT_EQ(report(L"six"), dx::Satisfied);
-    EXPECT_EQ(entriesOf(moved), kept + QStringList{"five"});
-    EXPECT_EQ(entriesOf(present()), QStringList({seriesNote(3, log), "six"}));
-}
-
 TEST_F(LogRecovery, SituationsWithoutAPlaceAreCounted)
 {
     if (isWindows())
         GTEST_SKIP() << "a file that is open can be neither deleted nor moved";
     start();
     EXPECT_EQ(report(L"one"), dx::Satisfied);
-    ASSERT_TRUE(QDir(logs()).removeRecursively());
+    ASSERT_TRUE(QDir(logs).removeRecursively());
     EXPECT_EQ(report(L"two"), dx::Satisfied); // the file is open, though nobody finds it
     waitForALook();
     for (const wchar_t* text : {L"three", L"four", L"five"})
         EXPECT_EQ(report(text), dx::LogNotOpen);
     waitForALook();
     EXPECT_EQ(report(L"six"), dx::LogNotOpen);
-    ASSERT_TRUE(QDir(root()).mkdir("logs"));
+    folder.makeFolder("logs");
     waitForALook();
     EXPECT_EQ(report(L"seven"), dx::Satisfied);
     EXPECT_EQ(report(L"eight"), dx::Satisfied);

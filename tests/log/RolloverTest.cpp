@@ -1,8 +1,6 @@
 // The byte limit and the replacement of a full log by its successor.
 #include "LogParts.h"
 
-#include <QDir>
-
 #include <limits>
 #include <stdexcept>
 
@@ -14,38 +12,20 @@ namespace {
 constexpr u64 limitMin = 1048576;
 constexpr u64 limitMax = 78643200;
 
-/// A monitor of a log "logs/log.html" in a folder that can be taken away.
-class Rollover : public testing::Test {
+class Rollover : public LogSeries {
   protected:
     /// A limit of 0 means the least that a caller can set.
     void start(u64 limit = 0, const QByteArray& form = plainForm)
     {
-        ASSERT_TRUE(QDir(root()).mkdir("logs"));
-        allow();
-        Stages settings(log, form.isEmpty() ? L"" : folder.write("form.html", form));
-        settings.createPlugIns(1);
-        settings.setLimit(limit ? limit : limitMin);
-        monitor = Zarn::create(&settings);
-        ASSERT_TRUE(monitor) << settings.getSelfDX_Code();
+        LogSeries::start(form, [=](Stages& settings) {
+            settings.createPlugIns(1);
+            settings.setLimit(limit ? limit : limitMin);
+        });
     }
-    ~Rollover() override { Zarn::destroy(&monitor, 0, false); }
-
-    QString root() const { return QString::fromStdWString(folder.path(".")); }
-    QStringList logs() const { return QDir(root() + "/logs").entryList(QDir::Files, QDir::Time); }
     u64& count() { return DataSetOf::of(monitor)->getFileLog()->m_logByteCount; }
-    std::wstring present()
-    {
-        wchar_t name[512] = {};
-        EXPECT_TRUE(monitor->getFileLogName(name, 512)) << monitor->getSelfDX_Code();
-        return name;
-    }
     /// Leaves no successor a place, and gives it one again.
     void refuse() const { setLogDirectory(L""); }
     void allow() const { setLogDirectory(folder.path("logs")); }
-
-    const Folder folder;
-    const std::wstring log = folder.path("logs/log.html");
-    Zarn* monitor = nullptr;
 };
 
 /// Bytes that an entry of `text` adds in the plain form.
@@ -85,10 +65,10 @@ TEST_F(Rollover, EntryThatReachesTheLimitEndsItsFile)
     const wchar_t* const last = L"the last one, whole";
     count() = limitMin - entryBytes(last) - 1;
     EXPECT_EQ(reportText(monitor, last), dx::Satisfied);
-    EXPECT_EQ(logs().size(), 1); // one byte below
+    EXPECT_EQ(files().size(), 1); // one byte below
     count() = limitMin - entryBytes(last);
     EXPECT_EQ(reportText(monitor, last), dx::Satisfied);
-    ASSERT_EQ(logs().size(), 2);
+    ASSERT_EQ(files().size(), 2);
 
     const QString line = QString::fromWCharArray(last) + '\n';
     EXPECT_EQ(readFile(log), logBytes(plainLog(line + line)));
@@ -100,7 +80,7 @@ TEST_F(Rollover, EntryThatReachesTheLimitEndsItsFile)
     EXPECT_EQ(reportText(monitor, L"goes to the second"), dx::Satisfied);
     count() = limitMin;
     EXPECT_EQ(reportText(monitor, L"so does this"), dx::Satisfied);
-    ASSERT_EQ(logs().size(), 3); // within one second, and yet with a name of its own
+    ASSERT_EQ(files().size(), 3); // within one second, and yet with a name of its own
     const std::wstring third = present();
     EXPECT_NE(third, second);
     EXPECT_EQ(readFile(second),
@@ -115,17 +95,20 @@ TEST_F(Rollover, LimitBelowTheCountReplacesAtOnce)
     u64 previous = 0;
     count() = 2 * limitMin - 1;
     EXPECT_TRUE(monitor->setLogFileByteCountLimit(2 * limitMin, previous));
-    EXPECT_EQ(logs().size(), 1);
+    EXPECT_EQ(files().size(), 1);
     count() = 2 * limitMin;
     EXPECT_TRUE(monitor->setLogFileByteCountLimit(2 * limitMin, previous));
     EXPECT_EQ(previous, 2 * limitMin);
-    EXPECT_EQ(logs().size(), 2);
+    EXPECT_EQ(files().size(), 2);
     EXPECT_EQ(readFile(present()), logBytes(plainLog(seriesNote(2, log) + '\n')));
 
     // What fails leaves the old limit.
     count() = 2 * limitMin;
     refuse();
+    Traces traces;
     EXPECT_FALSE(monitor->setLogFileByteCountLimit(limitMin, previous));
+    EXPECT_TRUE(
+        traces.take().contains("ZarnData::reestablishLogFile () [2] caught exception #142/43.\n"));
     EXPECT_EQ(monitor->getSelfDX_Code(), dx::SetLimitReplacementFailed);
     EXPECT_EQ(previous, 0);
     EXPECT_EQ(DataSetOf::of(monitor)->getLogFileByteCountLimit(), 2 * limitMin);
@@ -152,11 +135,11 @@ TEST_F(Rollover, FailureKeepsTheOldFile)
         monitor->forgetSituation();
     }
     EXPECT_EQ(readFile(log), logBytes(plainLog("first\nsecond\n")));
-    EXPECT_EQ(logs().size(), 1);
+    EXPECT_EQ(files().size(), 1);
 
     allow();
     EXPECT_EQ(reportText(monitor, L"third"), dx::Satisfied);
-    EXPECT_EQ(logs().size(), 2);
+    EXPECT_EQ(files().size(), 2);
     EXPECT_EQ(readFile(log), logBytes(plainLog("first\nsecond\nthird\n")));
     EXPECT_EQ(readFile(present()), logBytes(plainLog(seriesNote(2, log) + '\n')));
 }
@@ -166,13 +149,13 @@ TEST_F(Rollover, ByHandLeavesAFullFileAloneOnlyIfAsked)
     start();
     count() = limitMin;
     EXPECT_TRUE(monitor->reestablishLogFile(true));
-    EXPECT_EQ(logs().size(), 1);
+    EXPECT_EQ(files().size(), 1);
     EXPECT_EQ(reportText(monitor, L"entry"), dx::Satisfied); // which replaces it
-    EXPECT_EQ(logs().size(), 2);
+    EXPECT_EQ(files().size(), 2);
     EXPECT_TRUE(monitor->reestablishLogFile(true));
-    EXPECT_EQ(logs().size(), 3);
+    EXPECT_EQ(files().size(), 3);
     EXPECT_TRUE(monitor->reestablishLogFile(false));
-    EXPECT_EQ(logs().size(), 4);
+    EXPECT_EQ(files().size(), 4);
     EXPECT_EQ(readFile(log), logBytes(plainLog("entry\n")));
     EXPECT_EQ(readFile(present()), logBytes(plainLog(seriesNote(4, log) + '\n')));
 }
@@ -182,7 +165,7 @@ TEST_F(Rollover, HeadBeyondTheLimitReplacesOncePerSituation)
     start(100, {}); // the built-in head alone is longer
     for (int i = 1; i <= 3; ++i) {
         EXPECT_EQ(reportText(monitor, L"entry"), dx::Satisfied);
-        ASSERT_EQ(logs().size(), i + 1);
+        ASSERT_EQ(files().size(), i + 1);
         const QString text = logText(present());
         EXPECT_EQ(text.count("--><"), 0);
         EXPECT_EQ(text.count(seriesNote(i + 1, log)), 1);
@@ -213,7 +196,7 @@ TEST_F(Rollover, SituationInHandSurvives)
     monitor->respondToSituation(101, nullptr, L"in hand", 42U);
 
     EXPECT_EQ(monitor->getSelfDX_Code(), dx::Satisfied);
-    EXPECT_EQ(logs().size(), 2);
+    EXPECT_EQ(files().size(), 2);
     EXPECT_EQ(shown().count, 1);
     EXPECT_EQ(seen.runs, 1);
     EXPECT_EQ(seen.situation, 101);
@@ -260,8 +243,7 @@ struct Headless : ZarnDataForThread {
 TEST(RolloverByHand, LogWithoutAHeadIsNeverSilent)
 {
     const Folder folder;
-    QDir(QString::fromStdWString(folder.path("."))).mkdir("logs");
-    setLogDirectory(folder.path("logs"));
+    setLogDirectory(folder.path("."));
     Stages data(folder.path("log.html"), folder.write("form.html", plainForm));
     data.setEngineFactory([]() -> ZarnDataForThread* { return new Headless; });
     ASSERT_TRUE(data.establishLogFile(true));
@@ -270,7 +252,7 @@ TEST(RolloverByHand, LogWithoutAHeadIsNeverSilent)
     Headless::isFailing = true;
     EXPECT_FALSE(data.reestablishLogFile(false));
     EXPECT_EQ(data.takeCode(), dx::SectionNotFormatted);
-    EXPECT_TRUE(QDir(QString::fromStdWString(folder.path("logs"))).isEmpty());
+    EXPECT_EQ(folder.files(), (QStringList{"form.html", "log.html"}));
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(data.report(L"lost"), dx::LogNotOpen);
     EXPECT_EQ(folder.read("log.html"), logBytes(plainLog("entry\n")));

@@ -3,8 +3,6 @@
 
 #include <zmu/log/internal/LogDevice.h>
 
-#include <QDir>
-
 #include <thread>
 
 using namespace zmu;
@@ -127,9 +125,7 @@ TEST(WriteFaults, LogWhoseSeriesNoteFailsIsKept)
 TEST(WriteFaults, BeginningIsWrittenWholeOrNotAtAll)
 {
     const Folder folder;
-    ASSERT_TRUE(QDir(QString::fromStdWString(folder.path("."))).mkdir("logs"));
-    setLogDirectory(folder.path("logs"));
-    const QDir logs(QString::fromStdWString(folder.path("logs")));
+    setLogDirectory(folder.path("."));
     const QByteArray longHead(20000, 'h');
     const std::wstring form =
         folder.write("form.html", formOf(longHead + "\n", "[SITUATION_DSCRP]\n", "</log>\n"));
@@ -150,11 +146,11 @@ TEST(WriteFaults, BeginningIsWrittenWholeOrNotAtAll)
             << qPrintable(text.left(100));
 
         // Twice: there is no log, nor a part of one.
-        const qsizetype filesQty = logs.entryList(QDir::Files).size();
+        const qsizetype filesQty = folder.files().size();
         fault = {0, bytes, true};
         EXPECT_FALSE(data.reestablishLogFile(false));
         EXPECT_EQ(data.takeCode(), dx::LogSectionUnexpected);
-        EXPECT_EQ(logs.entryList(QDir::Files).size(), filesQty);
+        EXPECT_EQ(folder.files().size(), filesQty);
         fault = {};
         EXPECT_EQ(data.report(L"lost"), dx::LogNotOpen);
     }

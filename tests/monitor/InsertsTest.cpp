@@ -49,10 +49,3 @@ TEST(Inserts, FitTheSlotsThatTheFormatterTakes)
     for (const wchar_t* const format : unfinishedInserts)
         EXPECT_TRUE(faultOf(format, "nnn").what) << testing::PrintToString(format);
 }
-
-TEST(Inserts, FaultNamesTheInsert)
-{
-    EXPECT_EQ(faultOf(L"%1!u! %2!*.*hs! %3", "nnnw").insert, 2);
-    EXPECT_EQ(faultOf(L"%1!u! %12", "n").insert, 12);
-    EXPECT_EQ(faultOf(L"%1!u! 50%", "n").insert, 0);
-}

@@ -61,24 +61,16 @@ TEST(Reporting, DisplayFailsAfterTheLogIsWritten)
         "ZarnDataForThread::reportDescriptions () caught exception #5.\n"));
     reporter.recover();
 
+    strings()[102] = L"2~0|&|``" + std::wstring(1014, L'y') + L"`"; // too long for an entry
+    reporter.report(102);
+    EXPECT_EQ(reporter->getSelfDX_Code(), dx::SectionNotFormatted); // the log's failure counts
+    EXPECT_EQ(shown().count, 2);
+    reporter.recover();
+
     reporter->setDisplayDlgBoxFunction(nullptr);
     reporter.report(101); // has nothing to show
     EXPECT_EQ(reporter->getSelfDX_Code(), 0);
     EXPECT_EQ(reporter.entries(), (QStringList{"Told.", "Told.", "Told."}));
-}
-
-TEST(Reporting, LogFailureComesFirstAndTheDisplayIsStillTold)
-{
-    strings()[100] = L"2~0|&|``" + std::wstring(1014, L'y') + L"`"; // too long for an entry
-    const Reporter reporter;
-    const QByteArray before = readFile(reporter.logName());
-
-    reporter->setDisplayDlgBoxFunction(failToShow);
-    reporter.report(100);
-    EXPECT_EQ(reporter->getSelfDX_Code(), dx::SectionNotFormatted);
-    EXPECT_EQ(shown().count, 1);
-    EXPECT_EQ(reporter->getSituationID(), 100);
-    EXPECT_EQ(readFile(reporter.logName()), before);
 }
 
 TEST(Reporting, NestedReportOfAnotherMonitorIsItsOwn)
@@ -118,22 +110,4 @@ TEST(Reporting, EngineAtWorkIsNotRemoved)
     EXPECT_EQ(reporter->getDisplayDlgBoxResult(), 1);
     EXPECT_TRUE(reporter->removeThread());
     reporting = nullptr;
-}
-
-TEST(Reporting, ModuleStandsInForOneSituation)
-{
-    strings()[100] = L"2~0||``The program's.`";
-    const Reporter reporter;
-    void* const library = GetModuleHandleW(L"zmu.dll");
-    reporter->respondToSituation(10006, library, 3U, L"this");
-    EXPECT_EQ(reporter->getSelfDX_Code(), 0);
-    reporter->respondToSituation(100, library); // unknown there
-    EXPECT_EQ(reporter->getSelfDX_Code(), dx::SpecNotLoaded);
-    reporter.recover();
-    reporter.report(100);
-    EXPECT_EQ(reporter->setResourceModule(nullptr), nullptr); // ignored
-    reporter.report(100);
-    EXPECT_EQ(reporter.entries(),
-              (QStringList{"This log file is #3 in a series that began with this.",
-                           "The program's.", "The program's."}));
 }

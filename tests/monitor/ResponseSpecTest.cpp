@@ -1,5 +1,5 @@
-// Response specs: which text gives which report, or which code. FailuresTest.cpp has the ordinary
-// mistakes, with the place that is told.
+// Response specs: which text gives which report, or which code. SpecProofTest.cpp has the ordinary
+// mistakes, with their places.
 #include "Reporter.h"
 
 using namespace zmu_test;
@@ -64,6 +64,7 @@ TEST(ResponseSpec, Fields)
         {L"2~0|~255``" + run(505, L'x') + L"`|``Plain.`", dx::DisplayFieldTooLong},
         // The longest text that a module can hand out; an entry has no room for it.
         {L"2~0|&|``" + y1014 + L"`", dx::SectionNotFormatted, L"", y1014},
+        {L"2~0|&|``" + y1014 + L"y`", dx::SpecTooLong},
     });
 }
 

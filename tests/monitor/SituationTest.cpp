@@ -111,39 +111,6 @@ TEST(Situation, TextsOfAFailedOneAreNotReadAgain)
     EXPECT_EQ(reporter.entries(), QStringList{"(null) 7"});
 }
 
-TEST(Situation, SpecThatIsCutIsNotTaken)
-{
-    const std::wstring begin = L"2~0|~``" + std::wstring(504, L'd') + L"`|``";
-    const Reporter reporter;
-    for (const std::size_t length : {1023U, 1024U}) {
-        strings()[100] = begin + std::wstring(length - begin.size() - 1, L't') + L"`";
-        reporter->respondToSituation(100, nullptr);
-        EXPECT_EQ(reporter->getSelfDX_Code(), length == 1023 ? 0 : dx::SpecTooLong);
-        reporter->forgetSelfDX_Code();
-    }
-}
-
-TEST(Situation, LockThatFails)
-{
-    strings()[100] = L"2~0||``t`";
-    Established data;
-    data.recordSituationID(100);
-    data.refusesToEnter = true;
-    EXPECT_FALSE(data.respondToSituation());
-    EXPECT_EQ(data.getSelfDX_Code(), dx::LockRefused);
-    data.refusesToEnter = false;
-    EXPECT_FALSE(data.respondToSituation()); // the code is held
-    data.forgetSelfDX_Code();
-
-    data.refusesToLeave = true;
-    EXPECT_FALSE(data.respondToSituation());
-    EXPECT_EQ(data.getSelfDX_Code(), dx::LockNotLeft);
-    data.refusesToLeave = false;
-    data.forgetSelfDX_Code();
-    data.recordSituationID(100);
-    EXPECT_TRUE(data.respondToSituation());
-}
-
 TEST(Situation, StagesCanBeReplaced)
 {
     class Own : public ZarnDataForThread {

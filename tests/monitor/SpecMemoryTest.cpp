@@ -73,7 +73,12 @@ TEST(SpecMemory, ModulesAreToldApart)
         reporter->respondToSituation(seriesSituation, library, 4U, L"a");
         reporter->respondToSituation(seriesSituation, nullptr, 5U, L"a");
     }
+    reporter->respondToSituation(100, library); // unknown there
+    EXPECT_EQ(reporter->getSelfDX_Code(), dx::SpecNotLoaded);
+    reporter.recover();
+    EXPECT_EQ(reporter->setResourceModule(nullptr), nullptr); // ignored
     void* const program = reporter->setResourceModule(library);
+    EXPECT_EQ(program, GetModuleHandleW(nullptr)); // each module stood in for one situation
     reporter->respondToSituation(seriesSituation, nullptr, 6U, L"a");
     reporter->setResourceModule(program);
     reporter->respondToSituation(seriesSituation, nullptr, 7U, L"a");

@@ -35,6 +35,8 @@ TEST(Trace, TextsMeanTheSameEverywhere)
               "<(null)|(null)|ß|%|>");
     EXPECT_EQ(traced(L"%hs", std::string(3000, 'x').c_str()).size(), 1023);
     EXPECT_EQ(traced(L"%1000000s%-99999999d|", L"x", 1).size(), 1023);
+    const std::wstring longest(1023, L'\u20ac');
+    EXPECT_EQ(traced(L"%ls", longest.c_str()), QString::fromStdWString(longest));
     EXPECT_EQ(traced(nullptr), "");
 }
 

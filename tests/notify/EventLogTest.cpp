@@ -1,4 +1,5 @@
-// The event log reporter: what it refuses, on every system.
+// The event log reporter: what it refuses, on every system, and memory that runs out.
+#include "Allocations.h"
 #include "Milestones.h"
 
 #include <zmu/platform/Win32.h>
@@ -54,4 +55,29 @@ TEST_F(EventLog, RefusesWhatIsNoMilestone)
         ASSERT_NE(zgEL_Reporter::create(L"zmu test", nullptr, first), nullptr);
         EXPECT_EQ(tell(3315, {L"one"}), first == 9) << first;
     }
+}
+
+TEST_F(EventLog, ReporterSurvivesEachAllocationThatFails)
+{
+    if (!canFailAllocations)
+        GTEST_SKIP() << cannotFail;
+    const auto failEach = [](const auto& operation) {
+        return failEachAllocation(false, [&](const auto& failingIn) {
+            bool isDone = false;
+            const bool hasFailed = failingIn([&] { isDone = operation(); });
+            EXPECT_NE(isDone, hasFailed);
+            EXPECT_TRUE(isDone || GetLastError() == 8U);
+            return hasFailed;
+        });
+    };
+    EXPECT_GT(failEach([] { return zgEL_Reporter::create(L"zmu test", nullptr, 0) != nullptr; }),
+              0);
+
+    monitor->recordSituationID(3315);
+    u64* const fillers = monitor->getDescriptionFillers();
+    for (int i = 0; i < 3; ++i)
+        fillers[i] =
+            reinterpret_cast<std::uintptr_t>(L"a text that is longer than a string's own room");
+    EXPECT_GT(failEach([this] { return zgEL_Reporter::write(monitor.get()); }), 0);
+    EXPECT_TRUE(zgEL_Reporter::getLoneInstance()->isStatusOK());
 }

@@ -181,21 +181,25 @@ TEST_F(StatusCodes, OfEachAllocationThatFails)
     if (!canFailAllocations)
         GTEST_SKIP() << cannotFail;
     for (const bool goesOn : {false, true}) {
-        bool hasFailed = true;
-        for (int number = 0; hasFailed; ++number) {
+        bool isFirst = true;
+        failEachAllocation(goesOn, [&](const auto& failingIn) {
             const Traces traces;
-            failAllocation(number, goesOn);
-            const ZarnStatusReporter* const reporter = makeReporter();
-            const bool isShown =
-                reporter && reporter->appear() && reporter->updateDisplay(L"as longer texts are");
-            const int code = ZarnStatusReporter::getDX_Code1();
-            hasFailed = endFailing();
-            EXPECT_TRUE(!hasFailed || number > 0 || code == status::ResourceUnexpected) << code;
-            EXPECT_EQ(isShown, code == 0) << number;
-            EXPECT_TRUE(isShown || hasFailed) << number;
-            EXPECT_TRUE(!isShown || shownText() == L"as longer texts are") << number;
+            bool isShown = false;
+            int code = 0;
+            const bool hasFailed = failingIn([&] {
+                const ZarnStatusReporter* const reporter = makeReporter();
+                isShown = reporter && reporter->appear() &&
+                          reporter->updateDisplay(L"as longer texts are");
+                code = ZarnStatusReporter::getDX_Code1();
+            });
+            EXPECT_TRUE(!isFirst || code == status::ResourceUnexpected) << code;
+            EXPECT_EQ(isShown, code == 0);
+            EXPECT_TRUE(isShown || hasFailed);
+            EXPECT_TRUE(!isShown || shownText() == L"as longer texts are");
             ZarnStatusReporter::destroy();
-        }
+            isFirst = false;
+            return hasFailed;
+        });
     }
 }
 

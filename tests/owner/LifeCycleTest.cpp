@@ -172,21 +172,3 @@ TEST_F(LifeCycle, SuccessorsHaveFreshNames)
     EXPECT_STREQ(owner.brander()->getBrandText(2, text, 64), L"Quorvane");
     EXPECT_TRUE(ZarnDataZGW::destroyZarnMonitor(monitor));
 }
-
-TEST_F(LifeCycle, SuccessorThatCannotBeNamed)
-{
-    Zarn* monitor = Owner().createZarnMonitor();
-    ASSERT_TRUE(monitor);
-    const std::wstring first = presentLog(monitor);
-    setLogDirectory(L"");
-    {
-        Traces traces;
-        EXPECT_FALSE(monitor->reestablishLogFile(false));
-        EXPECT_TRUE(traces.take().contains(
-            "ZarnData::reestablishLogFile () [2] caught exception #142/43.\n"));
-    }
-    monitor->forgetSelfDX_Code();
-    EXPECT_EQ(reportText(monitor, L"goes on"), 0);
-    EXPECT_EQ(presentLog(monitor), first);
-    EXPECT_TRUE(ZarnDataZGW::destroyZarnMonitor(monitor));
-}

@@ -212,19 +212,6 @@ TEST_F(Paths, FileBelongsToItsFirstMaker)
     EXPECT_EQ(folder.files(), QStringList(nameOf(name)));
 }
 
-TEST(PathThreads, NoTwoLogsHaveOneName)
-{
-    // As many owners as can be made within a millisecond and a little more, by two threads.
-    const Folder folder;
-    setLogDirectory(folder.path("."));
-    constexpr int owners = 20;
-    std::wstring names[2][owners];
-    inThreads(2, owners, [&](int thread, int round) {
-        names[thread][round] = Owner(thread ? ZGW_OWNER_CM : ZGW_OWNER_APS).logPath();
-    });
-    EXPECT_EQ(folder.files().size(), 2 * owners);
-}
-
 TEST_F(Paths, NameThatIsTakenIsLeftAlone)
 {
     // All names of the moments in which the owner is made are there already, from another process.

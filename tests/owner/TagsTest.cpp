@@ -35,7 +35,7 @@ class Tags : public testing::Test {
   protected:
     void SetUp() override
     {
-        ASSERT_TRUE(QDir(QString::fromStdWString(folder.path("."))).mkdir("logs"));
+        folder.makeFolder("logs");
         setLogDirectory(folder.path("logs"));
     }
     const Folder folder;
@@ -197,7 +197,7 @@ TEST_F(Tags, OfTheSystemAreNoMarkupInALog)
 {
     ASSERT_TRUE(useBrander(folder, QByteArray(brand) + "\n2=<i>short</i>\n18="));
     qputenv("USERDOMAIN", "<script>%1[DAY]");
-    ASSERT_TRUE(QDir(QString::fromStdWString(folder.path("."))).mkpath("a&b/Templates"));
+    folder.makeFolder("a&b/Templates");
     setLogDirectory(folder.path("a&b"));
     folder.write(
         "a&b/Templates/bpw_template.html",

@@ -113,7 +113,7 @@ QString runToItsEnd(const char* program, const QStringList& arguments, const Fol
     EXPECT_TRUE(hasSucceeded(runProgram(program, arguments)));
     const QStringList files = folder.files();
     EXPECT_EQ(files.size(), 1);
-    const QString log = files.isEmpty() ? QString() : logText(folder.path(files[0].toUtf8()));
+    QString log = files.isEmpty() ? QString() : logText(folder.path(files[0].toUtf8()));
     EXPECT_TRUE(log.contains(" entry<br>\n")) << qPrintable(log);
     return log;
 }

@@ -72,60 +72,70 @@ class PageOwner : public ZarnDataZGW {
     }
 };
 
-bool report(Zarn* monitor, int situation, const std::wstring& text)
-{
-    return monitor->respondToSituation(situation, nullptr, text.c_str());
-}
+/// What writes entries, as long as all goes well.
+struct Writer {
+    Zarn* monitor;
+    bool isWell = true;
 
-bool writeSome(Zarn* monitor, int count)
-{
-    bool isWritten = true;
-    for (int i = 0; i < count; ++i) {
-        const std::wstring number = std::to_wstring(i + 1);
-        const std::wstring texts[] = {
-            L"Session " + number + L" started: <code>/usr/bin/program --display :" + number +
-                L"</code>",
-            L"Session " + number + L" ended well.",
-            L"A path of session " + number + L": <code>/srv/" + std::wstring(120, L'p') +
-                L"/file</code>",
-            L"Session " + number +
-                L" failed.<br>No such file or directory (<a href=\"Codes/WLE.html#2\">WLE2</a>)",
-            L"A word of its own: " + std::wstring(90, L'w')};
-        isWritten = report(monitor, firstSituation + i % 5, texts[i % 5]) && isWritten;
+    void report(int severity, const std::wstring& text)
+    {
+        isWell =
+            isWell && monitor->respondToSituation(firstSituation + severity, nullptr, text.c_str());
     }
-    return isWritten;
+};
+
+/// `text` with `number` in the place of each '#', and '#' in that of each '@'.
+std::wstring numbered(const std::wstring& text, int number)
+{
+    std::wstring result;
+    for (const wchar_t letter : text) {
+        if (letter == L'#')
+            result += std::to_wstring(number);
+        else
+            result += letter == L'@' ? L'#' : letter;
+    }
+    return result;
 }
 
-bool writeMany(Zarn* monitor, int count)
+void writeSome(Writer& writer, int count)
 {
-    bool isWritten = true;
+    for (int i = 0; i < count; ++i) {
+        const std::wstring texts[] = {
+            L"Session # started: <code>/usr/bin/program --display :#</code>",
+            L"Session # ended well.",
+            L"A path of session #: <code>/srv/" + std::wstring(120, L'p') + L"/file</code>",
+            L"Session # failed.<br>No such file (<a href=\"Codes/WLE.html@2\">WLE2</a>)",
+            L"A word of its own: " + std::wstring(90, L'w')};
+        writer.report(i % 5, numbered(texts[i % 5], i + 1));
+    }
+}
+
+void writeMany(Writer& writer, int count)
+{
     for (int i = 0; i < count; ++i)
-        isWritten = report(monitor,
-                           firstSituation + (i % 97 == 0   ? 3
-                                             : i % 31 == 0 ? 2
-                                                           : i % 2),
-                           L"Session " + std::to_wstring(i) + L" of user operator: <code>p" +
-                               std::to_wstring(i * 7919 % 65536) + L"</code> opened a window") &&
-                    isWritten;
-    return isWritten;
+        writer.report(i % 97 == 0   ? 3
+                      : i % 31 == 0 ? 2
+                                    : i % 2,
+                      L"Session " + std::to_wstring(i) + L" of user operator: <code>p" +
+                          std::to_wstring(i * 7919 % 65536) + L"</code> opened a window");
 }
 
-bool writeHostile(Zarn* monitor, int count)
+void writeHostile(Writer& writer, int count)
 {
-    bool isWritten = true;
     for (int i = 0; i < count; ++i) {
         for (const wchar_t* text : hostile)
-            isWritten = report(monitor, firstSituation + 3, text) && isWritten;
+            writer.report(3, text);
     }
-    return report(monitor, firstSituation + 3, tableBreaker) && isWritten;
+    writer.report(3, tableBreaker);
 }
 
-bool writeSeries(Zarn* monitor, int count)
+void writeSeries(Writer& writer, int count)
 {
-    bool isWritten = writeSome(monitor, count);
-    for (int successor = 0; successor < 2; ++successor)
-        isWritten = monitor->reestablishLogFile(false) && writeSome(monitor, count) && isWritten;
-    return isWritten;
+    writeSome(writer, count);
+    for (int successor = 0; successor < 2; ++successor) {
+        writer.isWell = writer.isWell && writer.monitor->reestablishLogFile(false);
+        writeSome(writer, count);
+    }
 }
 
 } // namespace
@@ -152,17 +162,19 @@ try {
     Zarn* monitor = PageOwner().createZarnMonitor();
     if (!monitor)
         return ZarnDataZGW::getDX_Code1();
-    const bool isWritten = log == "many"      ? writeMany(monitor, count)
-                           : log == "hostile" ? writeHostile(monitor, count)
-                           : log == "series"  ? writeSeries(monitor, count)
-                                              : writeSome(monitor, count);
+    Writer writer{monitor};
+    const auto write = log == "many"      ? writeMany
+                       : log == "hostile" ? writeHostile
+                       : log == "series"  ? writeSeries
+                                          : writeSome;
+    write(writer, count);
     wchar_t logName[1024] = {};
     monitor->getFileLogName(logName, std::size(logName));
-    if (!isWritten)
+    if (!writer.isWell)
         std::fprintf(stderr, "page_logs: code %d\n", monitor->getSelfDX_Code());
     ZarnDataZGW::destroyZarnMonitor(monitor);
     std::printf("%ls\n", logName);
-    return isWritten ? 0 : 1;
+    return writer.isWell ? 0 : 1;
 } catch (int code) {
     std::fprintf(stderr, "page_logs: no owner, code %d\n", code);
     return 1;

@@ -32,6 +32,12 @@ std::wstring Folder::write(const char* name, const QByteArray& bytes) const
     return path(name);
 }
 
+std::wstring Folder::makeFolder(const char* name) const
+{
+    EXPECT_TRUE(QDir(m_folder.path()).mkpath(QString::fromUtf8(name)));
+    return path(name);
+}
+
 QByteArray Folder::read(const char* name) const
 {
     return readFile(path(name));

@@ -21,6 +21,8 @@ class Folder {
     std::wstring path(const char* name) const;
     /// Writes a file and returns its path.
     std::wstring write(const char* name, const QByteArray& bytes) const;
+    /// Makes a folder, with those above it, and returns its path.
+    std::wstring makeFolder(const char* name) const;
     QByteArray read(const char* name) const;
     QStringList files() const;
 

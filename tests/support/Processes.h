@@ -8,10 +8,24 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <thread>
 #include <vector>
 
 namespace zmu_test {
+
+/// Waits until `condition` holds, for a minute at most. Whether it does.
+template <class Condition>
+bool becomesTrue(const Condition& condition)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
 
 /// Runs `body` with the numbers 0 to `qty` - 1, each in a thread of its own. A check that fails
 /// there says which thread it was.

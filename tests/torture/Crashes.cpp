@@ -1,8 +1,6 @@
 // Processes that end without a word, and such as become two.
 #include "Torture.h"
 
-#include <Processes.h>
-
 #include <random>
 #include <thread>
 
@@ -34,7 +32,7 @@ void zmu_torture::killAtAnyMoment(Run& run)
             return 1;
         });
         // One in four may be killed while it starts.
-        if (round % 4 != 0 && !waitUntil([&] { return place.ledger.sum() > 0; }))
+        if (round % 4 != 0 && !becomesTrue([&] { return place.ledger.sum() > 0; }))
             run.flaw("nothing was reported");
         usleep(random() % longestUs);
         child.kill();
@@ -57,8 +55,10 @@ void zmu_torture::forkWhileReporting(Run& run)
             std::atomic<bool> isOver = false;
             std::atomic<bool> works = true;
             inThreads(threadsQty, [&](int thread) {
-                while (thread > 0 && !isOver)
+                for (int round = 1; thread > 0 && !isOver; ++round) {
                     works = place.ledger.report(monitor, thread) && works;
+                    works = (round % 4 != 0 || monitor->removeThread()) && works;
+                }
                 for (int lane = threadsQty; !isOver && lane < threadsQty + 2 * forks; lane += 2) {
                     Child child([&] {
                         bool isDone = place.ledger.report(monitor, lane);

@@ -1,8 +1,6 @@
 // Much of everything, for long.
 #include "Torture.h"
 
-#include <Processes.h>
-
 #include <filesystem>
 #include <fstream>
 

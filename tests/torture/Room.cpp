@@ -18,7 +18,7 @@ constexpr int longestEntry = 520; // bytes
 /// Reports until it is done: a log that had no room for its head comes back within a second or so.
 bool comesBack(const Place& place, Zarn* monitor)
 {
-    return waitUntil([&] { return place.ledger.report(monitor, 0); });
+    return becomesTrue([&] { return place.ledger.report(monitor, 0); });
 }
 
 void expectWhole(Run& run, const Place& place)

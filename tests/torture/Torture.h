@@ -17,6 +17,7 @@
 // The process that runs a scenario does not use the library itself: its children do, each anew.
 #pragma once
 
+#include <Processes.h>
 #include <linux/Child.h>
 #include <linux/Ledger.h>
 
@@ -85,16 +86,6 @@ struct Scenario {
 Zarn* openMonitor(const Place& place, unsigned long limit, int number = 0);
 
 void sleepMs(int milliseconds);
-
-/// Waits until `condition` holds, for half a minute at most. Whether it does.
-template <class Condition>
-bool waitUntil(Condition condition)
-{
-    constexpr int patienceMs = 30000;
-    for (int i = 0; i < patienceMs && !condition(); ++i)
-        sleepMs(1);
-    return condition();
-}
 
 // Crashes.cpp
 void killAtAnyMoment(Run& run);

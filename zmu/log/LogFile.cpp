@@ -562,7 +562,6 @@ void ZarnData::noteSeries(unsigned int number)
 bool ZarnData::setLogFileByteCountLimit(u64 limit, u64& previous)
 {
     SectionGuard section(*this);
-    bool succeeded = false; // not asked of the code, which another thread may forgive meanwhile
     runGuarded(*this, dx::SetLimitUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         section.requireEntered();
@@ -576,15 +575,11 @@ bool ZarnData::setLogFileByteCountLimit(u64 limit, u64& previous)
             forgetSelfDX_Code();
             throw int{dx::SetLimitReplacementFailed};
         }
-        succeeded = true;
     });
-    if (!succeeded) {
+    if (!isSelfSatisfied()) {
         Zarn_TRACE(L"ZarnData::setLogFileByteCountLimit () caught exception #%d.\n",
                    getSelfDX_Code());
         previous = 0;
     }
-    if (section.leave())
-        return succeeded;
-    Zarn_TRACE(L"ZarnData::setLogFileByteCountLimit () failed to leave critical section.\n");
-    return false;
+    return section.leaveAnswering();
 }

@@ -2,13 +2,12 @@
 //
 // The file is looked at once a second. What may have happened to it meanwhile, and what is done:
 //
-//     deleted           the entries since the last look are copied from the file, which is still
-//     open,
-//                       into a successor
-//     moved             its entries are where it went; the next ones go to a successor
-//     emptied, cut      entries written since stand behind a hole of zeros: they are copied into a
-//                       successor, and the file ends with a tail where the hole began; one that has
-//                       nothing left is removed
+//     deleted        the entries since the last look are copied into a successor from the file,
+//                    which is still open
+//     moved          its entries are where it went; the next ones go to a successor
+//     emptied, cut   the entries since stand behind a hole of zeros: they are copied into a
+//                    successor, and the file ends with a tail where the hole began; one that has
+//                    nothing left is removed
 //
 // Until a successor can be made, situations answer 120 and are counted.
 #include <zmu/monitor/ZarnData.h>

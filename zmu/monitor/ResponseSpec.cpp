@@ -59,15 +59,6 @@ void ZarnDataForThread::clearSpecFields()
     m_descriptionForLogFile.clear();
 }
 
-LoadStringFunction ResourceEntry::of(HMODULE module)
-{
-    if (m_module != module) {
-        m_function = findStringEntry(module);
-        m_module = module;
-    }
-    return m_function;
-}
-
 std::wstring_view ZarnDataForThread::loadSpec(SpecText& text)
 {
     const HMODULE module = m_dataSet->getResourceModule();

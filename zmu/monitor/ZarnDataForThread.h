@@ -287,6 +287,9 @@ class ZMU_API ZarnDataForThread {
 
     static constexpr unsigned int defaultDialogStyle = 48;
 
+    /// Where the stage that has failed was in its spec. What a report or learnResponse leaves is
+    /// told and gone when it returns; whoever calls the stages below singly reads it here.
+    const zmu::FailurePlace& getFailurePlace() const { return m_failurePlace; }
     /// The gate of every phase: raises dx::NoDataSet without a data set, else the code that is
     /// held.
     void requireApproval() const;

@@ -115,8 +115,10 @@ i64 ZarnStatusReporter::processDialogMessages(HWND window, unsigned int message,
     i64 result = 0;
     switch (message) {
     case WM_INITDIALOG: {
-        if (!window)
+        if (!window) {
+            fail(status::InitNoWindow);
             break;
+        }
         const bool isOnTop = (m_dialogWindowStyles & staysOnTop) != 0;
         zmu::dressDialog(window, isOnTop, m_dialogWindowLogicalFont);
         centerWindow(window, isOnTop ? HWND_TOPMOST : HWND_TOP);
@@ -144,7 +146,7 @@ i64 ZarnStatusReporter::processDialogMessages(HWND window, unsigned int message,
 // ---- Its place -----------------------------------------------------------------------------------
 
 bool ZarnStatusReporter::centerWindow(HWND window, HWND insertAfter)
-{
+try {
     clearDiagnostics();
     if (!window || !IsWindow(window))
         return fail(status::CenterBadWindow);
@@ -177,6 +179,8 @@ bool ZarnStatusReporter::centerWindow(HWND window, HWND insertAfter)
         !SetWindowPos(window, insertAfter, left, top, 0, 0, SWP_NOSIZE | SWP_FRAMECHANGED))
         return failWithLastError(status::CenterNotMoved);
     return true;
+} catch (...) {
+    return fail(status::CenterUnexpected);
 }
 
 HWND ZarnStatusReporter::learnParentWindowOwner(HWND window)

@@ -386,18 +386,24 @@ bool ZarnStatusReporter::composeTextMessage(const wchar_t* format, ...)
     m_textMessage.clear();
     if (!format)
         return fail(status::ComposeNoFormat);
+    int code = status::Success;
     va_list arguments;
     va_start(arguments, format);
-    wchar_t* const text = m_textMessage.writable();
-    const int count = _vsnwprintf(text, textMax - 1, format, arguments);
+    try {
+        wchar_t* const text = m_textMessage.writable();
+        const int count = _vsnwprintf(text, textMax - 1, format, arguments);
+        // A text that fills the buffer was cut, which is no failure.
+        if (count < 0 && text[textMax - 2] == L'\0')
+            code = status::ComposeFailed;
+    } catch (...) {
+        code = status::ComposeUnexpected;
+    }
     va_end(arguments);
-    // A text that fills the buffer was cut, which is no failure.
-    const bool succeeded = count >= 0 || text[textMax - 2] != L'\0';
     m_textMessage.setUsed(textMax);
-    if (succeeded)
+    if (code == status::Success)
         return true;
     m_textMessage.clear();
-    return fail(status::ComposeFailed);
+    return fail(code);
 }
 
 bool ZarnStatusReporter::updateDisplay() const

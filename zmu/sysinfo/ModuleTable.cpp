@@ -1,5 +1,6 @@
 #include <zmu/sysinfo/internal/ModuleTable.h>
 
+#include <zmu/foundation/internal/Trim.h>
 #include <zmu/localize/internal/OwnModule.h>
 #include <zmu/platform/InputFile.h>
 #include <zmu/platform/Paths.h>
@@ -46,13 +47,6 @@ std::string readList(const std::wstring& path)
 std::wstring widen(std::string_view text)
 {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())).toStdWString();
-}
-
-std::string_view trim(std::string_view text)
-{
-    constexpr std::string_view blanks = " \t\r";
-    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-    return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
 /// What a file of a list is called here; a full path already says it.

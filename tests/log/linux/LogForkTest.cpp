@@ -3,8 +3,6 @@
 
 #include <linux/Child.h>
 
-#include <QDir>
-
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,39 +27,22 @@ bool holdsInChild(const std::function<void()>& checks)
     return child.wait().status == 0;
 }
 
-class LogFork : public testing::Test {
+class LogFork : public LogSeries {
   protected:
-    explicit LogFork(bool comesBack = false)
+    LogFork()
     {
-        QDir(QString::fromStdWString(folder.path("."))).mkdir("logs");
-        setLogDirectory(folder.path("logs"));
-        Stages settings(log, folder.write("form.html", plainForm));
-        settings.createPlugIns(1);
-        settings.setLogRecovery(comesBack);
-        monitor = Zarn::create(&settings);
+        log = folder.path("log.html");
+        start(plainForm, [](Stages& settings) { settings.createPlugIns(1); });
     }
-    ~LogFork() override { Zarn::destroy(&monitor, 0, false); }
 
-    QStringList files() const
-    {
-        return QDir(QString::fromStdWString(folder.path("logs"))).entryList(QDir::Files);
-    }
     /// The entries of all logs but the parent's, each of which is a whole document.
     QStringList entriesOfChildren() const
     {
         QStringList entries;
-        for (const QString& name : files()) {
-            const QString text = logText(folder.path(qPrintable("logs/" + name)));
-            EXPECT_TRUE(text.startsWith("<log>\n") && text.endsWith("</log>\n"))
-                << qPrintable(text);
-            entries += text.mid(6).chopped(7).split('\n', Qt::SkipEmptyParts);
-        }
+        for (const QString& name : files())
+            entries += entriesOf(folder.path(qPrintable("logs/" + name)));
         return entries;
     }
-
-    const Folder folder;
-    const std::wstring log = folder.path("log.html");
-    Zarn* monitor = nullptr;
 };
 
 } // namespace
@@ -126,38 +107,6 @@ TEST_F(LogFork, ChildOfAPlugInEndsItsSituationAndBeginsALog)
     EXPECT_EQ(reportText(monitor, L"parent"), dx::Satisfied);
     EXPECT_EQ(readFile(log), logBytes(plainLog("both\nparent\n")));
     EXPECT_EQ(entriesOfChildren(), QStringList({seriesNote(2, log), "child"}));
-}
-
-TEST_F(LogFork, ChildrenOfABusyProcessDoNotHang)
-{
-    if (const char* const reason = whyForksCannotAllocate())
-        GTEST_SKIP() << reason;
-    constexpr int reportersQty = 4;
-    constexpr int childrenQty = 40;
-    std::atomic<bool> isDone = false;
-    std::atomic<int> reported = 0;
-    std::thread busy([&] {
-        inThreads(reportersQty, [&](int) {
-            for (int round = 1; !isDone; ++round, ++reported) {
-                EXPECT_EQ(reportText(monitor, L"parent"), 0) << "round " << round;
-                EXPECT_TRUE(round % 4 || monitor->removeThread()) << "round " << round;
-            }
-        });
-    });
-    for (int i = 0; i < childrenQty; ++i)
-        EXPECT_TRUE(holdsInChild([&] {
-            std::thread([&] { EXPECT_EQ(reportText(monitor, L"child"), 0); }).join();
-            EXPECT_EQ(reportText(monitor, L"child"), 0);
-            EXPECT_TRUE(monitor->removeThread());
-        })) << i;
-    isDone = true;
-    busy.join();
-    QString entries;
-    for (int i = 0; i < reported; ++i)
-        entries += "parent\n";
-    EXPECT_TRUE(readFile(log) == logBytes(plainLog(entries)));
-    EXPECT_EQ(files().size(), childrenQty);
-    EXPECT_EQ(entriesOfChildren().count("child"), 2 * childrenQty);
 }
 
 TEST_F(LogFork, DialogOfAnotherHoldsUpNeitherForkNorChild)

@@ -1,5 +1,6 @@
 #include "Journal.h"
 
+#include <Processes.h>
 #include <linux/Mounts.h>
 
 #include <QDir>
@@ -16,28 +17,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstring>
-#include <thread>
 
 namespace zmu_test {
 
 namespace {
-
-constexpr auto patience = std::chrono::seconds(20);
-
-/// Asks until the answer is yes, for a while.
-template <class Ask>
-bool eventually(Ask ask)
-{
-    const auto end = std::chrono::steady_clock::now() + patience;
-    while (!ask()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
-}
 
 bool writeFile(const char* path, const QByteArray& bytes)
 {
@@ -104,7 +88,7 @@ QString Journal::start()
         execl(program, program, nullptr);
         _exit(127);
     }
-    if (!eventually([] { return QFile::exists(lastSocket); }))
+    if (!becomesTrue([] { return QFile::exists(lastSocket); }))
         return "systemd-journald does not start here";
     return {};
 }
@@ -139,7 +123,7 @@ QByteArray Journal::journalctl(const QStringList& arguments)
 std::vector<Journal::Entry> Journal::entries(const char* identifier, std::size_t count) const
 {
     std::vector<Entry> found;
-    eventually([&] {
+    becomesTrue([&] {
         found.clear();
         const QByteArray lines =
             journalctl({"-D", "/run/log/journal", "--all", "-o", "json", "-t", identifier});

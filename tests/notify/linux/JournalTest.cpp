@@ -197,14 +197,15 @@ TEST_F(JournalOf, ThreadsWriteEveryEventWhole)
 {
     constexpr int threadsQty = 8;
     constexpr int rounds = 20;
+    constexpr std::size_t entriesQty = std::size_t{threadsQty} * rounds;
     zgEL_Reporter::create(source, nullptr, 0);
     inThreads(threadsQty, rounds, [&](int thread, int) {
         const std::wstring name = L"thread " + std::to_wstring(thread);
         EXPECT_TRUE(tell(3322, {name.c_str(), name.c_str()}))
             << zgEL_Reporter::getLoneInstance()->getError();
     });
-    const std::vector<Entry> found = journal.entries(source, threadsQty * rounds);
-    EXPECT_EQ(found.size(), std::size_t{threadsQty * rounds});
+    const std::vector<Entry> found = journal.entries(source, entriesQty);
+    EXPECT_EQ(found.size(), entriesQty);
     for (const Entry& entry : found)
         EXPECT_EQ(entry["MESSAGE"], "Session \"" + entry["ZMU_STRING_2"] + "\" started.");
 }

@@ -1,13 +1,12 @@
 // What happens around the program that shows windows.
 #pragma once
 
+#include <Processes.h>
+
 #include <QByteArray>
 #include <QDir>
 #include <QFile>
 
-#include <chrono>
-#include <functional>
-#include <thread>
 #include <vector>
 
 #include <signal.h>
@@ -15,18 +14,6 @@
 #include <unistd.h>
 
 namespace zmu_test {
-
-/// Waits until `condition` holds, at most a minute. Whether it does.
-inline bool becomesTrue(const std::function<bool()>& condition)
-{
-    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > until)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 inline QByteArray fileOfProcess(pid_t process, const char* name)
 {

@@ -121,10 +121,6 @@ TEST_F(WindowProgram, ThatIsKilledCostsItsWindow)
     ASSERT_NE(reporter, nullptr);
     kill(theProgram(), SIGKILL);
     EXPECT_TRUE(becomesTrue([&] { return !reporter->isViable(); }));
-    EXPECT_FALSE(reporter->updateDisplay(L"late"));
-    EXPECT_EQ(ZarnStatusReporter::getDX_Code1(), status::NotUsable);
-    EXPECT_TRUE(reporter->appear());
-    EXPECT_FALSE(reporter->isVisible());
     ZarnStatusReporter::destroy();
     reporter = makeReporter();
     ASSERT_NE(reporter, nullptr);

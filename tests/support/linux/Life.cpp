@@ -6,11 +6,10 @@
 
 #include <unistd.h>
 
-#include <condition_variable>
 #include <cstdio>
 #include <iterator>
 #include <memory>
-#include <mutex>
+#include <semaphore>
 #include <thread>
 
 using namespace zmu;
@@ -36,50 +35,36 @@ void require(bool condition, int failure)
 /// A thread that was there before the faults, and works when it is told.
 class Other {
   public:
-    Other() : m_thread([this] { run(); }) {}
     ~Other()
     {
-        {
-            const std::lock_guard lock(m_lock);
-            m_isEnding = true;
-            m_changed.notify_all();
-        }
-        m_thread.join();
+        m_monitor = nullptr;
+        m_asked.release();
     }
-    Other(const Other&) = delete;
-    Other& operator=(const Other&) = delete;
 
     bool report(Zarn* monitor, Ledger& ledger)
     {
-        std::unique_lock lock(m_lock);
         m_ledger = &ledger;
         m_monitor = monitor;
-        m_changed.notify_all();
-        m_changed.wait(lock, [this] { return !m_monitor; });
+        m_asked.release();
+        m_answered.acquire();
         return m_isDone;
     }
 
   private:
     void run()
     {
-        std::unique_lock lock(m_lock);
-        while (true) {
-            m_changed.wait(lock, [this] { return m_monitor || m_isEnding; });
-            if (!m_monitor)
-                return;
+        for (m_asked.acquire(); m_monitor; m_asked.acquire()) {
             m_isDone = m_ledger->report(m_monitor, 1);
-            m_monitor = nullptr;
-            m_changed.notify_all();
+            m_answered.release();
         }
     }
 
-    std::mutex m_lock;
-    std::condition_variable m_changed;
     Ledger* m_ledger = nullptr;
-    Zarn* m_monitor = nullptr;
-    bool m_isEnding = false;
+    Zarn* m_monitor = nullptr; ///< None: the end.
     bool m_isDone = false;
-    std::thread m_thread;
+    std::binary_semaphore m_asked{0};
+    std::binary_semaphore m_answered{0};
+    std::jthread m_thread{[this] { run(); }};
 };
 
 Zarn* start()

@@ -51,7 +51,8 @@ int zmu::openFile(const wchar_t* path, FileUse use)
     constexpr mode_t rights = 0666; // less what the process's mask takes away
     const NarrowPath name(path);
     struct stat status = {};
-    if (stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    const bool wasThere = stat(name.c_str(), &status) == 0;
+    if (wasThere && !S_ISREG(status.st_mode))
         return failToOpen(S_ISDIR(status.st_mode) ? EISDIR : EEXIST); // not even opened
     const int file = open(name.c_str(),
                           flags[static_cast<int>(use)] | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, rights);
@@ -60,8 +61,8 @@ int zmu::openFile(const wchar_t* path, FileUse use)
     if (fstat(file, &status) == 0 && S_ISREG(status.st_mode))
         return file;
     close(file);
-    if (use == FileUse::New)
-        unlink(name.c_str()); // which nobody would know of
+    if (use != FileUse::Read && !wasThere)
+        removeIfEmpty(path); // nobody would know of it
     return failToOpen(EEXIST);
 }
 

@@ -1,5 +1,6 @@
 #include <zmu/platform/linux/SettingsFile.h>
 
+#include <zmu/foundation/internal/Trim.h>
 #include <zmu/platform/Files.h>
 #include <zmu/platform/Threads.h>
 #include <zmu/platform/linux/ModuleFiles.h>
@@ -22,16 +23,6 @@
 using namespace zmu;
 
 namespace {
-
-constexpr std::string_view blanks = " \t\r";
-
-std::string_view trim(std::string_view text)
-{
-    const std::size_t begin = text.find_first_not_of(blanks);
-    if (begin == text.npos)
-        return {};
-    return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
-}
 
 /// One line of a settings file, and what it says.
 struct Line {

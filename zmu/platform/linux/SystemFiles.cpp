@@ -1,5 +1,7 @@
 #include <zmu/platform/linux/SystemFiles.h>
 
+#include <zmu/foundation/internal/Trim.h>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,12 +27,9 @@ std::string_view take(std::string_view& text, char separator)
     return piece;
 }
 
-std::string_view trim(std::string_view text)
+std::string_view trimmed(std::string_view text)
 {
-    const std::size_t first = text.find_first_not_of(blanks);
-    if (first == text.npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+    return trim(text, blanks);
 }
 
 /// The number at the start of `text`, which is taken off.
@@ -149,7 +148,7 @@ std::string assignedValue(std::string_view text, std::string_view name)
 {
     std::string value;
     while (!text.empty()) {
-        std::string_view line = trim(take(text, '\n'));
+        std::string_view line = trimmed(take(text, '\n'));
         if (take(line, '=') == name)
             value = unquote(line);
     }
@@ -173,8 +172,8 @@ std::string_view fieldValue(std::string_view text, std::string_view field)
 {
     while (!text.empty()) {
         std::string_view line = take(text, '\n');
-        if (trim(take(line, ':')) == field && !trim(line).empty())
-            return trim(line);
+        if (trimmed(take(line, ':')) == field && !trimmed(line).empty())
+            return trimmed(line);
     }
     return {};
 }
@@ -236,13 +235,13 @@ std::string resolverDomain(std::string_view resolvConf)
 {
     std::string domain;
     while (!resolvConf.empty()) {
-        std::string line(trim(take(resolvConf, '\n')));
+        std::string line(trimmed(take(resolvConf, '\n')));
         std::replace(line.begin(), line.end(), '\t', ' ');
         std::string_view rest = line;
         const std::string_view keyword = take(rest, ' ');
         if (keyword != "domain" && keyword != "search")
             continue;
-        rest = trim(rest);
+        rest = trimmed(rest);
         domain = take(rest, ' '); // the last line counts
     }
     if (domain.ends_with('.'))

@@ -1,0 +1,16 @@
+# Compiles SOURCE with COMPILER: with REFUSED each line that says so is an error, without it none is.
+cmake_minimum_required(VERSION 3.25)
+
+set(command ${COMPILER} -std=c++20 -fsyntax-only -I${INCLUDE} -I${CALLS})
+execute_process(COMMAND ${command} ${SOURCE} COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND ${command} -DREFUSED ${SOURCE} ERROR_VARIABLE errors OUTPUT_QUIET)
+file(READ ${SOURCE} text)
+string(REGEX REPLACE "[][;]" "" text "${text}")
+string(REPLACE "\n" ";" lines "${text}")
+set(number 0)
+foreach(line IN LISTS lines)
+  math(EXPR number "${number} + 1")
+  if(line MATCHES "// refused" AND NOT errors MATCHES "refused\\.cpp:${number}:[0-9]+:[^\n]*(error|constexpr)")
+    message(SEND_ERROR "compiles, or fails elsewhere: line ${number}: ${line}\n${errors}")
+  endif()
+endforeach()

@@ -1,0 +1,281 @@
+#include "CheckCommand.h"
+
+#include "SpecProof.h"
+
+#include <tools/Text.h>
+
+#include <zmu/monitor/DxCodes.h>
+
+#include <CLI/CLI.hpp>
+
+#include <QFileInfo>
+#include <QLibrary>
+#include <QProcess>
+#include <QString>
+
+#include <charconv>
+#include <cstdio>
+#include <memory>
+
+namespace zmu_tools {
+
+namespace {
+
+/// IDs, both ends among them; "1001-1099", or "1001" for one alone.
+struct IdRange {
+    unsigned int first = 1;
+    unsigned int last = 65535;
+};
+
+constexpr unsigned int idMax = 0x7FFFFFFF;
+
+/// Empty for a range; else what is wrong with the text.
+std::string readRange(const std::string& text, IdRange& range)
+{
+    const char* const end = text.data() + text.size();
+    std::from_chars_result read = std::from_chars(text.data(), end, range.first);
+    range.last = range.first;
+    if (read.ec == std::errc() && read.ptr != end && *read.ptr == '-')
+        read = std::from_chars(read.ptr + 1, end, range.last);
+    if (read.ec != std::errc() || read.ptr != end || range.first < 1 || range.last > idMax ||
+        range.last < range.first)
+        return "'" + text + "' is no range of IDs such as 1001-1099";
+    return {};
+}
+
+struct CheckOptions {
+    std::string module;
+    std::string ids;
+    std::string affixes;
+    SpecRules rules;
+    bool isHere = false;
+};
+
+/// Whether a text is meant as a response spec: it has a bar or a backtick, which no text can show,
+/// or begins like a header. Affixes and other texts that a module serves do not.
+bool looksLikeSpec(const std::wstring& text)
+{
+    const std::size_t number = text.find_first_not_of(L"-0123456789");
+    return text.find_first_of(L"|`") != std::wstring::npos ||
+           (number != std::wstring::npos && number > 0 && text[number] == L'~');
+}
+
+/// What to tell `zmu check` that would make the finding go away.
+const char* hintOf(int code, const SpecRules& rules)
+{
+    namespace dx = zmu::dx;
+    if (code == dx::AffixOutOfRange)
+        return rules.affixCount == 0 ? "; no affixes are told, --affixes FIRST-LAST does" : "";
+    const bool isOfPlugIns = code == dx::PlugInIdsWithoutTable || code == dx::PlugInIdsTooMany ||
+                             code == dx::PlugInIdOutOfRange;
+    return isOfPlugIns && rules.plugInCount == 0 ? "; no plug-ins are told, --plug-ins N does" : "";
+}
+
+class Check {
+  public:
+    Check(HMODULE module, const CheckOptions& options, IdRange ids)
+        : m_module(module), m_options(options), m_ids(ids)
+    {}
+
+    Exit run()
+    {
+        for (unsigned int id = m_ids.first; id <= m_ids.last; ++id) {
+            std::wstring text;
+            if (!isAffix(id) && stringOf(m_module, id, text))
+                look(id, text);
+        }
+        if (m_specs == 0) {
+            std::printf("%s: no response spec from %u to %u\n", m_options.module.c_str(),
+                        m_ids.first, m_ids.last);
+            return Exit::Findings;
+        }
+        std::printf("%s: %u response specs, %u of them with mistakes, %u warnings; %u other "
+                    "strings\n",
+                    m_options.module.c_str(), m_specs, m_wrong, m_warnings, m_others);
+        return m_wrong > 0 ? Exit::Findings : Exit::Good;
+    }
+
+  private:
+    bool isAffix(unsigned int id) const
+    {
+        const auto first = static_cast<unsigned int>(m_options.rules.affixFirst);
+        return id >= first && id - first < static_cast<unsigned int>(m_options.rules.affixCount);
+    }
+
+    void look(unsigned int id, const std::wstring& text)
+    {
+        // Whoever has named the IDs means all of them.
+        if (m_options.ids.empty() && !looksLikeSpec(text)) {
+            ++m_others;
+            return;
+        }
+        ++m_specs;
+        bool isWrong = false;
+        for (const SpecFinding& finding : proveString(m_module, id, m_options.rules)) {
+            std::printf("%s:%u: %s: %s%s\n%s", m_options.module.c_str(), id,
+                        fieldName(finding.field), described(finding).c_str(),
+                        hintOf(finding.code, m_options.rules),
+                        pointedAt(text, finding.position).c_str());
+            isWrong = isWrong || !finding.isWarning;
+            m_warnings += finding.isWarning ? 1 : 0;
+        }
+        m_wrong += isWrong ? 1 : 0;
+    }
+
+    HMODULE m_module;
+    const CheckOptions& m_options;
+    IdRange m_ids;
+    unsigned int m_specs = 0;
+    unsigned int m_wrong = 0;
+    unsigned int m_warnings = 0;
+    unsigned int m_others = 0;
+};
+
+Exit sayUnreadable(const std::string& module, const std::string& why)
+{
+    std::fprintf(stderr, "zmu check: error: %s: %s\n", module.c_str(), why.c_str());
+    return Exit::Unreadable;
+}
+
+Exit checkHere(const CheckOptions& options, IdRange ids)
+{
+    const QFileInfo file(QString::fromStdString(options.module));
+    if (!file.isFile())
+        return sayUnreadable(options.module,
+                             file.exists() ? "is no file" : "there is no such file");
+    const QString path = file.absoluteFilePath(); // else it would be looked for elsewhere
+    const HMODULE module = LoadLibraryW(path.toStdWString().c_str());
+    if (!module) {
+        QLibrary library(path); // knows the reason
+        if (library.load())
+            return sayUnreadable(options.module, "cannot be loaded");
+        return sayUnreadable(options.module,
+                             harmless(library.errorString().simplified().toStdString()));
+    }
+    const Exit exit = Check(module, options, ids).run();
+    FreeLibrary(module);
+    return exit;
+}
+
+/// What a child ends with is this and its Exit: whatever else it ends with is the module's doing.
+constexpr int childExit = 64;
+
+/// A module is code of others: should it crash or hang, that is the end of a process of its own.
+Exit checkInChild(const CheckOptions& options)
+{
+    constexpr int patience = 60'000; // milliseconds
+
+    const SpecRules& rules = options.rules;
+    QStringList arguments = {"check", "--here"};
+    const auto add = [&arguments](const char* name, const std::string& value) {
+        if (!value.empty())
+            arguments << QString(name) + '=' + QString::fromStdString(value);
+    };
+    add("--ids", options.ids);
+    add("--affixes", options.affixes);
+    add("--plug-ins", std::to_string(rules.plugInCount));
+    add("--fillers", std::to_string(rules.fillersQty));
+    add("--recorded", std::to_string(rules.recordedQty));
+    add("--text", std::to_string(rules.textLength));
+    arguments << "--" << QString::fromStdString(options.module);
+
+    QProcess child;
+    child.setProcessChannelMode(QProcess::ForwardedChannels);
+    child.setInputChannelMode(QProcess::ForwardedInputChannel);
+    child.start(QString::fromStdString(ownProgram()), arguments);
+    if (!child.waitForStarted())
+        return sayUnreadable(options.module, child.errorString().toStdString());
+    if (!child.waitForFinished(patience)) {
+        child.kill();
+        child.waitForFinished();
+        return sayUnreadable(options.module, "the module does not come to an end: given up after " +
+                                                 std::to_string(patience / 1000) + " seconds");
+    }
+    const int exit = child.exitCode() - childExit;
+    if (child.exitStatus() == QProcess::CrashExit || exit < 0 ||
+        exit > static_cast<int>(Exit::Unreadable))
+        return sayUnreadable(options.module, "the module has ended its process");
+    return static_cast<Exit>(exit);
+}
+
+Exit check(CheckOptions& options)
+{
+    IdRange ids;
+    if (!options.ids.empty())
+        readRange(options.ids, ids);
+    if (IdRange affixes; !options.affixes.empty()) {
+        readRange(options.affixes, affixes);
+        options.rules.affixFirst = static_cast<int>(affixes.first);
+        options.rules.affixCount = static_cast<int>(affixes.last - affixes.first + 1);
+    }
+    if (options.isHere)
+        return static_cast<Exit>(childExit + static_cast<int>(checkHere(options, ids)));
+    return ownProgram().empty() ? checkHere(options, ids) : checkInChild(options);
+}
+
+} // namespace
+
+void addCheckCommand(CLI::App& app, Run& run)
+{
+    const auto options = std::make_shared<CheckOptions>();
+    const auto isRange = [](const std::string& text) {
+        IdRange range;
+        return readRange(text, range);
+    };
+    const auto isRangeOfAffixes = [](const std::string& text) -> std::string {
+        constexpr unsigned int affixMax = 32767; // ID, and number of them
+        IdRange range;
+        if (const std::string flaw = readRange(text, range);
+            !flaw.empty() || range.last <= affixMax)
+            return flaw;
+        return "affixes have IDs up to " + std::to_string(affixMax);
+    };
+
+    CLI::App* const command =
+        app.add_subcommand("check", "Judge the response specs that a resource module serves.");
+    command->footer(
+        "Loads the module and runs each of its response specs through the library, with the "
+        "emptiest and with the longest arguments; nothing is logged, shown or called. Without "
+        "--ids a string counts as a response spec if it has a bar or a backtick, or begins with a "
+        "number and a tilde. For each mistake: the ID, the field, what is wrong, and a caret under "
+        "the place.\n"
+        "A warning is told of what the library shows in another way than it was written; it does "
+        "not count as a mistake.");
+    command->add_option("MODULE", options->module, "The module's file")->required();
+    command->add_option("--ids", options->ids, "Judge each string from A to B, whatever it is")
+        ->type_name("A-B")
+        ->check(isRange);
+    command
+        ->add_option("--affixes", options->affixes,
+                     "The strings that are affixes 0, 1 ... of the host's monitor; without it "
+                     "there are none")
+        ->type_name("A-B")
+        ->check(isRangeOfAffixes);
+    command
+        ->add_option("--plug-ins", options->rules.plugInCount,
+                     "How many plug-ins the host has; without it none")
+        ->type_name("N")
+        ->check(CLI::Range(0, 32767));
+    command
+        ->add_option("--fillers", options->rules.fillersQty,
+                     "How many arguments a situation can have")
+        ->type_name("N")
+        ->check(CLI::Range(5, 99))
+        ->capture_default_str();
+    command
+        ->add_option("--recorded", options->rules.recordedQty,
+                     "How many arguments of each kind the host can record")
+        ->type_name("N")
+        ->check(CLI::Range(0, 99))
+        ->capture_default_str();
+    command
+        ->add_option("--text", options->rules.textLength,
+                     "Characters of the longest text that an argument is")
+        ->type_name("N")
+        ->check(CLI::Range(0, int{SpecRules::textLengthMax}))
+        ->capture_default_str();
+    command->add_flag("--here", options->isHere)->group("");
+    command->callback([options, &run] { run = [options] { return check(*options); }; });
+}
+
+} // namespace zmu_tools
