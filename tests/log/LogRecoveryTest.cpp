@@ -1,7 +1,6 @@
 // A log that is deleted, moved, emptied or cut while it is in use, and comes back.
 #include "LogParts.h"
 
-#include <atomic>
 #include <thread>
 
 using namespace zmu;

@@ -1,5 +1,6 @@
 # Configures, builds and runs the project SOURCE in BINARY against the package in PREFIX, and
-# nothing else of ours; where there is pkg-config also without CMake.
+# nothing else of ours; where there is pkg-config also without CMake. SHORTEST is a program with a
+# catalogue, for a package that has the command zmu.
 cmake_minimum_required(VERSION 3.25)
 
 file(REMOVE_RECURSE ${BINARY})
@@ -11,6 +12,10 @@ if(TOOLCHAIN)
 else()
   list(APPEND options -DCMAKE_CXX_COMPILER=${COMPILER})
 endif()
+if(SHORTEST AND NOT TOOLCHAIN) # under whose emulator the command has no Qt
+  file(COPY ${SHORTEST}/ DESTINATION ${BINARY}/product)
+  list(APPEND options -DSHORTEST=${BINARY}/product)
+endif()
 if(SANITIZE)
   list(APPEND options -DCMAKE_CXX_FLAGS=-fsanitize=${SANITIZE})
 endif()
@@ -19,14 +24,15 @@ execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${BINARY} -G ${GENERATO
   COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${CMAKE_COMMAND} --build ${BINARY} COMMAND_ERROR_IS_FATAL ANY)
 
-# Runs a program and, if it prints the path of a log, looks at that.
+# Runs a program and, if it prints the path of a log, looks at that: for `entry` in UTF-16.
+set(entry 480065006c006c006f002e00) # "Hello."
 function(run)
   execute_process(COMMAND ${EMULATOR} ${ARGN} OUTPUT_VARIABLE log OUTPUT_STRIP_TRAILING_WHITESPACE
     COMMAND_ERROR_IS_FATAL ANY)
   if(log)
     file(READ "${log}" text HEX)
     file(REMOVE "${log}")
-    if(NOT text MATCHES "480065006c006c006f002e00") # "Hello."
+    if(NOT text MATCHES "${entry}")
       message(FATAL_ERROR "${ARGN}: no entry in ${log}")
     endif()
   endif()
@@ -37,6 +43,17 @@ if(TOOLCHAIN)
   return() # the host's path to its log is none of this system's
 endif()
 run(${BINARY}/host)
+if(SHORTEST)
+  set(entry 41006400610020006800610073002000) # "Ada has "
+  run(${BINARY}/shortest)
+  set(entry 480065006c006c006f002e00)
+  file(APPEND ${BINARY}/product/situations.toml "colour = 1\n")
+  execute_process(COMMAND ${CMAKE_COMMAND} --build ${BINARY} --target shortest
+    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE errors)
+  if(result EQUAL 0 OR NOT "${output}${errors}" MATCHES "situations\\.toml:5:1: error: 'colour' is no key")
+    message(FATAL_ERROR "a mistake in a changed catalogue does not end the build: ${output}${errors}")
+  endif()
+endif()
 
 set(ENV{PKG_CONFIG_PATH} ${PREFIX}/${LIBDIR}/pkgconfig:$ENV{PKG_CONFIG_PATH})
 execute_process(COMMAND pkg-config --cflags --libs "zmu = ${VERSION}" glib-2.0

@@ -3,10 +3,10 @@
 // The calls are caught where they leave the library: in the table of addresses by which libzmu.so
 // finds what it does not define. So they are the library's alone, and none can be forgotten: what
 // the library imports from the C library has a row below, or is known not to ask the system.
+#include "Life.h"
 #include "Torture.h"
 
 #include <Strings.h>
-#include <linux/Life.h>
 
 #include <zmu/notify/ZarnStatusReporter.h>
 #include <zmu/notify/zgEL_Reporter.h>
@@ -317,11 +317,11 @@ bool useServices(Zarn*, const Place&)
 /// Cuts the log within an entry that nobody counts, so that it has to be mended.
 bool cutLog(Zarn* monitor, const Place& place)
 {
-    const std::string log = filesOf(place.logs).back();
     const std::wstring text(200, L'-');
     monitor->forgetSelfDX_Code();
     if (reportText(monitor, text.c_str()) != 0)
         return false;
+    const std::string log = filesOf(place.logs).back(); // which the report may have begun
     const auto cut = static_cast<long>(std::filesystem::file_size(log)) - 400;
     if (truncate(log.c_str(), cut) != 0)
         return false;
@@ -366,10 +366,14 @@ class FaultyLives {
                 isOn = true;
                 m_errand.run(monitor, m_place);
                 isOn = false;
-                if (!m_errand.run(monitor, m_place))
-                    _exit(errandFailed);
+                // What has failed for long is not tried again each time.
+                for (int tries = fault.lasts ? 10 : 1; !m_errand.run(monitor, m_place);) {
+                    if (--tries == 0)
+                        _exit(errandFailed);
+                }
             };
         }
+        life.faultsLast = fault.lasts;
         const ChildEnd end = liveInChild(life);
         m_run.counts.done += m_place.ledger.sum();
         return end;

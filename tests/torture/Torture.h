@@ -17,9 +17,10 @@
 // The process that runs a scenario does not use the library itself: its children do, each anew.
 #pragma once
 
+#include "Ledger.h"
+
 #include <Processes.h>
 #include <linux/Child.h>
-#include <linux/Ledger.h>
 
 #include <zmu/monitor/Zarn.h>
 
@@ -31,10 +32,6 @@ namespace zmu_torture {
 
 using zmu_test::Child;
 using zmu_test::ChildEnd;
-using zmu_test::Ledger;
-using zmu_test::LogReader;
-using zmu_test::makeShared;
-using zmu_test::Place;
 
 /// What came of a scenario. The counts are shared with its children.
 struct Counts {

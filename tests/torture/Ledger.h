@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace zmu_test {
+namespace zmu_torture {
 
 /// The entries of each lane that were reported as done. Lies where forked processes see it.
 struct Ledger {
@@ -84,4 +84,4 @@ class LogReader {
     std::map<int, Lane> m_lanes;
 };
 
-} // namespace zmu_test
+} // namespace zmu_torture

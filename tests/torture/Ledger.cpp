@@ -1,7 +1,7 @@
 #include "Ledger.h"
 
-#include "../Monitors.h"
-#include "../Strings.h"
+#include <Monitors.h>
+#include <Strings.h>
 
 #include <zmu/monitor/DxCodes.h>
 
@@ -16,8 +16,9 @@
 #include <string_view>
 
 using namespace zmu;
+using namespace zmu_test;
 
-namespace zmu_test {
+namespace zmu_torture {
 
 namespace {
 
@@ -225,4 +226,4 @@ long LogReader::lost(const Ledger& ledger) const
     return count;
 }
 
-} // namespace zmu_test
+} // namespace zmu_torture
