@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 using namespace zmu_fuzz;
-using namespace zmu_tools;
+using namespace zmu_tools::logs;
 
 namespace {
 

@@ -15,6 +15,7 @@
 
 using namespace zmu_test;
 using namespace zmu_tools;
+using namespace zmu_tools::logs;
 
 namespace {
 

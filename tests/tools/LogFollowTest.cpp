@@ -9,7 +9,7 @@
 #include <QThread>
 
 using namespace zmu_test;
-using namespace zmu_tools;
+using namespace zmu_tools::logs;
 
 namespace {
 

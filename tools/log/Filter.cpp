@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 namespace {
 
@@ -89,4 +89,4 @@ bool Filter::passes(const Entry& entry) const
     return !text || text->match(QString::fromStdU16String(shownText(entry))).hasMatch();
 }
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 /// A span of local time in milliseconds since 1970: from the first to before the second.
 using TimeSpan = std::pair<zmu::i64, zmu::i64>;
@@ -33,4 +33,4 @@ struct Filter {
     bool passes(const Entry& entry) const;
 };
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

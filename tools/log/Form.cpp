@@ -15,7 +15,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 namespace {
 
@@ -77,7 +77,7 @@ class Learner : public ZarnData {
     {
         if (!format)
             return {};
-        return zmu_tools::piecesOf(format, {variables, static_cast<std::size_t>(count)});
+        return logs::piecesOf(format, {variables, static_cast<std::size_t>(count)});
     }
 };
 
@@ -210,4 +210,4 @@ const std::vector<Sections>& Forms::formsFor(const QString& logPath)
     return place->second;
 }
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

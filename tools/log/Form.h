@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 /// The sections of a form, of which head and tail may be unknown.
 struct Sections {
@@ -69,4 +69,4 @@ class Forms {
     std::map<QString, std::vector<Sections>> m_byFolder;
 };
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -17,7 +17,7 @@
 #include <optional>
 #include <stdexcept>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 namespace {
 
@@ -194,8 +194,11 @@ CLI::Validator expressionCheck()
 
 } // namespace
 
-void addLogCommand(CLI::App& app, Run& run)
+} // namespace zmu_tools::logs
+
+void zmu_tools::addLogCommand(CLI::App& app, Run& run)
 {
+    using namespace logs;
     const auto options = std::make_shared<Options>();
     CLI::App* const command =
         app.add_subcommand("log", "Shows the entries of logs as text or as JSON.");
@@ -250,5 +253,3 @@ void addLogCommand(CLI::App& app, Run& run)
         "is wrong, 3 if a log or a form cannot be read.");
     command->callback([&run, options] { run = [options] { return showLogs(*options); }; });
 }
-
-} // namespace zmu_tools

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 namespace {
 
@@ -352,4 +352,4 @@ void LogReader::takeRaw(Entry& entry, const Part& part)
         m_at = part.end;
 }
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

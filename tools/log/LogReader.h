@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 /// An entry, or a text that is none. Its views are good until the reader's next call.
 struct Entry {
@@ -100,4 +100,4 @@ class LogReader {
     int m_rawCount = 0;
 };
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 namespace {
 
@@ -229,4 +229,4 @@ bool Logs::tellRaw() const
     return isAny;
 }
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 /// Takes an entry of the log of that name, which is a text of JSON.
 using Sink = std::function<void(const Entry& entry, const std::string& logName)>;
@@ -56,4 +56,4 @@ class Logs {
     QElapsedTimer m_sinceLook; ///< For new logs.
 };
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

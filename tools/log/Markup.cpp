@@ -4,7 +4,7 @@
 #include <iterator>
 #include <optional>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 namespace {
 
@@ -230,4 +230,4 @@ std::string_view severityOf(TextView description)
     return {};
 }
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 /// `text` with its entities as the characters that they stand for. One that is not known stays as
 /// it is.
@@ -19,4 +19,4 @@ std::u16string plainText(TextView html);
 /// "note", "good", "warning" or "fault", if that is how a description begins; else empty.
 std::string_view severityOf(TextView description);
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <string_view>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 namespace {
 
@@ -188,4 +188,4 @@ void appendTextLine(std::string& output, const Entry& entry, const LineStyle& st
     output += '\n';
 }
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

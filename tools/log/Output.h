@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 /// Names, from those of the form's variables, and texts of one entry as a JSON object in a line:
 ///
@@ -29,4 +29,4 @@ void appendTextLine(std::string& output, const Entry& entry, const LineStyle& st
 /// The text of an entry as a reader sees it; what is no entry as it stands.
 std::u16string shownText(const Entry& entry);
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 namespace {
 
@@ -407,4 +407,4 @@ std::size_t Pattern::matchFront(TextView text, std::vector<TextView>& values) co
     return at;
 }
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

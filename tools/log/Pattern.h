@@ -16,7 +16,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 using TextView = std::u16string_view;
 inline constexpr std::size_t nowhere = TextView::npos;
@@ -119,4 +119,4 @@ class Pattern {
     std::size_t m_greediest = 0;  ///< Among them, the one of the description.
 };
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 namespace {
 
@@ -79,4 +79,4 @@ std::optional<SeriesNote> SuccessorSearch::noteOf(const QString& path)
     return {};
 }
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -8,7 +8,7 @@
 #include <map>
 #include <optional>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 /// What the first entry of a successor tells of its series.
 struct SeriesNote {
@@ -35,4 +35,4 @@ class SuccessorSearch {
     std::map<QString, std::optional<SeriesNote>> m_notes; ///< Of logs that have a first entry.
 };
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

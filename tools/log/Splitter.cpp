@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 Splitter::Splitter(const Form& form, TextView text, Ending ending)
     : m_form(form), m_text(text), m_ending(ending), m_end(text.size())
@@ -113,4 +113,4 @@ std::size_t Splitter::endOfEntry(std::size_t at, std::size_t behindBeginning)
     return first;
 }
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

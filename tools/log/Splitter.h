@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace zmu_tools {
+namespace zmu_tools::logs {
 
 /// What is known of the end of a text that is to be taken apart.
 enum class Ending {
@@ -64,4 +64,4 @@ class Splitter {
     std::size_t m_endless = 0;    ///< No entry's end begins between the last places and this one.
 };
 
-} // namespace zmu_tools
+} // namespace zmu_tools::logs

@@ -11,7 +11,7 @@
 #include <utility>
 
 using namespace zmu_test;
-using namespace zmu_tools;
+using namespace zmu_tools::logs;
 
 TEST(KilledWriter, LeavesEveryEntryToRead)
 {
