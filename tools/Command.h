@@ -22,6 +22,13 @@ enum class Exit : int {
     Unreadable = 3, ///< Something cannot be read or written.
 };
 
+struct ExitMeaning {
+    Exit exit;
+    const char* meaning;
+};
+/// All of them, as help and man page tell them.
+const std::vector<ExitMeaning>& exitMeanings();
+
 /// What the command line asks for. Nothing is done while it is parsed.
 using Run = std::function<Exit()>;
 

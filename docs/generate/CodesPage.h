@@ -10,13 +10,15 @@ struct Row {
     const char* name;
     const char* operations;
     const char* meaning;
+    const char* cause = "";
+    const char* advice = "";
 };
 
-// A bar would end the cell.
+// A bar would end the cell, and a backtick begin a code.
 inline void printCell(const char* text)
 {
     for (; *text != '\0'; ++text) {
-        if (*text == '|')
+        if (*text == '|' || *text == '`')
             std::putchar('\\');
         std::putchar(*text);
     }
@@ -43,6 +45,10 @@ int printPage(const char* opening, Row (&table)[count])
         printCell(row.operations);
         std::printf(" | ");
         printCell(row.meaning);
+        std::printf(" | ");
+        printCell(row.cause);
+        std::printf(*row.cause ? ": " : "");
+        printCell(row.advice);
         std::printf(" |\n");
     }
     return std::fflush(stdout) == 0 ? 0 : 1;

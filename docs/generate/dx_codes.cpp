@@ -4,7 +4,7 @@
 namespace {
 
 Row table[] = {
-#define ZMU_DX(number, name, operations, meaning) {number, #name, operations, meaning},
+#define ZMU_DX(number, name, operations, ...) {number, #name, operations, __VA_ARGS__},
 #include <zmu/monitor/DxCodes.def>
 #undef ZMU_DX
 };
@@ -18,8 +18,8 @@ other number is one row of this table. The first failure stays: while an object 
 failures of the same work do not replace it. In code the numbers have names from
 `<zmu/monitor/DxCodes.h>`, such as `zmu::dx::%s`.
 
-| Code | Name | Raised by | Meaning |
-|---:|---|---|---|
+| Code | Name | Raised by | Meaning | Usual cause, and what to do |
+|---:|---|---|---|---|
 )";
 
 } // namespace

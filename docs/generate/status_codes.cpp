@@ -4,7 +4,7 @@
 namespace {
 
 Row table[] = {
-#define ZMU_STATUS(number, name, operations, meaning) {number, #name, operations, meaning},
+#define ZMU_STATUS(number, name, operations, ...) {number, #name, operations, __VA_ARGS__},
 #include <zmu/notify/StatusCodes.def>
 #undef ZMU_STATUS
 };
@@ -18,8 +18,8 @@ constexpr char opening[] = R"(# Codes of the status dialog
 of the system, where the table says so. In code the numbers have names from
 `<zmu/notify/StatusCodes.h>`, such as `zmu::status::%s`.
 
-| Code | Name | Raised by | Meaning |
-|---:|---|---|---|
+| Code | Name | Raised by | Meaning | Usual cause, and what to do |
+|---:|---|---|---|---|
 )";
 
 } // namespace

@@ -4,7 +4,7 @@
 namespace {
 
 Row table[] = {
-#define ZMU_ZGW(number, name, operations, meaning) {number, #name, operations, meaning},
+#define ZMU_ZGW(number, name, operations, ...) {number, #name, operations, __VA_ARGS__},
 #include <zmu/owner/ZgwCodes.def>
 #undef ZMU_ZGW
 };
@@ -19,8 +19,8 @@ owner: 0 means success, any other number is one row of this table, and the const
 table says so. Traces show the two as "ZGW14/WLE0". In code the numbers have names from
 `<zmu/owner/ZgwCodes.h>`, such as `zmu::zgw::%s`.
 
-| Code | Name | Raised by | Meaning |
-|---:|---|---|---|
+| Code | Name | Raised by | Meaning | Usual cause, and what to do |
+|---:|---|---|---|---|
 )";
 
 } // namespace

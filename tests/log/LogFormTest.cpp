@@ -188,8 +188,9 @@ TEST(LogForm, TraceNamesTheFormThePlaceAndTheReason)
         EXPECT_EQ(logged.traces.count("the built-in form is used instead"), test.isBuiltIn);
     }
     const std::wstring missing = folder.path("missing.html");
-    EXPECT_TRUE(tryForm(folder, missing)
-                    .traces.contains("the form " + QString::fromStdWString(missing) + ": "));
+    const QString traces = tryForm(folder, missing).traces;
+    EXPECT_TRUE(traces.contains("the form " + QString::fromStdWString(missing) + ": "));
+    EXPECT_TRUE(traces.contains(" (45/FileNotOpened).")) << qPrintable(traces);
 }
 
 TEST(LogForm, HeadMayFillTheLargestBufferAndNoMore)

@@ -11,10 +11,10 @@ namespace {
 const QSet<QString> codes = {
     "dx::Satisfied",
     "zgw::Success",
-#define ZMU_DX(number, name, operations, meaning) ("dx::" #name),
+#define ZMU_DX(number, name, operations, meaning, ...) ("dx::" #name),
 #include <zmu/monitor/DxCodes.def>
 #undef ZMU_DX
-#define ZMU_ZGW(number, name, operations, meaning) ("zgw::" #name),
+#define ZMU_ZGW(number, name, operations, meaning, ...) ("zgw::" #name),
 #include <zmu/owner/ZgwCodes.def>
 #undef ZMU_ZGW
 };

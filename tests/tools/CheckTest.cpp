@@ -57,6 +57,18 @@ TEST(Check, TellsWhatIsMeantAsASpecAndWhatIsMissing)
     EXPECT_EQ(runTool({"check", module, "--ids", "8-99"}).exit, Exit::Findings);
     EXPECT_EQ(runTool({"check", module, "--ids", "102"}).exit, Exit::Findings);
 
+    const std::vector<std::string> first = {"check", module, "--ids=1", "--affixes=6",
+                                            "--text=910"};
+    const auto withForm = [&first](const char* form) {
+        std::vector<std::string> line = first;
+        line.push_back(std::string("--form=") + form);
+        return runTool(line);
+    };
+    EXPECT_EQ(runTool(first).exit, Exit::Good);
+    EXPECT_NE(withForm(ZMU_TEST_TEMPLATES "/bpw_template.html").output.find("178/SectionNot"),
+              std::string::npos);
+    EXPECT_EQ(withForm(__FILE__).exit, Exit::Unreadable);
+
     for (const char* const range : {"5-1", "0-3", "x", "1-", "1-2-3", "99999999999"})
         EXPECT_EQ(runTool({"check", module, "--ids", range}).exit, Exit::Usage) << range;
     EXPECT_EQ(runTool({"check", module, "--affixes", "1-40000"}).exit, Exit::Usage);

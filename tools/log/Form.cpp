@@ -7,6 +7,7 @@
 #include <zmu/monitor/ZarnData.h>
 
 #include <tools/Text.h>
+#include <tools/forms/QuietTraces.h>
 
 #include <QDir>
 #include <QFileInfo>
@@ -31,6 +32,7 @@ class Learner : public ZarnData {
     /// Learns the form in a file, the built-in one without a name.
     Sections learn(const QString& path)
     {
+        const QuietTraces quiet; // the exception tells
         std::wstring logName = L"-";
         const std::wstring formName = path.toStdWString();
         const bool isLearned =

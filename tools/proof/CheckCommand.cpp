@@ -3,6 +3,7 @@
 #include "SpecProof.h"
 
 #include <tools/Text.h>
+#include <tools/forms/FormProof.h>
 
 #include <zmu/monitor/DxCodes.h>
 
@@ -47,6 +48,7 @@ struct CheckOptions {
     std::string module;
     std::string ids;
     std::string affixes;
+    std::string form;
     SpecRules rules;
     bool isHere = false;
 };
@@ -173,6 +175,7 @@ Exit checkInChild(const CheckOptions& options)
     };
     add("--ids", options.ids);
     add("--affixes", options.affixes);
+    add("--form", options.form);
     add("--plug-ins", std::to_string(rules.plugInCount));
     add("--fillers", std::to_string(rules.fillersQty));
     add("--recorded", std::to_string(rules.recordedQty));
@@ -207,6 +210,12 @@ Exit check(CheckOptions& options)
         readRange(options.affixes, affixes);
         options.rules.affixFirst = static_cast<int>(affixes.first);
         options.rules.affixCount = static_cast<int>(affixes.last - affixes.first + 1);
+    }
+    if (!options.form.empty()) {
+        options.rules.logRoom = proveFormFile(options.form).descriptionRoom;
+        if (options.rules.logRoom == 0)
+            return sayUnreadable(options.form,
+                                 "is no form that would be used; see 'zmu form check'");
     }
     if (options.isHere)
         return static_cast<Exit>(childExit + static_cast<int>(checkHere(options, ids)));
@@ -274,6 +283,10 @@ void addCheckCommand(CLI::App& app, Run& run)
         ->type_name("N")
         ->check(CLI::Range(0, int{SpecRules::textLengthMax}))
         ->capture_default_str();
+    command
+        ->add_option("--form", options->form,
+                     "The form of the host's log, which takes some of an entry's 1023 characters")
+        ->type_name("FORM");
     command->add_flag("--here", options->isHere)->group("");
     command->callback([options, &run] { run = [options] { return check(*options); }; });
 }

@@ -11,6 +11,7 @@
 #include <QTextStream>
 #include <QUrl>
 
+#include <algorithm>
 #include <chrono>
 #include <cwchar>
 #include <iterator>
@@ -60,6 +61,13 @@ void zmu::writeFormExtrasAsVariables(wchar_t* text, wchar_t open, wchar_t close)
         *output++ = close;
     }
     *output = L'\0';
+}
+
+std::size_t zmu::bytesSavedByExtras(std::wstring_view text)
+{
+    constexpr std::size_t marks = 3; // two brackets and `asked`
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), asked)) *
+           (commentBegin.size() + commentEnd.size() - marks);
 }
 
 Zarn_FORM_VAR zmu::findFormExtra(const wchar_t* name)

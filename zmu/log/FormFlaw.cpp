@@ -6,6 +6,7 @@
 
 #include <cwchar>
 #include <memory>
+#include <string>
 
 using namespace zmu;
 
@@ -78,6 +79,30 @@ FormFlaw zmu::findRefused(const wchar_t* format, int varCount, const Zarn_FORM_V
     if (isRefused(format, varCount, vars))
         return {L"its text cannot be formatted, or shows nothing", 0};
     return {};
+}
+
+std::size_t zmu::offsetInSource(const wchar_t* source, std::size_t offset, wchar_t open,
+                                wchar_t close, int varCount, const Zarn_FORM_VAR* vars)
+{
+    constexpr std::size_t signs = 3; // of an insert: %n!format!
+    std::size_t compiled = 0;
+    int insert = 0;
+    const wchar_t* position = source;
+    while (*position && compiled < offset) {
+        const wchar_t* const end = *position == open ? std::wcschr(position, close) : nullptr;
+        if (!end || insert == varCount) {
+            ++compiled;
+            ++position;
+            continue;
+        }
+        const std::size_t digits = insert < 9 ? 1 : std::to_wstring(insert + 1).size();
+        compiled += signs + digits + std::wcslen(formVariables[vars[insert]].insert);
+        if (compiled > offset)
+            break;
+        ++insert;
+        position = end + 1;
+    }
+    return static_cast<std::size_t>(position - source);
 }
 
 FormFlaw zmu::findLonePercent(const wchar_t* format)

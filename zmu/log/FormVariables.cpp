@@ -166,9 +166,9 @@ bool ZarnData::countLogFileFormSectionVarNames(wchar_t* text, int& count)
     runGuarded(*this, dx::CountVarsUnexpected, [&] {
         requireOrRaiseHeld(isSelfApproving(), *this);
         bool inName = false;
-        m_sectionLine = 0;
         for (const wchar_t* position = text; position && *position; ++position) {
-            m_sectionLine += *position == L'\n';
+            if (!inName)
+                m_sectionOffset = static_cast<std::size_t>(position - text);
             if (*position == m_fileLog.m_varOpenBracket) {
                 require(!inName, dx::BracketNested);
                 inName = true;
@@ -218,9 +218,9 @@ bool ZarnData::reformatLogFileFormSection(wchar_t** format, int count, Zarn_FORM
         std::size_t nameLength = 0;
         int insert = 0;
         bool inName = false;
-        m_sectionLine = 0;
         for (const wchar_t* position = *format; *position; ++position) {
-            m_sectionLine += *position == L'\n';
+            if (!inName)
+                m_sectionOffset = static_cast<std::size_t>(position - *format);
             if (*position == m_fileLog.m_varOpenBracket) {
                 require(!inName, dx::ReformatBracketNested);
                 inName = true;

@@ -228,7 +228,7 @@ bool ZarnData::learnLogFileFormInjectors(long injectorStart)
         }
     });
     if (!isSelfSatisfied()) {
-        m_formFlaw.line = lineInForm(lineStart);
+        m_formMistake.line = lineInForm(lineStart);
         freeInjectors();
     }
     return isSelfSatisfied();

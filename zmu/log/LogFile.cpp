@@ -432,7 +432,7 @@ bool ZarnData::writeBeginning(ZarnDataForThread& engine)
     freeLogFileFormSectionHeadData();
     if (m_fileLog.m_formIsBuiltIn)
         return isSelfSatisfied();
-    m_formFlaw = {}; // it was learned without one
+    m_formMistake = {}; // it was learned without one
     traceFormDismissed();
     forgetSelfDX_Code();
     if (!supplantLogFileFormFromResDLL(SECTIONS_ALL) ||

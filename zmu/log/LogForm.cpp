@@ -74,9 +74,15 @@ wchar_t widen(char byte)
     return static_cast<wchar_t>(static_cast<char16_t>(static_cast<signed char>(byte)));
 }
 
-int linesBefore(const wchar_t* text, std::size_t offset)
+/// The place at `offset` of a section's text, which begins on line `line` of the form.
+FormMistake placeIn(const wchar_t* text, std::size_t offset, int line)
 {
-    return static_cast<int>(std::count(text, text + offset, L'\n'));
+    const std::wstring_view before(text, offset);
+    const std::wstring_view lineBefore = before.substr(before.rfind(L'\n') + 1); // npos + 1 is 0
+    FormMistake place;
+    place.line = line + static_cast<int>(std::count(before.begin(), before.end(), L'\n'));
+    place.column = 1 + static_cast<int>(lineBefore.size() + bytesSavedByExtras(lineBefore));
+    return place;
 }
 
 /// The four keywords of marker lines.
@@ -142,7 +148,7 @@ bool ZarnData::processFileLogForm(ulong32 mask)
     };
     runGuarded(*this, dx::ProcessFormUnexpected, [&] {
         require(!m_fileLog.m_formStream, dx::FormAlreadyOpen);
-        m_formFlaw = {};
+        m_formMistake = {};
         if (!m_fileLog.m_formName)
             setSelfDX_Code(dx::FormNameMissing);
         else if (!*m_fileLog.m_formName)
@@ -172,36 +178,51 @@ bool ZarnData::openLogFileForm(wchar_t* name)
         return false;
     // What a subclass has opened instead is its own affair.
     const auto* const form = dynamic_cast<FormDevice*>(m_fileLog.m_formStream->device());
-    m_formFlaw.what = form ? whyDistrusted(form->file(), m_fileLog.m_formName) : nullptr;
-    if (m_formFlaw.what)
+    m_formMistake.what = form ? whyDistrusted(form->file(), m_fileLog.m_formName) : nullptr;
+    if (m_formMistake.what)
         setSelfDX_Code(dx::FormNotTrusted);
     return isSelfSatisfied();
 }
 
 /// In pieces: a path can be as long as a line of a trace.
-void ZarnData::traceForm(const wchar_t* what, int line) const
+void ZarnData::traceForm(const FormMistake& mistake) const
 {
+    const CodeDescription description = describe(mistake.code);
     Zarn_TRACE(L"ZarnData: the form %ls", m_fileLog.m_formName);
-    if (line > 0)
-        Zarn_TRACE(L", line %d: %ls.\n", line, what);
-    else
-        Zarn_TRACE(L": %ls.\n", what);
+    if (mistake.line > 0)
+        Zarn_TRACE(L", line %d", mistake.line);
+    Zarn_TRACE(L": %ls", mistake.what ? mistake.what : description.meaning);
+    if (mistake.code)
+        Zarn_TRACE(L" (%d/%ls)", mistake.code, description.name);
+    Zarn_TRACE(L".\n");
+}
+
+FormMistake ZarnData::getFormMistake() const
+{
+    FormMistake mistake = m_formMistake;
+    mistake.code = getSelfDX_Code();
+    return mistake;
 }
 
 void ZarnData::traceFormDismissed() const
 {
     if (isEmpty(m_fileLog.m_formName))
         return; // there was none to use
-    traceForm(m_formFlaw.what ? m_formFlaw.what : describe(getSelfDX_Code()).meaning,
-              m_formFlaw.line);
+    traceForm(getFormMistake());
     Zarn_TRACE(L"ZarnData: the built-in form is used instead.\n");
 }
 
 /// Tells of what only changes how a form looks.
-void ZarnData::warnOfSection(const FormFlaw& flaw, const wchar_t* text, int line) const
+void ZarnData::warnOfSection(const wchar_t* what, const wchar_t* text, std::size_t offset,
+                             int line) const
 {
-    if (flaw.what)
-        traceForm(flaw.what, line + linesBefore(text, flaw.offset));
+    if (!what)
+        return;
+    FormMistake mistake = placeIn(text, offset, line);
+    mistake.what = what;
+    traceForm(mistake);
+    if (m_formWarnings)
+        m_formWarnings->push_back(mistake);
 }
 
 int ZarnData::lineInForm(long position) const
@@ -340,7 +361,7 @@ bool ZarnData::learnLogFileFormSectionsRaw(long& injectorStart, long& headStart,
         require(lines.atEnd(), dx::FormNotReadToEnd);
     });
     if (!isSelfSatisfied())
-        m_formFlaw.line = lineInForm(lineStart);
+        m_formMistake.line = lineInForm(lineStart);
     m_scratchpad.clear();
     return isSelfSatisfied();
 }
@@ -375,7 +396,8 @@ bool ZarnData::learnLogFileFormSectionsFinished(long headStart, std::size_t head
         if (mask & SECTION_TAIL)
             finish(tailOf(file), tailStart, tailLength);
         const long lastStart = std::max({headStart, bodyStart, tailStart});
-        m_formFlaw.line = lineInForm(tailLength > 0 ? bodyStart : lastStart);
+        m_formMistake = {};
+        m_formMistake.line = lineInForm(tailLength > 0 ? bodyStart : lastStart);
         requireOrRaiseHeld(areLogFileFormSectionsUsable(mask, file.m_logKind), *this);
         file.m_formIsBuiltIn = false;
     });
@@ -409,15 +431,24 @@ bool ZarnData::learnLogFileFormSectionFinished(long start, std::size_t length, w
                                        m_fileLog.m_varCloseBracket);
         require(duplicate_String(format, buffer, true), dx::SectionNotLoaded);
         const int line = lineInForm(start);
-        m_sectionLine = 0;
-        const bool isLearned =
-            learnLogFileFormSectionFinishedBasic(format, varCount, vars, values, hasEntryId);
-        m_formFlaw.line = line + m_sectionLine;
-        requireOrRaiseHeld(isLearned, *this);
-        warnOfSection(findLonePercent(*format), *format, line);
-        warnOfSection(
-            findUnclosedBracket(buffer, m_fileLog.m_varOpenBracket, m_fileLog.m_varCloseBracket),
-            buffer, line);
+        const wchar_t open = m_fileLog.m_varOpenBracket;
+        const wchar_t close = m_fileLog.m_varCloseBracket;
+        const auto inSource = [&](std::size_t offset) {
+            return offsetInSource(buffer, offset, open, close, varCount, *vars);
+        };
+        m_sectionOffset = 0;
+        m_sectionIsCompiled = false;
+        if (!learnLogFileFormSectionFinishedBasic(format, varCount, vars, values, hasEntryId)) {
+            const wchar_t* const what = m_formMistake.what;
+            m_formMistake = placeIn(
+                buffer, m_sectionIsCompiled ? inSource(m_sectionOffset) : m_sectionOffset, line);
+            m_formMistake.what = what;
+            requireOrRaiseHeld(false, *this);
+        }
+        const FormFlaw percent = findLonePercent(*format);
+        warnOfSection(percent.what, buffer, inSource(percent.offset), line);
+        const FormFlaw bracket = findUnclosedBracket(buffer, open, close);
+        warnOfSection(bracket.what, buffer, bracket.offset, line);
     });
     if (!isSelfSatisfied() && format)
         freeArray(*format);
@@ -488,8 +519,9 @@ bool ZarnData::learnLogFileFormSectionFinishedBasic(wchar_t** format, int& varCo
         // Nobody checks it again, and what the formatter refuses would cost every entry.
         const FormFlaw flaw = isEmpty(*format) ? FormFlaw{} : findRefused(*format, varCount, *vars);
         if (flaw.what) {
-            m_formFlaw.what = flaw.what;
-            m_sectionLine = linesBefore(*format, flaw.offset);
+            m_formMistake.what = flaw.what;
+            m_sectionOffset = flaw.offset;
+            m_sectionIsCompiled = true;
             throw int{dx::SectionNotFormatted};
         }
     });

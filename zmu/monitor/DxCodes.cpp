@@ -7,7 +7,7 @@ namespace {
 // clang-format off
 constexpr zmu::CodeRow table[] = {
     {zmu::dx::Satisfied, {L"Satisfied", L"", L"nothing has failed"}},
-#define ZMU_DX(number, name, operations, meaning) {number, {L"" #name, L"" operations, L"" meaning}},
+#define ZMU_DX(number, name, operations, meaning, ...) {number, {L"" #name, L"" operations, L"" meaning}},
 #include <zmu/monitor/DxCodes.def>
 #undef ZMU_DX
 };

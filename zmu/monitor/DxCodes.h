@@ -14,7 +14,7 @@ namespace dx {
 
 inline constexpr int Satisfied = 0;
 
-#define ZMU_DX(number, name, operations, meaning) inline constexpr int name = number;
+#define ZMU_DX(number, name, operations, meaning, ...) inline constexpr int name = number;
 #include <zmu/monitor/DxCodes.def>
 #undef ZMU_DX
 

@@ -12,8 +12,11 @@
 #include <cstring>
 #include <cwchar>
 #include <iterator>
+#include <utility>
 
 namespace {
+
+thread_local ZarnTraceFunction traceFunction = nullptr;
 
 constexpr std::size_t lineQty = 1024; ///< Elements of a line with its terminator.
 
@@ -306,7 +309,10 @@ void trace(const wchar_t* format, Arguments& arguments)
         ++format;
         putConversion(line, readSpec(format, arguments), arguments);
     }
-    OutputDebugStringW(line.text());
+    if (traceFunction)
+        traceFunction(line.text());
+    else
+        OutputDebugStringW(line.text());
 }
 
 } // namespace
@@ -317,6 +323,11 @@ void Zarn_TRACE(const wchar_t* format, ...)
     va_start(arguments.list, format);
     trace(format, arguments);
     va_end(arguments.list);
+}
+
+ZarnTraceFunction Zarn_setTraceFunction(ZarnTraceFunction function)
+{
+    return std::exchange(traceFunction, function);
 }
 
 void Zarn_TRACE_W(const wchar_t* format, ...)

@@ -12,3 +12,9 @@
 ZMU_API void Zarn_TRACE(const wchar_t* format, ...);
 /// The same under its second name.
 ZMU_API void Zarn_TRACE_W(const wchar_t* format, ...);
+
+/// Takes a line of the traces.
+using ZarnTraceFunction = void (*)(const wchar_t* text);
+/// Hands the calling thread's traces to `function` from now on, and no more to the debug output
+/// channel; null, as it begins, for the channel. Returns the previous function. It must not throw.
+ZMU_API ZarnTraceFunction Zarn_setTraceFunction(ZarnTraceFunction function);

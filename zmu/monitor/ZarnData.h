@@ -24,6 +24,7 @@
 #include <zmu/foundation/TObjectMap.h>
 #include <zmu/foundation/Types.h>
 #include <zmu/foundation/UTL_String.h>
+#include <zmu/log/FormMistake.h>
 #include <zmu/log/ZarnDataFile.h>
 #include <zmu/monitor/ResourceEntry.h>
 #include <zmu/monitor/ZarnArguments.h>
@@ -42,7 +43,6 @@ class LogDevice;
 struct EntryPieces;
 class SectionPieces;
 class SpecMemory;
-struct FormFlaw;
 } // namespace zmu
 
 class ZMU_API ZarnData {
@@ -544,6 +544,12 @@ class ZMU_API ZarnData {
     bool supplantLogFileFormFromResDLL(zmu::ulong32 mask);
     bool eliminateLogFileFormInjector(int index);
 
+    /// Why learnLogFileForm has failed, with the code that is held.
+    zmu::FormMistake getFormMistake() const;
+    /// Where to put what is learned of a form that does not make it unusable, besides the trace;
+    /// null, as it begins, for nowhere.
+    void setFormWarnings(zmu::FormMistakes* warnings) { m_formWarnings = warnings; }
+
     // Sections and their variables.
     Zarn_FORM_VAR convertLogFileFormVarNameToEnum(wchar_t* name);
     int convertLogFileFormVarNameToIndex(wchar_t* name);
@@ -640,12 +646,11 @@ class ZMU_API ZarnData {
     bool m_offersFormExtras = false;
     std::wstring m_formExtras[3];          ///< By zmu::FormExtra.
     zmu::LogDevice* m_logDevice = nullptr; ///< Of the stream that openLogFile opened last.
-    /// What is wrong with the form that is being learned; without a `what` the code tells.
-    struct {
-        const wchar_t* what = nullptr;
-        int line = 0; ///< From 1; 0 is unknown.
-    } m_formFlaw;
-    int m_sectionLine = 0; ///< Line breaks before the present place in the section's text.
+    zmu::FormMistake m_formMistake; ///< Of the form that is being learned; its code is not kept.
+    zmu::FormMistakes* m_formWarnings = nullptr;
+    /// The place in the section that is being compiled: in its text, or in the format made of it.
+    std::size_t m_sectionOffset = 0;
+    bool m_sectionIsCompiled = false;
 
     bool m_escapesSystemTexts = false;
     wchar_t* m_escapedTags[Zarn_FORM_TAGS_QTY] = {}; ///< Those that differ when escaped.
@@ -673,9 +678,10 @@ class ZMU_API ZarnData {
     bool escapeLogName(const wchar_t* name);
     bool storeEscaped(wchar_t*& target, const wchar_t* text) const;
     void freeEscapedTexts();
-    void traceForm(const wchar_t* what, int line) const;
+    void traceForm(const zmu::FormMistake& mistake) const;
     void traceFormDismissed() const;
-    void warnOfSection(const zmu::FormFlaw& flaw, const wchar_t* text, int line) const;
+    void warnOfSection(const wchar_t* what, const wchar_t* text, std::size_t offset,
+                       int line) const;
     int lineInForm(long position) const;
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
     void resetLogCounters();

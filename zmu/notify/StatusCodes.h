@@ -10,7 +10,7 @@ namespace zmu::status {
 
 inline constexpr int Success = 0;
 
-#define ZMU_STATUS(number, name, operations, meaning) inline constexpr int name = number;
+#define ZMU_STATUS(number, name, operations, meaning, ...) inline constexpr int name = number;
 #include <zmu/notify/StatusCodes.def>
 #undef ZMU_STATUS
 

@@ -7,7 +7,7 @@ namespace {
 // clang-format off
 constexpr zmu::CodeRow table[] = {
     {zmu::zgw::Success, {L"Success", L"", L"nothing has failed"}},
-#define ZMU_ZGW(number, name, operations, meaning) {number, {L"" #name, L"" operations, L"" meaning}},
+#define ZMU_ZGW(number, name, operations, meaning, ...) {number, {L"" #name, L"" operations, L"" meaning}},
 #include <zmu/owner/ZgwCodes.def>
 #undef ZMU_ZGW
 };

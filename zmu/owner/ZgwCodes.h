@@ -14,7 +14,7 @@ namespace zgw {
 
 inline constexpr int Success = 0;
 
-#define ZMU_ZGW(number, name, operations, meaning) inline constexpr int name = number;
+#define ZMU_ZGW(number, name, operations, meaning, ...) inline constexpr int name = number;
 #include <zmu/owner/ZgwCodes.def>
 #undef ZMU_ZGW
 

@@ -4,6 +4,7 @@
 
 #include <zmu/log/ZarnForm.h>
 
+#include <cstddef>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -23,6 +24,9 @@ static_assert(std::size(formExtraNames) == formExtrasQty);
 /// Writes every comment of `text` that names one, such as "<!--TIME_ZONE-->", as a variable between
 /// the two brackets. The text becomes no longer.
 void writeFormExtrasAsVariables(wchar_t* text, wchar_t open, wchar_t close);
+
+/// By how many characters `text` has become shorter that way.
+std::size_t bytesSavedByExtras(std::wstring_view text);
 
 /// The extra called `name`, Zarn_FORM_VAR_UNKNOWN if there is none.
 Zarn_FORM_VAR findFormExtra(const wchar_t* name);

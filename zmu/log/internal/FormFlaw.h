@@ -17,6 +17,11 @@ struct FormFlaw {
 /// must have a variable, and one of their kind.
 FormFlaw findRefused(const wchar_t* format, int varCount, const Zarn_FORM_VAR* vars);
 
+/// Where in `source` stands what compiling it has put at `offset` of its format. The first
+/// `varCount` names between the brackets have become inserts of `vars`.
+std::size_t offsetInSource(const wchar_t* source, std::size_t offset, wchar_t open, wchar_t close,
+                           int varCount, const Zarn_FORM_VAR* vars);
+
 /// A percent sign that the formatter leaves out of what it shows.
 FormFlaw findLonePercent(const wchar_t* format);
 
