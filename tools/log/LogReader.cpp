@@ -92,6 +92,7 @@ LogReader::LogReader(const QString& path, Forms& forms, bool isFollowed)
     : m_path(path), m_forms(forms), m_isFollowed(isFollowed), m_file(path)
 {
     load(windowUnits);
+    m_firstSize = m_size;
 }
 
 // ---- The file --------------------------------------------------------------------------------------------
@@ -129,11 +130,32 @@ void LogReader::load(std::size_t units)
     if (m_file.error() == QFileDevice::ReadError)
         fail(m_file.errorString());
     m_isAtEnd = bytes.size() < wanted;
+    m_isTorn = m_isWide && !isSettled(bytes);
     if (!m_isFollowed)
         m_file.close();
     decode(std::move(bytes));
     if (m_begin == 0 && m_text.starts_with(u'\ufeff'))
         m_at = 1;
+}
+
+/// Whether nothing was written where `bytes` come from while they were read. If so they are cut to
+/// what was the same all the time: a read that meets a write can give a part from before and one
+/// from after it.
+bool LogReader::isSettled(QByteArray& bytes)
+{
+    constexpr zmu::i64 rewritten = 16384; // at the end of a log, and more than any tail
+    const auto begin = zmu::i64(m_begin * unitBytes);
+    if (begin + bytes.size() + rewritten < m_size)
+        return true;
+    m_file.seek(begin);
+    const QByteArray again = m_file.read(bytes.size());
+    const auto differing = std::mismatch(bytes.begin(), bytes.end(), again.begin(), again.end());
+    if (differing.first == bytes.end())
+        return true;
+    const auto same = differing.first - bytes.begin();
+    bytes.truncate(same - same % qsizetype(unitBytes));
+    m_isAtEnd = true;
+    return false;
 }
 
 void LogReader::decode(QByteArray bytes)
@@ -191,7 +213,7 @@ Ending LogReader::ending() const
 {
     if (!m_isAtEnd)
         return Ending::Window;
-    return m_isFinal ? Ending::Final : Ending::Live;
+    return m_isFinal && !m_isTorn ? Ending::Final : Ending::Live;
 }
 
 // ---- The form --------------------------------------------------------------------------------------------
@@ -286,6 +308,8 @@ bool LogReader::next(Entry& entry, bool isFinal)
     for (;;) {
         if (m_at >= m_text.size() && !needMore())
             return false;
+        if (!m_isFollowed && zmu::i64((m_begin + m_at) * unitBytes) >= m_firstSize && m_isWide)
+            return false; // a writer need not be chased
         if (!m_form && !chooseForm()) {
             if (!m_isAtEnd && m_text.size() < Splitter::headMax && needMore())
                 continue;

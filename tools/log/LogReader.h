@@ -61,6 +61,7 @@ class LogReader {
 
   private:
     void load(std::size_t units);
+    bool isSettled(QByteArray& bytes);
     void decode(QByteArray bytes);
     bool chooseForm();
     std::size_t score(const Form& form) const;
@@ -83,7 +84,9 @@ class LogReader {
     std::size_t m_length = 0; ///< Units that were asked for.
     zmu::i64 m_size = -1;     ///< Bytes that the file had then.
     QDateTime m_changed;      ///< When it had been written last.
+    zmu::i64 m_firstSize = 0; ///< When it was opened.
     bool m_isAtEnd = false;   ///< They were all that there are.
+    bool m_isTorn = false;    ///< More was written while they were read.
     bool m_isFinal = false;
     bool m_isUnsure = false;
     bool m_isHeadTaken = false;
