@@ -45,7 +45,7 @@ class FormExtras : public LogSeries {
 TEST(FormExtra, IsNoVariable)
 {
     const Folder folder;
-    for (const QByteArray name : {"TIME_ZONE", "NEXT_LOG", "PREVIOUS_LOG"}) {
+    for (const QByteArray name : {"TIME_ZONE", "NEXT_LOG", "PREVIOUS_LOG", "EXPLANATIONS"}) {
         const QByteArray bad = formOf("[" + name + "]\n", "[SITUATION_DSCRP]\n", "tail\n");
         EXPECT_TRUE(tryForm(folder, folder.write("form.html", bad),
                             [](Stages& settings) { settings.offerFormExtras(true); })
@@ -76,4 +76,22 @@ TEST_F(FormExtras, LinkTheFilesOfASeries)
             << text.toStdString();
         EXPECT_TRUE(text.endsWith(ends.arg(next))) << text.toStdString();
     }
+}
+
+TEST(FormExtra, LinksThePageOfExplanationsThatIsThere)
+{
+    const Folder folder;
+    const std::wstring form = folder.write(
+        "form.html", formOf("<!--EXPLANATIONS-->|\n", "[SITUATION_DSCRP]\n", "tail\n"));
+    const auto head = [&] {
+        Stages data(folder.path("log.html"), form);
+        data.offerFormExtras(true);
+        EXPECT_TRUE(data.establishLogFile(true)) << data.getSelfDX_Code();
+        return logText(folder.path("log.html"));
+    };
+    EXPECT_TRUE(head().startsWith("|\n"));
+    EXPECT_TRUE(QDir(QString::fromStdWString(folder.path("."))).mkdir("Codes"));
+    folder.write("Codes/Situations.html", "x");
+    EXPECT_TRUE(head().startsWith(
+        "<a id=\"explanations\" href=\"Codes/Situations.html\">Explanations</a>|\n"));
 }

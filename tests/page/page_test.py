@@ -30,13 +30,17 @@ SCRATCH = tempfile.TemporaryDirectory(prefix="zmu-page-")
 VISIBLE = "return Array.from(document.querySelectorAll('tr')).filter(r => /^e\\d+$/.test(r.id) && r.offsetHeight).map(r => r.id)"
 
 
-def write_log(kind, count=1, form=None):
-    """The path of a new log; `form` instead of the shipped one."""
+def write_log(kind, count=1, form=None, explanations=None):
+    """The path of a new log; `form` instead of the shipped one, and `explanations` of the situations."""
     folder = tempfile.mkdtemp(dir=SCRATCH.name)
     templates = os.path.join(folder, "Templates")
     shutil.copytree(TEMPLATES, templates)
     if form:
         shutil.copy(form, os.path.join(templates, "bpw_template.html"))
+    if explanations:
+        os.mkdir(os.path.join(folder, "Codes"))
+        with open(os.path.join(folder, "Codes", "Situations.html"), "w") as page:
+            page.write(explanations)
     written = subprocess.run([PAGE_LOGS, folder, kind, str(count)], check=True, capture_output=True, text=True)
     return written.stdout.splitlines()[-1]
 
@@ -241,6 +245,17 @@ class PageTest(unittest.TestCase):
         self.assertFalse(browser.find("header .series").is_displayed())
         browser.open(third)
         self.assertFalse(browser.find("footer .series").is_displayed())
+
+    def test_numbers_lead_to_their_explanations(self):
+        number = "#e4 > td:nth-child(3)"
+        log = write_log("some", 40, explanations="<!DOCTYPE html><title>x</title><p id=1003>x</p>")
+        browser.open(log)
+        self.assertEqual(browser.find(number).text, "1003")
+        browser.find(number + " > a").click()
+        self.assertEqual(browser.driver.current_url,
+                         "file://" + os.path.dirname(log) + "/Codes/Situations.html#1003")
+        browser.open(write_log("some", 40))
+        self.assertEqual(browser.find(number).get_attribute("innerHTML"), "1003")
 
 
 class HostileTest(unittest.TestCase):

@@ -22,6 +22,12 @@ using namespace zmu;
 
 namespace {
 
+<<<<<<< HEAD
+=======
+constexpr std::wstring_view names[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE", L"EXPLANATIONS"};
+static_assert(std::size(names) == formExtrasQty);
+
+>>>>>>> main
 /// Stands before a name that was asked for by a comment: no character, so none of a form.
 constexpr wchar_t asked = L'\xFFFF';
 
@@ -92,6 +98,14 @@ std::wstring zmu::linkToLog(const wchar_t* from, const wchar_t* to)
     return L"<a href=\"" + reference + L"\">" + name + L"</a>";
 }
 
+std::wstring zmu::linkToExplanations(const wchar_t* log)
+{
+    const QString page = QStringLiteral("Codes/Situations.html");
+    if (!QFileInfo(QFileInfo(toFileName(log)).absolutePath() + '/' + page).isFile())
+        return {};
+    return L"<a id=\"explanations\" href=\"" + page.toStdWString() + L"\">Explanations</a>";
+}
+
 std::wstring zmu::presentTimeZone()
 {
     using namespace std::chrono;
@@ -124,14 +138,16 @@ const wchar_t* ZarnData::getFormExtra(int extra) const
     return index >= 0 && index < formExtrasQty ? m_formExtras[index].c_str() : nullptr;
 }
 
-void ZarnData::learnTimeZone()
+void ZarnData::learnFormExtras()
 {
+    formExtra(FORM_EXTRA_TIME_ZONE).clear();
+    formExtra(FORM_EXTRA_EXPLANATIONS).clear();
     if (!m_offersFormExtras)
         return;
     try {
         formExtra(FORM_EXTRA_TIME_ZONE) = presentTimeZone();
+        formExtra(FORM_EXTRA_EXPLANATIONS) = linkToExplanations(m_fileLog.m_logName);
     } catch (...) {
-        formExtra(FORM_EXTRA_TIME_ZONE).clear();
     }
 }
 

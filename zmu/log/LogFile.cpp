@@ -386,7 +386,7 @@ bool ZarnData::establishLogFile(bool learnForm)
             return; // the file stays empty until its first entry
         ZarnDataForThread* engine = obtainDataForCurrentThread(true);
         require(engine, dx::EstablishNoEngine);
-        learnTimeZone();
+        learnFormExtras();
         requireOrRaiseHeld(writeBeginning(*engine), *this);
         watchNewLog();
     });

@@ -414,9 +414,10 @@ class ZMU_API ZarnData {
     bool isInstantiatorRunningNatively() const { return m_nonnativeInstantiatorID == 0; }
     /// True while a successor gets its first entry, the note about its series.
     bool isNotingSeries() const { return m_isNotingSeries; }
-    /// Whether a form's comments <!--TIME_ZONE-->, <!--PREVIOUS_LOG--> and <!--NEXT_LOG--> are
-    /// filled: with the offset of the log's local time, and with links between the files of a
-    /// series. Off at first; owners turn it on. Takes effect when a form is learned.
+    /// Whether a form's comments <!--TIME_ZONE-->, <!--PREVIOUS_LOG-->, <!--NEXT_LOG--> and
+    /// <!--EXPLANATIONS--> are filled: with the offset of the log's local time, with links between
+    /// the files of a series, and with one to the page that explains the situations. Off at first;
+    /// owners turn it on. Takes effect when a form is learned.
     void offerFormExtras(bool offered) { m_offersFormExtras = offered; }
     bool offersFormExtras() const { return m_offersFormExtras; }
     /// The text of an extra, empty if there is none; null for a number that is none.
@@ -644,7 +645,7 @@ class ZMU_API ZarnData {
         zmu::ulong32 strayEntries = 0;
     } m_logWatch;
     bool m_offersFormExtras = false;
-    std::wstring m_formExtras[3];          ///< By zmu::FormExtra.
+    std::wstring m_formExtras[4];          ///< By zmu::FormExtra.
     zmu::LogDevice* m_logDevice = nullptr; ///< Of the stream that openLogFile opened last.
     zmu::FormMistake m_formMistake; ///< Of the form that is being learned; its code is not kept.
     zmu::FormMistakes* m_formWarnings = nullptr;
@@ -686,7 +687,7 @@ class ZMU_API ZarnData {
     void storeNomenclature(const wchar_t* logName, const wchar_t* formName, Zarn_LOG kind);
     void resetLogCounters();
     std::wstring& formExtra(int extra);
-    void learnTimeZone();
+    void learnFormExtras();
     void linkSuccessor(const wchar_t* successor);
     bool writeBeginning(ZarnDataForThread& engine);
     bool tryBeginning(ZarnDataForThread& engine, bool& headSucceeded);

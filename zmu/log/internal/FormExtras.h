@@ -16,10 +16,15 @@ enum FormExtra {
     FORM_EXTRA_NEXT_LOG = Zarn_FORM_VAR_YEAR + 1, ///< Link to the log's successor, if it has one.
     FORM_EXTRA_PREVIOUS_LOG,                      ///< Link to its predecessor.
     FORM_EXTRA_TIME_ZONE,                         ///< That of the log's beginning: "UTC+01:00".
+    FORM_EXTRA_EXPLANATIONS, ///< Link to the page that explains situations, if there is one.
 };
+<<<<<<< HEAD
 inline constexpr int formExtrasQty = 3;
 inline constexpr std::wstring_view formExtraNames[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE"};
 static_assert(std::size(formExtraNames) == formExtrasQty);
+=======
+inline constexpr int formExtrasQty = 4;
+>>>>>>> main
 
 /// Writes every comment of `text` that names one, such as "<!--TIME_ZONE-->", as a variable between
 /// the two brackets. The text becomes no longer.
@@ -34,6 +39,10 @@ Zarn_FORM_VAR findFormExtra(const wchar_t* name);
 /// A link, as markup, from the log `from` to the log `to`; both are paths. A relative one where
 /// they are in one folder, which may move as a whole.
 std::wstring linkToLog(const wchar_t* from, const wchar_t* to);
+
+/// A link, as markup, to the page of explanations in the folder of `log`, "Codes/Situations.html";
+/// empty where there is none. Its id is "explanations", by which a form's script finds it.
+std::wstring linkToExplanations(const wchar_t* log);
 
 /// The offset of local time at present.
 std::wstring presentTimeZone();

@@ -57,6 +57,7 @@ inline constexpr FormVariable formVariables[] = {
     {L"s"}, // NEXT_LOG
     {L"s"}, // PREVIOUS_LOG
     {L"s"}, // TIME_ZONE
+    {L"s"}, // EXPLANATIONS
 };
 
 inline constexpr int formVariablesQty = Zarn_FORM_VAR_YEAR + 1;
