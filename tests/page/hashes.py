@@ -32,7 +32,7 @@ def statements(form):
     stated = {}
     for name, section in (("zmu-entry", r"BODY\n(.*?)^\^TAIL\n"), ("zmu-tail", r"TAIL\n(.*)")):
         text = re.search(r"^\^" + section, form, re.S | re.M).group(1)
-        text = re.sub(r"\[(\w+)\]|<!--(NEXT_LOG|PREVIOUS_LOG|TIME_ZONE)-->",
+        text = re.sub(r"\[(\w+)\]|<!--([A-Z_]+)-->",
                       lambda variable: "{%s}" % (variable[1] or variable[2]), text)
         stated[name] = html.escape(text).replace("\n", "&#10;")
     return stated

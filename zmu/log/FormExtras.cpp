@@ -22,12 +22,6 @@ using namespace zmu;
 
 namespace {
 
-<<<<<<< HEAD
-=======
-constexpr std::wstring_view names[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE", L"EXPLANATIONS"};
-static_assert(std::size(names) == formExtrasQty);
-
->>>>>>> main
 /// Stands before a name that was asked for by a comment: no character, so none of a form.
 constexpr wchar_t asked = L'\xFFFF';
 

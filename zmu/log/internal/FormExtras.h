@@ -18,13 +18,10 @@ enum FormExtra {
     FORM_EXTRA_TIME_ZONE,                         ///< That of the log's beginning: "UTC+01:00".
     FORM_EXTRA_EXPLANATIONS, ///< Link to the page that explains situations, if there is one.
 };
-<<<<<<< HEAD
-inline constexpr int formExtrasQty = 3;
-inline constexpr std::wstring_view formExtraNames[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE"};
-static_assert(std::size(formExtraNames) == formExtrasQty);
-=======
 inline constexpr int formExtrasQty = 4;
->>>>>>> main
+inline constexpr std::wstring_view formExtraNames[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE",
+                                                       L"EXPLANATIONS"};
+static_assert(std::size(formExtraNames) == formExtrasQty);
 
 /// Writes every comment of `text` that names one, such as "<!--TIME_ZONE-->", as a variable between
 /// the two brackets. The text becomes no longer.
