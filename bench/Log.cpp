@@ -38,6 +38,14 @@ void configure(ZarnData& settings)
     settings.setDisplayDlgBoxFunction(showNothing);
 }
 
+ProxySettings::ProxySettings(const wchar_t* module) : ZarnData(1)
+{
+    wchar_t noLog[] = L"";
+    configure(*this);
+    recordLogFileNomenclature(noLog, nullptr, Zarn_LOG_HTML);
+    m_proxyModule = LoadLibraryW(module);
+}
+
 Monitor::Monitor(ZarnData&& settings) : m_monitor(Zarn::create(&settings))
 {
     if (!m_monitor)

@@ -29,6 +29,11 @@ class Monitor {
     Zarn* m_monitor = nullptr;
 };
 
+/// Settings of a process whose situations travel through a proxy, the module of that path.
+struct ProxySettings : ZarnData {
+    explicit ProxySettings(const wchar_t* module);
+};
+
 /// A log in a folder of its own, with the built-in form and the highest byte limit.
 class Log {
   public:

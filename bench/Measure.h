@@ -14,6 +14,7 @@ namespace zmu_bench {
 void registerStreamBench();
 void registerPeersBench();
 void registerRoadBench();
+void registerSpoolBench();
 void registerStagesBench();
 void registerThreadsBench();
 void registerFileSizeBench();

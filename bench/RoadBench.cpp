@@ -43,22 +43,9 @@ void measureDisplay(benchmark::State& state)
         state.SkipWithError("the situation reached the log");
 }
 
-/// Settings of a process whose situations travel through the proxy.
-struct ProxySettings : ZarnData {
-    ProxySettings() : ZarnData(instantiatorID)
-    {
-        wchar_t noLog[] = L"";
-        configure(*this);
-        recordLogFileNomenclature(noLog, nullptr, Zarn_LOG_HTML);
-    }
-
-    static constexpr i64 instantiatorID = 1;
-};
-
 Monitor makeProxyMonitor()
 {
-    LoadLibraryW(ZMU_BENCH_PROXY); // the monitor finds it by its name
-    return Monitor{ProxySettings()};
+    return Monitor{ProxySettings(ZMU_BENCH_PROXY)};
 }
 
 void measureProxy(benchmark::State& state)

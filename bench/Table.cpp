@@ -42,6 +42,7 @@ struct TimeRow {
     const char* against;
     Ratio ratio = Ratio::OfTime;
     Target target = {};
+    double nanoseconds = 0; ///< What it may take, 0 for no such promise.
 };
 
 /// Allocations of a measurement without those of its parts.
@@ -83,7 +84,14 @@ const TimeRow roadRows[] = {
      Ratio::OfTime,
      {Target::AtMost, 1.02}},
     {"a situation to the display", "road to display", floorName},
-    {"a situation to the proxy", "road to proxy", floorName},
+    {"a situation to a proxy that does nothing", "road to proxy", floorName},
+    {"one bare write of a line of a spool", "plain line", floorName},
+    {"a situation to a spool, against that write",
+     "road to spool",
+     "plain line",
+     Ratio::OfTime,
+     {Target::AtMost, 4},
+     2000},
     {"a string loaded", "string", floorName},
     {"a spec fetched and parsed", "spec", floorName},
     {"a message formatted", "format", floorName},
@@ -113,6 +121,7 @@ const AllocationRow allocationRows[] = {
     {"    in loading its string", "string"},
     {"    in the stream and its text", "stream of wide text"},
     {"    anywhere else", "road to log", {"string", "stream of wide text"}, {Target::AtMost, 0}},
+    {"on the way to a spool", "road to spool", {"string"}, {Target::AtMost, 0}},
 };
 
 const CostRow ownerRows[] = {
@@ -282,14 +291,18 @@ void Table::print(const char* program) const
     const auto printTime = [&](const TimeRow& row) {
         Line line(row.label);
         std::vector<double> ratios;
+        std::vector<double> times;
         for (const Medium medium : media) {
             const double time = nanoseconds(row.name, medium);
+            times.push_back(time);
             const double other = nanoseconds(row.against, medium);
             ratios.push_back(row.ratio == Ratio::OfTime ? time / other : other / time);
             line.add(time, valueWidth, 0);
             line.add(ratios.back(), ratioWidth, 2);
         }
         line.add(row.target, ratios);
+        if (row.nanoseconds > 0)
+            line.add({Target::AtMost, row.nanoseconds}, times);
     };
     const auto printAllocations = [&](const AllocationRow& row) {
         Line line(row.label);

@@ -38,6 +38,7 @@ int main(int argc, char** argv)
     zmu_bench::registerStreamBench();
     zmu_bench::registerPeersBench();
     zmu_bench::registerRoadBench();
+    zmu_bench::registerSpoolBench();
     zmu_bench::registerStagesBench();
     zmu_bench::registerThreadsBench();
     zmu_bench::registerFileSizeBench();

@@ -3,6 +3,7 @@
 
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/SettingsFile.h>
+#include <zmu/platform/linux/SettingsText.h>
 
 #include <filesystem>
 

@@ -1,8 +1,8 @@
 #include "Support.h"
 
+#include <zmu/foundation/internal/Utf8.h>
 #include <zmu/monitor/DxCodes.h>
 #include <zmu/platform/Host.h>
-#include <zmu/platform/linux/Utf8.h>
 
 #include <sanitizer/common_interface_defs.h>
 

@@ -7,6 +7,16 @@ execute_process(
   OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 
 file(GLOB_RECURSE files RELATIVE ${PREFIX} ${PREFIX}/*)
+
+# The proxy is there for those who ask, and for nobody else.
+file(REMOVE_RECURSE ${PREFIX}-proxy)
+execute_process(
+  COMMAND ${CMAKE_COMMAND} --install ${BUILD} --config ${CONFIG} --prefix ${PREFIX}-proxy --component proxy
+  OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+file(GLOB_RECURSE proxy RELATIVE ${PREFIX}-proxy ${PREFIX}-proxy/*)
+if(NOT proxy MATCHES "^[^;]*/(lib)?cs4s3\\.(so|dll)$" OR files MATCHES "cs4s3")
+  message(SEND_ERROR "the component proxy is not one module: ${proxy}")
+endif()
 foreach(file IN LISTS files)
   if(file MATCHES "/platform/|/internal/|/StringTable\\.h$|\\.cpp$" AND NOT file MATCHES "/platform/Host(Windows)?\\.h$")
     message(SEND_ERROR "installed, but for the library alone: ${file}")

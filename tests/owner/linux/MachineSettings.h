@@ -5,6 +5,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QMap>
+#include <QString>
 
 #include <gtest/gtest.h>
 
@@ -42,6 +44,14 @@ class MachineSettings {
         // Of another size each time, so that nobody takes the file for what is known of it.
         write("[AppServer]\n" + (value ? entry + QByteArray(value) + '\n' : QByteArray()) +
               QByteArray(16 * ++m_stores, '\n'));
+    }
+    /// Makes values all that there is, in a section of their own.
+    void storeSection(const char* section, const QMap<QString, QString>& values)
+    {
+        QByteArray content = "[" + QByteArray(section) + "]\n";
+        for (auto value = values.begin(); value != values.end(); ++value)
+            content += (value.key() + '=' + value.value() + '\n').toUtf8();
+        write(content);
     }
     QByteArray stored() const
     {

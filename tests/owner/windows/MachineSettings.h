@@ -4,6 +4,7 @@
 #include <zmu/platform/Win32.h>
 
 #include <QByteArray>
+#include <QMap>
 #include <QString>
 
 #include <gtest/gtest.h>
@@ -48,6 +49,20 @@ class MachineSettings {
     void store(DWORD type, const void* bytes, DWORD size)
     {
         EXPECT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, key, name, type, bytes, size), ERROR_SUCCESS);
+    }
+    /// Makes texts all that there is in a key beside that of the level.
+    void storeSection(const char* section, const QMap<QString, QString>& values)
+    {
+        const std::wstring place =
+            L"SOFTWARE\\Quorvane\\Farrowlink\\" + QString(section).toStdWString();
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, place.c_str());
+        for (auto value = values.begin(); value != values.end(); ++value) {
+            const std::wstring text = value.value().toStdWString();
+            EXPECT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, place.c_str(),
+                                      value.key().toStdWString().c_str(), REG_SZ, text.c_str(),
+                                      static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))),
+                      ERROR_SUCCESS);
+        }
     }
 
     QByteArray stored() const

@@ -1,7 +1,7 @@
 // Environment variables and paths.
+#include <zmu/foundation/internal/Utf8.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/Conversion.h>
-#include <zmu/platform/linux/Utf8.h>
 
 #include <algorithm>
 #include <cstddef>

@@ -1,31 +1,18 @@
 #include <zmu/platform/Files.h>
 
 #include <zmu/platform/linux/Conversion.h>
+#include <zmu/platform/linux/FileSizeLimit.h>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <limits>
 
 using namespace zmu;
 
 namespace {
-
-/// The limits of a file's size. The C library asks by way of prlimit, which takes more than twice
-/// as long as the call that is made for the own process.
-bool readFileSizeLimit(rlimit& limit)
-{
-#if defined(SYS_getrlimit) && defined(__LP64__) // else the kernel's numbers are narrower than ours
-    return syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) == 0;
-#else
-    return getrlimit(RLIMIT_FSIZE, &limit) == 0;
-#endif
-}
 
 FileIdentity identityFrom(const struct stat& status)
 {
@@ -85,10 +72,7 @@ bool zmu::resizeFile(int file, i64 size)
 
 u64 zmu::fileSizeLimit()
 {
-    rlimit limit{};
-    if (!readFileSizeLimit(limit) || limit.rlim_cur == RLIM_INFINITY)
-        return std::numeric_limits<u64>::max();
-    return limit.rlim_cur;
+    return readFileSizeLimit();
 }
 
 i64 zmu::readAt(int file, i64 position, char* data, i64 size)

@@ -1,8 +1,8 @@
 // Message formatting: fills the inserts of a message and breaks its lines, in one pass straight
 // into the caller's buffer. It runs for every situation: nothing here allocates (except for the
 // buffer that the caller asks for), looks at the locale or calls the printf family.
+#include <zmu/foundation/internal/Utf8.h>
 #include <zmu/platform/Win32.h>
-#include <zmu/platform/linux/Utf8.h>
 
 #include <algorithm>
 #include <climits>

@@ -7,6 +7,7 @@
 #include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/ModuleFiles.h>
 #include <zmu/platform/linux/SettingsFile.h>
+#include <zmu/platform/linux/SettingsText.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,35 +25,6 @@
 using namespace zmu;
 
 namespace {
-
-/// Takes the text up to `separator` off `text`, and the separator too.
-std::string_view takePart(std::string_view& text, char separator)
-{
-    const std::string_view part = text.substr(0, text.find(separator));
-    text.remove_prefix(std::min(part.size() + 1, text.size()));
-    return part;
-}
-
-/// Relative folders are none: they would be looked up from the current one.
-std::vector<std::string> settingsFiles(const std::string& organisation, const std::string& product)
-{
-    const char* const set = std::getenv("XDG_CONFIG_DIRS");
-    std::string_view folders = set && *set ? set : "/etc/xdg";
-    std::vector<std::string> files;
-    while (!folders.empty()) {
-        std::string_view folder = takePart(folders, ':');
-        while (folder.size() > 1 && folder.ends_with('/'))
-            folder.remove_suffix(1);
-        if (isAbsolute(folder))
-            files.emplace_back(folder)
-                .append("/")
-                .append(organisation)
-                .append("/")
-                .append(product)
-                .append(".ini");
-    }
-    return files;
-}
 
 /// Whether the process may make `path` and the folders that it needs.
 bool mayMake(const std::string& path)
@@ -183,7 +155,8 @@ long RegOpenKeyExW(HKEY root, const wchar_t* key, DWORD, DWORD, HKEY* opened)
             rest.find('\\') != rest.npos)
             return ERROR_FILE_NOT_FOUND;
         auto handle = std::make_unique<HKEY__>(
-            HKEY__{settingsFiles(organisation, product), std::string(rest)});
+            HKEY__{settingsFiles(std::getenv("XDG_CONFIG_DIRS"), organisation, product),
+                   std::string(rest)});
         const DWORD result = handle->check();
         if (result == ERROR_SUCCESS)
             *opened = handle.release();

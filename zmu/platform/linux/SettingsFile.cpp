@@ -1,6 +1,5 @@
 #include <zmu/platform/linux/SettingsFile.h>
 
-#include <zmu/foundation/internal/Trim.h>
 #include <zmu/platform/Files.h>
 #include <zmu/platform/Threads.h>
 #include <zmu/platform/linux/ModuleFiles.h>
@@ -18,45 +17,10 @@
 #include <cstdlib>
 #include <ctime>
 #include <memory>
-#include <utility>
 
 using namespace zmu;
 
 namespace {
-
-/// One line of a settings file, and what it says.
-struct Line {
-    enum Kind { Blank, Section, Setting, Broken } kind = Blank;
-    std::string_view whole; ///< With its line break, if it has one.
-    std::string_view name;  ///< Of the section or the setting.
-    std::string_view value;
-};
-
-Line takeLine(std::string_view& text)
-{
-    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-    Line line;
-    line.whole = text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
-    text.remove_prefix(line.whole.size());
-    std::string_view content = line.whole;
-    if (content.starts_with(byteOrderMark))
-        content.remove_prefix(byteOrderMark.size());
-    content = trim(content.substr(0, content.find('\n')));
-    if (content.empty() || content.front() == ';')
-        return line;
-    if (content.front() == '[') {
-        line.kind = content.back() == ']' ? Line::Section : Line::Broken;
-        line.name = trim(content.substr(1, content.size() - 2));
-        return line;
-    }
-    const std::size_t equals = content.find('=');
-    line.kind = equals == content.npos ? Line::Broken : Line::Setting;
-    line.name = trim(content.substr(0, equals));
-    line.value = equals == content.npos ? std::string_view() : trim(content.substr(equals + 1));
-    if (line.value.size() > 1 && line.value.front() == '"' && line.value.back() == '"')
-        line.value = line.value.substr(1, line.value.size() - 2);
-    return line;
-}
 
 /// A descriptor that is closed with the scope.
 struct Descriptor {
@@ -124,56 +88,6 @@ std::optional<std::string> zmu::readSettings(const std::string& file)
             return std::nullopt;
     }
     return text;
-}
-
-bool zmu::isSettingsText(std::string_view text)
-{
-    while (!text.empty()) {
-        if (takeLine(text).kind == Line::Broken)
-            return false;
-    }
-    return true;
-}
-
-std::optional<std::string> zmu::findSetting(std::string_view text, std::string_view section,
-                                            std::string_view name)
-{
-    std::optional<std::string> value;
-    bool isInside = false;
-    while (!text.empty()) {
-        const Line line = takeLine(text);
-        if (line.kind == Line::Section)
-            isInside = line.name == section;
-        else if (line.kind == Line::Setting && isInside && line.name == name)
-            value = line.value;
-    }
-    return value;
-}
-
-std::string zmu::withSetting(std::string_view text, std::string_view section, std::string_view name,
-                             std::string_view value)
-{
-    const std::string setting = std::string(name).append("=").append(value).append("\n");
-    std::string result;
-    std::size_t place = std::string::npos; // behind the section's last line that says something
-    bool isInside = false;
-    while (!text.empty()) {
-        const Line line = takeLine(text);
-        if (line.kind == Line::Section)
-            isInside = line.name == section;
-        if (line.kind == Line::Setting && isInside && line.name == name)
-            continue;
-        result.append(line.whole);
-        if (!result.ends_with('\n'))
-            result += '\n';
-        if (isInside && line.kind != Line::Blank)
-            place = result.size();
-    }
-    if (place == std::string::npos) {
-        result.append("[").append(section).append("]\n");
-        place = result.size();
-    }
-    return result.insert(place, setting);
 }
 
 // ---- Writing ---------------------------------------------------------------------------------------------

@@ -1,13 +1,10 @@
-// An INI file of settings: sections of "name=value" lines. Any other line is a comment, which
-// begins with a semicolon, or makes the file one that is not trusted.
+// A settings file on disk, whose text SettingsText.h understands.
 //
-// A change keeps all other lines as they stand. Writers of one file take turns by a lock file
-// beside it, "FILE.lock", as Qt's settings do.
+// Writers of one file take turns by a lock file beside it, "FILE.lock", as Qt's settings do.
 #pragma once
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace zmu {
 
@@ -15,18 +12,6 @@ namespace zmu {
 /// that cannot be read whole: a change would lose the rest of it. One that is empty is given a
 /// moment, since an editor may be writing it anew.
 std::optional<std::string> readSettings(const std::string& file);
-
-/// Whether `text` is a settings file.
-bool isSettingsText(std::string_view text);
-
-/// The value of `name` in `section`, without quotes that enclose it; the last one counts. Nothing
-/// if there is none.
-std::optional<std::string> findSetting(std::string_view text, std::string_view section,
-                                       std::string_view name);
-
-/// `text` with that setting, in the place of an old one if there is any.
-std::string withSetting(std::string_view text, std::string_view section, std::string_view name,
-                        std::string_view value);
 
 /// The lock of a file among processes, held by this object.
 class SettingsLock {

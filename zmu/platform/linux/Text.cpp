@@ -1,7 +1,7 @@
 // The narrow code page, which is UTF-8, and comparisons of wide text.
+#include <zmu/foundation/internal/Utf8.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/Conversion.h>
-#include <zmu/platform/linux/Utf8.h>
 
 #include <climits>
 #include <cstddef>
@@ -12,24 +12,6 @@
 using namespace zmu;
 
 namespace {
-
-/// Writes `point` to `bytes` and returns how many there are, up to four.
-int encode(char32_t point, char (&bytes)[4])
-{
-    if (point > lastCodePoint || (point >= 0xD800 && point <= 0xDFFF))
-        point = replacementCharacter;
-    if (point < 0x80) {
-        bytes[0] = static_cast<char>(point);
-        return 1;
-    }
-    const int count = point < 0x800 ? 2 : point < 0x10000 ? 3 : 4;
-    for (int i = count - 1; i > 0; --i) {
-        bytes[i] = static_cast<char>(0x80 | (point & 0x3F));
-        point >>= 6;
-    }
-    bytes[0] = static_cast<char>((0xF00 >> count & 0xFF) | point);
-    return count;
-}
 
 int fail(DWORD error)
 {
@@ -80,7 +62,7 @@ int WideCharToMultiByte(UINT codePage, DWORD, const wchar_t* source, int sourceL
     int written = 0;
     for (const wchar_t* end = source + length; source != end; ++source) {
         char bytes[4];
-        const int count = encode(static_cast<char32_t>(*source), bytes);
+        const auto count = static_cast<int>(putUtf8(bytes, static_cast<char32_t>(*source)) - bytes);
         if (written > INT_MAX - count)
             return fail(ERROR_INVALID_PARAMETER);
         if (outputLength != 0) {
@@ -129,9 +111,9 @@ zmu::NarrowPath::NarrowPath(const wchar_t* path)
     std::size_t used = 0;
     for (; *path && used < PATH_MAX; ++path) {
         char bytes[longestCharacter];
-        const int count = encode(static_cast<char32_t>(*path), bytes);
-        for (int i = 0; i < count && used < PATH_MAX; ++i)
-            m_bytes[used++] = bytes[i];
+        const char* const end = putUtf8(bytes, static_cast<char32_t>(*path));
+        for (const char* byte = bytes; byte != end && used < PATH_MAX; ++byte)
+            m_bytes[used++] = *byte;
     }
     m_bytes[used] = '\0';
 }

@@ -1,4 +1,4 @@
-// Reading UTF-8, strictly: no overlong form, no surrogate, nothing beyond the last code point.
+// UTF-8, strictly: no overlong form, no surrogate, nothing beyond the last code point.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +7,11 @@ namespace zmu {
 
 inline constexpr char32_t replacementCharacter = 0xFFFD;
 inline constexpr char32_t lastCodePoint = 0x10FFFF;
+
+inline constexpr bool isSurrogate(char32_t point)
+{
+    return point >= 0xD800 && point <= 0xDFFF;
+}
 
 /// Takes one code point off `source`, which is not at its end. What is no valid sequence gives one
 /// U+FFFD for the bytes that could have begun one, so the byte that broke it is looked at again.
@@ -33,6 +38,25 @@ inline char32_t takeUtf8(const char*& source, const char* end)
         ++source;
     }
     return point;
+}
+
+/// Writes `point` to `to`, which has room for four bytes, and returns the end. What no text can
+/// hold becomes U+FFFD.
+inline char* putUtf8(char* to, char32_t point)
+{
+    if (point > lastCodePoint || isSurrogate(point))
+        point = replacementCharacter;
+    if (point < 0x80) {
+        *to = static_cast<char>(point);
+        return to + 1;
+    }
+    const int count = point < 0x800 ? 2 : point < 0x10000 ? 3 : 4;
+    for (int i = count - 1; i > 0; --i) {
+        to[i] = static_cast<char>(0x80 | (point & 0x3F));
+        point >>= 6;
+    }
+    to[0] = static_cast<char>((0xF00 >> count & 0xFF) | point);
+    return to + count;
 }
 
 } // namespace zmu

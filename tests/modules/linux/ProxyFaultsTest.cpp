@@ -1,0 +1,234 @@
+// What the proxy makes of kills, forks, full disks, limits and meddling.
+#include "Spools.h"
+
+#include <linux/Child.h>
+#include <linux/Refusals.h>
+
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <signal.h>
+
+#include <atomic>
+#include <climits>
+#include <cstdlib>
+#include <new>
+
+using namespace zmu_test;
+
+namespace {
+
+class ProxyFaults : public Proxy {
+  protected:
+    QString pathOf(const QString& name) const { return spool + '/' + name; }
+};
+
+/// A number that a child leaves to its parent.
+struct Shared {
+    std::atomic<int>* number = new (mmap(nullptr, sizeof *number, PROT_READ | PROT_WRITE,
+                                         MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<int>(0);
+    ~Shared() { munmap(number, sizeof *number); }
+};
+
+bool isLocked(const QString& path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+    return flock(file.handle(), LOCK_EX | LOCK_NB) != 0;
+}
+
+} // namespace
+
+TEST_F(ProxyFaults, FilesAreTheUsersOwnAndLockedForLife)
+{
+    umask(0077);
+    EXPECT_TRUE(hand(L"text"));
+    const QString file = pathOf(spools().files.value(0));
+    struct stat status = {};
+    ASSERT_EQ(stat(qPrintable(file), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640);
+    EXPECT_TRUE(isLocked(file));
+}
+
+TEST_F(ProxyFaults, KillsTearOneLineAtMost)
+{
+    const Shared taken;
+    Child writer([&] {
+        inThreads(2, INT_MAX, [&](int thread, int) {
+            if (hand(std::wstring(300, L'a' + thread)))
+                ++*taken.number;
+        });
+        return 1;
+    });
+    while (*taken.number < 2000)
+        usleep(1000);
+    writer.kill();
+    writer.wait();
+    const Spools left = spools();
+    EXPECT_GE(static_cast<int>(left.lines.size()), *taken.number);
+    EXPECT_LE(left.torn, 1);
+    for (std::size_t i = 0; i < left.lines.size(); ++i)
+        ASSERT_EQ(left.lines[i].sequence, i + 1);
+    EXPECT_FALSE(isLocked(pathOf(left.files.last())));
+}
+
+TEST_F(ProxyFaults, ForksHaveFilesOfTheirOwn)
+{
+    EXPECT_TRUE(hand(L"before"));
+    EXPECT_EQ(Child([] { return hand(L"child") && hand(L"child") ? 0 : 1; }).wait().status, 0);
+    EXPECT_TRUE(hand(L"after"));
+    const Spools written = spools();
+    ASSERT_EQ(written.files.size(), 2);
+    zmu::u64 count[2] = {};
+    for (const zmu_spool::SpoolLine& line : written.lines) {
+        const bool isParents = line.process == static_cast<zmu::u64>(getpid());
+        EXPECT_EQ(line.description == "child", !isParents);
+        EXPECT_EQ(line.sequence, ++count[isParents]);
+    }
+}
+
+TEST_F(ProxyFaults, SilentChildrenDoNotKeepTheirParentsFile)
+{
+    const Shared silent;
+    const auto body = [&] {
+        hand(L"parent");
+        const pid_t child = fork();
+        if (child == 0) {
+            close(STDOUT_FILENO); // whose end CTest waits for
+            pause();
+        }
+        *silent.number = child;
+        return child < 0 ? 1 : 0;
+    };
+    ASSERT_EQ(Child(body).wait().status, 0);
+    const QString file = pathOf(spools().files.value(0));
+    constexpr int triesQty = 3000; // the child may be slow to begin
+    for (int i = 0; i < triesQty && isLocked(file); ++i)
+        usleep(10000);
+    EXPECT_FALSE(isLocked(file));
+    kill(*silent.number, SIGKILL);
+}
+
+TEST_F(ProxyFaults, ForksBesideReportsGoOn)
+{
+    if (const char* why = whyForksCannotAllocate())
+        GTEST_SKIP() << why;
+    constexpr int forks = 50;
+    std::atomic<bool> isOver = false;
+    inThreads(3, [&](int thread) {
+        if (thread != 0) {
+            while (!isOver)
+                EXPECT_TRUE(hand(L"beside"));
+            return;
+        }
+        for (int i = 0; i < forks; ++i)
+            EXPECT_EQ(Child([] { return hand(L"child") ? 0 : 1; }).wait().status, 0);
+        isOver = true;
+    });
+    const Spools written = spools();
+    EXPECT_EQ(written.torn, 0);
+    EXPECT_GT(written.files.size(), forks);
+}
+
+TEST_F(ProxyFaults, FullDisksLeaveWholeLines)
+{
+    if (const std::string why = mountSmallDisk(spool.toStdString()); !why.empty())
+        GTEST_SKIP() << why;
+    const Traces traces;
+    const std::wstring text(700, L'x');
+    EXPECT_TRUE(hand(text));
+    const std::string ballast = pathOf("ballast").toStdString();
+    fill(ballast);
+    int taken = 1;
+    while (hand(text)) // the rest of a page
+        ++taken;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_FALSE(hand(text));
+    Spools written = spools();
+    EXPECT_EQ(static_cast<int>(written.lines.size()), taken);
+    EXPECT_TRUE(written.isWhole());
+    unlink(ballast.c_str());
+    EXPECT_TRUE(hand(L"room again"));
+    written = spools();
+    EXPECT_EQ(written.torn, 0);
+    ASSERT_EQ(static_cast<int>(written.lines.size()), taken + 1);
+    EXPECT_EQ(static_cast<int>(written.lines.back().sequence), taken + 5); // the gap tells
+}
+
+TEST_F(ProxyFaults, LimitsOfTheProcessHarmNobody)
+{
+    constexpr long limit = 10000;
+    const Traces traces;
+    {
+        const SizeLimit none(0);
+        EXPECT_FALSE(hand(L"no file at all"));
+    }
+    const SizeLimit some(limit);
+    for (int i = 0; i < 100; ++i)
+        EXPECT_TRUE(handAtLast(std::wstring(100, L'x')));
+    EXPECT_FALSE(hand(std::wstring(limit, L'x')));
+    const Spools written = spools();
+    EXPECT_EQ(written.torn, 0);
+    EXPECT_GT(written.files.size(), 2);
+    for (const qint64 size : written.sizes)
+        EXPECT_LE(size, limit);
+}
+
+TEST_F(ProxyFaults, LackOfMemoryIsARefusal)
+{
+    if (heapBytes() == 0)
+        GTEST_SKIP() << "the sanitizer has a heap of its own";
+    const std::wstring text(8000000, L'x');
+    const std::wstring shortText(1024, L'\x01');
+    EXPECT_TRUE(hand(L"first"));
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    const rlimit tight{1, before.rlim_max};
+    setrlimit(RLIMIT_AS, &tight);
+    const bool isShortTaken = hand(shortText);
+    const bool isLongTaken = hand(text);
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_TRUE(isShortTaken);
+    EXPECT_FALSE(isLongTaken);
+    EXPECT_TRUE(hand(text));
+}
+
+TEST_F(ProxyFaults, FilesThatAreTakenAwayAreFollowedByOthers)
+{
+    EXPECT_TRUE(hand(L"lost"));
+    QFile::remove(pathOf(spools().files.value(0)));
+    constexpr int triesQty = 600;
+    for (int i = 0; i < triesQty && spools().lines.empty(); ++i) {
+        EXPECT_TRUE(hand(L"kept"));
+        usleep(50000);
+    }
+    ASSERT_FALSE(spools().lines.empty());
+    EXPECT_GT(spools().lines.front().sequence, 1); // the gap tells
+}
+
+TEST_F(ProxyFaults, EndsOfProcessesAndOfTheirErrorsAreSurvived)
+{
+    EXPECT_EQ(Child([]() -> int {
+                  std::atexit([] { hand(L"late"); });
+                  exit(0);
+              })
+                  .wait()
+                  .status,
+              0);
+    EXPECT_EQ(spools().lines.size(), 1);
+
+    qputenv("ZMU_SPOOL", "/missing");
+    EXPECT_EQ(Child([] {
+                  int ends[2];
+                  if (pipe(ends) != 0 || dup2(ends[1], STDERR_FILENO) < 0)
+                      return 1;
+                  close(ends[0]); // nobody reads what is told
+                  return hand(L"refused") ? 2 : 0;
+              })
+                  .wait()
+                  .status,
+              0);
+}
