@@ -6,6 +6,7 @@
 #include <tools/catalog/CompileCommand.h>
 #include <tools/explain/ExplainCommand.h>
 #include <tools/forms/FormCommand.h>
+#include <tools/log/LogCommand.h>
 #include <tools/proof/CheckCommand.h>
 
 #include <zmu/Version.h>
@@ -22,10 +23,7 @@ namespace zmu_tools {
 const std::vector<AddCommand>& commands()
 {
     static const std::vector<AddCommand> all = {
-        addCompileCommand,
-        addCheckCommand,
-        addFormCommand,
-        addExplainCommand,
+        addCompileCommand, addCheckCommand, addFormCommand, addLogCommand, addExplainCommand,
     };
     return all;
 }

@@ -22,9 +22,6 @@ using namespace zmu;
 
 namespace {
 
-constexpr std::wstring_view names[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE", L"EXPLANATIONS"};
-static_assert(std::size(names) == formExtrasQty);
-
 /// Stands before a name that was asked for by a comment: no character, so none of a form.
 constexpr wchar_t asked = L'\xFFFF';
 
@@ -37,7 +34,7 @@ std::wstring_view nameInComment(std::wstring_view text)
     if (!text.starts_with(commentBegin))
         return {};
     text.remove_prefix(commentBegin.size());
-    for (const std::wstring_view name : names) {
+    for (const std::wstring_view name : formExtraNames) {
         if (text.starts_with(name) && text.substr(name.size()).starts_with(commentEnd))
             return name;
     }
@@ -76,7 +73,7 @@ std::size_t zmu::bytesSavedByExtras(std::wstring_view text)
 Zarn_FORM_VAR zmu::findFormExtra(const wchar_t* name)
 {
     for (int i = 0; *name == asked && i < formExtrasQty; ++i) {
-        if (names[i] == name + 1)
+        if (formExtraNames[i] == name + 1)
             return static_cast<Zarn_FORM_VAR>(FORM_EXTRA_NEXT_LOG + i);
     }
     return Zarn_FORM_VAR_UNKNOWN;

@@ -5,6 +5,7 @@
 #include <zmu/log/ZarnForm.h>
 
 #include <cstddef>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,9 @@ enum FormExtra {
     FORM_EXTRA_EXPLANATIONS, ///< Link to the page that explains situations, if there is one.
 };
 inline constexpr int formExtrasQty = 4;
+inline constexpr std::wstring_view formExtraNames[] = {L"NEXT_LOG", L"PREVIOUS_LOG", L"TIME_ZONE",
+                                                       L"EXPLANATIONS"};
+static_assert(std::size(formExtraNames) == formExtrasQty);
 
 /// Writes every comment of `text` that names one, such as "<!--TIME_ZONE-->", as a variable between
 /// the two brackets. The text becomes no longer.
