@@ -267,12 +267,26 @@ TEST(Catalog, WhatIsNotTranslatedStaysInTheFirstLanguage)
     EXPECT_EQ(compiled.at(1).specs.at(1), compiled.at(1).specs.at(0));
 }
 
+TEST(Catalog, StringsAreAsciiWhateverTheTextsAre)
+{
+    Findings findings;
+    const Catalog catalog = readCatalog(
+        {"s.toml", situation("log = '\xc3\xa4\xf0\x9f\x98\x80 \"\\ \tx'")}, {}, findings);
+    const std::vector<CompiledSituation> compiled = compile(catalog, findings);
+    EXPECT_NE(moduleText(catalog, compiled, 0)
+                  .find(R"({1, L"2~536870912~0||``\u00e4\U0001f600 \"\\ \011x`"},)"),
+              std::string::npos);
+    EXPECT_NE(stringTableText(catalog, compiled, 0)
+                  .find(R"(1 L"2~536870912~0||``\x00e4\xd83d\xde00 ""\\ \x0009x`")"),
+              std::string::npos);
+}
+
 TEST(Catalog, ThePageShowsMarkupAndIsNone)
 {
     Findings findings;
     const Catalog catalog =
         readCatalog({"situations.toml",
-                     situation("arguments = [\"t: text\"]\nlog = \"<b>x</b> &amp; {t}\"\n"
+                     situation("arguments = [\"t: text\"]\nlog = \"<b>x</b><br>&amp; {t}\"\n"
                                "explanation = \"a <script> is & stays\\n\\ntext\"\naction = '\"'")},
                     {}, findings);
     const std::string page = pageText(catalog, 0);

@@ -92,15 +92,19 @@ std::string stringTableText(const Catalog& catalog, const std::vector<CompiledSi
 {
     std::string text = "// Texts of " + catalog.name + ".toml in '" +
                        catalog.languages[language].tag +
-                       "', made by `zmu compile`: change the catalogue.\n#pragma code_page(65001)\n"
+                       "', made by `zmu compile`: change the catalogue.\n"
                        "LANGUAGE 0, 0\n\nSTRINGTABLE\nBEGIN\n";
     for (const Row& row : rowsById(catalog, compiled, language)) {
         std::string literal;
-        for (const char c : *row.text)
-            literal += c == '"'    ? "\"\""
-                       : c == '\\' ? "\\\\"
-                       : c == '\t' ? "\\t"
-                                   : std::string(1, c);
+        for (const char16_t unit : QString::fromStdString(*row.text).toStdU16String()) {
+            char form[8] = {char(unit)};
+            if (unit == u'"' || unit == u'\\')
+                form[1] = form[0];
+            else if (unit < 0x20 ||
+                     unit > 0x7e) // resource compilers differ in what they take as UTF-8
+                std::snprintf(form, sizeof form, "\\x%04x", unsigned(unit));
+            literal += form;
+        }
         text += "    " + std::to_string(row.id) + " L\"" + literal + "\"\n";
     }
     return text + "END\n";

@@ -41,7 +41,10 @@ std::string summary(const Texts& texts)
             html += isMarkup ? "" : "<i>" + escaped(piece.text) + "</i>";
             continue;
         }
-        for (const char c : piece.text) {
+        for (std::size_t i = 0; i < piece.text.size(); ++i) {
+            const char c = piece.text[i];
+            if (!isMarkup && piece.text.compare(i, 3, "<br") == 0)
+                html += ' ';
             const bool isEnd = isMarkup && c == '>';
             isMarkup = (isMarkup || (c == '<' && !texts.log.isEmpty())) && !isEnd;
             if (!isMarkup && !isEnd)

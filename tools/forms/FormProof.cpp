@@ -24,6 +24,9 @@ namespace {
 
 using namespace zmu;
 
+/// What a form asks for in comments.
+const std::vector<std::string> extras = {"TIME_ZONE", "PREVIOUS_LOG", "NEXT_LOG", "EXPLANATIONS"};
+
 constexpr ulong32 allSections = SECTION_HEAD | SECTION_BODY | SECTION_TAIL;
 constexpr std::size_t sectionMax = 1023; ///< Elements of an entry, and of the tail.
 
@@ -392,8 +395,6 @@ class FormProof {
         const std::string name = rest.mid(1, length - 2).toStdString();
         QByteArray mended(length, ' ');
         if (m_place.code == dx::VarNameUnknown) {
-            static const std::vector<std::string> extras = {"TIME_ZONE", "PREVIOUS_LOG",
-                                                            "NEXT_LOG"};
             const std::string extra = nearestName(name, extras);
             const std::string nearest = nearestName(name, variableNames());
             m_what = "no variable is called [" + name + "]";
@@ -451,7 +452,6 @@ class FormProof {
     /// Comments that were probably meant to ask for a value.
     void lookForComments()
     {
-        const std::vector<std::string> extras = {"TIME_ZONE", "PREVIOUS_LOG", "NEXT_LOG"};
         for (qsizetype begin = 0; (begin = m_original.indexOf("<!--", begin)) >= 0; ++begin) {
             const qsizetype end = m_original.indexOf("-->", begin);
             if (end < 0)
