@@ -86,10 +86,9 @@ void addCompileCommand(CLI::App& app, Run& run)
 {
     auto options = std::make_shared<Options>();
     CLI::App* const command = app.add_subcommand(
-        "compile",
-        "Makes typed calls, resource modules and a page of explanations of a catalogue.");
-    command->add_option("catalog", options->catalog, "The catalogue, NAME.toml")->required();
-    command->add_option("translations", options->translations,
+        "compile", "Make typed calls, resource modules and a page of explanations of a catalogue.");
+    command->add_option("CATALOG", options->catalog, "The catalogue, NAME.toml")->required();
+    command->add_option("TRANSLATION", options->translations,
                         "Its translations, NAME.LANGUAGE.toml");
     command->add_option(
         "-o,--output", options->output,

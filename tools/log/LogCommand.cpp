@@ -201,43 +201,42 @@ void zmu_tools::addLogCommand(CLI::App& app, Run& run)
     using namespace logs;
     const auto options = std::make_shared<Options>();
     CLI::App* const command =
-        app.add_subcommand("log", "Shows the entries of logs as text or as JSON.");
+        app.add_subcommand("log", "Show the entries of logs as text or as JSON.");
     command
         ->add_option("LOG", options->places,
                      "The logs to show. A folder stands for all logs in it. Several are shown as "
                      "one, by the time of their entries.")
         ->required();
     command->add_flag("--follow,-f", options->isFollowing,
-                      "Goes on with entries as they are written, and with the log that takes over "
+                      "Go on with entries as they are written, and with the log that takes over "
                       "from one that is full. Of a folder new logs are shown as well. Ends when it "
                       "is interrupted.");
     command->add_flag("--json", options->isJson,
-                      "Writes one JSON object a line, with all variables that the form has for an "
+                      "Write one JSON object a line, with all variables that the form has for an "
                       "entry.");
     command
         ->add_option("--situation", options->situations,
-                     "Shows only entries of these situations, such as 1001 or 1001-1010. May be "
+                     "Show only entries of these situations, such as 1001 or 1001-1010. May be "
                      "given several times.")
         ->check(situationCheck())
         ->delimiter(',');
     command
         ->add_option("--since", options->since,
-                     "Shows only entries from this local time on: 2026-11-22, \"2026-11-22 "
+                     "Show only entries from this local time on: 2026-11-22, \"2026-11-22 "
                      "14:03:07\", 14:03 today, or 90m for the last 90 minutes (s, m, h or d).")
         ->check(momentCheck());
     command
-        ->add_option(
-            "--until", options->until,
-            "Shows only entries up to this local time; a day or a minute includes its end.")
+        ->add_option("--until", options->until,
+                     "Show only entries up to this local time; a day or a minute includes its end.")
         ->check(momentCheck());
     command
         ->add_option("--grep", options->text,
-                     "Shows only entries whose text this regular expression finds something in. "
+                     "Show only entries whose text this regular expression finds something in. "
                      "(?i) at its beginning ignores case.")
         ->check(expressionCheck());
     command
         ->add_option("--last", options->last,
-                     "Shows only the last so many of the entries that are there.")
+                     "Show only the last so many of the entries that are there.")
         ->check(CLI::NonNegativeNumber);
     command
         ->add_option(
