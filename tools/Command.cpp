@@ -142,6 +142,7 @@ try {
     CLI::App app(
         "What developers and administrators do with the catalogues, forms and logs of zmu.", "zmu");
     app.formatter(std::make_shared<HelpFormatter>());
+    app.allow_windows_style_options(false); // a path may begin with a slash everywhere
     app.require_subcommand(1);
     app.set_version_flag("--version", "zmu " ZMU_VERSION_STRING, "Show the version");
     std::string footer = "Ends with ";
