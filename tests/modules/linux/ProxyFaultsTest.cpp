@@ -119,6 +119,7 @@ TEST_F(ProxyFaults, ForksBesideReportsGoOn)
     constexpr int forks = 50;
     constexpr unsigned pauseUs = 200; // a slow machine must not reach the folder's limit
     std::atomic<bool> isOver = false;
+    EXPECT_TRUE(hand(L"first")); // the module is there before anybody forks
     inThreads(3, [&](int thread) {
         if (thread != 0) {
             for (; !isOver; usleep(pauseUs))
