@@ -55,12 +55,12 @@ TEST(Modules, OnlyTheModulesOwnEntryAnswers)
 
 TEST(Modules, NamesThatNoModuleHas)
 {
-    std::vector<std::wstring> names = {L"no such module.dll", L"zmu.exe"};
+    std::vector<std::wstring> names = {L"no such module.dll", L"no such program.exe"};
     if (zmu_test::isWindows()) {
         names.emplace_back(L"C:\\no\\such\\module.dll");
     } else {
         for (const wchar_t* name :
-             {L"", L".dll", L".exe", L"ZMU.dll", L"zmu", L"/", L"./libzmu.so.0"})
+             {L"", L".dll", L".exe", L"ZMU.dll", L"zmu.exe", L"zmu", L"/", L"./libzmu.so.0"})
             names.emplace_back(name);
         names.emplace_back(5000, L'x');
         names.push_back(std::wstring(1, wchar_t(0xD800)) + L".dll");

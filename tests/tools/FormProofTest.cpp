@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "System.h"
 #include "Traces.h"
 
 using namespace zmu_tools;
@@ -102,7 +103,9 @@ TEST(FormProof, NamesEachMistakeWithItsPlace)
 
 TEST(FormProof, OutlivesHostileForms)
 {
-    EXPECT_EQ(proveForm("^HEAD\nh\n" + body + tail).descriptionRoom, 1022U);
+    // The system's formatter there writes a line feed as two.
+    const unsigned room = zmu_test::isWindows() ? 1021 : 1022;
+    EXPECT_EQ(proveForm("^HEAD\nh\n" + body + tail).descriptionRoom, room);
     QByteArray many = "^HEAD\n";
     for (int i = 0; i < 1000; ++i)
         many += "[NO" + QByteArray::number(i) + "]\n";

@@ -213,7 +213,7 @@ TEST_F(LogCommand, DropsNothingOfALogThatWasCut)
         Forms forms(QString::fromStdWString(folder.path("Templates/own.html")));
         LogReader reader(QString::fromStdWString(cut), forms, false);
         Entry entry;
-        QString read;
+        QString read(""); // a null one begins with nothing, not even with an empty one
         qsizetype entries = 0;
         while (reader.next(entry, true)) {
             entries += entry.body != nullptr;
