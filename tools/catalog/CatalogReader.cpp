@@ -195,11 +195,12 @@ class ValueReader {
     void checkNames(const toml::table& table, const std::vector<std::string>& known,
                     const std::string& kind, const std::string& catalog)
     {
-        for (auto&& [key, node] : table)
+        const std::string none = "'" + catalog + "' has no " + kind + " '";
+        for (auto&& [key, node] : table) {
             if (std::ranges::find(known, key.str()) == known.end())
-                error(placeOf(key), "'" + catalog + "' has no " + kind + " '" +
-                                        std::string(key.str()) + "'" +
-                                        didYouMean(key.str(), known));
+                error(placeOf(key), std::string(none).append(key.str()).append("'").append(
+                                        didYouMean(key.str(), known)));
+        }
     }
 
     void typeError(const toml::node& node, const std::string& key, const std::string& wanted)
