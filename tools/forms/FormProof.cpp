@@ -4,6 +4,7 @@
 
 #include <tools/Text.h>
 
+#include <zmu/log/internal/FormExtras.h>
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/monitor/DxCodes.h>
 #include <zmu/monitor/Zarn.h>
@@ -23,9 +24,6 @@ namespace zmu_tools {
 namespace {
 
 using namespace zmu;
-
-/// What a form asks for in comments.
-const std::vector<std::string> extras = {"TIME_ZONE", "PREVIOUS_LOG", "NEXT_LOG", "EXPLANATIONS"};
 
 constexpr ulong32 allSections = SECTION_HEAD | SECTION_BODY | SECTION_TAIL;
 constexpr std::size_t sectionMax = 1023; ///< Elements of an entry, and of the tail.
@@ -116,6 +114,18 @@ class FormLearner : public ZarnData {
     const QByteArray* m_form = nullptr;
     FormMistakes m_warnings;
 };
+
+/// What a form asks for in comments.
+const std::vector<std::string>& commentNames()
+{
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> all;
+        for (const std::wstring_view name : formExtraNames)
+            all.push_back(narrowed(name));
+        return all;
+    }();
+    return names;
+}
 
 const std::vector<std::string>& variableNames()
 {
@@ -395,7 +405,7 @@ class FormProof {
         const std::string name = rest.mid(1, length - 2).toStdString();
         QByteArray mended(length, ' ');
         if (m_place.code == dx::VarNameUnknown) {
-            const std::string extra = nearestName(name, extras);
+            const std::string extra = nearestName(name, commentNames());
             const std::string nearest = nearestName(name, variableNames());
             m_what = "no variable is called [" + name + "]";
             if (!nearest.empty()) {
@@ -452,23 +462,31 @@ class FormProof {
     /// Comments that were probably meant to ask for a value.
     void lookForComments()
     {
-        for (qsizetype begin = 0; (begin = m_original.indexOf("<!--", begin)) >= 0; ++begin) {
-            const qsizetype end = m_original.indexOf("-->", begin);
+        constexpr qsizetype longest = 64; // no name comes near that
+        const QByteArrayView form(m_original);
+        int line = 1;
+        qsizetype lineBegin = 0;
+        qsizetype counted = 0;
+        for (qsizetype begin = 0; (begin = form.indexOf("<!--", begin)) >= 0; begin += 4) {
+            const QByteArrayView before = form.sliced(counted, begin - counted);
+            line += static_cast<int>(before.count('\n'));
+            if (const qsizetype lineEnd = before.lastIndexOf('\n'); lineEnd >= 0)
+                lineBegin = counted + lineEnd + 1;
+            counted = begin;
+            const QByteArray comment = m_original.mid(begin, longest);
+            const qsizetype end = comment.indexOf("-->");
             if (end < 0)
-                return;
-            const std::string name =
-                m_original.mid(begin + 4, end - begin - 4).trimmed().toStdString();
-            const std::string nearest = nearestName(name, extras);
-            const QByteArray right = "<!--" + QByteArray::fromStdString(nearest) + "-->";
-            if (nearest.empty() || m_original.mid(begin, right.size()) == right)
                 continue;
-            const qsizetype line = m_original.left(begin).count('\n') + 1;
-            const qsizetype lineBegin = m_original.lastIndexOf('\n', begin) + 1;
+            const std::string name = comment.mid(4, end - 4).trimmed().toStdString();
+            const std::string nearest = nearestName(name, commentNames());
+            const QByteArray right = "<!--" + QByteArray::fromStdString(nearest) + "-->";
+            if (nearest.empty() || comment.startsWith(right))
+                continue;
             FormFinding finding;
             finding.isWarning = true;
             finding.what = harmless("this comment is left as it is; " + right.toStdString() +
                                     " would be filled");
-            finding.line = static_cast<int>(line);
+            finding.line = line;
             finding.column = static_cast<int>(begin - lineBegin) + 1;
             m_verdict.findings.push_back(finding);
         }
