@@ -79,8 +79,7 @@ class FormLearner : public ZarnData {
         auto buffer = std::make_unique<QBuffer>();
         buffer->setData(*m_form);
         buffer->open(QIODevice::ReadOnly);
-        *streamSlot = new QTextStream(buffer.get());
-        buffer.release(); // goes with the stream when it is closed
+        *streamSlot = new QTextStream(buffer.release()); // which goes with it when it is closed
         return true;
     }
 
