@@ -1,5 +1,6 @@
 // From TOML to the model. Every mistake is told; what is wrong is left out, and reading goes on.
 #include "Catalog.h"
+#include "Names.h"
 
 #include <QString>
 #include <QStringList>
@@ -20,6 +21,8 @@
 #include <toml++/toml.h>
 #pragma pop_macro("NDEBUG")
 // clang-format on
+
+#include <zmu/foundation/internal/Trim.h>
 
 #include <algorithm>
 #include <array>
@@ -83,44 +86,17 @@ std::vector<std::string> namesOf(const std::map<std::string, Value, std::less<>>
     return {names.begin(), names.end()};
 }
 
-bool isUpper(char c)
-{
-    return c >= 'A' && c <= 'Z';
-}
-
-bool isIdentifier(std::string_view name)
-{
-    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || isUpper(c); };
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    return !name.empty() && isLetter(name.front()) && name.back() != '_' &&
-           name.find("__") == std::string_view::npos &&
-           std::ranges::all_of(name, [&](char c) { return isLetter(c) || isDigit(c) || c == '_'; });
-}
-
-bool isReserved(std::string_view name)
-{
-    static const std::set<std::string_view> words = {
-        "alignas", "alignof", "and", "and_eq", "asm", "auto", "bitand", "bitor", "bool", "break",
-        "case", "catch", "char", "char8_t", "char16_t", "char32_t", "class", "compl", "concept",
-        "const", "consteval", "constexpr", "constinit", "const_cast", "continue", "co_await",
-        "co_return", "co_yield", "decltype", "default", "delete", "do", "double", "dynamic_cast",
-        "else", "enum", "explicit", "export", "extern", "false", "float", "for", "friend", "goto",
-        "if", "inline", "int", "long", "mutable", "namespace", "new", "noexcept", "not", "not_eq",
-        "nullptr", "operator", "or", "or_eq", "private", "protected", "public", "register",
-        "reinterpret_cast", "requires", "return", "short", "signed", "sizeof", "static",
-        "static_assert", "static_cast", "struct", "switch", "template", "this", "thread_local",
-        "throw", "true", "try", "typedef", "typeid", "typename", "union", "unsigned", "using",
-        "virtual", "void", "volatile", "wchar_t", "while", "xor", "xor_eq",
-        // what the header and its platforms use
-        "id", "load", "setUp", "monitor", "report", "errno", "linux", "unix", "near", "far",
-        "small", "interface", "assert", "stdin", "stdout", "stderr", "main"};
-    return words.contains(name);
-}
-
 /// The part of a path behind the last separator.
 std::string fileNameOf(const std::string& path)
 {
     return path.substr(path.find_last_of("/\\") + 1);
+}
+
+/// As whoever chooses a language compares them.
+bool isSameLanguage(const std::string& left, const std::string& right)
+{
+    return QString::fromStdString(left).compare(QString::fromStdString(right),
+                                                Qt::CaseInsensitive) == 0;
 }
 
 std::string withoutSuffix(std::string name)
@@ -129,24 +105,6 @@ std::string withoutSuffix(std::string name)
     if (name.ends_with(suffix))
         name.resize(name.size() - suffix.size());
     return name;
-}
-
-bool isLanguage(std::string_view tag)
-{
-    std::size_t length = 0;
-    bool isFirst = true;
-    for (const char c : tag) {
-        const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-        if (c == '-' && length >= 2) {
-            isFirst = false;
-            length = 0;
-        } else if ((isLetter || (!isFirst && c >= '0' && c <= '9')) && length < 8) {
-            ++length;
-        } else {
-            return false;
-        }
-    }
-    return length >= 2 && (!isFirst || length <= 3);
 }
 
 /// Where the string that begins at `begin` ends: behind its quotes, or at the end of a line that
@@ -205,6 +163,13 @@ zmu::i64 traitsOfLevel(zmu::i64 level)
 {
     constexpr std::array<int, 5> shifts = {29, 33, 49, 25, 45};
     return zmu::i64(1) << shifts[std::size_t(level - 1)];
+}
+
+bool hasWords(const Message& message)
+{
+    return std::ranges::any_of(message.pieces, [](const Piece& piece) {
+        return piece.isInsert || piece.text.find_first_not_of(" \t\n") != std::string::npos;
+    });
 }
 
 // ---- Values --------------------------------------------------------------------------------------------
@@ -322,6 +287,20 @@ class ValueReader {
         return std::nullopt;
     }
 
+    /// A text of a situation, with the argument and the format of each insert.
+    Message messageOf(const LocatedText& text, Target target, const Situation& situation)
+    {
+        const std::size_t errorsBefore = m_findings.errorCount();
+        Message message = parseMessage(text, target, m_findings);
+        if (!hasWords(message) && m_findings.errorCount() == errorsBefore)
+            error(message.place, "the text is empty: write one, or leave the key out");
+        const std::vector<std::string> names = namesOf(situation.arguments);
+        for (Piece& piece : message.pieces)
+            if (piece.isInsert)
+                resolve(piece, situation.arguments, names);
+        return message;
+    }
+
     /// A text without inserts that no response spec has to hold.
     std::string proseOf(const toml::table& table, const std::string& key)
     {
@@ -366,6 +345,25 @@ class ValueReader {
         return text.starts_with("\xef\xbb\xbf") ? text.substr(3) : text;
     }
 
+    void resolve(Piece& insert, const std::vector<Argument>& arguments,
+                 const std::vector<std::string>& names)
+    {
+        const auto found = std::ranges::find(names, insert.text);
+        if (found == names.end()) {
+            error(insert.place,
+                  "no argument is called '" + insert.text + "'" +
+                      (names.empty() ? ": this situation has none"
+                                     : hintOrAll(insert.text, names, ": there are ")));
+            return;
+        }
+        insert.argument = int(found - names.begin());
+        const Argument& argument = arguments[std::size_t(insert.argument)];
+        std::string mistake;
+        insert.asked = parseFormat(insert.format, argument.kind, mistake);
+        if (!mistake.empty() && argument.isKindKnown)
+            error(insert.formatPlace, mistake);
+    }
+
     Message affixText(const LocatedText& text, Target target)
     {
         Message message = parseMessage(text, target, m_findings);
@@ -387,32 +385,6 @@ Message surrounded(const Message* prefix, Message text, const Message* suffix)
     return text;
 }
 
-/// Finds the argument and reads the format of each insert.
-void resolve(Message& message, const std::vector<Argument>& arguments, Findings& findings)
-{
-    const std::vector<std::string> names = namesOf(arguments);
-    for (Piece& piece : message.pieces) {
-        if (!piece.isInsert)
-            continue;
-        const auto found = std::ranges::find(names, piece.text);
-        if (found == names.end()) {
-            const std::string hint =
-                findings.errorCount() < hintsMax ? didYouMean(piece.text, names) : "";
-            findings.error(piece.place, "no argument is called '" + piece.text + "'" +
-                                            (!hint.empty()   ? hint
-                                             : names.empty() ? ": this situation has none"
-                                                             : ": there are " + listed(names)));
-            continue;
-        }
-        piece.argument = int(found - names.begin());
-        const Argument& argument = arguments[std::size_t(piece.argument)];
-        std::string mistake;
-        piece.asked = parseFormat(piece.format, argument.kind, mistake);
-        if (!mistake.empty() && argument.isKindKnown)
-            findings.error(piece.formatPlace, mistake);
-    }
-}
-
 /// The arguments that a text shows.
 std::set<int> shownIn(const Message& message)
 {
@@ -421,13 +393,6 @@ std::set<int> shownIn(const Message& message)
         if (piece.argument >= 0)
             shown.insert(piece.argument);
     return shown;
-}
-
-bool hasWords(const Message& message)
-{
-    return std::ranges::any_of(message.pieces, [](const Piece& piece) {
-        return piece.isInsert || piece.text.find_first_not_of(" \t\n") != std::string::npos;
-    });
 }
 
 /// The names of affixes that a situation has in front of its texts and behind them.
@@ -449,6 +414,12 @@ class CatalogReader : ValueReader {
 
     Catalog read()
     {
+        if (!isFileName(m_catalog.name))
+            error({},
+                  "'" + m_catalog.name +
+                      "' cannot be the name of a catalogue, which its header "
+                      "and modules have, too: write letters, digits, - _ and ., a letter or digit "
+                      "first");
         const std::optional<toml::table> root = parse();
         if (root) {
             checkKeys(*root, {"catalog", "affixes", "plugins", "situations"}, "a catalogue");
@@ -478,12 +449,16 @@ class CatalogReader : ValueReader {
             m_catalog.nameSpace = text->text;
             if (!isNameSpace(text->text))
                 error(text->begin, "'" + text->text +
-                                       "' is no namespace of C++: write letters "
-                                       "and digits, such as \"product::situations\"");
-        } else if (!isNameSpace(m_catalog.name)) {
-            error({}, "'" + m_catalog.name +
-                          "', the file's name, is no namespace of C++: give it "
-                          "another one, or write namespace = \"situations\" below [catalog]");
+                                       "' is no namespace, or means something else to C++ or its "
+                                       "headers: write one such as \"product::situations\"");
+        } else if (isFileName(m_catalog.name) && !isNameSpace(m_catalog.name)) {
+            error({},
+                  "'" + m_catalog.name +
+                      "', the file's name, is no namespace, or means something else to C++ or "
+                      "its headers: write namespace = \"product::" +
+                      (isIdentifier(m_catalog.name) && !isReserved(m_catalog.name) ? m_catalog.name
+                                                                                   : "situations") +
+                      "\" below [catalog], or give the file another name");
         }
         if (const auto text = textOf(table, "language", "a language such as \"en\"")) {
             m_catalog.languages[0].tag = text->text;
@@ -501,18 +476,6 @@ class CatalogReader : ValueReader {
                              roomMin, descriptionMax)
                         .value_or(roomUsual));
         readRange(table);
-    }
-
-    static bool isNameSpace(const std::string& name)
-    {
-        for (std::size_t begin = 0; begin <= name.size();) {
-            const std::size_t end = std::min(name.find("::", begin), name.size());
-            const std::string part = name.substr(begin, end - begin);
-            if (!isIdentifier(part) || isReserved(part) || part == "std" || part == "zmu")
-                return false;
-            begin = end + 2;
-        }
-        return !name.ends_with(':');
     }
 
     void readRange(const toml::table& head)
@@ -544,10 +507,10 @@ class CatalogReader : ValueReader {
             return;
         for (auto&& [key, node] : *table) {
             const std::string name(key.str());
-            if (!isIdentifier(name) || isReserved(name)) {
+            if (!isFunctionName(name)) {
                 error(placeOf(key), "'" + name +
-                                        "' cannot be the name of a plug-in: write letters "
-                                        "and digits, as for a function of C++");
+                                        "' cannot be the name of a plug-in: write letters and "
+                                        "digits, a small letter first, as countEvents");
                 continue;
             }
             const auto row = numberOf(node, name,
@@ -607,8 +570,7 @@ class CatalogReader : ValueReader {
                                        situation.name + "], and below it its id and its texts");
             return;
         }
-        if (!isIdentifier(situation.name) || isReserved(situation.name) ||
-            isUpper(situation.name[0]))
+        if (!isFunctionName(situation.name))
             error(
                 situation.place,
                 "'" + situation.name +
@@ -627,6 +589,8 @@ class CatalogReader : ValueReader {
             else
                 typeError(*recorded, "recorded", "true or false");
         }
+        if (situation.isRecorded && isFunctionName(situation.name))
+            checkRecorder(situation);
         readTraits(*table, situation);
         if (const toml::node* const plugIns = table->get("plugins"))
             readPlugInsOf(*plugIns, situation);
@@ -635,6 +599,16 @@ class CatalogReader : ValueReader {
         if (situation.isSound)
             warnOfHidden(situation);
         m_catalog.situations.push_back(std::move(situation));
+    }
+
+    void checkRecorder(const Situation& situation)
+    {
+        const std::string name = recorderName(situation.name);
+        if (isReserved(name) || name == "PlugIns")
+            error(situation.place, "'" + situation.name +
+                                       "' cannot have recorded arguments, whose class would be "
+                                       "called " +
+                                       name + ": give it another name");
     }
 
     void readId(const toml::table& table, Situation& situation)
@@ -697,12 +671,6 @@ class CatalogReader : ValueReader {
     void readArgument(const LocatedText& declaration, Situation& situation)
     {
         const std::string& text = declaration.text;
-        const auto trim = [&](std::size_t& begin, std::size_t& end) {
-            while (begin < end && text[begin] == ' ')
-                ++begin;
-            while (end > begin && text[end - 1] == ' ')
-                --end;
-        };
         const std::size_t colon = text.find(':');
         if (colon == std::string::npos) {
             error(declaration.begin, "'" + text + "' has no kind: write \"" +
@@ -710,12 +678,16 @@ class CatalogReader : ValueReader {
             situation.arguments.push_back({text, Kind::Text, false, 0, declaration.begin});
             return;
         }
-        std::size_t nameBegin = 0, nameEnd = colon, kindBegin = colon + 1, kindEnd = text.size();
-        trim(nameBegin, nameEnd);
-        trim(kindBegin, kindEnd);
-        Argument argument{text.substr(nameBegin, nameEnd - nameBegin), Kind::Text, false, 0,
-                          declaration.place(nameBegin)};
-        if (!isIdentifier(argument.name) || isReserved(argument.name) || isUpper(argument.name[0]))
+        const std::string_view all = text;
+        const std::string_view name = zmu::trim(all.substr(0, colon), " ");
+        const std::string_view told = zmu::trim(all.substr(colon + 1), " ");
+        const std::string_view kind = told.substr(0, told.find('['));
+        const auto placeOfPart = [&](std::string_view part) {
+            return declaration.place(part.empty() ? colon + 1
+                                                  : std::size_t(part.data() - all.data()));
+        };
+        Argument argument{std::string(name), Kind::Text, false, 0, placeOfPart(name)};
+        if (!isFunctionName(argument.name))
             error(argument.place, "'" + argument.name +
                                       "' cannot be the name of an argument: write "
                                       "letters and digits, a small letter first, as userName");
@@ -723,34 +695,30 @@ class CatalogReader : ValueReader {
             situation.arguments.end())
             error(argument.place, "there is an argument '" + argument.name + "' already");
 
-        const std::size_t bracket = std::min(text.find('[', kindBegin), kindEnd);
-        const std::string kind = text.substr(kindBegin, bracket - kindBegin);
         if (const auto known = kindOf(kind)) {
             argument.kind = *known;
             argument.isKindKnown = true;
-            if (bracket < kindEnd)
-                readLongest(declaration, bracket, kindEnd, argument);
+            if (const std::string_view length = told.substr(kind.size()); !length.empty())
+                readLongest(length, placeOfPart(length), argument);
         } else {
-            error(declaration.place(kindBegin),
-                  "there is no kind '" + kind + "'" + hintOrAll(kind, kindNames(), ": there are "));
+            error(placeOfPart(told), "there is no kind '" + std::string(kind) + "'" +
+                                         hintOrAll(kind, kindNames(), ": there are "));
         }
         situation.arguments.push_back(std::move(argument));
     }
 
-    void readLongest(const LocatedText& declaration, std::size_t bracket, std::size_t end,
-                     Argument& argument)
+    /// Reads a `length` such as "[64]".
+    void readLongest(std::string_view length, Place place, Argument& argument)
     {
         bool isNumber = false;
-        const QString number =
-            QString::fromStdString(declaration.text.substr(bracket + 1, end - bracket - 2));
-        argument.longest = number.toInt(&isNumber);
+        if (length.ends_with(']'))
+            argument.longest =
+                QByteArray(length.data() + 1, qsizetype(length.size()) - 2).toInt(&isNumber);
         if (!isText(argument.kind))
-            error(declaration.place(bracket), "only the kinds 'text' and 'html' have a length");
-        else if (declaration.text[end - 1] != ']' || !isNumber || argument.longest < 1 ||
-                 argument.longest > longestTold)
-            error(declaration.place(bracket),
-                  "the length of the longest text is a number from 1 to " +
-                      std::to_string(longestTold) + " in brackets, as in text[64]");
+            error(place, "only the kinds 'text' and 'html' have a length");
+        else if (!isNumber || argument.longest < 1 || argument.longest > longestTold)
+            error(place, "the length of the longest text is a number from 1 to " +
+                             std::to_string(longestTold) + " in brackets, as in text[64]");
     }
 
     void readTraits(const toml::table& table, Situation& situation)
@@ -830,30 +798,19 @@ class CatalogReader : ValueReader {
         const Affix* const suffix = findAffix(table, "suffix", names.suffix);
         Texts texts;
         if (const toml::node* const display = table.get("display"))
-            if (auto message = readDisplay(*display, situation)) {
-                checkMessage(*message, situation);
+            if (auto message = readDisplay(*display, situation))
                 texts.display = surrounded(prefix ? &prefix->display : nullptr, *std::move(message),
                                            suffix ? &suffix->display : nullptr);
-            }
-        if (const auto text = textOf(table, "log", "a text")) {
-            Message message = parseMessage(*text, Target::Log, m_findings);
-            checkMessage(message, situation);
-            texts.log = surrounded(prefix ? &prefix->log : nullptr, std::move(message),
+        if (const auto text = textOf(table, "log", "a text"))
+            texts.log = surrounded(prefix ? &prefix->log : nullptr,
+                                   messageOf(*text, Target::Log, situation),
                                    suffix ? &suffix->log : nullptr);
-        }
         if (!table.get("log") && (!table.get("display") || situation.showsLogText))
             error(situation.place, "'" + situation.name + "' tells nobody anything: write log = " +
                                        "\"...\", or a display with a text");
         texts.explanation = proseOf(table, "explanation");
         texts.action = proseOf(table, "action");
         situation.texts.push_back(std::move(texts));
-    }
-
-    void checkMessage(Message& message, const Situation& situation)
-    {
-        if (!hasWords(message))
-            error(message.place, "the text is empty: write one, or leave the key out");
-        resolve(message, situation.arguments, m_findings);
     }
 
     std::optional<Message> readDisplay(const toml::node& node, Situation& situation)
@@ -877,8 +834,7 @@ class CatalogReader : ValueReader {
         const auto text = textOf(*table, "text", "a text");
         if (!table->get("text"))
             error(placeOf(node), "this display has no text: display = " + wanted);
-        return text ? std::optional(parseMessage(*text, Target::Display, m_findings))
-                    : std::nullopt;
+        return text ? std::optional(messageOf(*text, Target::Display, situation)) : std::nullopt;
     }
 
     void readStyle(const toml::node& display, const toml::table& table, Situation& situation)
@@ -960,11 +916,14 @@ class TranslationReader : ValueReader {
 
     void read()
     {
+        const std::vector<Language> earlier = m_catalog.languages;
         m_catalog.languages.push_back({m_tag, m_path});
         if (m_tag.empty())
             error({}, "the name of a translation tells its language: call the file " +
                           m_catalog.name + ".de.toml");
-        else if (std::ranges::count(m_catalog.languages, m_tag, &Language::tag) > 1)
+        else if (std::ranges::any_of(earlier, [this](const Language& language) {
+                     return isSameLanguage(language.tag, m_tag);
+                 }))
             error({}, "there are texts in '" + m_tag + "' already");
         for (Situation& situation : m_catalog.situations) // until something else is read
             situation.texts.push_back(situation.texts.front());
@@ -1072,10 +1031,7 @@ class TranslationReader : ValueReader {
         const auto text = locatedText(*node, key, "a text");
         if (!text)
             return std::nullopt;
-        Message message = parseMessage(*text, target, m_findings);
-        if (!hasWords(message))
-            error(message.place, "the text is empty: write one, or leave the key out");
-        resolve(message, situation.arguments, m_findings);
+        Message message = messageOf(*text, target, situation);
         const std::set<int> shown = shownIn(message), shownFirst = shownIn(first);
         for (const int argument : shownFirst)
             if (!shown.contains(argument))
