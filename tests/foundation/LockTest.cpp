@@ -26,9 +26,7 @@ TEST(Lock, ReleasingWhatNobodyHoldsIsRefusedAndHarmless)
 TEST(Lock, AnotherThreadsReleaseIsTheHolders)
 {
     Mutex mutex;
-    const auto isEntered = [&] {
-        return mutex.tryLock() && mutex.unlock();
-    };
+    const auto isEntered = [&] { return mutex.tryLock() && mutex.unlock(); };
     const auto inAnotherThread = [](const auto& call) {
         bool result = false;
         std::thread([&] { result = call(); }).join();
