@@ -225,6 +225,13 @@ TEST(Catalog, MistakesOfATranslationAreToldInItsFile)
     };
     for (const Mistake& mistake : mistakes)
         expectFinding(findingsOf(first, mistake.text), "situations.de.toml", mistake);
+    const std::string translation = texts + "log = \"{n} {m}\"";
+    Findings findings;
+    readCatalog({"s.toml", first}, {{"s.de.toml", translation}, {"s.DE.toml", translation}},
+                findings);
+    ASSERT_EQ(findings.sorted().size(), 1U);
+    EXPECT_EQ(toText(findings.sorted()[0]),
+              "s.DE.toml:1:1: error: there are texts in 'DE' already");
 }
 
 TEST(Catalog, AllMistakesAreToldInOneRunAndInTheirOrder)

@@ -311,7 +311,7 @@ class SituationCompiler {
                       (m_situation.wrap < 0 ? "" : std::to_string(m_situation.wrap)) + "``" +
                       template_(texts.display, Target::Display) + "`";
         const std::string log = "``" + template_(texts.log, Target::Log) + "`";
-        const std::string spec = header() + "|" + display + "|" + log;
+        std::string spec = header() + "|" + display + "|" + log;
         if (!m_isTooLong && (wideLength(display) > displayMax || wideLength(spec) > specMax)) {
             enter(language);
             const bool isDisplay = wideLength(display) > displayMax;
