@@ -192,6 +192,7 @@ void Connection::changed(natsConnection* connection, bool isConnected)
         natsConnection_GetConnectedUrl(connection, url, sizeof url);
         tell(std::string("connected with ") + harmless(url));
     } else {
+        ++m_lossesQty;
         const char* error = nullptr;
         natsConnection_GetLastError(connection, &error);
         tell("the connection is lost" +

@@ -95,6 +95,8 @@ class Connection {
     /// Connects, or waits until the connection is there again, for so long at most. Whether it is.
     bool await(std::chrono::milliseconds patience);
     bool isConnected() const { return m_isConnected; }
+    /// How often it was lost: what was on its way then may be lost as well.
+    unsigned lossesQty() const { return m_lossesQty; }
     /// Goes up whenever the library's objects are made anew: those that were obtained before are
     /// of no use any more.
     unsigned generation() const { return m_generation; }
@@ -123,6 +125,7 @@ class Connection {
     std::mutex m_mutex;
     std::condition_variable m_change;
     std::atomic<bool> m_isConnected = false;
+    std::atomic<unsigned> m_lossesQty = 0;
     std::string m_told; ///< With the mutex, as the next one.
     std::string m_lastError;
     std::chrono::steady_clock::time_point m_nextAttempt;

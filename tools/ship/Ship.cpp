@@ -87,9 +87,9 @@ class Shipper {
                 m_publisher.publish(m_batch);
             for (const Mark& mark : m_marks)
                 m_positions.confirm(mark);
-            if (m_positions.isChanged())
-                m_positions.save();
+            savePositions(); // before a file goes, which cannot be read again
             removeEnded();
+            savePositions();
             if (isMore)
                 continue;
             if (m_options.isOnce)
@@ -130,6 +130,12 @@ class Shipper {
             keep(item.mark);
         }
         return true;
+    }
+
+    void savePositions()
+    {
+        if (m_positions.isChanged())
+            m_positions.save();
     }
 
     /// Of each file the last mark counts.

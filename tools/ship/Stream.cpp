@@ -97,44 +97,44 @@ bool isFinal(jsErrCode code)
            code == JSStreamMaxBytesRequiredErr || code == JSStreamMaxStreamBytesExceededErr;
 }
 
-} // namespace
-
-natsStatus makeReplicated(int replicas, jsErrCode& code,
-                          const std::function<natsStatus(int, jsErrCode&)>& make)
+/// Makes it, by default on three servers, or one that says that it is by itself.
+natsStatus makeStream(jsStreamInfo** made, jsCtx* jetStream, const StreamOptions& options,
+                      jsErrCode& code)
 {
-    constexpr int wanted = 3;
-    natsStatus status = make(replicas ? replicas : wanted, code);
-    if (status != NATS_OK && replicas == 0 && code == JSStreamReplicasNotSupportedErr)
-        status = make(1, code);
+    const std::string subjects = options.subject + ".>";
+    const char* subject = subjects.c_str();
+    jsStreamConfig wanted;
+    jsStreamConfig_Init(&wanted);
+    wanted.Name = options.name.c_str();
+    wanted.Description = "Situations on their way from zmu ship to zmu collect";
+    wanted.Subjects = &subject;
+    wanted.SubjectsLen = 1;
+    wanted.MaxAge = options.age * nanoseconds;
+    wanted.MaxBytes = static_cast<std::int64_t>(options.bytes);
+    wanted.Discard = js_DiscardNew;
+    wanted.Storage = js_FileStorage;
+    wanted.Replicas = options.replicas ? options.replicas : 3;
+    wanted.Duplicates = std::min(duplicateWindow, wanted.MaxAge);
+    natsStatus status = js_AddStream(made, jetStream, &wanted, nullptr, &code);
+    if (status != NATS_OK && options.replicas == 0 && code == JSStreamReplicasNotSupportedErr) {
+        wanted.Replicas = 1;
+        status = js_AddStream(made, jetStream, &wanted, nullptr, &code);
+    }
     return status;
 }
 
-bool ensureStream(Connection& connection, const StreamOptions& options)
+} // namespace
+
+int ensureStream(Connection& connection, const StreamOptions& options)
 {
     if (!connection.isConnected())
-        return false;
+        return 0;
     jsErrCode code = static_cast<jsErrCode>(0);
     jsStreamInfo* found = nullptr;
     natsStatus status =
         js_GetStreamInfo(&found, connection.jetStream(), options.name.c_str(), nullptr, &code);
     if (status == NATS_NOT_FOUND) {
-        const std::string subjects = options.subject + ".>";
-        const char* subject = subjects.c_str();
-        status = makeReplicated(options.replicas, code, [&](int replicas, jsErrCode& error) {
-            jsStreamConfig wanted;
-            jsStreamConfig_Init(&wanted);
-            wanted.Name = options.name.c_str();
-            wanted.Description = "Situations on their way from zmu ship to zmu collect";
-            wanted.Subjects = &subject;
-            wanted.SubjectsLen = 1;
-            wanted.MaxAge = options.age * nanoseconds;
-            wanted.MaxBytes = static_cast<std::int64_t>(options.bytes);
-            wanted.Discard = js_DiscardNew;
-            wanted.Storage = js_FileStorage;
-            wanted.Replicas = replicas;
-            wanted.Duplicates = std::min(duplicateWindow, wanted.MaxAge);
-            return js_AddStream(&found, connection.jetStream(), &wanted, nullptr, &error);
-        });
+        status = makeStream(&found, connection.jetStream(), options, code);
         if (status == NATS_OK)
             connection.tell("the stream " + options.name + " is made, kept by " +
                             std::to_string(found->Config->Replicas) + " of the servers");
@@ -142,14 +142,14 @@ bool ensureStream(Connection& connection, const StreamOptions& options)
     const OwnedInfo owner(found);
     if (status == NATS_OK) {
         Judge(connection, options, *found->Config).judge();
-        return true;
+        return static_cast<int>(found->Config->Replicas);
     }
     const std::string text = "the stream " + options.name + " of the servers cannot be " +
                              (isFinal(code) ? "made: " : "used for now: ") + describe(status, code);
     if (isFinal(code))
         throw ServerError(text);
     connection.tell(text);
-    return false;
+    return 0;
 }
 
 } // namespace zmu_tools::ship
