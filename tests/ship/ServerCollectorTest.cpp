@@ -53,9 +53,6 @@ class Collected : public Destination {
     {
         const std::scoped_lock lock(m_written.mutex);
         m_written.numbers[line.source].push_back(line.line.sequence);
-        if (getenv("DBG"))
-            fprintf(stderr, "%s %s %llu\n", m_id.c_str(), line.source.c_str(),
-                    (unsigned long long)line.line.sequence);
     }
     void leaveOut(const std::string& what) override
     {

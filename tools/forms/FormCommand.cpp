@@ -62,10 +62,16 @@ void print(const std::string& form, const FormFinding& finding, const QByteArray
     std::printf("\n");
     if (finding.column < 1 || finding.line > lines.size())
         return;
-    const std::string line = lines[finding.line - 1].toStdString();
-    const std::string_view before(line.data(),
-                                  std::min(line.size(), std::size_t(finding.column) - 1));
-    std::printf("%s", pointedAt(widened(line), widened(before).size()).c_str());
+    // As much of the line as is shown at most, and more: it may be all of a huge form.
+    constexpr qsizetype shownQty = 1024;
+    const QByteArray& line = lines[finding.line - 1];
+    const qsizetype position = std::min<qsizetype>(finding.column - 1, line.size());
+    qsizetype begin = std::max<qsizetype>(position - shownQty, 0);
+    while (begin > 0 && begin < position && (line[begin] & 0xC0) == 0x80)
+        ++begin; // not within a character
+    const std::string shown = line.mid(begin, position - begin + shownQty).toStdString();
+    const std::string_view before(shown.data(), std::size_t(position - begin));
+    std::printf("%s", pointedAt(widened(shown), widened(before).size()).c_str());
 }
 
 QByteArrayList linesOf(const std::string& path)
