@@ -2,9 +2,11 @@
 
 #include "QuietTraces.h"
 
+#include <tools/FormattedLength.h>
 #include <tools/Text.h>
 
 #include <zmu/log/internal/FormExtras.h>
+#include <zmu/log/internal/FormLines.h>
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/monitor/DxCodes.h>
 #include <zmu/monitor/Zarn.h>
@@ -35,7 +37,7 @@ class FormLearner : public ZarnData {
   public:
     FormLearner()
     {
-        setCharSetExternal(2);
+        setCharSetExternal(ZARN_CHARSET_WIDE);
         offerFormExtras(true);
         setFormWarnings(&m_warnings);
     }
@@ -87,9 +89,6 @@ class FormLearner : public ZarnData {
     static std::size_t lengthOf(const wchar_t* format, int varCount, const Zarn_FORM_VAR* vars,
                                 std::size_t textLength)
     {
-        constexpr std::size_t roomQty = 32000; // more is not allowed on every system
-        constexpr ulong32 fromStringAndArray = 0x2400;
-
         const std::wstring text(textLength, L'x');
         std::vector<u64> values(static_cast<std::size_t>(varCount) + 1);
         for (int i = 0; i < varCount; ++i) {
@@ -103,11 +102,7 @@ class FormLearner : public ZarnData {
             else
                 value = vars[i] == Zarn_FORM_VAR_YEAR ? 2000 : 10;
         }
-        std::wstring source(format);
-        std::wstring output(roomQty, L'\0');
-        const ulong32 length = Zarn::formatMessage(fromStringAndArray, source.data(), output.data(),
-                                                   roomQty, values.data());
-        return length > 0 ? length : roomQty;
+        return formattedLength(format, values.data());
     }
 
     const QByteArray* m_form = nullptr;
@@ -147,51 +142,51 @@ const std::vector<std::string>& variableNames()
 /// The form as it is now, and where each of its places was before.
 class MendedForm {
   public:
-    explicit MendedForm(const QByteArray& form) : m_text(form) {}
+    explicit MendedForm(const QByteArray& form) : m_text(form) { findLines(); }
 
     const QByteArray& text() const { return m_text; }
 
     /// The line, without its end; empty where there is none.
     QByteArray line(int number) const
     {
+        if (number < 1 || number > lastLine())
+            return {};
         const qsizetype begin = offsetOf(number, 1);
-        QByteArray line = m_text.mid(begin, lineEnd(begin) - begin);
-        if (line.endsWith('\r'))
-            line.chop(1);
+        QByteArray line = m_text.mid(begin, offsetOf(number + 1, 1) - begin);
+        for (const char end : {'\n', '\r'}) {
+            if (line.endsWith(end))
+                line.chop(1);
+        }
         return line;
     }
 
     /// Number of the line that is the marker of this name, 0 without one.
     int markerLine(const char* keyword) const
     {
-        const int count = static_cast<int>(m_text.count('\n')) + 1;
-        for (int number = 1; number <= count; ++number) {
-            if (line(number) == QByteArray("^") + keyword)
+        const QByteArray marker = QByteArray("^") + keyword;
+        for (int number = 1; number <= lastLine(); ++number) {
+            const QByteArrayView rest = QByteArrayView(m_text).sliced(offsetOf(number, 1));
+            if (rest.startsWith(marker) && line(number) == marker)
                 return number;
         }
         return 0;
     }
-    int lastLine() const
-    {
-        return static_cast<int>(m_text.count('\n')) + (m_text.endsWith('\n') ? 0 : 1);
-    }
+    int lastLine() const { return static_cast<int>(m_lines.size()); }
 
+    /// The form's end for a line behind the last one.
     qsizetype offsetOf(int line, int column) const
     {
-        qsizetype offset = 0;
-        for (int i = 1; i < line; ++i) {
-            const qsizetype end = m_text.indexOf('\n', offset);
-            if (end < 0)
-                return m_text.size();
-            offset = end + 1;
-        }
-        return std::min<qsizetype>(offset + std::max(column, 1) - 1, m_text.size());
+        if (line > lastLine())
+            return m_text.size();
+        const qsizetype begin = line < 1 ? 0 : m_lines[static_cast<std::size_t>(line) - 1];
+        return std::min<qsizetype>(begin + std::max(column, 1) - 1, m_text.size());
     }
 
     /// Puts `by` in the place of `length` bytes; neither has a line break.
     void replace(int line, int column, int length, const QByteArray& by)
     {
         m_text.replace(offsetOf(line, column), length, by);
+        findLines();
         m_edits.push_back({line, column, 0, static_cast<int>(by.size()) - length});
     }
 
@@ -202,6 +197,7 @@ class MendedForm {
             lines.prepend('\n');
         m_edits.push_back({line, 0, static_cast<int>(lines.count('\n')), 0});
         m_text.insert(offsetOf(line, 1), lines);
+        findLines();
     }
 
     /// Sets the finding's place, which is one of this text, to what it was in the form.
@@ -224,13 +220,18 @@ class MendedForm {
         int columns;
     };
 
-    qsizetype lineEnd(qsizetype begin) const
+    void findLines()
     {
-        const qsizetype end = m_text.indexOf('\n', begin);
-        return end < 0 ? m_text.size() : end;
+        m_lines.clear();
+        for (qsizetype begin = 0; begin < m_text.size();) {
+            m_lines.push_back(begin);
+            const qsizetype end = m_text.indexOf('\n', begin);
+            begin = end < 0 ? m_text.size() : end + 1;
+        }
     }
 
     QByteArray m_text;
+    std::vector<qsizetype> m_lines; ///< Where they begin.
     std::vector<Edit> m_edits;
 };
 
@@ -242,10 +243,19 @@ class FormProof {
 
     FormVerdict run()
     {
-        constexpr int roundsMax = 200; // of a form with more mistakes the first ones are told
-        for (int round = 0; round < roundsMax; ++round) {
+        // Of a form with more mistakes the first ones are told: each costs learning all of it.
+        constexpr int roundsMax = 200;
+        constexpr qsizetype bytesMax = qsizetype{32} * 1024 * 1024;
+        qsizetype bytes = 0;
+        bool isMended = true;
+        for (int round = 0; isMended; ++round) {
+            if (round == roundsMax || (round > 0 && bytes > bytesMax)) {
+                tellOfMore();
+                break;
+            }
+            bytes += m_form.text().size();
             FormLearner learner;
-            bool isMended = false;
+            isMended = false;
             if (!learner.learn(m_form.text())) {
                 isMended = lookAt(learner.mistake());
             } else {
@@ -254,8 +264,6 @@ class FormProof {
                 if (!isMended)
                     measure(learner);
             }
-            if (!isMended)
-                break;
         }
         lookForComments();
         lookForLetters();
@@ -273,6 +281,14 @@ class FormProof {
     }
 
   private:
+    void tellOfMore()
+    {
+        FormFinding finding;
+        finding.isWarning = true;
+        finding.what = "there may be more mistakes, which show when those told here are mended";
+        m_verdict.findings.push_back(finding);
+    }
+
     FormFinding& add(int code, int line, int column, const std::string& what)
     {
         FormFinding finding;
@@ -496,7 +512,9 @@ class FormProof {
     {
         const MendedForm form(m_original);
         const int head = form.markerLine("HEAD");
-        for (int line = head + 1; head > 0 && line <= form.lastLine(); ++line) {
+        if (head == 0)
+            return;
+        for (int line = head + 1; line <= form.lastLine(); ++line) {
             const QByteArray text = form.line(line);
             const auto letter = std::find_if(text.begin(), text.end(), [](char byte) {
                 return static_cast<unsigned char>(byte) >= 0x80;
@@ -531,15 +549,35 @@ FormVerdict proveForm(const QByteArray& form)
     return FormProof(form).run();
 }
 
+std::string whyFormUnreadable(const std::string& path)
+{
+    QFile file(QString::fromStdString(path));
+    if (!QFileInfo(file).isFile()) // a pipe, for one, could keep us waiting
+        return QFileInfo::exists(file.fileName()) ? "is no file" : "there is no such file";
+    if (!file.open(QIODevice::ReadOnly))
+        return file.errorString().toStdString();
+    if (file.size() > FormLines::sizeMax)
+        return "has more than " + std::to_string(FormLines::sizeMax >> 20) +
+               " MiB, which the library does not read";
+    return {};
+}
+
 FormVerdict proveFormFile(const std::string& path)
 {
     const QuietTraces quiet;
     const QString name = QFileInfo(QString::fromStdString(path)).absoluteFilePath();
     FormLearner opener;
     FormVerdict verdict;
+    if (const std::string why = whyFormUnreadable(path); !why.empty()) {
+        FormFinding finding;
+        finding.code = dx::FormNotReadToEnd;
+        finding.name = narrowed(describe(finding.code).name);
+        finding.what = harmless(why);
+        return {{finding}, false, 0};
+    }
     QFile file(name);
     if (file.open(QIODevice::ReadOnly))
-        verdict = FormProof(file.readAll()).run();
+        verdict = FormProof(file.read(FormLines::sizeMax)).run();
     if (!opener.open(name.toStdWString())) {
         const FormMistake mistake = opener.mistake();
         const CodeDescription description = describe(mistake.code);

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
+#include <utility>
 
 namespace zmu_tools::logs {
 
@@ -129,25 +130,17 @@ std::vector<Piece> statedPieces(TextView text)
     return format.empty() ? std::vector<Piece>() : piecesOf(format, variables);
 }
 
-bool hasDescription(const std::vector<Piece>& body)
-{
-    return Pattern(body, LineEnds::AsTheyAre).holeOf(Zarn_FORM_VAR_SITUATION_DSCRP) >= 0;
-}
+constexpr std::size_t entryUnitsMax = 2 * std::size_t{1023}; // of 1023 elements
 
-/// All forms of a folder that can be used; it is told which cannot.
-std::vector<Sections> learnForms(const QString& folder)
+/// Why no entry can have been written with a body; null if one can.
+const char* whyNoEntry(const std::vector<Piece>& body)
 {
-    std::vector<Sections> forms;
-    const QDir templates(folder);
-    for (const QString& name :
-         templates.entryList({QStringLiteral("*.html")}, QDir::Files, QDir::Name)) {
-        try {
-            forms.push_back(learnForm(templates.filePath(name)));
-        } catch (const std::runtime_error& error) {
-            std::fprintf(stderr, "zmu log: warning: %s\n", harmless(error.what()).c_str());
-        }
-    }
-    return forms;
+    const Pattern pattern(body, LineEnds::AsTheyAre);
+    if (pattern.holeOf(Zarn_FORM_VAR_SITUATION_DSCRP) < 0)
+        return "its body has no [SITUATION_DSCRP]";
+    return pattern.fixedLength() <= entryUnitsMax
+               ? nullptr
+               : "its body has more characters beside its variables than an entry, which has 1023";
 }
 
 } // namespace
@@ -156,7 +149,10 @@ Sections learnForm(const QString& path)
 {
     if (!QFileInfo(path).isFile())
         throw std::runtime_error(path.toStdString() + ": there is no such form");
-    return Learner().learn(path);
+    Sections form = Learner().learn(path);
+    if (const char* const why = whyNoEntry(form.body))
+        throw std::runtime_error(path.toStdString() + ": this form cannot be used: " + why);
+    return form;
 }
 
 Sections builtInForm()
@@ -166,6 +162,8 @@ Sections builtInForm()
 
 std::optional<Sections> statedForm(TextView page)
 {
+    for (const TextView end : {TextView(u"<!--entries-->"), TextView(u"<body")})
+        page = page.substr(0, page.find(end));
     const std::u16string entry = attributeBehind(u"<meta name=\"zmu-entry\" content=\"", page);
     if (entry.empty())
         return {};
@@ -175,7 +173,7 @@ std::optional<Sections> statedForm(TextView page)
         {anything, {u"<!--entries-->\n", {}}},
         statedPieces(entry),
         statedPieces(attributeBehind(u"<meta name=\"zmu-tail\" content=\"", page))};
-    if (!hasDescription(stated.body))
+    if (whyNoEntry(stated.body))
         return {};
     return stated;
 }
@@ -193,23 +191,44 @@ Form::Form(const Sections& sections, LineEnds lineEnds)
       body(sections.body, lineEnds), tail(sections.tail, lineEnds)
 {
     hasTail = tail.hasBeginning(); // one that begins with anything could begin anywhere
+    hasTailLines = !hasTail && tail.hasEnd() && tail.fixedLength() > 2 * tail.lineBreaks();
 }
 
 Forms::Forms(const QString& path) : m_isGiven(!path.isEmpty())
 {
     if (m_isGiven)
-        m_byFolder[{}] = {learnForm(path)};
+        m_byFolder[{}].forms = {learnForm(path)};
+}
+
+Forms::Found& Forms::foundFor(const QString& logPath)
+{
+    const QString folder = m_isGiven ? QString() : QFileInfo(logPath).absolutePath();
+    const auto [place, isNew] = m_byFolder.try_emplace(folder);
+    Found& found = place->second;
+    if (!isNew)
+        return found;
+    const QDir templates(folder + QStringLiteral("/Templates"));
+    for (const QString& name :
+         templates.entryList({QStringLiteral("*.html")}, QDir::Files, QDir::Name)) {
+        try {
+            found.forms.push_back(learnForm(templates.filePath(name)));
+        } catch (const std::runtime_error& error) {
+            found.flaws.emplace_back(error.what());
+        }
+    }
+    found.forms.push_back(builtInForm());
+    return found;
 }
 
 const std::vector<Sections>& Forms::formsFor(const QString& logPath)
 {
-    const QString folder = m_isGiven ? QString() : QFileInfo(logPath).absolutePath();
-    const auto [place, isNew] = m_byFolder.try_emplace(folder);
-    if (isNew) {
-        place->second = learnForms(folder + QStringLiteral("/Templates"));
-        place->second.push_back(builtInForm());
-    }
-    return place->second;
+    return foundFor(logPath).forms;
+}
+
+void Forms::tellUnusable(const QString& logPath)
+{
+    for (const std::string& flaw : std::exchange(foundFor(logPath).flaws, {}))
+        std::fprintf(stderr, "zmu log: warning: %s\n", harmless(flaw).c_str());
 }
 
 } // namespace zmu_tools::logs
