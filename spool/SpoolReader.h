@@ -1,0 +1,114 @@
+// Reads what processes have written into their spool files, in the order of each process, and
+// follows what is added.
+//
+//     Positions positions("collect.positions");
+//     SpoolReader reader({"/var/spool/zmu"}, positions);   // needs a QCoreApplication
+//     SpoolItem item;
+//     for (;;) {
+//         while (reader.next(item)) {
+//             switch (item.kind) {
+//             case SpoolItem::Kind::Line:      // item.line, item.raw; item.missing before it
+//             case SpoolItem::Kind::Fault:     // passed over: item.raw, item.what
+//             case SpoolItem::Kind::Torn:      // likewise
+//                 ... keep it, then, or later: positions.confirm(item.mark);
+//             case SpoolItem::Kind::Ended:     // nothing more will come
+//                 ... positions.save(); reader.remove(*item.mark.file);
+//             case SpoolItem::Kind::Trouble:   // item.what, for people
+//             }
+//         }
+//         positions.save();
+//         reader.wait(-1);
+//     }
+//
+// What holds:
+// - Each line of a file is given once by a reader, in the order of its process's numbers: a file
+//   comes behind the earlier ones of its process. Different processes take turns.
+// - A reader begins with a file where the positions have it confirmed. So what was given and not
+//   confirmed when a process was killed is given again by the next: the same lines in the same
+//   order for each file. Lines that are none may be told in other groups.
+// - Only what is asked for is read: memory is a piece of a file of 256 KiB, or one line of up to
+//   16 MiB, and some 500 bytes for each file that waits.
+// - A file is taken only if it is one, has a name that spool files have (see SpoolWriter.h), and
+//   can have been written, or given that name, by nobody but its owner and the system's
+//   administrators. What is not taken is told as a trouble, once, and looked at again later.
+//
+// Threads: all calls are of the thread that made the reader, but for wake().
+#pragma once
+
+#include <spool/Positions.h>
+#include <spool/SpoolLine.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zmu_spool {
+
+/// What a reader gives. Its views and `line` are good until the next call of next().
+struct SpoolItem {
+    enum class Kind {
+        Line,  ///< A situation.
+        Fault, ///< One or more lines that are none: not readable, of another process than the file,
+               ///< or with a number that is not above the one before.
+        Torn,  ///< What was left of a last line when the process ended. The file is at its end.
+        Ended, ///< The file was read to its end, and nobody writes it any more.
+        Trouble, ///< A file or folder that cannot be used, or was lost. Nothing to confirm: no
+                 ///< mark.
+    };
+    Kind kind = Kind::Line;
+    /// Behind the item. Its file is null for a trouble.
+    Mark mark;
+    zmu::u64 begin = 0; ///< Where the item begins in its file, in bytes.
+    /// Line: its bytes, without the line feed. Fault, Torn: those of the first line, 1024 at most.
+    std::string_view raw;
+    const SpoolLine* line = nullptr; ///< Line: what it says. Null otherwise.
+    /// Line: how many numbers are missing before this one's. Situations that were refused, as their
+    /// host was told, or lost.
+    zmu::u64 missing = 0;
+    /// Line: nothing is known of the process, and it is not the first of its files. So what is
+    /// missing may have been read by an earlier reader.
+    bool mayHaveBeenRead = false;
+    zmu::u64 linesQty = 1; ///< Fault: how many lines.
+    std::string what;      ///< Fault, Torn, Trouble: what is wrong, for people.
+};
+
+class SpoolReader {
+  public:
+    struct Options {
+        /// Milliseconds after which all is looked at again, in case that an event was lost.
+        int sweep = 3000;
+        /// Files that are known at a time. More are told as a trouble, and come later.
+        std::size_t filesMax = 65536;
+    };
+
+    /// Throws std::runtime_error for a folder that cannot be listed. `positions` outlive it.
+    SpoolReader(const std::vector<std::string>& folders, Positions& positions);
+    SpoolReader(const std::vector<std::string>& folders, Positions& positions, Options options);
+    ~SpoolReader();
+    SpoolReader(const SpoolReader&) = delete;
+    SpoolReader& operator=(const SpoolReader&) = delete;
+
+    /// Gives the next item. False if there is nothing more for now.
+    bool next(SpoolItem& item);
+
+    /// Waits until there may be more, until wake(), or for so many milliseconds, -1 for any time.
+    /// Runs the thread's events meanwhile.
+    void wait(int milliseconds);
+    /// Ends a wait, the present or the next one. Any thread may call it; a signal handler may not.
+    void wake();
+
+    /// Removes a file that has ended and was confirmed to its end, and forgets its position. Save
+    /// the positions first: a file that is gone cannot be read again. False, with `why`, if it is
+    /// not removed: it has grown after all, or the system refuses.
+    bool remove(const SpoolFile& file, std::string& why);
+
+  private:
+    class Private;
+    std::unique_ptr<Private> m_private;
+};
+
+/// What a spool file's name tells; false for any other name. Leaves `folder` and `owner`.
+bool parseSpoolName(std::string_view name, SpoolFile& file);
+
+} // namespace zmu_spool
