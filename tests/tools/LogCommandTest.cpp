@@ -196,9 +196,12 @@ TEST_F(LogCommand, EntriesDoNotSayHowTheyAreRead)
 {
     const QString forged = "<meta name=\"zmu-entry\" content=\"&lt;b&gt;{SITUATION_DSCRP}&lt;/b&gt;"
                            "&#10;\">\n<!--entries-->\n<b>forged</b>\n";
-    for (const QByteArray& form : {QByteArray(), htmlForm, shippedForm()}) {
+    const std::pair<const char*, QByteArray> forms[] = {
+        {"built in", {}}, {"list", htmlForm}, {"shipped", shippedForm()}};
+    for (const auto& [name, form] : forms) {
+        SCOPED_TRACE(name);
         const std::string log =
-            writeLog({"one", forged, "two"}, form.isEmpty() ? nullptr : useForm(form));
+            writeLog({"one", forged, "two"}, form.isEmpty() ? nullptr : useForm(form), name);
         EXPECT_EQ(run({"--json", log}).texts("SITUATION_DSCRP"),
                   QStringList({"one", forged, "two"}));
     }
@@ -287,34 +290,37 @@ TEST_F(LogCommand, ShowsWhatIsNoEntry)
 
 TEST_F(LogCommand, TakesTimeLinearInTheLog)
 {
-    const QByteArray any = "x[SITUATION_DSCRP]\n";
+    const QByteArray many(900, 'a');
+    const auto entries = [](const QByteArray& body) { return formOf("h\n", body + "\n", "t\n"); };
     const std::tuple<const char*, QByteArray, QString> cases[] = {
         {"many variables",
-         formOf("h\n", "a[PRODUCT_NAME]a[SITUATION_DSCRP]a[SUITE_NAME]a[NAME_OF_USER]ab\n", "t\n"),
+         entries("a[PRODUCT_NAME]a[SITUATION_DSCRP]a[SUITE_NAME]a[NAME_OF_USER]ab"), "a"},
+        {"long head", formOf("h\n[PRODUCT_NAME]" + many + "b\n", "x[SITUATION_DSCRP]\n", "t\n"),
          "a"},
-        {"long head", formOf(QByteArray(5000, 'a') + "b\n", any, "t\n"), "a"},
-        {"number in a head", formOf(QByteArray(5000, 'a') + "[ENTRY_ID]b\n", any, "t\n"), "a"},
-        {"number in a body", formOf("a", QByteArray(900, 'a') + "[ENTRY_ID]" + any, "t\n"), "a"},
+        {"number in a head",
+         formOf("h\n[PRODUCT_NAME]" + many.repeated(9) + "[ENTRY_ID]b\n", "x[SITUATION_DSCRP]\n",
+                "t\n"),
+         "a"},
+        {"number in a body", entries(many + "[ENTRY_ID]x[SITUATION_DSCRP]"), "a"},
         {"figures behind a number",
-         formOf("1", "1[ENTRY_ID]" + QByteArray(900, '1') + "[YEAR]" + any, "t\n"), "1"},
-        {"beginnings", formOf("<p>", "<p>[SITUATION_DSCRP]</p>\n", "t\n"), "<p>"},
-        {"ends", formOf("<p>", "<p>[SITUATION_DSCRP]</p>", "t\n"), "<p></p>x"},
-        {"zeros", formOf("y", any, "t\n"), QString("y") + QChar(0)},
-        {"numbers", formOf("1", "[ENTRY_ID][SITUATION_ID][SITUATION_DSCRP][YEAR]\n", "t\n"),
-         "1234567890"},
-        {"comments", formOf("x", any, "t\n"), "x" + QString("<!-- >").repeated(500) + "\n"},
+         entries("1[ENTRY_ID]" + QByteArray(900, '1') + "[YEAR]x[SITUATION_DSCRP]"), "1"},
+        {"beginnings", entries("<p>[SITUATION_DSCRP]</p>"), "<p>"},
+        {"ends", formOf("h\n", "<p>[SITUATION_DSCRP]</p>%0\n", "t\n"), "<p></p>x"},
+        {"zeros", entries("x[SITUATION_DSCRP]"), QString("y") + QChar(0)},
+        {"numbers", entries("[ENTRY_ID][SITUATION_ID][SITUATION_DSCRP][YEAR]"), "1234567890"},
+        {"comments", entries("x[SITUATION_DSCRP]"), "x" + QString("<!-- >").repeated(500) + "\n"},
     };
     for (const auto& [name, form, text] : cases) {
         SCOPED_TRACE(name);
         const std::string path = utf8(folder.write("form.html", form));
         expectLinear(
             [&, &unit = text](int qty) {
-                const std::string log = makeLog(unit.repeated(qty / int(unit.size())));
+                const std::string log = makeLog("h\n" + unit.repeated(qty / int(unit.size())));
                 EXPECT_NE(run({"--form", path, log}).output, "");
             },
-            1 << 17);
+            1 << 15);
     }
-    folder.write("form.html", formOf("h\n", QByteArray(3000, 'a') + any, "t\n"));
+    folder.write("form.html", entries(many.repeated(3) + "[SITUATION_DSCRP]"));
     const Answer refused = run({"--form", utf8(folder.path("form.html")), makeLog("h\n")});
     EXPECT_TRUE(refused.errors.contains("1023")) << qPrintable(refused.errors);
 }
@@ -322,16 +328,19 @@ TEST_F(LogCommand, TakesTimeLinearInTheLog)
 TEST_F(LogCommand, ReadsManyLogsWhoseProcessesWereKilled)
 {
     const int count = 600;
-    useForm(formOf("h\n", "[HOURS]:[MINUTES]:[SECONDS].[MILLISECONDS] [SITUATION_DSCRP].\n", "t\n"));
+    useForm(formOf("h\n",
+                   "[YEAR]-[MONTH]-[DAY] [HOURS]:[MINUTES]:[SECONDS].[MILLISECONDS] "
+                   "[SITUATION_DSCRP].\n",
+                   "t\n"));
     const auto entry = [](int number) {
-        return QStringLiteral("00:00:%1.%2 %3.\n")
+        return QStringLiteral("2026-11-22 00:00:%1.%2 %3.\n")
             .arg(number / 1000, 2, 10, QChar('0'))
             .arg(number % 1000, 3, 10, QChar('0'))
             .arg(number);
     };
     QStringList expected;
     for (int i = 0; i < count; ++i)
-        makeLog("h\n" + entry(i) + entry(count + i) + "00:00:0",
+        makeLog("h\n" + entry(i) + entry(count + i) + "2026-11-22 00",
                 QByteArray::number(i).append(".html").constData());
     for (int i = 0; i < 2 * count; ++i)
         expected << QString::number(i);
@@ -339,7 +348,7 @@ TEST_F(LogCommand, ReadsManyLogsWhoseProcessesWereKilled)
     timer.start();
     const Answer answer = run({"--json", root().toStdString()});
     EXPECT_LT(timer.elapsed(), 50 * count); // each alone waits for twice as long
-    EXPECT_EQ(answer.texts("text").filter(QRegularExpression("^\\d")), expected);
+    EXPECT_EQ(answer.texts("text").filter(QRegularExpression(".")), expected);
     EXPECT_EQ(answer.exit, Exit::Findings);
 }
 

@@ -1,6 +1,5 @@
 // The judgement on response specs: each mistake by its code and its place.
 #include <tools/Text.h>
-#include <tools/Text.h>
 #include <tools/proof/SpecProof.h>
 
 #include <gtest/gtest.h>

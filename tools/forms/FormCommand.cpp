@@ -132,8 +132,9 @@ class Preview {
         m_seen = bytes();
         const bool isUsed = checkForm(m_options.form).isUsed;
         if (!mayBeReplaced(m_log))
-            return sayUnreadable(m_log.toStdString(), "is there already and is no log; name another "
-                                                      "file, or remove this one");
+            return sayUnreadable(m_log.toStdString(),
+                                 "is there already and is no log; name another "
+                                 "file, or remove this one");
         if (const int code = writePreview(m_form.toStdString(), m_log.toStdString())) {
             const zmu::CodeDescription description = zmu::describe(code);
             return sayUnreadable(m_log.toStdString(), std::to_string(code) + "/" +

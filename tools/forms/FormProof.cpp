@@ -1,24 +1,19 @@
 #include "FormProof.h"
 
+#include "FormLearner.h"
 #include "QuietTraces.h"
 
 #include <tools/FormattedLength.h>
 #include <tools/Text.h>
 
-#include <zmu/log/internal/FormExtras.h>
 #include <zmu/log/internal/FormLines.h>
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/monitor/DxCodes.h>
-#include <zmu/monitor/Zarn.h>
-#include <zmu/monitor/ZarnData.h>
 
-#include <QBuffer>
 #include <QFileInfo>
-#include <QTextStream>
 
 #include <algorithm>
 #include <functional>
-#include <memory>
 #include <optional>
 
 namespace zmu_tools {
@@ -27,114 +22,26 @@ namespace {
 
 using namespace zmu;
 
-constexpr ulong32 allSections = SECTION_HEAD | SECTION_BODY | SECTION_TAIL;
 constexpr std::size_t sectionMax = 1023; ///< Elements of an entry, and of the tail.
 
-// ---- The library's judgement ---------------------------------------------------------------------
-
-/// A data set that learns a form, and no more.
-class FormLearner : public ZarnData {
-  public:
-    FormLearner()
-    {
-        setCharSetExternal(ZARN_CHARSET_WIDE);
-        offerFormExtras(true);
-        setFormWarnings(&m_warnings);
-    }
-
-    /// Learns the form that these bytes are; false with a mistake.
-    bool learn(const QByteArray& form)
-    {
-        m_form = &form;
-        wchar_t name[] = L"form";
-        freeLogFileFormData();
-        return initialize() && learnLogFileFormVarNames() && openLogFileForm(name) &&
-               learnLogFileForm(allSections);
-    }
-
-    /// Opens a form file, as the library would to learn it.
-    bool open(std::wstring path) { return initialize() && openLogFileForm(path.data()); }
-
-    FormMistake mistake() const { return getFormMistake(); }
-    const FormMistakes& warnings() const { return m_warnings; }
-
-    /// Elements of a section that is learned, its texts being `textLength` long and its numbers
-    /// as long as they get in a large log; all of the description is left out.
-    std::size_t bodyLength(std::size_t textLength) const
-    {
-        return lengthOf(m_fileLog.m_bodyFormat, m_fileLog.m_bodyVarCount, m_fileLog.m_bodyVars,
-                        textLength);
-    }
-    std::size_t tailLength(std::size_t textLength) const
-    {
-        return lengthOf(m_fileLog.m_tailFormat, m_fileLog.m_tailVarCount, m_fileLog.m_tailVars,
-                        textLength);
-    }
-
-  protected:
-    bool openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* name,
-                  int openMode) override
-    {
-        if (!m_form)
-            return ZarnData::openFile(nameSlot, streamSlot, name, openMode);
-        duplicate_String(nameSlot, name, true);
-        auto buffer = std::make_unique<QBuffer>();
-        buffer->setData(*m_form);
-        buffer->open(QIODevice::ReadOnly);
-        *streamSlot = new QTextStream(buffer.release()); // which goes with it when it is closed
-        return true;
-    }
-
-  private:
-    static std::size_t lengthOf(const wchar_t* format, int varCount, const Zarn_FORM_VAR* vars,
-                                std::size_t textLength)
-    {
-        const std::wstring text(textLength, L'x');
-        std::vector<u64> values(static_cast<std::size_t>(varCount) + 1);
-        for (int i = 0; i < varCount; ++i) {
-            const FormVariable& variable = formVariables[vars[i]];
-            u64& value = values[static_cast<std::size_t>(i)];
-            if (variable.insert[0] == L's')
-                value =
-                    toArgumentSlot(vars[i] == Zarn_FORM_VAR_SITUATION_DSCRP ? L"" : text.c_str());
-            else if (!variable.timePart)
-                value = 100000; // an ID, or a colour
-            else
-                value = vars[i] == Zarn_FORM_VAR_YEAR ? 2000 : 10;
-        }
-        return formattedLength(format, values.data());
-    }
-
-    const QByteArray* m_form = nullptr;
-    FormMistakes m_warnings;
-};
-
-/// What a form asks for in comments.
-const std::vector<std::string>& commentNames()
+/// Elements of a section, its texts being `textLength` long and its numbers as long as they get in
+/// a large log; all of the description is left out.
+std::size_t lengthOf(const FormLearner::Section& section, std::size_t textLength)
 {
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> all;
-        for (const std::wstring_view name : formExtraNames)
-            all.push_back(narrowed(name));
-        return all;
-    }();
-    return names;
-}
-
-const std::vector<std::string>& variableNames()
-{
-    static const std::vector<std::string> names = [] {
-        constexpr unsigned int firstName = 12001;
-        constexpr unsigned int nameMax = 64;
-        FormLearner learner;
-        learner.learnSelfResourceModule();
-        std::vector<std::string> all;
-        for (unsigned int i = 0; i < formVariablesQty; ++i)
-            all.emplace_back(
-                UTL_String(learner.getSelfResourceModule(), firstName + i, nameMax).narrowText());
-        return all;
-    }();
-    return names;
+    const std::wstring text(textLength, L'x');
+    std::vector<u64> values;
+    for (const Zarn_FORM_VAR variable : section.variables) {
+        const FormVariable& row = formVariables[variable];
+        if (row.insert[0] == L's')
+            values.push_back(
+                toArgumentSlot(variable == Zarn_FORM_VAR_SITUATION_DSCRP ? L"" : text.c_str()));
+        else if (!row.timePart)
+            values.push_back(100000); // an ID, or a colour
+        else
+            values.push_back(variable == Zarn_FORM_VAR_YEAR ? 2000 : 10);
+    }
+    values.push_back(0); // at least one
+    return formattedLength(section.format, values.data());
 }
 
 // ---- A copy that is mended -----------------------------------------------------------------------
@@ -420,8 +327,8 @@ class FormProof {
         const std::string name = rest.mid(1, length - 2).toStdString();
         QByteArray mended(length, ' ');
         if (m_place.code == dx::VarNameUnknown) {
-            const std::string extra = nearestName(name, commentNames());
-            const std::string nearest = nearestName(name, variableNames());
+            const std::string extra = nearestName(name, FormLearner::commentNames());
+            const std::string nearest = nearestName(name, FormLearner::variableNames());
             m_what = "no variable is called [" + name + "]";
             if (!nearest.empty()) {
                 m_what += "; [" + nearest + "] would be one";
@@ -454,19 +361,19 @@ class FormProof {
         constexpr std::size_t usualText = 24; // of a name or a path
         constexpr std::size_t usualDescription = 200;
 
-        if (const std::size_t least = learner.tailLength(0); least > sectionMax)
+        if (const std::size_t least = lengthOf(learner.tail(), 0); least > sectionMax)
             add(dx::SectionNotFormatted, m_form.markerLine("TAIL"), 0,
                 "the tail is too long: it has " + std::to_string(least) +
                     " characters without the texts of its variables, and may have " +
                     std::to_string(sectionMax));
-        if (const std::size_t least = learner.bodyLength(0); least >= sectionMax) {
+        if (const std::size_t least = lengthOf(learner.body(), 0); least >= sectionMax) {
             add(dx::SectionNotFormatted, m_form.markerLine("BODY"), 0,
                 "the body is too long: it has " + std::to_string(least) +
                     " characters without the texts of its variables, and an entry may have " +
                     std::to_string(sectionMax) + ": no entry would be written");
             return;
         }
-        const std::size_t usual = learner.bodyLength(usualText);
+        const std::size_t usual = lengthOf(learner.body(), usualText);
         m_verdict.descriptionRoom = usual < sectionMax ? sectionMax - usual : 0;
         if (m_verdict.descriptionRoom < usualDescription)
             add(0, m_form.markerLine("BODY"), 0,
@@ -493,7 +400,7 @@ class FormProof {
             if (end < 0)
                 continue;
             const std::string name = comment.mid(4, end - 4).trimmed().toStdString();
-            const std::string nearest = nearestName(name, commentNames());
+            const std::string nearest = nearestName(name, FormLearner::commentNames());
             const QByteArray right = "<!--" + QByteArray::fromStdString(nearest) + "-->";
             if (nearest.empty() || comment.startsWith(right))
                 continue;

@@ -36,8 +36,8 @@ Sections builtInForm();
 /// is shown as it is.
 ///
 /// Nothing if it says nothing, or a body without the description. What stands behind <!--entries-->
-/// or within the page's <body> says nothing; neither must what may stand in an entry, so that `page`
-/// ends before the first entry that another form finds.
+/// or within the page's <body> says nothing; neither must what may stand in an entry, so that
+/// `page` ends before the first entry that another form finds.
 std::optional<Sections> statedForm(TextView page);
 
 /// Name of a variable, or of one that a form writes as a comment.

@@ -233,12 +233,11 @@ void zmu_tools::addLogCommand(CLI::App& app, Run& run)
         ->add_option("--last", options->last,
                      "Show only the last so many of the entries that are there.")
         ->check(CLI::NonNegativeNumber);
-    command
-        ->add_option(
-            "--form", options->form,
-            "The form with which the logs were written. Without it a log that tells itself "
-            "how it is to be read is read so; others with that form of the folder Templates "
-            "beside them, or the built-in one, which explains most of them.");
+    command->add_option(
+        "--form", options->form,
+        "The form with which the logs were written. Without it a log that tells itself "
+        "how it is to be read is read so; others with that form of the folder Templates "
+        "beside them, or the built-in one, which explains most of them.");
     command->footer(
         "An entry that does not fit the form is shown as it stands. What a terminal would obey is "
         "shown as \\x1b. Colours tell the severity, unless NO_COLOR is set.\n"

@@ -209,8 +209,7 @@ void LogReader::rest(Entry& entry)
     m_kept = std::u16string(before);
     entry.text = m_kept;
     for (TextView& value : entry.values) {
-        const std::size_t offset =
-            value.empty() ? 0 : std::size_t(value.data() - before.data());
+        const std::size_t offset = value.empty() ? 0 : std::size_t(value.data() - before.data());
         value = entry.text.substr(offset, value.size());
     }
     dropTaken();
@@ -248,9 +247,8 @@ bool LogReader::refresh()
     const QFileInfo there(m_path);
     const bool isThere = m_file.isOpen() || there.exists();
     const zmu::i64 size = m_file.isOpen() ? m_file.size() : there.size();
-    const QDateTime changed = m_file.isOpen()
-                                  ? m_file.fileTime(QFileDevice::FileModificationTime)
-                                  : there.fileTime(QFileDevice::FileModificationTime);
+    const QDateTime changed = m_file.isOpen() ? m_file.fileTime(QFileDevice::FileModificationTime)
+                                              : there.fileTime(QFileDevice::FileModificationTime);
     if (m_isFollowed && isOtherFile())
         m_isGone = true;
     // An entry that was begun can be as long as the tail that it went over.
@@ -420,7 +418,6 @@ bool LogReader::take(Entry& entry, bool isFinal)
             m_isUnsure = m_isAtEnd && !isFinal;
             if (m_isUnsure || m_isRestShown)
                 return false;
-            m_forms.tellUnusable(m_path); // one of them may be the log's
             takeRaw(entry, {Part::Kind::Raw, m_at, m_text.size()});
             return true;
         }
@@ -465,8 +462,7 @@ void LogReader::takeEntry(Entry& entry, const Part& part)
     if (m_situationHole >= 0) {
         const TextView number = entry.values[static_cast<std::size_t>(m_situationHole)];
         bool isNumber = false;
-        const int situation =
-            QStringView(number.data(), qsizetype(number.size())).toInt(&isNumber);
+        const int situation = QStringView(number.data(), qsizetype(number.size())).toInt(&isNumber);
         if (isNumber) // else it is beyond an int
             entry.situation = situation;
     }
@@ -479,6 +475,7 @@ void LogReader::takeRaw(Entry& entry, const Part& part)
     entry.values.clear();
     entry.text = TextView(m_text).substr(part.begin, part.end - part.begin);
     ++m_rawCount;
+    m_forms.tellUnusable(m_path); // one of them may be the log's
     // Entries will go over what ends a log that is followed.
     m_isRestShown = m_isFollowed && m_isAtEnd && part.end == m_text.size();
     if (!m_isRestShown)

@@ -39,9 +39,9 @@ bool beginsAsLog(QIODevice& file);
 /// A log is read piece by piece, so that many can be open.
 class LogReader {
   public:
-    /// `forms` outlives it. A log that is followed goes on with what is written later. It stays open
-    /// while it is written, so that its end is read although it was renamed; one at which nobody
-    /// writes is opened when it has changed.
+    /// `forms` outlives it. A log that is followed goes on with what is written later. It stays
+    /// open while it is written, so that its end is read although it was renamed; one at which
+    /// nobody writes is opened when it has changed.
     LogReader(const QString& path, Forms& forms, bool isFollowed);
 
     /// The next entry. False if there is none for now: at the tail, or where an entry seems to be
@@ -53,8 +53,8 @@ class LogReader {
 
     /// Looks at the file again. True if it has changed.
     bool refresh();
-    /// Whether a look at a log that is followed has shown that what was read of it is there no more,
-    /// or that another file has its name, and nothing was added to this one.
+    /// Whether a look at a log that is followed has shown that what was read of it is there no
+    /// more, or that another file has its name, and nothing was added to this one.
     bool isGone() const { return m_isGone; }
     /// For how many milliseconds the end of the log has been as it is, as far as it was looked at.
     zmu::i64 quietTime() const { return m_sinceNew.elapsed(); }

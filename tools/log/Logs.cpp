@@ -22,8 +22,9 @@ namespace {
 constexpr int lookInterval = 1000; // milliseconds
 constexpr int settlingMs = 20;
 constexpr int settlingRounds = 5;
-constexpr zmu::i64 settledAfter = 2000; // milliseconds after which nobody is in the midst of a write
-constexpr std::size_t awakeMax = 64;    // logs of which a part is in memory
+constexpr zmu::i64 settledAfter =
+    2000;                            // milliseconds after which nobody is in the midst of a write
+constexpr std::size_t awakeMax = 64; // logs of which a part is in memory
 
 void tell(const std::string& what)
 {
@@ -102,7 +103,8 @@ void Logs::startAfresh(Source& source)
     tell(source.reader.path().toStdString() +
          ": the log was cut or replaced; what is there now is read from its beginning");
     source.isOver = true;
-    start(source.reader.path());
+    if (start(source.reader.path()))
+        m_sources.back()->note = source.note; // unless it tells another one
 }
 
 void Logs::tellFailure(const std::string& what)

@@ -416,8 +416,8 @@ std::size_t Pattern::lineBreaks() const
     std::size_t count = 0;
     for (const Segment& segment : m_segments) {
         for (const Step& step : segment)
-            count += std::size_t(
-                std::count(step.text.text().begin(), step.text.text().end(), u'\n'));
+            count +=
+                std::size_t(std::count(step.text.text().begin(), step.text.text().end(), u'\n'));
     }
     return count;
 }

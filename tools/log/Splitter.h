@@ -61,8 +61,8 @@ class Splitter {
     const Form& m_form;
     TextView m_text;
     Ending m_ending;
-    std::size_t m_tail = nowhere; ///< Where the tail begins that ends the text.
-    std::size_t m_end;            ///< Of what entries can stand in.
+    std::size_t m_tail = nowhere;       ///< Where the tail begins that ends the text.
+    std::size_t m_end;                  ///< Of what entries can stand in.
     std::size_t m_soughtFrom = nowhere; ///< Where the search for m_beginning began.
     std::size_t m_beginning = nowhere;
     // What was seen of ends behind a beginning that is no entry's, lest each one looks again:

@@ -44,7 +44,8 @@ TEST(ToolFiles, PipesAreNotReadAndLinksAreSeenThrough)
 
     const std::filesystem::path root(folder.path("."));
     std::filesystem::create_directory_symlink(root, root / "d");
-    const std::wstring form = folder.write("f.html", "^HEAD\nh\n^BODY\n[SITUATION_DSCRP]\n^TAIL\nt\n");
+    const std::wstring form =
+        folder.write("f.html", "^HEAD\nh\n^BODY\n[SITUATION_DSCRP]\n^TAIL\nt\n");
     const ToolRun run = runTool({"form", "preview", std::filesystem::path(form).string(), "--log",
                                  (root / "d/f.html").string()});
     EXPECT_EQ(run.exit, Exit::Unreadable);
