@@ -410,14 +410,9 @@ TEST_F(LogCommand, TellsWhatIsWrongWithItsLine)
         {{log, "--situation", "x"}, Exit::Usage, "\"x\""},
         {{log, "--grep", "("}, Exit::Usage, "parenthes"},
         {{log, "--last", "-1"}, Exit::Usage, "last"},
-<<<<<<< HEAD
         {{log, "--\x1b[2J"}, Exit::Usage, "--\\x1b[2J"},
         {{log, "--form", "/no/such"}, Exit::Unreadable, "/no/such"},
-        {{log, "--form", broken}, Exit::Unreadable, "unknown"},
-=======
-        {{log, "--form", "/no/such"}, Exit::Usage, "/no/such"},
         {{log, "--form", broken}, Exit::Unreadable, "broken.html:4:"},
->>>>>>> main
         {{utf8(folder.path("none.html"))}, Exit::Unreadable, "none.html"},
         {{utf8(folder.path("none.html")), log}, Exit::Unreadable, "none.html"},
     };
