@@ -8,6 +8,7 @@
 #include <tools/forms/FormCommand.h>
 #include <tools/log/LogCommand.h>
 #include <tools/proof/CheckCommand.h>
+#include <tools/ship/ShipCommand.h>
 
 #include <zmu/Version.h>
 
@@ -23,7 +24,8 @@ namespace zmu_tools {
 const std::vector<AddCommand>& commands()
 {
     static const std::vector<AddCommand> all = {
-        addCompileCommand, addCheckCommand, addFormCommand, addLogCommand, addExplainCommand,
+        addCompileCommand, addCheckCommand,   addFormCommand,
+        addLogCommand,     addExplainCommand, addShipCommand,
     };
     return all;
 }
