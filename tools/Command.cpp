@@ -9,6 +9,7 @@
 #include <tools/forms/FormCommand.h>
 #include <tools/log/LogCommand.h>
 #include <tools/proof/CheckCommand.h>
+#include <tools/ship/ShipCommand.h>
 
 #include <zmu/Version.h>
 
@@ -24,8 +25,8 @@ namespace zmu_tools {
 const std::vector<AddCommand>& commands()
 {
     static const std::vector<AddCommand> all = {
-        addCompileCommand, addCheckCommand,   addFormCommand,
-        addLogCommand,     addCollectCommand, addExplainCommand,
+        addCompileCommand, addCheckCommand,   addFormCommand, addLogCommand,
+        addCollectCommand, addExplainCommand, addShipCommand,
     };
     return all;
 }

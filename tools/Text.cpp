@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <numeric>
 
 namespace zmu_tools {
@@ -43,11 +44,17 @@ std::string narrowed(std::wstring_view text)
 
 std::string nearestName(std::string_view name, const std::vector<std::string>& names)
 {
+    constexpr qsizetype lettersMax = 64; // nobody means a longer one
     const QString wanted = QString::fromUtf8(name.data(), qsizetype(name.size())).toLower();
     std::size_t least = std::max<std::size_t>(1, std::size_t(wanted.size()) / 3) + 1;
     std::string nearest;
+    if (wanted.size() > lettersMax)
+        return nearest;
     for (const std::string& candidate : names) {
-        const std::size_t away = distance(wanted, QString::fromStdString(candidate).toLower());
+        const QString known = QString::fromStdString(candidate).toLower();
+        if (std::size_t(std::abs(known.size() - wanted.size())) >= least)
+            continue; // is at least that far away
+        const std::size_t away = distance(wanted, known);
         if (away < least) {
             least = away;
             nearest = candidate;

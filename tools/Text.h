@@ -13,8 +13,8 @@ std::wstring widened(std::string_view text);
 /// Wide text as UTF-8.
 std::string narrowed(std::wstring_view text);
 
-/// That of `names` which `name` was probably meant to be; empty if none comes near. Case counts
-/// little.
+/// That of `names` which `name` was probably meant to be; empty if none comes near, and for a name
+/// of more than 64 letters. Case counts little.
 std::string nearestName(std::string_view name, const std::vector<std::string>& names);
 
 /// `text` with everything in it that a terminal would obey shown as \x1b or \u009b instead.

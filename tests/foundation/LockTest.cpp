@@ -23,6 +23,25 @@ TEST(Lock, ReleasingWhatNobodyHoldsIsRefusedAndHarmless)
     EXPECT_FALSE(section.unlock());
 }
 
+TEST(Lock, AnotherThreadsReleaseIsTheHolders)
+{
+    Mutex mutex;
+    const auto isEntered = [&] { return mutex.tryLock() && mutex.unlock(); };
+    const auto inAnotherThread = [](const auto& call) {
+        bool result = false;
+        std::thread([&] { result = call(); }).join();
+        return result;
+    };
+    mutex.lock();
+    mutex.lock();
+    EXPECT_TRUE(inAnotherThread([&] { return mutex.unlock(); }));
+    EXPECT_FALSE(inAnotherThread(isEntered));
+    EXPECT_TRUE(inAnotherThread([&] { return mutex.unlock(); }));
+    EXPECT_TRUE(inAnotherThread(isEntered));
+    EXPECT_FALSE(mutex.unlock());
+    EXPECT_TRUE(isEntered());
+}
+
 TEST(LockThreads, HeldTwiceNeedsTwoReleases)
 {
     Mutex mutex;

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
+#include <functional>
+
 using namespace zmu_tools;
 
 namespace {
@@ -52,6 +55,14 @@ std::string situation(const std::string& lines)
     return "[situations.s]\nid = 1\n" + lines;
 }
 
+/// Processor time that it takes to read and compile a catalogue, in seconds.
+double timeOf(const std::string& text)
+{
+    const std::clock_t begin = std::clock();
+    EXPECT_FALSE(findingsOf(text).empty());
+    return double(std::clock() - begin) / CLOCKS_PER_SEC;
+}
+
 } // namespace
 
 TEST(Catalog, EachMistakeIsToldWithItsPlace)
@@ -63,6 +74,9 @@ TEST(Catalog, EachMistakeIsToldWithItsPlace)
         {"[situations.s]\nid = = 1", "2:6: error: "},
         {"[situations.s]\nid = 1\nid = 2", "3:"},
         {"\xff", "1:1: error: the file is not UTF-8"},
+        {"x = '''a.b.c.d.e.f.g.h.i.j.k.l.m.n.o.p.q'''' # a.b.c.d.e.f.g.h.i.j.k.l.m.n.o.p.q\n"
+         "a . 'b' . \"\\\".\".d.e.f.g.h.i.j.k.l.m.n.o.p.q = 1",
+         "2:42: error: this key has more than 16 parts"},
         {"[situation.s]\nid = 1\n[situations.a]\nid = 1\nlog = \"x\"",
          "1:2: error: 'situation' is no key of a catalogue, did you mean 'situations'?"},
         {"catalog = 3\n" + situation("log = \"x\""), "1:11: error: 'catalog' must be a table"},
@@ -89,6 +103,12 @@ TEST(Catalog, EachMistakeIsToldWithItsPlace)
          "4:6: error: ID 1 is outside the range of this catalogue, 5 to 9"},
         {situation("log = \"x\"\n[situations.t]\nid = 1\nlog = \"y\""),
          "5:6: error: ID 1 is taken by 's' in line 1: the next free one is 2"},
+        {"[catalog]\nids = \"2-4\"\n[situations]\ns = { log = \"x\" }\n"
+         "t = { id = 2, log = \"x\" }\nu = { id = 4, log = \"x\" }",
+         "4:1: error: 's' has no id: write id = 3"},
+        {"[catalog]\nids = \"2-2\"\n[situations]\ns = { log = \"x\" }\n"
+         "t = { id = 2, log = \"x\" }",
+         "4:1: error: 's' has no id, and the range 2-2 is full: widen ids below [catalog]"},
         {situation(""), "1:13: error: 's' tells nobody anything"},
         {situation("lgo = \"x\"\nlog = \"x\""),
          "3:1: error: 'lgo' is no key of a situation, did you "
@@ -206,6 +226,82 @@ TEST(Catalog, AllMistakesAreToldInOneRunAndInTheirOrder)
     for (const char* const place : {":3:9: ", ":3:12: ", ":4:1: ", ":6:6: ", ":10:7: "}) {
         at = found.find(place, at);
         EXPECT_NE(at, std::string::npos) << place << "\n" << found;
+    }
+}
+
+TEST(Catalog, OfVeryManyMistakesTheFirstAreTold)
+{
+    std::string arguments, log;
+    for (int i = 0; i < 50; ++i)
+        arguments += "\"argument" + std::to_string(i) + ": u32\", ";
+    for (int i = 0; i < 5000; ++i)
+        log += "{x}";
+    Findings findings;
+    readCatalog(
+        {"situations.toml", situation("arguments = [" + arguments + "]\nlog = '" + log + "'")}, {},
+        findings);
+    EXPECT_EQ(findings.errorCount(), 5000U);
+    EXPECT_EQ(findings.sorted().size(), 300U);
+    EXPECT_EQ(findings.untold(), "... and 4700 more mistakes");
+    EXPECT_TRUE(findings.sorted().at(0).text.ends_with("'argument9' and 40 others"))
+        << findings.sorted().at(0).text;
+}
+
+TEST(Catalog, FourTimesAsMuchTakesAboutFourTimesAsLong)
+{
+    struct Case {
+        const char* what;
+        std::function<std::string(int)> text;
+        int size;
+    };
+    const auto repeated = [](int count, const std::function<std::string(std::string)>& one) {
+        std::string all;
+        for (int i = 0; i < count; ++i)
+            all += one(std::to_string(i));
+        return all;
+    };
+    const Case cases[] = {
+        {"strings on one line",
+         [&](int n) {
+             return "affixes = {" +
+                    repeated(n,
+                             [](const std::string& i) {
+                                 return (i == "0" ? "a" : ", a") + i + " = 'x'";
+                             }) +
+                    "}";
+         },
+         2000},
+        {"long names", [](int n) { return std::string(n, 'a') + " = 1"; }, 20000},
+        {"one ID for all",
+         [&](int n) {
+             return repeated(n, [](const std::string& i) {
+                 return "situations.s" + i + " = { id = 1, log = 'x' }\n";
+             });
+         },
+         500},
+        {"unknown affixes",
+         [&](int n) {
+             return repeated(n, [](const std::string& i) {
+                 return "affixes.a" + i + " = 'x'\nsituations.s" + i + " = { prefix = 'b" + i +
+                        "', log = 'x' }\n";
+             });
+         },
+         500},
+        {"forms of arguments",
+         [&](int n) {
+             return situation(
+                 "arguments = ['n: f64']\nlog = '" +
+                 repeated(n,
+                          [](const std::string& i) { return "{n:0" + i.substr(0, 2) + ".6f}"; }) +
+                 "'");
+         },
+         5000},
+    };
+    for (const Case& each : cases) {
+        double ratio = 0;
+        for (int attempt = 0; attempt < 3 && (attempt == 0 || ratio > 9); ++attempt)
+            ratio = timeOf(each.text(4 * each.size)) / (timeOf(each.text(each.size)) + 0.01);
+        EXPECT_LT(ratio, 9) << each.what;
     }
 }
 

@@ -14,6 +14,8 @@ TEST(ToolText, NearestNameForgivesSlipsAndNothingElse)
     EXPECT_EQ(nearestName("lgo", names), "log");
     EXPECT_EQ(nearestName("colour", names), "");
     EXPECT_EQ(nearestName("", names), "");
+    EXPECT_EQ(nearestName(std::string(64, 'a'), {std::string(65, 'a')}), std::string(65, 'a'));
+    EXPECT_EQ(nearestName(std::string(300000, 'a'), {std::string(300000, 'a')}), "");
 }
 
 TEST(ToolText, TerminalsAreShownWhatTheyWouldObey)

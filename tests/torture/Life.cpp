@@ -1,5 +1,7 @@
 #include "Life.h"
 
+#include "Torture.h"
+
 #include <Strings.h>
 
 #include <zmu/owner/ZarnDataZGW.h>
@@ -141,7 +143,6 @@ void requireWholeLogs(const Life& life)
 
 ChildEnd liveInChild(const Life& life)
 {
-    constexpr unsigned patience = 20;
     life.place.clear();
     return Child([&]() -> int { live(life); }, patience).wait();
 }

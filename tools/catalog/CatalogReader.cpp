@@ -26,6 +26,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <ranges>
 #include <set>
 #include <string_view>
 
@@ -41,6 +42,9 @@ constexpr int roomUsual = 800;
 constexpr int roomMin = 100;
 constexpr int descriptionMax = 1023;
 constexpr int longestTold = 1000;
+constexpr std::size_t argumentsMax = 99; // that any data set can have
+constexpr std::size_t hintsMax = 100;    // each is looked for among all names
+constexpr std::size_t keyPartsMax = 16;
 
 // ---- Places and names --------------------------------------------------------------------------------
 
@@ -59,13 +63,9 @@ Place placeOf(const toml::key& key)
     return placeOf(key.source());
 }
 
-/// "'a', 'b' and 'c'"
-std::string listed(const std::vector<std::string>& names)
+const std::vector<std::string>& namesOf(const std::vector<std::string>& all)
 {
-    std::string list;
-    for (std::size_t i = 0; i < names.size(); ++i)
-        list += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + ("'" + names[i] + "'");
-    return list;
+    return all;
 }
 
 template <class Named>
@@ -74,6 +74,13 @@ std::vector<std::string> namesOf(const std::vector<Named>& all)
     std::vector<std::string> names;
     std::ranges::transform(all, std::back_inserter(names), &Named::name);
     return names;
+}
+
+template <class Value>
+std::vector<std::string> namesOf(const std::map<std::string, Value, std::less<>>& all)
+{
+    const auto names = std::views::keys(all);
+    return {names.begin(), names.end()};
 }
 
 bool isUpper(char c)
@@ -142,12 +149,56 @@ bool isLanguage(std::string_view tag)
     return length >= 2 && (!isFirst || length <= 3);
 }
 
+/// Where the string that begins at `begin` ends: behind its quotes, or at the end of a line that
+/// lacks them.
+std::size_t endOfString(std::string_view toml, std::size_t begin)
+{
+    const char quote = toml[begin];
+    const std::string quotes(3, quote);
+    const bool isMultiLine = toml.substr(begin, 3) == quotes;
+    for (std::size_t i = begin + (isMultiLine ? 3 : 1); i < toml.size(); ++i) {
+        if (quote == '"' && toml[i] == '\\') {
+            ++i;
+        } else if (isMultiLine && toml.substr(i, 3) == quotes) {
+            const std::size_t end = toml.find_first_not_of(quote, i);
+            return std::min({end, i + 5, toml.size()}); // two quotes more are the string's own
+        } else if (!isMultiLine && (toml[i] == quote || toml[i] == '\n')) {
+            return toml[i] == quote ? i + 1 : i;
+        }
+    }
+    return toml.size();
+}
+
+/// The first dot that makes a key too long; the end if none does. Each part of a key is a table
+/// within a table to the parser, which would use up the stack.
+std::size_t endlessKey(std::string_view toml)
+{
+    std::size_t parts = 1;
+    for (std::size_t i = 0; i < toml.size();) {
+        const char c = toml[i];
+        if (c == '"' || c == '\'') {
+            i = endOfString(toml, i);
+            continue;
+        }
+        if (c == '#') {
+            i = std::min(toml.find('\n', i), toml.size());
+            continue;
+        }
+        if (c == '.' && ++parts > keyPartsMax)
+            return i;
+        if (std::string_view("=,[]{}\n").find(c) != std::string_view::npos)
+            parts = 1;
+        ++i;
+    }
+    return toml.size();
+}
+
 /// The text that one affix puts before or behind.
 struct Affix {
-    std::string name;
     Message display;
     Message log;
 };
+using Affixes = std::map<std::string, Affix, std::less<>>;
 
 /// The level fields, by the log output level of the product that opens them.
 zmu::i64 traitsOfLevel(zmu::i64 level)
@@ -172,10 +223,13 @@ class ValueReader {
     std::optional<toml::table> parse()
     {
         const std::string_view text = m_source.text();
-        if (!QString::fromUtf8(text.data(), qsizetype(text.size()))
-                 .toUtf8()
-                 .startsWith(QByteArray::fromRawData(text.data(), qsizetype(text.size())))) {
+        if (!QByteArrayView(text.data(), qsizetype(text.size())).isValidUtf8()) {
             error({}, "the file is not UTF-8: save it as that");
+            return std::nullopt;
+        }
+        if (const std::size_t dot = endlessKey(text); dot < text.size()) {
+            error(m_source.placeAt(dot), "this key has more than " + std::to_string(keyPartsMax) +
+                                             " parts, and none of a catalogue has more than four");
             return std::nullopt;
         }
         try {
@@ -189,27 +243,41 @@ class ValueReader {
     void error(Place place, std::string text) { m_findings.error(place, std::move(text)); }
     void warn(Place place, std::string text) { m_findings.warn(place, std::move(text)); }
 
+    /// As didYouMean, while there are not so many mistakes that looking for names takes its time.
+    template <class Names>
+    std::string hint(std::string_view name, const Names& all) const
+    {
+        return m_findings.errorCount() < hintsMax ? didYouMean(name, namesOf(all)) : "";
+    }
+
+    /// The same, or else what there is.
+    std::string hintOrAll(std::string_view name, const std::vector<std::string>& names,
+                          const std::string& allOf) const
+    {
+        const std::string nearest = hint(name, names);
+        return nearest.empty() ? allOf + listed(names) : nearest;
+    }
+
     /// Tells each key of `table` that is none of `known`; `where` is for instance "a situation".
     void checkKeys(const toml::table& table, const std::vector<std::string>& known,
                    const std::string& where)
     {
         for (auto&& [key, node] : table)
             if (std::ranges::find(known, key.str()) == known.end())
-                error(placeOf(key),
-                      "'" + std::string(key.str()) + "' is no key of " + where +
-                          (didYouMean(key.str(), known).empty() ? "; it has " + listed(known)
-                                                                : didYouMean(key.str(), known)));
+                error(placeOf(key), "'" + std::string(key.str()) + "' is no key of " + where +
+                                        hintOrAll(key.str(), known, "; it has "));
     }
 
-    /// Tells each name in `table` that the first language does not have.
+    /// Tells each name in `table` that the first language, with its `known`, does not have.
     void checkNames(const toml::table& table, const std::vector<std::string>& known,
                     const std::string& kind, const std::string& catalog)
     {
+        const std::set<std::string_view> names(known.begin(), known.end());
         const std::string none = "'" + catalog + "' has no " + kind + " '";
         for (auto&& [key, node] : table) {
-            if (std::ranges::find(known, key.str()) == known.end())
+            if (!names.contains(key.str()))
                 error(placeOf(key), std::string(none).append(key.str()).append("'").append(
-                                        didYouMean(key.str(), known)));
+                                        hint(key.str(), known)));
         }
     }
 
@@ -261,27 +329,28 @@ class ValueReader {
         return text ? text->text : "";
     }
 
-    std::vector<Affix> readAffixes(const toml::table& root)
+    Affixes readAffixes(const toml::table& root)
     {
         const std::string wanted =
             "a text, or two: note = { log = '<b class=\"note\">note</b> ', display = \"note: \" }";
-        std::vector<Affix> affixes;
+        Affixes affixes;
         const toml::table* const table = tableOf(root, "affixes", "a table of texts by name");
         if (!table)
             return affixes;
         for (auto&& [key, node] : *table) {
-            Affix affix{std::string(key.str()), {}, {}};
+            const std::string name(key.str());
+            Affix affix;
             if (const toml::table* const both = node.as_table()) {
                 checkKeys(*both, {"log", "display"}, "an affix");
                 if (const auto text = textOf(*both, "log", "a text"))
                     affix.log = affixText(*text, Target::Log);
                 if (const auto text = textOf(*both, "display", "a text"))
                     affix.display = affixText(*text, Target::Display);
-            } else if (const auto text = locatedText(node, affix.name, wanted)) {
+            } else if (const auto text = locatedText(node, name, wanted)) {
                 affix.log = affixText(*text, Target::Log);
                 affix.display = affix.log;
             }
-            affixes.push_back(std::move(affix));
+            affixes.emplace(name, std::move(affix));
         }
         return affixes;
     }
@@ -327,7 +396,8 @@ void resolve(Message& message, const std::vector<Argument>& arguments, Findings&
             continue;
         const auto found = std::ranges::find(names, piece.text);
         if (found == names.end()) {
-            const std::string hint = didYouMean(piece.text, names);
+            const std::string hint =
+                findings.errorCount() < hintsMax ? didYouMean(piece.text, names) : "";
             findings.error(piece.place, "no argument is called '" + piece.text + "'" +
                                             (!hint.empty()   ? hint
                                              : names.empty() ? ": this situation has none"
@@ -391,7 +461,7 @@ class CatalogReader : ValueReader {
     }
 
     /// What a translation needs of the first language besides the catalogue.
-    const std::vector<Affix>& affixes() const { return m_affixes; }
+    const Affixes& affixes() const { return m_affixes; }
     const std::map<std::string, AffixNames>& affixNames() const { return m_affixNames; }
 
   private:
@@ -462,7 +532,7 @@ class CatalogReader : ValueReader {
                                    std::to_string(idMax));
             return;
         }
-        m_idFirst = first;
+        m_idFirst = m_idFree = first;
         m_idLast = last;
     }
 
@@ -511,7 +581,18 @@ class CatalogReader : ValueReader {
             order.emplace_back(placeOf(key), &key);
         std::ranges::sort(order, {}, [](const auto& entry) { return entry.first; });
         for (const auto& [place, key] : order)
+            noteId(*key, *table->get(key->str()));
+        for (const auto& [place, key] : order)
             readSituation(*key, *table->get(key->str()));
+    }
+
+    /// Enters the ID that a situation has, if no earlier one has it.
+    void noteId(const toml::key& key, const toml::node& node)
+    {
+        const toml::table* const table = node.as_table();
+        const auto* const id = table ? table->get_as<zmu::i64>("id") : nullptr;
+        if (id && id->get() >= 1 && id->get() <= idMax)
+            m_ids.emplace(int(id->get()), &key);
     }
 
     void readSituation(const toml::key& key, const toml::node& node)
@@ -561,7 +642,7 @@ class CatalogReader : ValueReader {
         const toml::node* const node = table.get("id");
         if (!node) {
             error(situation.place,
-                  "'" + situation.name + "' has no id: write id = " + std::to_string(m_idFirst));
+                  "'" + situation.name + "' has no id" + withFreeId(": write id = ", ", and "));
             return;
         }
         const auto id =
@@ -574,19 +655,23 @@ class CatalogReader : ValueReader {
             error(placeOf(*node), "ID " + number + " is outside the range of this catalogue, " +
                                       std::to_string(m_idFirst) + " to " +
                                       std::to_string(m_idLast));
-        const auto same = std::ranges::find(m_catalog.situations, situation.id, &Situation::id);
-        if (same != m_catalog.situations.end())
-            error(placeOf(*node), "ID " + number + " is taken by '" + same->name + "' in line " +
-                                      std::to_string(same->place.line) + ": the next free one is " +
-                                      std::to_string(nextFreeId()));
+        const toml::key& owner = *m_ids.at(situation.id);
+        if (owner.str() != situation.name)
+            error(placeOf(*node), "ID " + number + " is taken by '" + std::string(owner.str()) +
+                                      "' in line " + std::to_string(placeOf(owner).line) +
+                                      withFreeId(": the next free one is ", ", and "));
     }
 
-    int nextFreeId() const
+    /// `words` and an ID that is free and that nobody was told of yet, or `orElse` and that there
+    /// is none.
+    std::string withFreeId(const std::string& words, const std::string& orElse)
     {
-        int id = m_idFirst;
-        for (const Situation& situation : m_catalog.situations)
-            id = std::max(id, situation.id + 1);
-        return id;
+        while (m_ids.contains(m_idFree))
+            ++m_idFree;
+        if (m_idFree <= m_idLast)
+            return words + std::to_string(m_idFree++);
+        return orElse + "the range " + std::to_string(m_idFirst) + "-" + std::to_string(m_idLast) +
+               " is full: widen ids below [catalog]";
     }
 
     void readArguments(const toml::node& node, Situation& situation)
@@ -598,9 +683,15 @@ class CatalogReader : ValueReader {
             typeError(node, "arguments", wanted);
             return;
         }
-        for (const toml::node& entry : *list)
+        for (const toml::node& entry : *list) {
+            if (situation.arguments.size() == argumentsMax) {
+                error(placeOf(entry),
+                      "no situation has more than " + std::to_string(argumentsMax) + " arguments");
+                return;
+            }
             if (const auto text = locatedText(entry, "arguments", wanted))
                 readArgument(*text, situation);
+        }
     }
 
     void readArgument(const LocatedText& declaration, Situation& situation)
@@ -640,10 +731,8 @@ class CatalogReader : ValueReader {
             if (bracket < kindEnd)
                 readLongest(declaration, bracket, kindEnd, argument);
         } else {
-            const std::string hint = didYouMean(kind, kindNames());
             error(declaration.place(kindBegin),
-                  "there is no kind '" + kind + "'" +
-                      (hint.empty() ? ": there are " + listed(kindNames()) : hint));
+                  "there is no kind '" + kind + "'" + hintOrAll(kind, kindNames(), ": there are "));
         }
         situation.arguments.push_back(std::move(argument));
     }
@@ -710,7 +799,7 @@ class CatalogReader : ValueReader {
             const auto known = std::ranges::find(m_catalog.plugIns, text->text, &PlugIn::name);
             if (known == m_catalog.plugIns.end())
                 error(text->begin, "there is no plug-in '" + text->text + "' below [plugins]" +
-                                       didYouMean(text->text, namesOf(m_catalog.plugIns)));
+                                       hint(text->text, m_catalog.plugIns));
             else if (std::ranges::find(situation.plugIns, text->text, &PlugIn::name) !=
                      situation.plugIns.end())
                 error(text->begin, "the plug-in '" + text->text + "' is here already");
@@ -724,14 +813,14 @@ class CatalogReader : ValueReader {
         const auto text = textOf(table, key, "the name of an affix");
         if (!text)
             return nullptr;
-        const auto found = std::ranges::find(m_affixes, text->text, &Affix::name);
+        const auto found = m_affixes.find(text->text);
         if (found == m_affixes.end()) {
             error(text->begin, "there is no affix '" + text->text + "' below [affixes]" +
-                                   didYouMean(text->text, namesOf(m_affixes)));
+                                   hint(text->text, m_affixes));
             return nullptr;
         }
         name = text->text;
-        return &*found;
+        return &found->second;
     }
 
     void readTexts(const toml::table& table, Situation& situation)
@@ -816,10 +905,9 @@ class CatalogReader : ValueReader {
         else if (const auto known = styles.find(word->get()); known != styles.end())
             situation.style = known->second;
         else
-            error(placeOf(*style), "there is no style '" + word->get() + "'" +
-                                       (didYouMean(word->get(), words).empty()
-                                            ? ": there are " + listed(words) + ", and numbers"
-                                            : didYouMean(word->get(), words)));
+            error(placeOf(*style),
+                  "there is no style '" + word->get() + "'" +
+                      hintOrAll(word->get(), words, ": beside numbers there are "));
     }
 
     void readWrap(const toml::table& table, Situation& situation)
@@ -854,7 +942,9 @@ class CatalogReader : ValueReader {
     Catalog m_catalog;
     int m_idFirst = 1;
     int m_idLast = idMax;
-    std::vector<Affix> m_affixes;
+    int m_idFree = 1;                      ///< All below are taken, or were told to somebody.
+    std::map<int, const toml::key*> m_ids; ///< That the file has, with the first that has each.
+    Affixes m_affixes;
     std::map<std::string, AffixNames> m_affixNames;
 };
 
@@ -896,11 +986,9 @@ class TranslationReader : ValueReader {
         const std::vector<std::string> known = namesOf(m_first.affixes());
         if (const toml::table* const table = root["affixes"].as_table())
             checkNames(*table, known, "affix", m_catalog.name);
-        for (const Affix& affix : m_first.affixes())
-            if (std::ranges::find(m_affixes, affix.name, &Affix::name) == m_affixes.end()) {
-                warn({}, "the affix '" + affix.name + "' is not translated" + stays());
-                m_affixes.push_back(affix);
-            }
+        for (const auto& [name, affix] : m_first.affixes())
+            if (m_affixes.try_emplace(name, affix).second)
+                warn({}, "the affix '" + name + "' is not translated" + stays());
     }
 
     std::string stays() const { return ": it stays in '" + m_catalog.languages[0].tag + "'"; }
@@ -953,8 +1041,8 @@ class TranslationReader : ValueReader {
 
     const Message* affix(const std::string& name, Message Affix::*text) const
     {
-        const auto found = std::ranges::find(m_affixes, name, &Affix::name);
-        return found == m_affixes.end() ? nullptr : &((*found).*text);
+        const auto found = m_affixes.find(name);
+        return found == m_affixes.end() ? nullptr : &(found->second.*text);
     }
 
     void prose(const toml::table& table, const std::string& key, const std::string& first,
@@ -988,13 +1076,14 @@ class TranslationReader : ValueReader {
         if (!hasWords(message))
             error(message.place, "the text is empty: write one, or leave the key out");
         resolve(message, situation.arguments, m_findings);
-        for (const int argument : shownIn(first))
-            if (!shownIn(message).contains(argument))
+        const std::set<int> shown = shownIn(message), shownFirst = shownIn(first);
+        for (const int argument : shownFirst)
+            if (!shown.contains(argument))
                 error(message.place,
                       "this text lacks {" + situation.arguments[std::size_t(argument)].name +
                           "}, which the one in '" + m_catalog.languages[0].tag + "' shows");
         for (const Piece& piece : message.pieces)
-            if (piece.argument >= 0 && !shownIn(first).contains(piece.argument))
+            if (piece.argument >= 0 && !shownFirst.contains(piece.argument))
                 error(piece.place, "the text in '" + m_catalog.languages[0].tag +
                                        "' does not show {" + piece.text + "}");
         return message;
@@ -1032,7 +1121,7 @@ class TranslationReader : ValueReader {
     const CatalogReader& m_first;
     Catalog& m_catalog;
     std::string m_tag;
-    std::vector<Affix> m_affixes;
+    Affixes m_affixes;
 };
 
 } // namespace

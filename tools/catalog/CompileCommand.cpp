@@ -74,6 +74,8 @@ Exit compileCatalog(const Options& options)
     const std::vector<CompiledSituation> compiled = compile(catalog, findings);
     for (const Finding& finding : findings.sorted())
         std::fprintf(stderr, "%s\n", toText(finding).c_str());
+    if (const std::string more = findings.untold(); !more.empty())
+        std::fprintf(stderr, "%s\n", more.c_str());
     if (findings.hasErrors())
         return Exit::Findings;
     return options.isCheckOnly || writeFiles(catalog, compiled, options.output) ? Exit::Good

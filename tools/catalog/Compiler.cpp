@@ -60,7 +60,8 @@ class SituationCompiler {
 
     CompiledSituation compile()
     {
-        collectFillers();
+        if (!collectFillers())
+            return {};
         assignSlots();
         assignLengths();
         for (std::size_t i = 0; i < m_catalog.languages.size(); ++i)
@@ -107,8 +108,9 @@ class SituationCompiler {
     }
 
     /// One for each argument first, so that plug-ins find the arguments in their order, and each as
-    /// it is; a text that nothing but the log shows needs no other form than the log's.
-    void collectFillers()
+    /// it is; a text that nothing but the log shows needs no other form than the log's. False if
+    /// there are too many.
+    bool collectFillers()
     {
         const std::vector<Shown> shown = texts();
         for (std::size_t i = 0; i < m_situation.arguments.size(); ++i) {
@@ -129,16 +131,17 @@ class SituationCompiler {
         }
         for (const Shown& text : shown)
             for (const Piece& piece : text.message->pieces)
-                if (piece.argument >= 0)
+                if (piece.argument >= 0 && m_result.fillers.size() <= fillersMax)
                     if (const Filler filler = fillerFor(piece, text.target); indexOf(filler) < 0)
                         m_result.fillers.push_back(filler);
-        if (m_result.fillers.size() > fillersMax)
-            m_findings.error(m_situation.arguments.back().place,
-                             "the texts show " + std::to_string(m_result.fillers.size()) +
-                                 " forms of arguments, and an owner has room for " +
-                                 std::to_string(fillersMax) +
-                                 ": a text that display and log show "
-                                 "counts twice");
+        if (m_result.fillers.size() <= fillersMax)
+            return true;
+        m_findings.error(m_situation.arguments.back().place,
+                         "the texts show more forms of arguments than the " +
+                             std::to_string(fillersMax) +
+                             " that an owner has room for: a text that display and log show "
+                             "counts twice");
+        return false;
     }
 
     void assignSlots()

@@ -6,6 +6,18 @@
 
 namespace zmu_tools {
 
+namespace {
+
+constexpr std::size_t toldMax = 300; // of errors, and of warnings
+constexpr std::size_t listedMax = 10;
+
+std::size_t beyond(std::size_t count)
+{
+    return count - std::min(count, toldMax);
+}
+
+} // namespace
+
 std::string toText(const Finding& finding)
 {
     return harmless(finding.file + ":" + std::to_string(finding.place.line) + ":" +
@@ -15,13 +27,24 @@ std::string toText(const Finding& finding)
 
 void Findings::error(Place place, std::string text)
 {
-    m_all.push_back({m_file, place, true, std::move(text)});
-    ++m_errorCount;
+    if (beyond(++m_errorCount) == 0)
+        m_all.push_back({m_file, place, true, std::move(text)});
 }
 
 void Findings::warn(Place place, std::string text)
 {
-    m_all.push_back({m_file, place, false, std::move(text)});
+    if (beyond(++m_warningCount) == 0)
+        m_all.push_back({m_file, place, false, std::move(text)});
+}
+
+std::string Findings::untold() const
+{
+    std::string text;
+    for (const auto& [count, what] :
+         {std::pair(m_errorCount, " more mistakes"), {m_warningCount, " more warnings"}})
+        if (beyond(count) > 0)
+            text += (text.empty() ? "... and " : ", ") + std::to_string(beyond(count)) + what;
+    return text;
 }
 
 std::vector<Finding> Findings::sorted() const
@@ -38,6 +61,17 @@ std::vector<Finding> Findings::sorted() const
         std::ranges::stable_sort(result.begin() + begin, result.end(), {}, &Finding::place);
     }
     return result;
+}
+
+std::string listed(const std::vector<std::string>& names)
+{
+    const std::size_t shown = names.size() > listedMax ? listedMax : names.size();
+    std::string list;
+    for (std::size_t i = 0; i < shown; ++i)
+        list += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + ("'" + names[i] + "'");
+    return shown == names.size()
+               ? list
+               : list + " and " + std::to_string(names.size() - shown) + " others";
 }
 
 std::string didYouMean(std::string_view name, const std::vector<std::string>& names)

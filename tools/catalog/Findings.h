@@ -26,7 +26,8 @@ struct Finding {
 /// "file:line:column: error: text", with what a terminal would obey shown instead.
 std::string toText(const Finding& finding);
 
-/// Collects the mistakes of one or more files, so that one run tells them all.
+/// Collects the mistakes of one or more files, so that one run tells them all: of a file that is
+/// none at all the first few hundred.
 class Findings {
   public:
     /// What is found from now on is in `file`.
@@ -35,6 +36,8 @@ class Findings {
     void warn(Place place, std::string text);
     bool hasErrors() const { return m_errorCount > 0; }
     std::size_t errorCount() const { return m_errorCount; }
+    /// "... and 7 more mistakes", if not all are told; empty if they are.
+    std::string untold() const;
     /// File by file in the order in which they were entered, each from its beginning to its end.
     std::vector<Finding> sorted() const;
 
@@ -42,7 +45,11 @@ class Findings {
     std::string m_file;
     std::vector<Finding> m_all;
     std::size_t m_errorCount = 0;
+    std::size_t m_warningCount = 0;
 };
+
+/// "'a', 'b' and 'c'", or the first of many with the number of the others.
+std::string listed(const std::vector<std::string>& names);
 
 /// ", did you mean 'display'?", or nothing if none of `names` comes near.
 std::string didYouMean(std::string_view name, const std::vector<std::string>& names);

@@ -1,6 +1,8 @@
 #include "LocatedText.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 
 namespace zmu_tools {
 
@@ -9,9 +11,11 @@ namespace {
 /// A place in a file that is read character by character.
 class Cursor {
   public:
-    /// Begins at `place`, of which the line begins at `lineOffset`.
-    Cursor(std::string_view file, std::size_t lineOffset, Place place)
-        : m_file(file), m_offset(lineOffset), m_place{place.line, 1}
+    Cursor(std::string_view file, std::size_t offset, Place place)
+        : m_file(file), m_offset(offset), m_place(place)
+    {}
+
+    void goTo(Place place)
     {
         while (!isAtEnd() && (m_place < place || isInsideCharacter(peek())))
             take(1);
@@ -32,6 +36,8 @@ class Cursor {
         m_offset += taken.size();
         return taken;
     }
+
+    std::size_t offset() const { return m_offset; }
 
   private:
     static bool isInsideCharacter(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
@@ -74,19 +80,32 @@ std::size_t takeEscape(Cursor& cursor, bool isMultiLine)
 
 } // namespace
 
-SourceFile::SourceFile(std::string text) : m_text(std::move(text)), m_lines{0}
+SourceFile::SourceFile(std::string text) : m_text(std::move(text))
 {
-    for (std::size_t i = 0; i < m_text.size(); ++i)
-        if (m_text[i] == '\n')
-            m_lines.push_back(i + 1);
+    constexpr std::size_t apart = 256;
+    for (Cursor cursor(m_text, 0, {}); !cursor.isAtEnd(); cursor.take(apart))
+        m_marks.push_back({cursor.place(), cursor.offset()});
+}
+
+Place SourceFile::placeAt(std::size_t offset) const
+{
+    if (m_marks.empty())
+        return {};
+    const Mark& mark = *std::prev(std::ranges::upper_bound(m_marks, offset, {}, &Mark::offset));
+    Cursor cursor(m_text, mark.offset, mark.place);
+    cursor.take(offset - mark.offset);
+    return cursor.place();
 }
 
 LocatedText SourceFile::locate(std::string text, Place begin) const
 {
     LocatedText located{std::move(text), begin, {begin}};
-    if (begin.line < 1 || begin.line > m_lines.size())
+    const auto behind = std::ranges::upper_bound(m_marks, begin, {}, &Mark::place);
+    if (behind == m_marks.begin())
         return located;
-    Cursor cursor(m_text, m_lines[begin.line - 1], begin);
+    const Mark& mark = *std::prev(behind);
+    Cursor cursor(m_text, mark.offset, mark.place);
+    cursor.goTo(begin);
     const char quote = cursor.peek();
     if (quote != '"' && quote != '\'')
         return located;

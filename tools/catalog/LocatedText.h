@@ -30,10 +30,18 @@ class SourceFile {
     /// Gives `text`, which stands here as a literal that opens at `begin`, its places. They are all
     /// `begin` if that is no literal of this text.
     LocatedText locate(std::string text, Place begin) const;
+    /// Place of the character at `offset`, at most the length of the text.
+    Place placeAt(std::size_t offset) const;
 
   private:
+    /// Where a walk through the file can begin.
+    struct Mark {
+        Place place;
+        std::size_t offset;
+    };
+
     std::string m_text;
-    std::vector<std::size_t> m_lines; ///< Where each begins.
+    std::vector<Mark> m_marks; ///< So close together that a line may be of any length.
 };
 
 } // namespace zmu_tools

@@ -7,7 +7,9 @@
 
 Mutex::Mutex()
 {
-    InitializeCriticalSection(&m_section.make<CRITICAL_SECTION>());
+    auto& section = m_section.make<CRITICAL_SECTION>();
+    InitializeCriticalSection(&section);
+    zmu::forgetCountInChild(section, m_lockCount);
 }
 
 Mutex::~Mutex()
@@ -20,20 +22,31 @@ Mutex::~Mutex()
 int Mutex::lock()
 {
     EnterCriticalSection(&m_section.as<CRITICAL_SECTION>());
+    countLock();
     return 0;
 }
 
 bool Mutex::tryLock()
 {
-    return TryEnterCriticalSection(&m_section.as<CRITICAL_SECTION>());
+    if (!TryEnterCriticalSection(&m_section.as<CRITICAL_SECTION>()))
+        return false;
+    countLock();
+    return true;
+}
+
+void Mutex::countLock()
+{
+    // Only the holder writes the count, so it needs no atomic increment.
+    m_lockCount.store(m_lockCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
 bool Mutex::unlock()
 {
-    auto& section = m_section.as<CRITICAL_SECTION>();
-    if (!zmu::isOwner(section))
+    const zmu::ulong32 count = m_lockCount.load(std::memory_order_relaxed);
+    if (count == 0)
         return false;
-    LeaveCriticalSection(&section);
+    m_lockCount.store(count - 1, std::memory_order_relaxed);
+    LeaveCriticalSection(&m_section.as<CRITICAL_SECTION>());
     return true;
 }
 

@@ -9,6 +9,9 @@
 
 #include <zmu/foundation/Export.h>
 #include <zmu/foundation/PlatformRoom.h>
+#include <zmu/foundation/Types.h>
+
+#include <atomic>
 
 /// A recursive lock within the process. A thread that takes it several times must release it as
 /// often. Every operation may be called from any thread.
@@ -26,12 +29,17 @@ class ZMU_API Mutex {
     /// Takes the lock if that needs no waiting. Whether it did.
     bool tryLock();
 
-    /// Releases the lock once. Returns false, and does nothing, when the calling thread does not
-    /// hold it.
+    /// Releases the lock once. Returns false, and does nothing, when nobody holds it. A thread that
+    /// does not hold it must not call this while another does: that releases the other's.
     bool unlock();
 
   private:
-    zmu::PlatformRoom<80> m_section; ///< The platform's lock, which counts how often it is held.
+    void countLock();
+
+    zmu::PlatformRoom<80> m_section; ///< The platform's lock.
+    /// How often the lock is held and not yet released. Changed by the holder only; unlock() reads
+    /// it before it knows whether it is the holder.
+    std::atomic<zmu::ulong32> m_lockCount = 0;
 };
 
 /// The lock of a data set: a Mutex under a name of its own.

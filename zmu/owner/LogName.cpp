@@ -9,7 +9,6 @@
 #include <zmu/owner/internal/PathBuffer.h>
 #include <zmu/owner/internal/ProgramFile.h>
 #include <zmu/platform/Files.h>
-#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 
 #include <cwchar>

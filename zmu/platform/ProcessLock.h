@@ -4,12 +4,16 @@
 //     const std::lock_guard guard(s_names);
 #pragma once
 
+#include <zmu/foundation/Types.h>
 #include <zmu/platform/Win32.h>
+
+#include <atomic>
 
 namespace zmu {
 
-/// Whether the calling thread has entered `section`.
-bool isOwner(const CRITICAL_SECTION& section);
+/// Where a process can be forked: with `section` free in the child since its owner is no thread
+/// there, `count` is 0 again. It must live as long as the section, just initialised.
+void forgetCountInChild(CRITICAL_SECTION& section, std::atomic<ulong32>& count);
 
 /// A static object of this type is never destroyed, so that whatever ends last may still use it. A
 /// process that is forked off finds it free (see Threads.h). It must not be a function's: a fork in

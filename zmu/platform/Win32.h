@@ -172,13 +172,15 @@ struct CRITICAL_SECTION {
     unsigned depth = 0;               ///< How often the owner has entered.
     CRITICAL_SECTION* next = nullptr; ///< All that are in use, for a process that forks.
     CRITICAL_SECTION* previous = nullptr;
-    bool isEnteredByFork = false; ///< The thread that forks is its owner for that.
+    std::atomic<zmu::ulong32>* count = nullptr; ///< Its owner's count, see ProcessLock.h.
+    bool isEnteredByFork = false;               ///< The thread that forks is its owner for that.
 };
 void InitializeCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
 void EnterCriticalSection(CRITICAL_SECTION* section);
 /// Enters if that needs no waiting. Whether it did.
 BOOL TryEnterCriticalSection(CRITICAL_SECTION* section);
+/// Of another thread, which must know what it does, takes one off what the owner has entered.
 void LeaveCriticalSection(CRITICAL_SECTION* section);
 
 // ---- Events, mutexes and waiting for them: linux/Waits.cpp ------------------------------------------

@@ -89,28 +89,59 @@ TEST_F(MessageBox, ThatIsLostSaysItsTextElsewhere)
     }
 }
 
+TEST_F(MessageBox, OfASituationHoldsTheOthersUntilItIsAnswered)
+{
+    strings()[7] = L"2~0|&|``Shown.`";
+    const Folder folder;
+    const Monitor monitor(folder.path("log.html"));
+    monitor->setDisplayDlgBoxFunction(
+        [](HWND, const wchar_t*, const wchar_t*, unsigned int style) { return show(style); });
+    std::thread first([&] { monitor->respondToSituation(7, nullptr); });
+    ASSERT_TRUE(becomesTrue([] { return windowPrograms().size() == 1; }));
+    std::atomic<bool> isDone = false;
+    std::thread second([&] {
+        EXPECT_EQ(reportText(monitor.get(), L"waits"), 0);
+        isDone = true;
+    });
+    pressIn("The caption", "Tab");
+    EXPECT_FALSE(isDone);
+    pressIn("The caption", "Return");
+    first.join();
+    second.join();
+    EXPECT_EQ(monitor->getSelfDX_Code(), 0);
+}
+
 TEST_F(MessageBox, IsAnsweredOrSaysItsTextElsewhereWhateverAllocationFails)
 {
     if (!canFailAllocations)
         GTEST_SKIP() << cannotFail;
-    std::atomic<bool> isOver = false;
-    std::thread box([&] {
-        for (const bool goesOn : {false, true})
-            failEachAllocation(goesOn, [](const auto& failingIn) {
-                Traces traces;
-                int answer = -1;
-                const bool hasFailed = failingIn([&] { answer = show(0); });
-                const QString elsewhere = traces.take();
-                EXPECT_TRUE(answer == 1 || elsewhere.contains("Go on?"));
-                EXPECT_TRUE(hasFailed || answer == 1);
-                return hasFailed;
-            });
-        isOver = true;
-    });
-    while (!isOver)
-        system("xdotool search --name 'The caption' windowfocus --sync key Return "
-               ">/dev/null 2>&1");
-    box.join();
+    const auto isShown = [](const auto& failingIn) {
+        Traces traces;
+        int answer = -1;
+        bool hasFailed = false;
+        std::atomic<bool> isOver = false;
+        std::thread box([&] {
+            hasFailed = failingIn([&] { answer = show(0); });
+            isOver = true;
+        });
+        const bool isAnswered = becomesTrue([&] {
+            return isOver || (system("xdotool search --name 'The caption' windowfocus --sync "
+                                     "key Return >/dev/null 2>&1"),
+                              false);
+        });
+        if (!isAnswered) {
+            for (const pid_t program : windowPrograms())
+                kill(program, SIGKILL);
+        }
+        box.join();
+        const QString elsewhere = traces.take();
+        EXPECT_TRUE(isAnswered);
+        EXPECT_TRUE(answer == 1 || elsewhere.contains("Go on?"));
+        EXPECT_TRUE(hasFailed || answer == 1);
+        return hasFailed;
+    };
+    for (const bool goesOn : {false, true})
+        failEachAllocation(goesOn, isShown);
     EXPECT_TRUE(windowPrograms().empty());
 }
 

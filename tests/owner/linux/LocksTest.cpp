@@ -101,6 +101,35 @@ TEST(Locks, ForkAwaitsAHolderThatMakesLocksAndNotThoseThatStay)
     EXPECT_TRUE(hasWaited && wasSoon);
 }
 
+TEST(Locks, ChildHoldsWhatTheForkingThreadHeldAndNothingElse)
+{
+    Mutex own;
+    Mutex anothers;
+    own.lock();
+    own.lock();
+    std::atomic<bool> isHeld = false;
+    std::atomic<bool> isOver = false;
+    std::thread holder([&] {
+        anothers.lock();
+        isHeld = true;
+        isHeld.notify_one();
+        isOver.wait(false);
+        anothers.unlock();
+    });
+    isHeld.wait(false);
+    Child child([&] {
+        const bool isFree = !anothers.unlock() && anothers.tryLock();
+        const bool isCounted = anothers.unlock() && !anothers.unlock();
+        const bool isOwnHeld = own.unlock() && own.unlock() && !own.unlock();
+        return !isFree ? 1 : !isCounted ? 2 : !isOwnHeld ? 3 : 0;
+    });
+    EXPECT_EQ(child.wait().status, 0);
+    isOver = true;
+    isOver.notify_one();
+    holder.join();
+    EXPECT_TRUE(own.unlock() && own.unlock());
+}
+
 namespace {
 
 /// What a fork of this process does in handlers that the library's run within.

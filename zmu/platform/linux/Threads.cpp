@@ -70,6 +70,10 @@ bool enterAgain(CRITICAL_SECTION& section, DWORD self)
 }
 
 constinit thread_local unsigned s_ownedCount = 0; ///< Sections that the thread is the owner of.
+/// Sections that threads have left in the place of their owner, and how many of them the thread has
+/// taken into account.
+constinit std::atomic<unsigned> s_leftByOthers = 0;
+constinit thread_local unsigned s_leftByOthersSeen = 0;
 
 void becomeOwner(CRITICAL_SECTION& section, DWORD self)
 {
@@ -106,12 +110,26 @@ std::unique_lock<std::mutex> holdSections()
     return isForker() ? std::unique_lock<std::mutex>() : std::unique_lock(s_sectionsLock);
 }
 
+bool ownsAny()
+{
+    if (const unsigned left = s_leftByOthers; left != s_leftByOthersSeen) {
+        const auto hold = holdSections();
+        s_leftByOthersSeen = left;
+        s_ownedCount = 0;
+        for (const CRITICAL_SECTION* section = s_sections; section; section = section->next) {
+            if (section->owner.load(std::memory_order_relaxed) == GetCurrentThreadId())
+                ++s_ownedCount;
+        }
+    }
+    return s_ownedCount != 0;
+}
+
 /// A fork that waits for a section is not as quick as threads that take it in turns: they give it
 /// some time, unless it may be waiting for this very thread, or is this thread's.
 void letForkGoFirst()
 {
     constexpr int triesQty = 20;
-    for (int i = 0; i < triesQty && s_forker != 0 && s_ownedCount == 0 && !isForker(); ++i)
+    for (int i = 0; i < triesQty && s_forker != 0 && !ownsAny() && !isForker(); ++i)
         Sleep(1);
 }
 
@@ -183,6 +201,8 @@ void afterForkInChild()
         std::construct_at(&section->gate);
         section->owner.store(0, std::memory_order_relaxed);
         section->depth = 0;
+        if (section->count)
+            *section->count = 0;
     }
     ++s_forkCount;
     afterFork();
@@ -246,6 +266,7 @@ void InitializeCriticalSection(CRITICAL_SECTION* section)
 {
     section->owner.store(0, std::memory_order_relaxed);
     section->depth = 0;
+    section->count = nullptr;
     section->isEnteredByFork = false;
     const auto hold = holdSections();
     section->previous = nullptr;
@@ -286,16 +307,20 @@ BOOL TryEnterCriticalSection(CRITICAL_SECTION* section)
 
 void LeaveCriticalSection(CRITICAL_SECTION* section)
 {
-    if (--section->depth != 0)
+    if (section->depth == 0 || --section->depth != 0)
         return;
+    const bool isOwners = section->owner.load(std::memory_order_relaxed) == GetCurrentThreadId();
     section->owner.store(0, std::memory_order_relaxed);
-    --s_ownedCount;
-    section->gate.unlock();
+    if (isOwners)
+        --s_ownedCount;
+    else
+        ++s_leftByOthers;
+    section->gate.unlock(); // as the C library has it any thread may
 }
 
-bool zmu::isOwner(const CRITICAL_SECTION& section)
+void zmu::forgetCountInChild(CRITICAL_SECTION& section, std::atomic<ulong32>& count)
 {
-    return section.owner.load(std::memory_order_relaxed) == GetCurrentThreadId();
+    section.count = &count;
 }
 
 zmu::BriefLock::BriefLock()

@@ -49,10 +49,7 @@ u64 zmu::threadSerial()
     return serial;
 }
 
-bool zmu::isOwner(const CRITICAL_SECTION& section)
-{
-    return reinterpret_cast<std::uintptr_t>(section.OwningThread) == GetCurrentThreadId();
-}
+void zmu::forgetCountInChild(CRITICAL_SECTION&, std::atomic<ulong32>&) {} // There are no forks.
 
 unsigned zmu::forkCount()
 {

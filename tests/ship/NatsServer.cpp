@@ -1,0 +1,99 @@
+#include "NatsServer.h"
+
+#include <tools/ship/Publisher.h>
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QStandardPaths>
+
+using namespace zmu_tools::ship;
+
+namespace zmu_test {
+
+namespace {
+
+std::string headerOf(natsMsg* message, const char* name)
+{
+    const char* value = nullptr;
+    return natsMsgHeader_Get(message, name, &value) == NATS_OK && value ? value : "";
+}
+
+} // namespace
+
+QString natsServerProgram()
+{
+    const QString found = QStandardPaths::findExecutable("nats-server");
+    return found.isEmpty() ? QStandardPaths::findExecutable("nats-server", {"/usr/sbin"}) : found;
+}
+
+NatsServer::NatsServer(const QByteArray& settings) : m_settings(settings)
+{
+    start();
+}
+
+void NatsServer::start()
+{
+    const QString folder = QString::fromStdWString(m_folder.path("."));
+    const std::wstring configuration =
+        m_folder.write("server.conf", "listen: \"127.0.0.1:" + QByteArray::number(m_port) +
+                                          "\"\nports_file_dir: \"" + folder.toUtf8() +
+                                          "\"\njetstream { store_dir: \"" + folder.toUtf8() +
+                                          "/store\" }\n" + m_settings);
+    m_process.setStandardErrorFile(folder + "/server.log", QIODevice::Append);
+    m_process.start(natsServerProgram(), {"-c", QString::fromStdWString(configuration)});
+    ASSERT_TRUE(m_process.waitForStarted());
+    // It writes the file once it listens.
+    ASSERT_TRUE(becomesTrue([&] {
+        const QString ports = QString("nats-server_%1.ports").arg(m_process.processId());
+        if (!QDir(folder).exists(ports))
+            return false;
+        const QByteArray text = m_folder.read(ports.toUtf8());
+        const QString url = QJsonDocument::fromJson(text)["nats"][0].toString();
+        m_port = url.section(':', -1).toInt();
+        return m_port > 0;
+    })) << m_folder.read("server.log").toStdString();
+}
+
+void NatsServer::kill()
+{
+    m_process.kill();
+    m_process.waitForFinished();
+}
+
+std::string NatsServer::url() const
+{
+    return "nats://127.0.0.1:" + std::to_string(m_port);
+}
+
+std::vector<StoredMessage> NatsServer::messages(const std::string& secrets,
+                                                const char* stream) const
+{
+    std::vector<StoredMessage> all;
+    natsConnection* made = nullptr;
+    const std::string url = "nats://" + secrets + "127.0.0.1:" + std::to_string(m_port);
+    EXPECT_EQ(natsConnection_ConnectTo(&made, url.c_str()), NATS_OK);
+    const Owned<natsConnection, natsConnection_Destroy> connection(made);
+    jsCtx* context = nullptr;
+    EXPECT_EQ(natsConnection_JetStream(&context, made, nullptr), NATS_OK);
+    const Owned<jsCtx, jsCtx_Destroy> jetStream(context);
+    jsStreamInfo* found = nullptr;
+    if (js_GetStreamInfo(&found, context, stream, nullptr, nullptr) != NATS_OK)
+        return all;
+    const Owned<jsStreamInfo, jsStreamInfo_Destroy> info(found);
+    for (std::uint64_t i = found->State.FirstSeq; i <= found->State.LastSeq; ++i) {
+        natsMsg* taken = nullptr;
+        if (js_GetMsg(&taken, context, stream, i, nullptr, nullptr) != NATS_OK)
+            continue;
+        const OwnedMessage message(taken);
+        all.push_back(
+            {natsMsg_GetSubject(taken),
+             headerOf(taken, "Nats-Msg-Id"),
+             headerOf(taken, afterHeader),
+             headerOf(taken, ownerHeader),
+             {natsMsg_GetData(taken), static_cast<std::size_t>(natsMsg_GetDataLength(taken))}});
+    }
+    return all;
+}
+
+} // namespace zmu_test

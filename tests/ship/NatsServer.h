@@ -1,0 +1,52 @@
+// A server of NATS for a test, and what its stream holds.
+#pragma once
+
+#include "Support.h"
+
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace zmu_test {
+
+/// Empty if none is installed.
+QString natsServerProgram();
+
+#define SKIP_WITHOUT_SERVER()                                                                      \
+    if (zmu_test::natsServerProgram().isEmpty())                                                   \
+    GTEST_SKIP() << "no nats-server is installed; ./dev cluster installs it"
+
+struct StoredMessage {
+    std::string subject;
+    std::string id;
+    std::string after;
+    std::string owner;
+    std::string text;
+};
+
+class NatsServer {
+  public:
+    /// Starts one. `settings` are more lines of its configuration.
+    explicit NatsServer(const QByteArray& settings = {});
+    ~NatsServer() { kill(); }
+
+    /// Starts it again on its port, with what it had stored.
+    void start();
+    void kill();
+    std::string url() const;
+
+    /// All that is in a stream. `secrets` is a user with a password, "USER:PASSWORD@".
+    std::vector<StoredMessage> messages(const std::string& secrets = {},
+                                        const char* stream = "ZMU") const;
+
+  private:
+    Folder m_folder;
+    QByteArray m_settings;
+    QProcess m_process;
+    int m_port = -1; ///< That of its choice, at first.
+};
+
+} // namespace zmu_test

@@ -1,0 +1,188 @@
+#include "NatsServer.h"
+#include "SpoolFolder.h"
+
+#include "../tools/ToolRun.h"
+
+#include <tools/ship/Names.h>
+#include <tools/ship/Publisher.h>
+#include <tools/ship/ServerCollector.h>
+
+#include <algorithm>
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include <QThread>
+
+using namespace zmu_test;
+using namespace zmu_tools::ship;
+using zmu::u64;
+
+namespace {
+
+/// What a collector has written, and would find again after a kill.
+struct Written {
+    std::mutex mutex;
+    std::map<std::string, std::vector<u64>> numbers; ///< By source.
+    std::vector<std::string> leftOut;
+    u64 place = 0;
+
+    std::size_t linesQty()
+    {
+        const std::scoped_lock lock(mutex);
+        std::size_t qty = 0;
+        for (const auto& [source, all] : numbers)
+            qty += all.size();
+        return qty;
+    }
+};
+
+class Collected : public Destination {
+  public:
+    Collected(Written& written, std::string id) : m_written(written), m_id(std::move(id)) {}
+
+    std::string id() override { return m_id; }
+    u64 place() override { return m_written.place; }
+    u64 lastOf(const std::string& source) override
+    {
+        const auto& numbers = m_written.numbers[source];
+        return numbers.empty() ? 0 : numbers.back();
+    }
+    void take(const ServedLine& line) override
+    {
+        const std::scoped_lock lock(m_written.mutex);
+        m_written.numbers[line.source].push_back(line.line.sequence);
+    }
+    void leaveOut(const std::string& what) override
+    {
+        const std::scoped_lock lock(m_written.mutex);
+        m_written.leftOut.push_back(what);
+    }
+    void save(u64) override
+    {
+        if (m_diesBeforeSaving)
+            throw std::runtime_error("dead");
+    }
+
+    std::atomic<bool> m_diesBeforeSaving = false;
+
+  private:
+    Written& m_written;
+    const std::string m_id;
+};
+
+/// A collector in a thread, until it is stopped, or dies before it acknowledges what it has
+/// written.
+class Running {
+  public:
+    Running(const NatsServer& server, Written& written, const char* id)
+        : m_destination(written, id), m_thread([this, url = server.url()] {
+              ServerOptions options;
+              options.urls = {url};
+              try {
+                  collectFromServers(options, "group", m_destination,
+                                     [this] { return m_goesOn.load(); });
+              } catch (const std::runtime_error& error) {
+                  EXPECT_STREQ(error.what(), "dead");
+              }
+          })
+    {}
+    ~Running() { m_goesOn = false; }
+    void die() { m_destination.m_diesBeforeSaving = true; }
+
+  private:
+    Collected m_destination;
+    std::atomic<bool> m_goesOn = true;
+    std::jthread m_thread;
+};
+
+class ServerCollectorTest : public testing::Test {
+  protected:
+    void ship(const NatsServer& server)
+    {
+        const ToolRun run = runTool({"ship", m_spool.path(), "--server", server.url(),
+                                     "--positions", m_spool.path() + "/positions", "--once"});
+        ASSERT_EQ(run.exit, zmu_tools::Exit::Good) << run.errors;
+        ASSERT_TRUE(m_spool.files().filter(".spool").isEmpty()) << run.errors;
+    }
+
+    SpoolFolder m_spool;
+};
+
+void expectWhole(const std::vector<u64>& numbers, u64 last)
+{
+    ASSERT_EQ(numbers.size(), last);
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        ASSERT_EQ(numbers[i], i + 1);
+}
+
+} // namespace
+
+TEST_F(ServerCollectorTest, SharesProcessesAndTakesEachLineOnceWhoeverDies)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    Written one, two;
+    constexpr u64 processesQty = 24;
+    {
+        Running first(server, one, "one");
+        const Running second(server, two, "two");
+        QThread::sleep(6); // by then they know of each other
+        for (u64 process = 1; process <= processesQty; ++process)
+            m_spool.add(process, 1, 100);
+        ship(server);
+        EXPECT_TRUE(becomesTrue([&] { return one.linesQty() + two.linesQty() == 2400; }));
+        first.die(); // with its next lines written, and nobody told
+        for (u64 process = 1; process <= processesQty; ++process)
+            m_spool.add(process, 101, 150);
+        ship(server);
+        EXPECT_TRUE(becomesTrue([&] { return one.linesQty() + two.linesQty() > 2400; }));
+    }
+    EXPECT_GT(one.linesQty(), 0U);
+    EXPECT_GT(two.linesQty(), 0U);
+    const Running again(server, one, "one"), second(server, two, "two");
+    EXPECT_TRUE(becomesTrue([&] { return one.linesQty() + two.linesQty() >= processesQty * 150; }));
+    QThread::sleep(1);
+    EXPECT_EQ(one.numbers.size() + two.numbers.size(), processesQty);
+    for (const Written* written : {&one, &two}) {
+        for (const auto& [source, numbers] : written->numbers)
+            expectWhole(numbers, 150);
+    }
+}
+
+TEST_F(ServerCollectorTest, LeavesOutWhatIsNoLineOrFromAnotherHost)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    m_spool.add(7, 1, 2, L"good", L"h7");
+    ship(server);
+    const std::string good = server.messages().front().text;
+    ServerOptions options;
+    options.urls = {server.url()};
+    Connection connection(options, "hostile");
+    Publisher publisher(connection, options.stream, [] { return true; });
+    std::string other = good;
+    other.replace(other.find("\"sequence\":1"), 12, "\"sequence\":9");
+    publisher.publish({
+        {"zmu.h8", "1", "", "me", other}, // h8 speaks for h7
+        {"zmu.h7", "2", "", "me", good.substr(0, 40)},
+        {"zmu.h7", "3", "", "me", std::string(500000, '[')},
+        {"zmu.h7.x", "4", "", "me", ""},
+        {"zmu.h7", "5", "18446744073709551615", "../../etc", other},
+    });
+    Written written;
+    const Running collector(server, written, "one");
+    EXPECT_TRUE(becomesTrue([&] {
+        const std::size_t qty = written.linesQty();
+        const std::scoped_lock lock(written.mutex);
+        return qty == 3 && written.leftOut.size() == 4;
+    }));
+    const std::scoped_lock lock(written.mutex);
+    EXPECT_NE(written.leftOut[0].find("subject zmu.h8: the subject is not that of its host"),
+              std::string::npos)
+        << written.leftOut[0];
+    EXPECT_EQ(written.numbers.size(), 2U);
+    for (const auto& [source, numbers] : written.numbers)
+        EXPECT_EQ(source.find_first_of("/\\ \n"), std::string::npos) << source;
+}

@@ -1,0 +1,149 @@
+#include "Group.h"
+
+#include "Stream.h"
+
+#include <algorithm>
+
+namespace zmu_tools::ship {
+
+namespace {
+
+constexpr std::int64_t nanoseconds = 1000000000; // of a second
+/// For which a collector counts as there after its last word.
+constexpr std::int64_t presence = 20;
+constexpr std::chrono::seconds presenceInterval{5};
+/// For which it is known who has taken a process. It begins anew with a process that goes on.
+constexpr std::int64_t memory = 90LL * 86400;
+constexpr std::int64_t renewal = 86400;
+constexpr std::chrono::hours forgetInterval{24};
+constexpr std::size_t knownMax = 200000;
+
+using OwnedEntry = Owned<kvEntry, kvEntry_Destroy>;
+
+/// The same everywhere, and without a pattern.
+std::uint64_t mixed(std::string_view text)
+{
+    std::uint64_t sum = 0xCBF29CE484222325;
+    for (const char c : text)
+        sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+    sum ^= sum >> 33;
+    sum *= 0xFF51AFD7ED558CCD;
+    return sum ^ sum >> 33;
+}
+
+} // namespace
+
+Group::Group(Connection& connection, std::string name, std::string id, const StreamOptions& stream)
+    : m_connection(connection), m_name(std::move(name)), m_id(std::move(id)),
+      m_stream(stream), m_present{m_id},
+      m_nextForgetting(std::chrono::steady_clock::now() + forgetInterval)
+{}
+
+Group::Taker Group::takerOf(const std::string& source, bool isOverdue)
+{
+    if (const auto known = m_known.find(source); known != m_known.end())
+        return known->second;
+    if (!isReady())
+        return Taker::Unknown;
+    for (int i = 0; i < 2; ++i) {
+        kvEntry* found = nullptr;
+        const natsStatus status = kvStore_Get(&found, m_takers.get(), source.c_str());
+        const OwnedEntry entry(found);
+        if (status == NATS_OK) {
+            const char* const value = kvEntry_ValueString(found);
+            if (!value || m_id != value)
+                return remember(source, Taker::Other);
+            if (nats_NowInNanoSeconds() - kvEntry_Created(found) > renewal * nanoseconds)
+                kvStore_UpdateString(nullptr, m_takers.get(), source.c_str(), m_id.c_str(),
+                                     kvEntry_Revision(found));
+            return remember(source, Taker::Me);
+        }
+        if (status != NATS_NOT_FOUND) {
+            m_connection.tell("it cannot be asked who takes what (" + describe(status) +
+                              "); trying on");
+            return Taker::Unknown;
+        }
+        if (!isOverdue && !fallsToMe(source))
+            return Taker::Nobody;
+        // If that fails somebody else has been quicker, or it has been done though no answer came:
+        // then it stands there.
+        if (kvStore_CreateString(nullptr, m_takers.get(), source.c_str(), m_id.c_str()) == NATS_OK)
+            return remember(source, Taker::Me);
+    }
+    return Taker::Unknown;
+}
+
+void Group::keepUp()
+{
+    const auto now = std::chrono::steady_clock::now();
+    if (now < m_nextPresence || !isReady())
+        return;
+    m_nextPresence = now + presenceInterval;
+    if (now >= m_nextForgetting) { // so that what goes on for long is renewed
+        m_known.clear();
+        m_nextForgetting = now + forgetInterval;
+    }
+    kvStore_PutString(nullptr, m_members.get(), m_id.c_str(), "");
+    kvKeysList list{};
+    if (kvStore_Keys(&list, m_members.get(), nullptr) == NATS_OK)
+        m_present.assign(list.Keys, list.Keys + list.Count);
+    kvKeysList_Destroy(&list);
+    if (std::find(m_present.begin(), m_present.end(), m_id) == m_present.end())
+        m_present.push_back(m_id);
+}
+
+bool Group::isReady()
+{
+    if (!m_connection.isConnected())
+        return false;
+    if (m_generation != m_connection.generation()) {
+        m_takers.reset();
+        m_members.reset();
+        m_generation = m_connection.generation();
+    }
+    return open(m_takers, m_name + "-takers", memory) &&
+           open(m_members, m_name + "-members", presence);
+}
+
+bool Group::open(OwnedStore& store, const std::string& bucket, std::int64_t seconds)
+{
+    if (store)
+        return true;
+    kvStore* made = nullptr;
+    natsStatus status = js_KeyValue(&made, m_connection.jetStream(), bucket.c_str());
+    if (status == NATS_NOT_FOUND) {
+        const int replicas = ensureStream(m_connection, m_stream);
+        if (replicas == 0)
+            return false;
+        kvConfig wanted;
+        kvConfig_Init(&wanted);
+        wanted.Bucket = bucket.c_str();
+        wanted.History = 1;
+        wanted.TTL = seconds * nanoseconds;
+        wanted.StorageType = js_FileStorage;
+        wanted.Replicas = replicas;
+        status = js_CreateKeyValue(&made, m_connection.jetStream(), &wanted);
+    }
+    store.reset(made);
+    if (status != NATS_OK)
+        m_connection.tell("it cannot be kept who takes what (" + describe(status) + "); trying on");
+    return status == NATS_OK;
+}
+
+bool Group::fallsToMe(const std::string& source) const
+{
+    const std::uint64_t mine = mixed(m_id + ' ' + source);
+    return std::all_of(m_present.begin(), m_present.end(), [&](const std::string& other) {
+        return other == m_id || mixed(other + ' ' + source) < mine;
+    });
+}
+
+Group::Taker Group::remember(const std::string& source, Taker taker)
+{
+    if (m_known.size() >= knownMax)
+        m_known.clear(); // and asks again
+    m_known[source] = taker;
+    return taker;
+}
+
+} // namespace zmu_tools::ship

@@ -1,0 +1,59 @@
+// Takes messages from the stream, in its order, and acknowledges what has been dealt with.
+#pragma once
+
+#include "Connection.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace zmu_tools::ship {
+
+struct Pulled {
+    OwnedMessage message;
+    std::uint64_t place = 0; ///< In the stream.
+};
+
+class Puller {
+  public:
+    /// `durable` is the name under which the servers know how far this one is. `floor` is the place
+    /// up to which all was dealt with in an earlier life; 0 if that is not known.
+    Puller(Connection& connection, const StreamOptions& options, std::string durable,
+           std::uint64_t floor);
+
+    /// Takes what is there, or waits for something a quarter of a second. What has come before and
+    /// was not acknowledged may come again, and does after a loss of the connection. False if the
+    /// servers cannot be asked, which is told.
+    bool pull(std::vector<Pulled>& messages);
+
+    /// What acknowledge() would make the last place.
+    std::uint64_t placeBefore(std::optional<std::uint64_t> end) const;
+    /// All before `end`, or all that was pulled if there is none, has been dealt with.
+    void acknowledge(std::optional<std::uint64_t> end);
+
+  private:
+    struct Acknowledgement {
+        std::uint64_t place = 0; ///< Nothing of a later place came before it.
+        std::string subject;
+    };
+
+    bool begin();
+    natsStatus makeConsumer();
+    bool isInOrder(natsMsg* message);
+    void fail(natsStatus status, jsErrCode code);
+
+    Connection& m_connection;
+    const StreamOptions& m_options;
+    const std::string m_durable;
+    std::uint64_t m_floor;
+    unsigned m_generation = 0;
+    unsigned m_lossesQty = 0;
+    bool m_isBegun = false;
+    std::int64_t m_longest = 65536; ///< Bytes of messages that came lately.
+    std::uint64_t m_delivered = 0;  ///< The consumer's number of the last message.
+    Owned<natsSubscription, natsSubscription_Destroy> m_subscription;
+    std::deque<Acknowledgement> m_acknowledgements;
+};
+
+} // namespace zmu_tools::ship

@@ -1,0 +1,85 @@
+// Brings what comes from the servers into the order of each process.
+//
+// A message that failed on its way to the stream is published again, behind those that followed it.
+// Each tells the number of the line before it, so what comes too early is kept until that has come.
+#pragma once
+
+#include <spool/SpoolLine.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+
+namespace zmu_tools::ship {
+
+struct Arrival {
+    std::string source; ///< As sourceOf names it.
+    std::string owner;
+    std::string text; ///< The line.
+    zmu::u64 sequence = 0;
+    std::optional<zmu::u64> after; ///< The number of the line before, if that is known.
+    zmu::u64 place = 0;            ///< In the stream.
+};
+
+class Sequencer {
+  public:
+    using Clock = std::chrono::steady_clock;
+    /// Takes what is next of its process. `missing` are the numbers before it that have not come,
+    /// and are not to be expected. What comes after all, when others were handed on in its place,
+    /// is late: its number is below the last one's.
+    using Take = std::function<void(const Arrival& arrival, zmu::u64 missing, bool isLate)>;
+    /// The last number of a source that was taken in an earlier life; 0 for none.
+    using Last = std::function<zmu::u64(const std::string& source)>;
+
+    struct Limits {
+        std::chrono::seconds patience{300}; ///< With what is not there.
+        std::size_t bytes = 32 << 20;       ///< Of all that is kept.
+        std::size_t sourcesQty = 100000;    ///< Known at a time; more forget those that rest.
+    };
+
+    Sequencer(Last last, Take take) : Sequencer(std::move(last), std::move(take), Limits()) {}
+    Sequencer(Last last, Take take, Limits limits);
+
+    /// Hands on, keeps, or drops what has come already.
+    void offer(Arrival arrival, Clock::time_point now);
+    /// Hands on what has waited long enough, with what is missing before it.
+    void expire(Clock::time_point now);
+
+    /// The first place in the stream of what is kept; none if nothing is.
+    std::optional<zmu::u64> firstPlace() const;
+
+  private:
+    struct Source {
+        zmu::u64 last = 0;
+        std::map<zmu::u64, Arrival> kept;     ///< By number.
+        std::size_t bytes = 0;                ///< Of these.
+        std::map<zmu::u64, zmu::u64> givenUp; ///< First and last numbers that may come late.
+        Clock::time_point since;              ///< When the first of these came.
+        Clock::time_point used;
+    };
+    using Sources = std::unordered_map<std::string, Source>;
+
+    Source& sourceOf(const std::string& name, Clock::time_point now);
+    void handOn(Source& source, const Arrival& arrival);
+    void handOnLate(Source& source, const Arrival& arrival);
+    void handOnKept(Source& source);
+    void giveUp(Source& source);
+    void takeOut(Source& source);
+    void makeRoom();
+    void forgetResting();
+
+    const Last m_last;
+    const Take m_take;
+    const Limits m_limits;
+    Sources m_sources;
+    std::set<zmu::u64> m_places;     ///< Of what is kept.
+    std::set<std::string> m_waiting; ///< Sources of which something is kept.
+    std::size_t m_bytes = 0;
+};
+
+} // namespace zmu_tools::ship

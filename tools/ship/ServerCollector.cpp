@@ -1,0 +1,199 @@
+#include "ServerCollector.h"
+
+#include "Group.h"
+#include "Names.h"
+#include "Publisher.h"
+#include "Puller.h"
+#include "Sequencer.h"
+
+#include <tools/Text.h>
+
+#include <charconv>
+#include <deque>
+#include <thread>
+
+using namespace zmu_spool;
+using zmu::u64;
+
+namespace zmu_tools::ship {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds connectPatience{1};
+/// For which whoever else should take a source may let it wait.
+constexpr std::chrono::seconds takerPatience{3};
+/// Of lines that wait until it is known who takes their source.
+constexpr std::size_t undecidedBytes = 16 << 20;
+constexpr std::size_t ownerQty = 256;
+
+std::string headerOf(natsMsg* message, const char* name)
+{
+    const char* value = nullptr;
+    return natsMsgHeader_Get(message, name, &value) == NATS_OK && value ? value : "";
+}
+
+class ServerCollector {
+  public:
+    ServerCollector(const ServerOptions& options, const std::string& name, Destination& destination)
+        : m_options(options), m_destination(destination), m_connection(options, "zmu collect"),
+          m_group(m_connection, name, destination.id(), options.stream),
+          m_puller(m_connection, options.stream, name + '-' + destination.id(),
+                   destination.place()),
+          m_sequencer([this](const std::string& source) { return m_destination.lastOf(source); },
+                      [this](const Arrival& arrival, u64 missing, bool isLate) {
+                          handOn(arrival, missing, isLate);
+                      })
+    {}
+
+    void run(const std::function<bool()>& mayGoOn)
+    {
+        std::vector<Pulled> messages;
+        while (mayGoOn()) {
+            if (!m_connection.await(connectPatience))
+                continue;
+            m_group.keepUp();
+            messages.clear();
+            // While it cannot be found out who takes them, no more are taken in.
+            if (m_undecidedBytes > undecidedBytes || !m_puller.pull(messages))
+                std::this_thread::sleep_for(connectPatience);
+            for (const Pulled& pulled : messages)
+                look(pulled);
+            decide();
+            m_sequencer.expire(Clock::now());
+            const std::optional<u64> open = firstOpenPlace();
+            m_destination.save(m_puller.placeBefore(open));
+            m_puller.acknowledge(open);
+        }
+    }
+
+  private:
+    struct Undecided {
+        std::deque<Arrival> arrivals;
+        Clock::time_point since;
+    };
+
+    void look(const Pulled& pulled)
+    {
+        natsMsg* const message = pulled.message.get();
+        Arrival arrival;
+        arrival.text.assign(natsMsg_GetData(message),
+                            static_cast<std::size_t>(natsMsg_GetDataLength(message)));
+        arrival.place = pulled.place;
+        const char* const subject = natsMsg_GetSubject(message);
+        if (const LineFault fault = readSpoolLine(arrival.text, m_line)) {
+            leaveOut(pulled, subject, describe(fault));
+            return;
+        }
+        // Servers can be told who may publish to which subject, so that a host speaks for itself.
+        if (subjectHost(subject) != wordOf(m_line.host)) {
+            leaveOut(pulled, subject, "the subject is not that of its host \"" + m_line.host + '"');
+            return;
+        }
+        arrival.owner = harmless(headerOf(message, ownerHeader)).substr(0, ownerQty);
+        arrival.source = sourceOf(m_line, arrival.owner);
+        arrival.sequence = m_line.sequence;
+        const std::string after = headerOf(message, afterHeader);
+        u64 number = 0;
+        const auto [end, error] =
+            std::from_chars(after.data(), after.data() + after.size(), number);
+        if (error == std::errc() && end == after.data() + after.size() && number < arrival.sequence)
+            arrival.after = number;
+        put(std::move(arrival));
+    }
+
+    static std::string_view subjectHost(std::string_view subject)
+    {
+        return subject.substr(subject.find_last_of('.') + 1);
+    }
+
+    void leaveOut(const Pulled& pulled, const char* subject, const std::string& what)
+    {
+        m_destination.leaveOut("message " + std::to_string(pulled.place) + " of the stream " +
+                               m_options.stream.name + ", subject " + harmless(subject) + ": " +
+                               harmless(what));
+    }
+
+    /// What waits for its source to be decided goes first.
+    void put(Arrival arrival)
+    {
+        const auto waiting = m_undecided.find(arrival.source);
+        if (waiting != m_undecided.end()) {
+            m_undecidedBytes += arrival.text.size();
+            waiting->second.arrivals.push_back(std::move(arrival));
+            return;
+        }
+        switch (m_group.takerOf(arrival.source, false)) {
+        case Group::Taker::Me:
+            m_sequencer.offer(std::move(arrival), Clock::now());
+            break;
+        case Group::Taker::Other:
+            break;
+        case Group::Taker::Nobody:
+        case Group::Taker::Unknown:
+            m_undecidedBytes += arrival.text.size();
+            Undecided& undecided = m_undecided[arrival.source];
+            undecided.since = Clock::now();
+            undecided.arrivals.push_back(std::move(arrival));
+        }
+    }
+
+    void decide()
+    {
+        const bool isRoomShort = m_undecidedBytes > undecidedBytes;
+        for (auto each = m_undecided.begin(); each != m_undecided.end();) {
+            auto& [source, undecided] = *each;
+            const bool isOverdue = isRoomShort || Clock::now() - undecided.since >= takerPatience;
+            const Group::Taker taker = m_group.takerOf(source, isOverdue);
+            if (taker == Group::Taker::Nobody || taker == Group::Taker::Unknown) {
+                ++each;
+                continue;
+            }
+            for (Arrival& arrival : undecided.arrivals) {
+                m_undecidedBytes -= arrival.text.size();
+                if (taker == Group::Taker::Me)
+                    m_sequencer.offer(std::move(arrival), Clock::now());
+            }
+            each = m_undecided.erase(each);
+        }
+    }
+
+    /// The first place in the stream that is not dealt with.
+    std::optional<u64> firstOpenPlace() const
+    {
+        std::optional<u64> first = m_sequencer.firstPlace();
+        for (const auto& [source, undecided] : m_undecided) {
+            const u64 place = undecided.arrivals.front().place;
+            first = std::min(first.value_or(place), place);
+        }
+        return first;
+    }
+
+    void handOn(const Arrival& arrival, u64 missing, bool isLate)
+    {
+        if (!readSpoolLine(arrival.text, m_line)) // again: it may have waited
+            m_destination.take(
+                {arrival.source, arrival.owner, arrival.text, m_line, missing, isLate});
+    }
+
+    const ServerOptions& m_options;
+    Destination& m_destination;
+    Connection m_connection;
+    Group m_group;
+    Puller m_puller;
+    Sequencer m_sequencer;
+    SpoolLine m_line;
+    std::unordered_map<std::string, Undecided> m_undecided;
+    std::size_t m_undecidedBytes = 0;
+};
+
+} // namespace
+
+void collectFromServers(const ServerOptions& options, const std::string& name,
+                        Destination& destination, const std::function<bool()>& mayGoOn)
+{
+    ServerCollector(options, name, destination).run(mayGoOn);
+}
+
+} // namespace zmu_tools::ship

@@ -1,0 +1,22 @@
+// What the command line of `zmu ship` asks for.
+#pragma once
+
+#include "ServerOptions.h"
+
+#include <tools/Command.h>
+
+namespace zmu_tools::ship {
+
+struct ShipOptions {
+    std::vector<std::string> spools;
+    std::string positions;  ///< The file; empty for the usual one.
+    bool isKeeping = false; ///< Files that are shipped stay.
+    bool isOnce = false;    ///< Ends when all is shipped.
+    ServerOptions server;
+};
+
+/// Ships until it is ended, or all is shipped. Where zmu was built without the client library of
+/// NATS it says so.
+Exit shipSpools(const ShipOptions& options);
+
+} // namespace zmu_tools::ship
