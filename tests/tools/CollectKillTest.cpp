@@ -4,6 +4,7 @@
 
 #include <QProcess>
 #include <QRegularExpression>
+#include <QThread>
 
 #include <atomic>
 #include <map>
