@@ -13,6 +13,7 @@
 #include <deque>
 #include <map>
 #include <stdexcept>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -199,8 +200,6 @@ SpoolReader::Private::Private(const std::vector<std::string>& folders, Positions
                               Options options)
     : m_positions(positions), m_options(options)
 {
-    if (!m_dispatcher)
-        throw std::runtime_error("a reader of spools needs a QCoreApplication");
     for (const std::string& folder : folders) {
         std::string why;
         FolderState state{absoluteFolder(folder, why), {}};
@@ -596,6 +595,12 @@ void SpoolReader::Private::wait(int milliseconds)
 template <class Condition>
 void SpoolReader::Private::processEvents(int milliseconds, const Condition& isEnough)
 {
+    if (!m_dispatcher) { // nothing is told then: the sweep finds it
+        const Clock::time_point end = Clock::now() + std::chrono::milliseconds(milliseconds);
+        while (!m_isWoken && Clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(settling));
+        return;
+    }
     QTimer timer;
     timer.setSingleShot(true);
     timer.start(milliseconds);
@@ -606,7 +611,8 @@ void SpoolReader::Private::processEvents(int milliseconds, const Condition& isEn
 void SpoolReader::Private::wake()
 {
     m_isWoken = true;
-    m_dispatcher->wakeUp();
+    if (m_dispatcher)
+        m_dispatcher->wakeUp();
 }
 
 bool SpoolReader::Private::remove(const SpoolFile& file, std::string& why)
