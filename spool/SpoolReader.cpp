@@ -13,6 +13,7 @@
 #include <deque>
 #include <map>
 #include <stdexcept>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -594,6 +595,12 @@ void SpoolReader::Private::wait(int milliseconds)
 template <class Condition>
 void SpoolReader::Private::processEvents(int milliseconds, const Condition& isEnough)
 {
+    if (!m_dispatcher) { // nothing is told then: the sweep finds it
+        const Clock::time_point end = Clock::now() + std::chrono::milliseconds(milliseconds);
+        while (!m_isWoken && Clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(settling));
+        return;
+    }
     QTimer timer;
     timer.setSingleShot(true);
     timer.start(milliseconds);
@@ -604,7 +611,8 @@ void SpoolReader::Private::processEvents(int milliseconds, const Condition& isEn
 void SpoolReader::Private::wake()
 {
     m_isWoken = true;
-    m_dispatcher->wakeUp();
+    if (m_dispatcher)
+        m_dispatcher->wakeUp();
 }
 
 bool SpoolReader::Private::remove(const SpoolFile& file, std::string& why)

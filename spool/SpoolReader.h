@@ -2,7 +2,7 @@
 // follows what is added.
 //
 //     Positions positions("collect.positions");
-//     SpoolReader reader({"/var/spool/zmu"}, positions);   // needs a QCoreApplication
+//     SpoolReader reader({"/var/spool/zmu"}, positions);   // best with a QCoreApplication
 //     SpoolItem item;
 //     for (;;) {
 //         while (reader.next(item)) {
@@ -83,6 +83,7 @@ class SpoolReader {
     };
 
     /// Throws std::runtime_error for a folder that cannot be listed. `positions` outlive it.
+    /// Without an application changes are found by the sweep alone.
     SpoolReader(const std::vector<std::string>& folders, Positions& positions);
     SpoolReader(const std::vector<std::string>& folders, Positions& positions, Options options);
     ~SpoolReader();
