@@ -35,12 +35,10 @@ std::string wideLiteral(const std::string& text)
         char form[16] = {};
         if (character == U'"' || character == U'\\' || character == U'?') // two begin a trigraph
             std::snprintf(form, sizeof form, "\\%c", char(character));
-        else if (character < 0x20)
+        else if (character < 0x20 || (character >= 0x7f && character < 0xa0)) // has no other name
             std::snprintf(form, sizeof form, "\\%03o", unsigned(character));
         else if (character < 0x7f)
             form[0] = char(character);
-        else if (character < 0xa0) // no character of a literal by its name
-            std::snprintf(form, sizeof form, "\\%03o", unsigned(character));
         else
             std::snprintf(form, sizeof form, character < 0x10000 ? "\\u%04x" : "\\U%08x",
                           unsigned(character));
