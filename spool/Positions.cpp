@@ -197,7 +197,7 @@ void Positions::prune()
 
 void Positions::save()
 {
-    if (!m_isChanged)
+    if (!m_isChanged || m_path.empty())
         return;
     prune();
     std::string text(firstLine);

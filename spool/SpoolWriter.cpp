@@ -35,31 +35,6 @@ char* put(char* to, std::string_view text)
     return to + text.copy(to, text.size());
 }
 
-/// In UTC, as ISO 8601 has it.
-char* putTime(char* to, i64 nanoseconds)
-{
-    using namespace std::chrono;
-    const sys_time<std::chrono::nanoseconds> moment{std::chrono::nanoseconds(nanoseconds)};
-    const auto day = floor<days>(moment);
-    const year_month_day date(day);
-    const hh_mm_ss time(moment - day);
-    to = putPadded(to, static_cast<unsigned>(static_cast<int>(date.year())), 4);
-    *to++ = '-';
-    to = putPadded(to, static_cast<unsigned>(date.month()), 2);
-    *to++ = '-';
-    to = putPadded(to, static_cast<unsigned>(date.day()), 2);
-    *to++ = 'T';
-    to = putPadded(to, static_cast<unsigned>(time.hours().count()), 2);
-    *to++ = ':';
-    to = putPadded(to, static_cast<unsigned>(time.minutes().count()), 2);
-    *to++ = ':';
-    to = putPadded(to, static_cast<unsigned>(time.seconds().count()), 2);
-    *to++ = '.';
-    to = putPadded(to, static_cast<unsigned>(time.subseconds().count()), 9);
-    *to++ = 'Z';
-    return to;
-}
-
 /// What can stand in a text as it is, in one byte.
 bool isPlain(char32_t point)
 {
@@ -133,6 +108,30 @@ char* putPlainName(char* to, const wchar_t* name)
 }
 
 } // namespace
+
+char* zmu_spool::putTime(char* to, i64 nanoseconds)
+{
+    using namespace std::chrono;
+    const sys_time<std::chrono::nanoseconds> moment{std::chrono::nanoseconds(nanoseconds)};
+    const auto day = floor<days>(moment);
+    const year_month_day date(day);
+    const hh_mm_ss time(moment - day);
+    to = putPadded(to, static_cast<unsigned>(static_cast<int>(date.year())), 4);
+    *to++ = '-';
+    to = putPadded(to, static_cast<unsigned>(date.month()), 2);
+    *to++ = '-';
+    to = putPadded(to, static_cast<unsigned>(date.day()), 2);
+    *to++ = 'T';
+    to = putPadded(to, static_cast<unsigned>(time.hours().count()), 2);
+    *to++ = ':';
+    to = putPadded(to, static_cast<unsigned>(time.minutes().count()), 2);
+    *to++ = ':';
+    to = putPadded(to, static_cast<unsigned>(time.seconds().count()), 2);
+    *to++ = '.';
+    to = putPadded(to, static_cast<unsigned>(time.subseconds().count()), 9);
+    *to++ = 'Z';
+    return to;
+}
 
 char* zmu_spool::putOrigin(char* to, const Origin& origin)
 {

@@ -43,7 +43,13 @@ struct Situation {
     zmu::i64 id = 0;
 };
 
+/// What putTime writes, at most.
+inline constexpr std::size_t timeQty = 32;
+
 // Each writes to the bytes at `to` and returns the end.
+
+/// Nanoseconds since 1970 UTC, as ISO 8601 has them: "2026-11-22T06:32:27.123456789Z".
+char* putTime(char* to, zmu::i64 nanoseconds);
 char* putOrigin(char* to, const Origin& origin);
 /// All fields but the first and the last. `origin` is what putOrigin has written.
 char* putSituation(char* to, std::string_view origin, const Situation& situation);

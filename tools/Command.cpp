@@ -4,6 +4,7 @@
 #include "Text.h"
 
 #include <tools/catalog/CompileCommand.h>
+#include <tools/collect/CollectCommand.h>
 #include <tools/explain/ExplainCommand.h>
 #include <tools/forms/FormCommand.h>
 #include <tools/log/LogCommand.h>
@@ -24,8 +25,8 @@ namespace zmu_tools {
 const std::vector<AddCommand>& commands()
 {
     static const std::vector<AddCommand> all = {
-        addCompileCommand, addCheckCommand,   addFormCommand,
-        addLogCommand,     addExplainCommand, addShipCommand,
+        addCompileCommand, addCheckCommand,   addFormCommand, addLogCommand,
+        addCollectCommand, addExplainCommand, addShipCommand,
     };
     return all;
 }

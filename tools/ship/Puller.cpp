@@ -154,7 +154,8 @@ natsStatus Puller::makeConsumer()
                           " of the servers has begun anew: all that is in it is looked at");
         m_floor = 0;
     }
-    const std::string subjects = m_options.subject + ".>";
+    const std::string subjects =
+        m_options.subject + (m_options.host.empty() ? ".>" : '.' + m_options.host);
     jsConsumerConfig wanted;
     jsConsumerConfig_Init(&wanted);
     wanted.Durable = m_durable.c_str();

@@ -1,0 +1,25 @@
+// What is collected, as lines of JSON on standard output.
+#pragma once
+
+#include "Sink.h"
+
+namespace zmu_tools::collect {
+
+/// Writes an object for each report: {"owner":...,"sequence":...} with the fields of a spool's line
+/// for a situation, "missing" with a first and a last number, or "leftOut" with what is wrong.
+/// Whoever reads it may get the last ones twice after a kill.
+class JsonSink : public Sink {
+  public:
+    bool write(const Report& report) override;
+    bool sync() override;
+
+  private:
+    bool flush();
+    void put(std::string_view name, std::string_view text);
+    void put(std::string_view name, zmu::i64 number);
+    void put(std::string_view name, zmu::u64 number);
+
+    std::string m_output;
+};
+
+} // namespace zmu_tools::collect
