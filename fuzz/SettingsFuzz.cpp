@@ -5,13 +5,16 @@
 #include <zmu/platform/linux/SettingsFile.h>
 #include <zmu/platform/linux/SettingsText.h>
 
+#include <ctime>
 #include <filesystem>
 
 using namespace zmu_fuzz;
 
-// Stands in for Sleep: a file without text is read again later, as if it were
-// being written, and nobody writes it here.
-extern "C" void __wrap__Z5Sleepj(unsigned) {}
+// A file without text is read again later, as if it were being written, and nobody writes it here.
+extern "C" int __wrap_nanosleep(const timespec*, timespec*)
+{
+    return 0;
+}
 
 namespace {
 

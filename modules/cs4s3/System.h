@@ -6,8 +6,10 @@
 
 #include <spool/SpoolWriter.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace cs4s3 {
 
@@ -22,6 +24,10 @@ i64 presentTime();
 u64 steadyMilliseconds();
 /// The system's number for the calling thread.
 u64 threadNumber();
+/// The system's number for this process: another one in the child of a fork.
+u64 processNumber();
+/// Lets another thread run.
+void giveWay();
 /// Host, program, number and start of this process. Of two programs that one process has run in
 /// turn each has another start.
 void describeProcess(zmu_spool::Origin& origin);
@@ -39,9 +45,12 @@ class Undisturbed {
     unsigned long m_error = 0;
 };
 
-/// The lock of the process's spool, which the child of a fork finds free.
+/// The lock of the process's spool.
 class SpoolGuard {
   public:
+    /// The lock is free from now on: who has it is no thread of this process.
+    static void forget();
+
     SpoolGuard();
     ~SpoolGuard();
     SpoolGuard(const SpoolGuard&) = delete;
@@ -87,10 +96,14 @@ bool readSize(const char* text, u64& size);
 
 // ---- Files ---------------------------------------------------------------------------------------
 
-/// What the files of a folder take.
-struct FolderUse {
-    u64 bytes = 0;
-    u64 writers = 0; ///< Files that were written to within the last minute.
+/// Is told of each file of a folder.
+class FolderUse {
+  public:
+    /// `age`: seconds since the last sign of its writer.
+    virtual void add(std::string_view name, u64 size, i64 age) = 0;
+
+  protected:
+    ~FolderUse() = default;
 };
 /// 0 on success.
 int measureFolder(const char* folder, FolderUse& use);
@@ -99,9 +112,15 @@ using File = std::intptr_t;
 inline constexpr File noFile = -1;
 
 /// Makes a file that only this process writes, for as long as it has it open: readers find it
-/// locked (see docs/proxy.md). Fails if there is anything of that name. 0 on success.
-int createFile(const char* folder, const char* name, File& file);
-void closeFile(File file);
+/// locked (see docs/proxy.md). Fails if there is anything of that name. `file` has it from the
+/// moment on when it is there, for a child that is forked off then to close. 0 on success.
+int createFile(const char* folder, const char* name, std::atomic<File>& file);
+/// Closes a file and clears `file`, in the order that a fork in between asks for.
+void closeFile(std::atomic<File>& file);
+/// Removes a file that was closed.
+void removeFile(const char* folder, const char* name);
+/// Gives a file the present time, by which others know that it has a writer.
+void giveSign(File file);
 /// Whether a failure of createFile means that another name may do.
 bool isNameTaken(int error);
 /// Whether a failure of appendTo leaves the file fit for use: there is no room just now.

@@ -4,6 +4,7 @@
 
 #include <zmu/localize/ResourceModule.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cwchar>
 #include <memory>
@@ -20,30 +21,34 @@ struct Release {
 };
 
 /// Composes and appends the line in `bytes`, which have room for it.
-bool report(char* bytes, std::string_view origin, const zmu_spool::Situation& situation,
-            const wchar_t* description, std::size_t length)
+bool report(Spool& spool, char* bytes, std::string_view origin,
+            const zmu_spool::Situation& situation, const wchar_t* description, std::size_t length)
 {
     char* const text = bytes + zmu_spool::frontQty;
     char* const middle = zmu_spool::putSituation(text, origin, situation);
-    return Spool::ofProcess().append(text, zmu_spool::putDescription(middle, description, length));
+    return spool.append(text, zmu_spool::putDescription(middle, description, length));
 }
 
 bool report(const zmu_spool::Situation& situation, const wchar_t* description)
 {
-    const std::string_view origin = Spool::ofProcess().origin();
+    Spool& spool = Spool::ofProcess();
+    const std::string_view origin = spool.origin();
     if (origin.empty())
         return false;
     const std::size_t length = std::wcslen(description);
     if (length <= shortQty) {
         char bytes[zmu_spool::bytesForLine(shortQty)];
-        return report(bytes, origin, situation, description, length);
+        return report(spool, bytes, origin, situation, description, length);
     }
     // What could fit no line is not worth the memory, but its refusal is told like any other.
     const std::size_t taken = std::min(length, zmu_spool::longestLine);
     const std::size_t size =
         zmu_spool::bytesForLine(0) + zmu_spool::escapedSize(description, taken);
     const std::unique_ptr<char, Release> bytes(static_cast<char*>(std::malloc(size)));
-    return bytes && report(bytes.get(), origin, situation, description, taken);
+    if (bytes)
+        return report(spool, bytes.get(), origin, situation, description, taken);
+    spool.refuseNext("there is no memory for its text");
+    return false;
 }
 
 } // namespace
@@ -55,16 +60,12 @@ ProxyRespondToSituation(unsigned int enablements, long long instantiatorID, int 
                         const wchar_t* /*format*/, const wchar_t* description)
 {
     const Undisturbed undisturbed;
-    try {
-        return description && report({.time = presentTime(),
-                                      .thread = threadNumber(),
-                                      .instantiator = instantiatorID,
-                                      .enablements = enablements,
-                                      .id = -static_cast<i64>(negatedSituationID)},
-                                     description)
-                   ? 1
-                   : 0;
-    } catch (...) {
-        return 0; // no memory for the settings
-    }
+    return description && report({.time = presentTime(),
+                                  .thread = threadNumber(),
+                                  .instantiator = instantiatorID,
+                                  .enablements = enablements,
+                                  .id = -static_cast<i64>(negatedSituationID)},
+                                 description)
+               ? 1
+               : 0;
 }

@@ -109,6 +109,11 @@ TEST_F(Proxy, KeepsToTheLimitOfItsFolder)
     MachineSettings settings;
     settings.storeSection("Spool", {{"FolderSize", QString::number(limit)}});
     const std::wstring ballast = folder.write("ballast.spool", QByteArray(200000, 'b'));
+    QFile left(QString::fromStdWString(ballast)); // by a writer that has gone, long ago
+    ASSERT_TRUE(left.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(left.setFileTime(QDateTime::currentDateTime().addSecs(-3600),
+                                 QFileDevice::FileModificationTime));
+    left.close();
     folder.write("nothing.else", QByteArray(200000, 'b'));
     const Traces traces;
     int taken = 0;
@@ -138,12 +143,15 @@ struct FolderRow {
     const char* told; ///< with these words.
 };
 
+const std::string longName = '/' + std::string(2000, 'x');
+
 const FolderRow folderRows[] = {
     {"OfTheEnvironment", "/first", "/second", "16777216", "/first", ""},
     {"OfTheMachine", "", "/second", nullptr, "/second", ""},
     {"OfTheUser", "", nullptr, nullptr, "/users/zmu", ""},
     // What is set and cannot be used gives way to nothing else: whoever collects is not there.
     {"NotRelative", "relative", "/second", nullptr, nullptr, "no absolute path"},
+    {"NotTooLong", longName.c_str(), "/second", nullptr, nullptr, "no absolute path"},
     {"NotMade", "/missing", "/second", nullptr, nullptr, "no file can be made"},
     {"NotWithoutItsSize", "/first", nullptr, "16 MiB", nullptr, "no number of bytes"},
     {"NotWithoutAnySize", "/first", nullptr, "0", nullptr, "no number of bytes"},

@@ -8,7 +8,6 @@
 #include <QDir>
 #include <QFile>
 #include <QLibrary>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -34,13 +33,7 @@ inline bool hand(const std::wstring& description, int situationID = 100)
 /// Tries until the proxy takes it, as it does within a second after an obstacle has gone.
 inline bool handAtLast(const std::wstring& description)
 {
-    constexpr int triesQty = 600;
-    for (int i = 0; i < triesQty; ++i) {
-        if (hand(description))
-            return true;
-        QThread::msleep(50);
-    }
-    return false;
+    return becomesTrue([&] { return hand(description); });
 }
 
 /// All files of a spool folder, in the order of their names, which for those of a process is that

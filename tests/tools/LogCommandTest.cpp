@@ -342,7 +342,7 @@ TEST_F(LogCommand, TellsWhatIsWrongWithItsLine)
         {{log, "--grep", "("}, Exit::Usage, "parenthes"},
         {{log, "--last", "-1"}, Exit::Usage, "last"},
         {{log, "--form", "/no/such"}, Exit::Usage, "/no/such"},
-        {{log, "--form", broken}, Exit::Unreadable, "unknown"},
+        {{log, "--form", broken}, Exit::Unreadable, "broken.html:4:"},
         {{utf8(folder.path("none.html"))}, Exit::Unreadable, "none.html"},
         {{utf8(folder.path("none.html")), log}, Exit::Unreadable, "none.html"},
     };

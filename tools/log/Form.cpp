@@ -40,9 +40,7 @@ class Learner : public ZarnData {
                                       Zarn_LOG_HTML) &&
             initialize() && obtainLogFileFormData(SECTIONS_ALL);
         if (!isLearned)
-            throw std::runtime_error(path.toStdString() + ": this form cannot be used: " +
-                                     narrowed(zmu::describe(getSelfDX_Code()).meaning) + " (code " +
-                                     std::to_string(getSelfDX_Code()) + ")");
+            throw std::runtime_error(path.toStdString() + told(getFormMistake()));
         const ZarnDataFile& file = m_fileLog;
         return {path.isEmpty() ? "the built-in form" : path.toStdString(),
                 piecesOf(file.m_headFormat, file.m_headVars, file.m_headVarCount),
@@ -74,6 +72,19 @@ class Learner : public ZarnData {
     bool mustLearnLogFileFormInjectors(long, zmu::ulong32) override { return false; }
 
   private:
+    /// With the place, as far as it is known, in the form of a compiler's.
+    static std::string told(const zmu::FormMistake& mistake)
+    {
+        std::string place;
+        for (const int number : {mistake.line, mistake.column})
+            if (number > 0)
+                place += ':' + std::to_string(number);
+        const zmu::CodeDescription code = zmu::describe(mistake.code);
+        return place + ": this form cannot be used: " +
+               narrowed(mistake.what ? mistake.what : code.meaning) + " (" +
+               std::to_string(mistake.code) + '/' + narrowed(code.name) + ')';
+    }
+
     static std::vector<Piece> piecesOf(const wchar_t* format, const Zarn_FORM_VAR* variables,
                                        int count)
     {

@@ -3,13 +3,16 @@
 #include "../Spool.h"
 
 #include <zmu/foundation/internal/Utf8.h>
+#include <zmu/platform/linux/Descriptor.h>
 #include <zmu/platform/linux/ErrorChannel.h>
 #include <zmu/platform/linux/FileSizeLimit.h>
+#include <zmu/platform/linux/SettingsReader.h>
 #include <zmu/platform/linux/SettingsText.h>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -29,6 +32,7 @@
 #include <string_view>
 
 using namespace cs4s3;
+using zmu::Descriptor;
 
 namespace {
 
@@ -41,29 +45,14 @@ i64 timeBy(clockid_t clock)
     return moment.tv_sec * nanosecondsOfSecond + moment.tv_nsec;
 }
 
-/// A descriptor that is closed with the scope.
-struct Descriptor {
-    int number;
-    ~Descriptor()
-    {
-        if (number >= 0)
-            close(number);
-    }
-};
-
 // ---- The process ---------------------------------------------------------------------------------
 
 constinit std::mutex s_lock;
 
-/// The parent does not take the lock for a fork: its threads hold others while they wait for it,
-/// which the library takes before a fork, in an order of its own.
-void beginAnewInChild()
-{
-    std::construct_at(&s_lock); // its holder may be no thread of this process
-    Spool::ofProcess().beginAnew();
-}
-
-const int forkWatch = pthread_atfork(nullptr, nullptr, beginAnewInChild);
+/// A child that never reports lets go of its parent's file, too. The parent does not take the lock
+/// for a fork: its threads hold others while they wait for it, which the library takes before a
+/// fork, in an order of its own.
+const int forkWatch = pthread_atfork(nullptr, nullptr, [] { Spool::ofProcess(); });
 
 void widenName(std::string_view name, wchar_t (&wide)[zmu_spool::longestName + 1])
 {
@@ -143,12 +132,22 @@ u64 cs4s3::threadNumber()
     return static_cast<u64>(gettid());
 }
 
+u64 cs4s3::processNumber()
+{
+    return static_cast<u64>(getpid());
+}
+
+void cs4s3::giveWay()
+{
+    sched_yield();
+}
+
 void cs4s3::describeProcess(zmu_spool::Origin& origin)
 {
     char text[PATH_MAX] = {};
     widenName(gethostname(text, sizeof text - 1) == 0 ? text : "", origin.host);
     widenName(programName(text), origin.program);
-    origin.process = static_cast<u64>(getpid());
+    origin.process = processNumber();
     origin.start = startOfProcess();
 }
 
@@ -161,6 +160,11 @@ Undisturbed::~Undisturbed()
 {
     pthread_setcancelstate(m_cancelState, nullptr);
     errno = static_cast<int>(m_error);
+}
+
+void SpoolGuard::forget()
+{
+    std::construct_at(&s_lock);
 }
 
 SpoolGuard::SpoolGuard() : m_isHeld(true)
@@ -190,27 +194,6 @@ void cs4s3::explain(int error, char* text, std::size_t size)
 
 namespace {
 
-/// Raises the error of a file that is there and cannot be read whole. A device or a pipe is none.
-std::string readSettingsFile(const std::string& path)
-{
-    constexpr off_t sizeMax = 0x100000;
-    const Descriptor file{open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
-    if (file.number < 0 && (errno == ENOENT || errno == ENOTDIR))
-        return {};
-    struct stat status = {};
-    if (file.number < 0 || fstat(file.number, &status) != 0)
-        throw errno;
-    if (!S_ISREG(status.st_mode) || status.st_size > sizeMax)
-        throw EFBIG;
-    std::string text(static_cast<std::size_t>(status.st_size), '\0');
-    const ssize_t count = pread(file.number, text.data(), text.size(), 0);
-    if (count != status.st_size)
-        throw count < 0 ? errno : EBUSY;
-    if (!zmu::isSettingsText(text))
-        throw EINVAL;
-    return text;
-}
-
 /// The settings of the machine that concern the spool.
 struct MachineSettings {
     std::optional<std::string> folder;
@@ -218,15 +201,20 @@ struct MachineSettings {
     std::optional<std::string> folderSize;
 };
 
+/// Raises the system's number for why a file that is there cannot be read whole.
 MachineSettings readMachineSettings()
 {
     MachineSettings settings;
     for (const std::string& file :
          zmu::settingsFiles(secure_getenv("XDG_CONFIG_DIRS"), "Quorvane", "Farrowlink")) {
-        const std::string text = readSettingsFile(file);
+        const std::optional<std::string> text = zmu::readSettings(file);
+        if (!text)
+            throw errno;
+        if (!zmu::isSettingsText(*text))
+            throw EINVAL;
         const auto take = [&](std::optional<std::string>& value, const char* name) {
             if (!value)
-                value = zmu::findSetting(text, "Spool", name);
+                value = zmu::findSetting(*text, "Spool", name);
         };
         take(settings.folder, "Folder");
         take(settings.fileSize, "FileSize");
@@ -298,9 +286,18 @@ Obstacle cs4s3::obtainSettings(Settings& settings)
 
 // ---- Files ---------------------------------------------------------------------------------------
 
+namespace {
+
+template <std::size_t Size>
+void composePath(char (&path)[Size], const char* folder, const char* name)
+{
+    std::snprintf(path, Size, "%s/%s", folder, name);
+}
+
+} // namespace
+
 int cs4s3::measureFolder(const char* folder, FolderUse& use)
 {
-    constexpr time_t recent = 60;
     const Descriptor directory{open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (directory.number < 0)
         return errno;
@@ -318,36 +315,49 @@ int cs4s3::measureFolder(const char* folder, FolderUse& use)
                 fstatat(directory.number, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
                 !S_ISREG(status.st_mode))
                 continue;
-            use.bytes += static_cast<u64>(status.st_size);
-            use.writers += now - status.st_mtim.tv_sec < recent ? 1 : 0;
+            use.add(entry.d_name, static_cast<u64>(status.st_size), now - status.st_mtim.tv_sec);
         }
     }
 }
 
-int cs4s3::createFile(const char* folder, const char* name, File& file)
+int cs4s3::createFile(const char* folder, const char* name, std::atomic<File>& file)
 {
     constexpr mode_t rights = 0640;
     char path[Settings::pathQty + zmu_spool::fileNameQty];
-    std::snprintf(path, sizeof path, "%s/%s", folder, name);
-    const int number = open(
-        path, O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY, rights);
-    if (number < 0)
+    composePath(path, folder, name);
+    file = open(path, O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY,
+                rights);
+    if (file == noFile)
         return errno;
+    const auto number = static_cast<int>(file);
     // The group reads it whatever the host's mask says. Who finds it unlocked takes its process for
     // one that has gone, and may have removed it.
     fchmod(number, rights);
-    const int error = flock(number, LOCK_EX | LOCK_NB) != 0 ? errno : isNamed(number) ? 0 : EEXIST;
-    if (error == 0)
-        file = number;
-    else
-        close(number);
+    const int error = flock(number, LOCK_EX | LOCK_NB) != 0 ? errno : isNamed(file) ? 0 : EEXIST;
+    if (error != 0)
+        closeFile(file);
     return error == EWOULDBLOCK ? EEXIST : error;
 }
 
-void cs4s3::closeFile(File file)
+void cs4s3::closeFile(std::atomic<File>& file)
 {
-    if (file != noFile)
-        close(static_cast<int>(file));
+    // In this order: a child that is forked off in between must not close a number that has come to
+    // mean another file.
+    if (const File closed = file.exchange(noFile); closed != noFile)
+        close(static_cast<int>(closed));
+}
+
+void cs4s3::removeFile(const char* folder, const char* name)
+{
+    char path[Settings::pathQty + zmu_spool::fileNameQty];
+    composePath(path, folder, name);
+    unlink(path);
+}
+
+void cs4s3::giveSign(File file)
+{
+    const timespec times[] = {{0, UTIME_OMIT}, {0, UTIME_NOW}};
+    futimens(static_cast<int>(file), times);
 }
 
 bool cs4s3::isNameTaken(int error)

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <iterator>
 #include <limits>
 #include <string>
 
@@ -83,6 +84,16 @@ u64 cs4s3::threadNumber()
     return GetCurrentThreadId();
 }
 
+u64 cs4s3::processNumber()
+{
+    return GetCurrentProcessId();
+}
+
+void cs4s3::giveWay()
+{
+    SwitchToThread();
+}
+
 void cs4s3::describeProcess(zmu_spool::Origin& origin)
 {
     wchar_t text[Settings::pathQty] = {};
@@ -92,7 +103,7 @@ void cs4s3::describeProcess(zmu_spool::Origin& origin)
     text[size] = L'\0';
     const wchar_t* const separator = std::wcsrchr(text, L'\\');
     copyName(separator ? separator + 1 : text, origin.program);
-    origin.process = GetCurrentProcessId();
+    origin.process = processNumber();
     FILETIME start{}, end{}, kernel{}, user{};
     origin.start = GetProcessTimes(GetCurrentProcess(), &start, &end, &kernel, &user)
                        ? fromFileTime(start)
@@ -104,6 +115,11 @@ Undisturbed::Undisturbed() : m_error(GetLastError()) {}
 Undisturbed::~Undisturbed()
 {
     SetLastError(m_error);
+}
+
+void SpoolGuard::forget()
+{
+    InitializeSRWLock(&s_lock);
 }
 
 SpoolGuard::SpoolGuard() : m_isHeld(TryAcquireSRWLockExclusive(&s_lock))
@@ -143,35 +159,56 @@ void cs4s3::tell(const char* line)
 
 void cs4s3::explain(int error, char* text, std::size_t size)
 {
-    std::snprintf(text, size, "system error %d", error);
+    wchar_t words[256] = L"";
+    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
+                                      FORMAT_MESSAGE_MAX_WIDTH_MASK,
+                                  nullptr, static_cast<DWORD>(error), 0, words,
+                                  static_cast<DWORD>(std::size(words)), nullptr);
+    while (length != 0 && (words[length - 1] == L' ' || words[length - 1] == L'.'))
+        words[--length] = L'\0';
+    char narrow[3 * std::size(words)] = "";
+    if (length == 0 ||
+        WideCharToMultiByte(CP_UTF8, 0, words, -1, narrow, sizeof narrow, nullptr, nullptr) == 0)
+        std::strcpy(narrow, "error");
+    std::snprintf(text, size, "%s (%d)", narrow, error);
 }
 
 // ---- Settings ------------------------------------------------------------------------------------
 
 namespace {
 
+/// Empty for a variable that is not set. One that is too long for a path comes as it is.
 std::wstring variable(const wchar_t* name)
 {
-    std::wstring value(Settings::pathQty, L'\0');
-    const DWORD size = GetEnvironmentVariableW(name, value.data(), Settings::pathQty);
-    value.resize(size < Settings::pathQty ? size : 0);
+    std::wstring value;
+    DWORD size = Settings::pathQty;
+    do {
+        value.resize(size);
+        size = GetEnvironmentVariableW(name, value.data(), size);
+    } while (size > value.size());
+    value.resize(size);
     return value;
 }
 
-/// A value of the machine's settings as text, be it a number; empty without one.
+/// A value of the machine's settings as text, be it a number; empty without one. Raises the
+/// system's number for why one that is there cannot be taken.
 std::wstring machineSetting(const wchar_t* name)
 {
     wchar_t text[Settings::pathQty] = {};
     DWORD size = sizeof text - sizeof *text;
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, settingsKey, name, RRF_RT_REG_SZ, nullptr, text, &size) ==
-        ERROR_SUCCESS)
-        return text;
-    u64 number = 0;
-    size = sizeof number;
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, settingsKey, name, RRF_RT_DWORD | RRF_RT_QWORD, nullptr,
-                     &number, &size) == ERROR_SUCCESS)
-        return std::to_wstring(number);
-    return {};
+    LSTATUS error =
+        RegGetValueW(HKEY_LOCAL_MACHINE, settingsKey, name, RRF_RT_REG_SZ, nullptr, text, &size);
+    if (error == ERROR_UNSUPPORTED_TYPE) {
+        u64 number = 0;
+        size = sizeof number;
+        error = RegGetValueW(HKEY_LOCAL_MACHINE, settingsKey, name, RRF_RT_DWORD | RRF_RT_QWORD,
+                             nullptr, &number, &size);
+        if (error == ERROR_SUCCESS)
+            return std::to_wstring(number);
+    }
+    if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND)
+        throw static_cast<int>(error);
+    return error == ERROR_SUCCESS ? text : L"";
 }
 
 /// Leaves `size` as it is without a setting. Whether there is none, or it is a number.
@@ -218,7 +255,7 @@ bool isAbsolute(const std::wstring& path)
 } // namespace
 
 Obstacle cs4s3::obtainSettings(Settings& settings)
-{
+try {
     if (!takeSize(L"FileSize", settings.fileSize) || !takeSize(L"FolderSize", settings.folderSize))
         return {"FileSize or FolderSize of the machine's settings is no number of bytes", 0};
     std::wstring folder = variable(L"ZMU_SPOOL");
@@ -236,13 +273,15 @@ Obstacle cs4s3::obtainSettings(Settings& settings)
                                                    Settings::pathQty, nullptr, nullptr) == 0)
         return {"no absolute path of a spool folder is set", 0};
     return {};
+} catch (int error) {
+    return {"the machine's settings cannot be read", error};
 }
 
 // ---- Files ---------------------------------------------------------------------------------------
 
 int cs4s3::measureFolder(const char* folder, FolderUse& use)
 {
-    constexpr i64 recent = 60'000'000'000; // nanoseconds
+    constexpr i64 nanosecondsOfSecond = 1'000'000'000;
     WidePath path(folder);
     const std::size_t length = std::wcslen(path.path);
     const std::wstring_view all = L"\\*.spool";
@@ -259,21 +298,32 @@ int cs4s3::measureFolder(const char* folder, FolderUse& use)
         if (!GetFileAttributesExW(path.path, GetFileExInfoStandard, &file) ||
             (file.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)))
             continue;
-        use.bytes += static_cast<u64>(file.nFileSizeHigh) << 32 | file.nFileSizeLow;
-        use.writers += now - fromFileTime(file.ftLastWriteTime) < recent ? 1 : 0;
+        char name[3 * MAX_PATH] = "";
+        WideCharToMultiByte(CP_UTF8, 0, found.cFileName, -1, name, sizeof name, nullptr, nullptr);
+        use.add(name, static_cast<u64>(file.nFileSizeHigh) << 32 | file.nFileSizeLow,
+                (now - fromFileTime(file.ftLastWriteTime)) / nanosecondsOfSecond);
     } while (FindNextFileW(list, &found));
     const DWORD error = GetLastError();
     FindClose(list);
     return error == ERROR_NO_MORE_FILES ? 0 : static_cast<int>(error);
 }
 
-int cs4s3::createFile(const char* folder, const char* name, File& file)
+namespace {
+
+WidePath pathOf(const char* folder, const char* name)
 {
     char path[WidePath::qty];
     std::snprintf(path, sizeof path, "%s\\%s", folder, name);
+    return WidePath(path);
+}
+
+} // namespace
+
+int cs4s3::createFile(const char* folder, const char* name, std::atomic<File>& file)
+{
     // Nobody else may write it, nor take it away, as long as it is open.
     const HANDLE handle =
-        CreateFileW(WidePath(path).path, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
+        CreateFileW(pathOf(folder, name).path, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
                     FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (handle == INVALID_HANDLE_VALUE)
         return static_cast<int>(GetLastError());
@@ -281,10 +331,23 @@ int cs4s3::createFile(const char* folder, const char* name, File& file)
     return 0;
 }
 
-void cs4s3::closeFile(File file)
+void cs4s3::closeFile(std::atomic<File>& file)
 {
-    if (file != noFile)
-        CloseHandle(handleOf(file));
+    if (const File closed = file.exchange(noFile); closed != noFile)
+        CloseHandle(handleOf(closed));
+}
+
+void cs4s3::removeFile(const char* folder, const char* name)
+{
+    DeleteFileW(pathOf(folder, name).path);
+}
+
+void cs4s3::giveSign(File file)
+{
+    // Of a file that is being written the system may tell the time of its last close.
+    FILETIME now;
+    GetSystemTimePreciseAsFileTime(&now);
+    SetFileTime(handleOf(file), nullptr, nullptr, &now);
 }
 
 bool cs4s3::isNameTaken(int error)

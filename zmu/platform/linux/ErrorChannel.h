@@ -1,7 +1,10 @@
 // Standard error, written to without a wait and without a signal that ends the host.
 #pragma once
 
+#include <zmu/platform/linux/Descriptor.h>
+
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -54,7 +57,8 @@ class WriteSignalsHold {
 
 /// Writes to standard error without ever waiting there: somebody else may have taken the room that
 /// was seen a moment ago. Whether the host's own descriptor waits is the host's affair, and those
-/// who share it; so a pipe or a terminal is opened once more.
+/// who share it; so a pipe or a terminal is opened once more. A pipe of another user, as after a
+/// setuid, cannot be opened: it gets what is written by way of a pipe of our own.
 class ErrorChannel {
   public:
     ErrorChannel()
@@ -64,12 +68,9 @@ class ErrorChannel {
             return;
         m_isSocket = S_ISSOCK(status.st_mode);
         if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode))
-            m_own = open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    }
-    ~ErrorChannel()
-    {
-        if (m_own >= 0)
-            close(m_own);
+            m_own.number = open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        m_isForeignPipe = m_own.number < 0 && S_ISFIFO(status.st_mode);
+        m_isForeignTerminal = m_own.number < 0 && S_ISCHR(status.st_mode);
     }
     ErrorChannel(const ErrorChannel&) = delete;
     ErrorChannel& operator=(const ErrorChannel&) = delete;
@@ -79,12 +80,34 @@ class ErrorChannel {
     {
         if (m_isSocket)
             return send(STDERR_FILENO, bytes, size, MSG_DONTWAIT);
-        return write(m_own >= 0 ? m_own : STDERR_FILENO, bytes, size);
+        if (m_isForeignPipe)
+            return putThroughPipe(bytes, size);
+        pollfd terminal{STDERR_FILENO, POLLOUT, 0};
+        if (m_isForeignTerminal && poll(&terminal, 1, 0) != 1) {
+            errno = EAGAIN;
+            return -1;
+        }
+        return write(m_own.number >= 0 ? m_own.number : STDERR_FILENO, bytes, size);
     }
 
   private:
+    static ssize_t putThroughPipe(const char* bytes, std::size_t size)
+    {
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+            return -1;
+        const Descriptor out(ends[0]);
+        const Descriptor in(ends[1]);
+        const ssize_t written = write(in.number, bytes, size);
+        return written <= 0 ? written
+                            : splice(out.number, nullptr, STDERR_FILENO, nullptr,
+                                     static_cast<std::size_t>(written), SPLICE_F_NONBLOCK);
+    }
+
+    Descriptor m_own{-1};
     bool m_isSocket = false;
-    int m_own = -1;
+    bool m_isForeignPipe = false;
+    bool m_isForeignTerminal = false;
 };
 
 } // namespace zmu

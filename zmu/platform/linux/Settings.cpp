@@ -3,10 +3,12 @@
 // The file is PRODUCT.ini in the folder ORGANISATION of each folder that XDG_CONFIG_DIRS names, in
 // their order; what an earlier one says counts. A value is written where it stands, else into the
 // first file that there is.
+#include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
 #include <zmu/platform/linux/Conversion.h>
 #include <zmu/platform/linux/ModuleFiles.h>
 #include <zmu/platform/linux/SettingsFile.h>
+#include <zmu/platform/linux/SettingsReader.h>
 #include <zmu/platform/linux/SettingsText.h>
 
 #include <sys/stat.h>
@@ -81,6 +83,7 @@ struct HKEY__ {
     {
         if (files.empty())
             return ERROR_FILE_NOT_FOUND;
+        const CancellationHold hold;
         for (File& file : files) {
             file.isThere = exists(file.path);
             if (!file.isThere)

@@ -3,7 +3,9 @@
 #include <zmu/platform/Files.h>
 #include <zmu/platform/Threads.h>
 #include <zmu/platform/Win32.h>
+#include <zmu/platform/linux/Descriptor.h>
 #include <zmu/platform/linux/ModuleFiles.h>
+#include <zmu/platform/linux/SettingsReader.h>
 
 #include <fcntl.h>
 #include <signal.h>
@@ -24,73 +26,12 @@ using namespace zmu;
 
 namespace {
 
-/// A descriptor that is closed with the scope.
-struct Descriptor {
-    int number;
-    ~Descriptor() { closeFile(number); }
-};
-
 bool isWritten(int file, std::string_view text)
 {
     return writeAt(file, 0, text.data(), static_cast<i64>(text.size())) ==
                static_cast<i64>(text.size()) &&
            fsync(file) == 0;
 }
-
-bool isChanged(const struct stat& before, const struct stat& after)
-{
-    return before.st_size != after.st_size || before.st_mtim.tv_sec != after.st_mtim.tv_sec ||
-           before.st_mtim.tv_nsec != after.st_mtim.tv_nsec;
-}
-
-/// Reads a file as it was at one moment. The error of the C library: EBUSY for one that was written
-/// to meanwhile, EFBIG for what is no file of settings.
-int readAtOnce(const std::string& file, std::string& text)
-{
-    constexpr i64 sizeMax = 0x100000;
-    struct stat before = {};
-    struct stat after = {};
-    if (stat(file.c_str(), &before) == 0 && !S_ISREG(before.st_mode))
-        return EFBIG; // not even opened
-    // What replaces the file from here on is another one.
-    const Descriptor present{open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
-    if (present.number < 0 || fstat(present.number, &before) != 0)
-        return errno;
-    if (!S_ISREG(before.st_mode) || before.st_size > sizeMax)
-        return EFBIG;
-    text.resize(static_cast<std::size_t>(before.st_size));
-    const i64 count = readAt(present.number, 0, text.data(), before.st_size);
-    if (count < 0 || fstat(present.number, &after) != 0)
-        return errno;
-    return count != before.st_size || isChanged(before, after) ? EBUSY : 0;
-}
-
-} // namespace
-
-std::optional<std::string> zmu::readSettings(const std::string& file, bool mayBeEmpty)
-{
-    constexpr int attempts = 10;
-    constexpr unsigned step = 10; // milliseconds
-    const CancellationHold hold;
-    std::string text;
-    for (int i = 0;; ++i) {
-        const int error = readAtOnce(file, text);
-        if (error == ENOENT || error == ENOTDIR)
-            return "";
-        const bool isUnsettled =
-            error == EBUSY || error == EINTR || (error == 0 && text.empty() && !mayBeEmpty);
-        if (isUnsettled && i < attempts) {
-            Sleep(step);
-            continue;
-        }
-        errno = error;
-        return error == 0 ? std::optional(std::move(text)) : std::nullopt;
-    }
-}
-
-// ---- Writing ---------------------------------------------------------------------------------------------
-
-namespace {
 
 /// Whether no other process has the system's lock on a file: this one has it then. File systems
 /// that know no such lock let everybody have it.
@@ -186,6 +127,12 @@ SettingsChange::SettingsChange(const std::string& name)
         m_isAllowed = m_lock.emplace(m_file).isHeld();
     else
         m_isAllowed = eaccess(m_file.c_str(), W_OK) == 0;
+}
+
+std::optional<std::string> SettingsChange::read(bool mayBeEmpty) const
+{
+    const CancellationHold hold;
+    return readSettings(m_file, mayBeEmpty);
 }
 
 bool SettingsChange::write(const std::string& text)

@@ -1,4 +1,5 @@
-// A settings file on disk, whose text SettingsText.h understands.
+// A change of a settings file on disk, which SettingsReader.h reads and whose text SettingsText.h
+// understands.
 //
 // Writers of one file take turns by a lock file beside it, "FILE.lock", as Qt's settings do.
 #pragma once
@@ -7,12 +8,6 @@
 #include <string>
 
 namespace zmu {
-
-/// The text of a settings file as it was at one moment, "" if there is none. Nothing, with the
-/// reason in errno, for one that cannot be read whole: a change would lose the rest of it. One that
-/// is being written is given a tenth of a second, and so is one that is empty, since an editor may
-/// be writing it anew, unless it `mayBeEmpty`.
-std::optional<std::string> readSettings(const std::string& file, bool mayBeEmpty = false);
 
 /// The lock of a file among processes, held by this object.
 class SettingsLock {
@@ -41,10 +36,8 @@ class SettingsChange {
     /// cannot lock it either, and has only its own value.
     bool isAllowed() const { return m_isAllowed; }
 
-    std::optional<std::string> read(bool mayBeEmpty) const
-    {
-        return readSettings(m_file, mayBeEmpty);
-    }
+    /// As readSettings.
+    std::optional<std::string> read(bool mayBeEmpty) const;
 
     /// Gives the file that text. It is replaced as a whole where its folder allows that, so that a
     /// full disk leaves the old one; who may write only the file itself writes into it. Whether all
