@@ -9,7 +9,6 @@ exactly one log, once, in the order of its process.
 """
 
 import collections
-import json
 import os
 import pathlib
 import re
@@ -158,9 +157,10 @@ class Cluster:
             part.end()
 
 
-def cut_off(address, isCut):
+def cut_off(address, is_cut):
     """Takes the way to an address away, or gives it back; false where that is not allowed."""
-    command = ["ip", "rule", "add" if isCut else "del", "pref", "0", "to", address, "unreachable"]
+    command = ["ip", "route", "add" if is_cut else "del", "unreachable", address + "/32",
+               "table", "local"]
     try:
         return subprocess.run(command, stderr=subprocess.DEVNULL).returncode == 0
     except OSError:
@@ -195,6 +195,15 @@ def torment(cluster, step):
     server.process.send_signal(signal.SIGCONT)
     figures["servers stopped for ten seconds"] += 1
     say(f"{server.name} was stopped for ten seconds")
+    if cut_off(ADDRESSES[2], True):
+        try:
+            time.sleep(10)
+        finally:
+            cut_off(ADDRESSES[2], False)
+        figures["servers cut off for ten seconds"] += 1
+        say(f"{cluster.servers[2].name} was cut off for ten seconds")
+    else:
+        say("no server is cut off: changing routes takes root's rights")
     # A shipper, a collector and a server at once.
     for part in (cluster.shippers[0], cluster.collectors[0], cluster.servers[2]):
         part.kill()
