@@ -14,6 +14,8 @@ else()
 endif()
 if(SHORTEST AND NOT TOOLCHAIN) # under whose emulator the command has no Qt
   file(COPY ${SHORTEST}/ DESTINATION ${BINARY}/product)
+  file(WRITE ${BINARY}/product/situations.de.toml
+    "[situations.sessionStarted]\nlog = 'Die Sitzung {session} von {user} beginnt.'\n")
   list(APPEND options -DSHORTEST=${BINARY}/product)
 endif()
 if(SANITIZE)
@@ -45,7 +47,13 @@ endif()
 run(${BINARY}/host)
 if(SHORTEST)
   set(entry 41006400610020006800610073002000) # "Ada has "
+  set(ENV{LC_ALL} C)
   run(${BINARY}/shortest)
+  set(entry 200062006500670069006e006e0074002e00) # " beginnt."
+  set(ENV{LC_ALL} de_DE)
+  set(ENV{LANGUAGE} de)
+  run(${BINARY}/shortest)
+  unset(ENV{LC_ALL})
   set(entry 480065006c006c006f002e00)
   file(APPEND ${BINARY}/product/situations.toml "colour = 1\n")
   execute_process(COMMAND ${CMAKE_COMMAND} --build ${BINARY} --target shortest

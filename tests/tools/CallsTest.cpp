@@ -1,10 +1,14 @@
 // Calls that a catalogue compiles to: what they take, what the log and the display show of it.
 #include "calls.h"
 
+#include "../notify/Allocations.h"
 #include "Files.h"
 #include "Monitors.h"
 #include "Processes.h"
 #include "Traces.h"
+
+#include <zmu/foundation/internal/Markup.h>
+#include <zmu/foundation/internal/Utf8.h>
 
 #include <gtest/gtest.h>
 
@@ -59,6 +63,7 @@ constexpr bool takes = std::is_invocable_v<decltype(Call), Zarn*, Args...>;
 
 enum Plain { PlainOne = 1 };
 enum class Wide : long long { Big = 1LL << 40 };
+enum class Signed { One = 1 };
 
 } // namespace
 
@@ -77,6 +82,9 @@ static_assert(!takes<calls::texts, std::nullptr_t, zmu::catalog::Html>);
 static_assert(!takes<calls::shortText, zmu::catalog::Html>);
 static_assert(takes<calls::numbers, unsigned char, short, std::size_t, Wide, float>);
 static_assert(takes<calls::numbers, Plain, Plain, unsigned, int, double>);
+static_assert(takes<calls::numbers, Plain, Signed, unsigned, Signed, double>);
+static_assert(!takes<calls::numbers, Signed, int, unsigned, int, double>);
+static_assert(!takes<calls::numbers, unsigned, int, Signed, int, double>);
 static_assert(!takes<calls::numbers, double, int, unsigned, int, double>);
 static_assert(!takes<calls::numbers, Wide, int, unsigned, int, double>);
 static_assert(!takes<calls::numbers, bool, int, unsigned, int, double>);
@@ -98,6 +106,9 @@ TEST(Calls, NumbersOfEveryKindAreShownInTheirFormats)
     EXPECT_EQ(monitor.entry(), "1 00000001 -2147483648 -2147483648 171 00000000000000AB "
                                "-9223372036854775808 1000000000000000000000 -1e+300 -1.00e+300 "
                                "-01.000e+300");
+    EXPECT_EQ(calls::numbers(monitor, 0U, 0, 0U, 0, -std::numeric_limits<double>::infinity()), 0);
+    EXPECT_TRUE(monitor.entry().endsWith(" -inf -inf         -inf"))
+        << monitor.entry().toStdString();
 }
 
 TEST(Calls, TextIsEscapedForTheLogAndShownAsItIs)
@@ -121,7 +132,6 @@ TEST(Calls, TextIsEscapedForTheLogAndShownAsItIs)
                           "a\xc3"),
          L"\ufffd"
          L"a\ufffd"},
-        {std::string_view("\xc0\x80\xed\xa0\x80"), L"\ufffd\ufffd\ufffd"},
         {std::wstring_view(L"\xd800"
                            L"a"),
          L"\ufffd"
@@ -165,6 +175,50 @@ TEST(Calls, LongTextsAreCutAtACharacter)
     EXPECT_GT(monitor.entry().size(), 700);
     EXPECT_TRUE(shown().text.ends_with(L"&\u2026")) << shown().text;
     EXPECT_LE(shown().text.size(), 511U);
+}
+
+TEST(Calls, NothingIsAllocated)
+{
+    const zmu::catalog::Html link("<hr>");
+    const std::string text(256, '&');
+    const Calls monitor;
+    for (const bool fails : {false, true}) { // the first situation has its engine made
+        if (fails)
+            failAllocation(0, true);
+        const int codes[] = {calls::texts(monitor, text, link),
+                             calls::numbers(monitor, 1U, 2, 3U, 4, 0.5),
+                             calls::recorded(monitor, 1U, 2, 3U, text, link)};
+        EXPECT_FALSE(endFailing() && fails);
+        for (const int code : codes)
+            EXPECT_EQ(code, 0);
+    }
+    if (!canFailAllocations)
+        GTEST_SKIP() << cannotFail;
+}
+
+TEST(Calls, WhatIsTakenApartTwiceIsTakenApartAlike)
+{
+    // UTF-8 by the library's own table, and what means something to HTML.
+    std::string bytes;
+    for (int first = 0x20; first < 0x100; ++first)
+        for (const char* const more : {"", "x", "\x80", "\xbf\xbf", "\x8f\x80\x80", "\x9f\xbf",
+                                       "\xa0\x80", "\x90\x80\x80", "\xbf\x80\x80\x80"})
+            bytes += char(first) + std::string(more);
+    zmu::catalog::TextView taken(bytes);
+    const char* source = bytes.data();
+    const char* const end = source + bytes.size();
+    std::u32string ours, librarys;
+    for (char32_t character = 0; taken.take(character);)
+        ours += character;
+    while (source != end)
+        librarys += zmu::takeUtf8(source, end);
+    EXPECT_EQ(ours, librarys);
+    for (wchar_t c = L' '; c < 0x7f; ++c) {
+        const std::wstring_view entity = zmu::entityOf(c);
+        const std::wstring one(1, c);
+        EXPECT_EQ(zmu::catalog::Escaped<8>(zmu::catalog::Text(one)).c_str(),
+                  entity.empty() ? one : std::wstring(entity));
+    }
 }
 
 TEST(Calls, RecordedArgumentsAreTakenAsTheyBecomeKnown)

@@ -79,6 +79,7 @@ TEST(Catalog, EachMistakeIsToldWithItsPlace)
          "2:42: error: this key has more than 16 parts"},
         {"[situation.s]\nid = 1\n[situations.a]\nid = 1\nlog = \"x\"",
          "1:2: error: 'situation' is no key of a catalogue, did you mean 'situations'?"},
+        {"\xef\xbb\xbf\xef\xbb\xbf" + situation(""), "1:13: error: 's' tells nobody anything"},
         {"catalog = 3\n" + situation("log = \"x\""), "1:11: error: 'catalog' must be a table"},
         {"[catalog]\nids = \"20-10\"\n" + situation("log = \"x\""),
          "2:7: error: '20-10' is no range of IDs: write one such as \"1000-1999\""},
@@ -86,12 +87,16 @@ TEST(Catalog, EachMistakeIsToldWithItsPlace)
          "2:12: error: 'e' is no language"},
         {"[catalog]\nnamespace = \"a::int\"\n" + situation("log = \"x\""),
          "2:13: error: 'a::int' is no namespace"},
+        {"[catalog]\nnamespace = \"time\"\n" + situation("log = \"x\""),
+         "2:13: error: 'time' is no namespace, or means something else to C++"},
         {"[catalog]\nroom = 5\n" + situation("log = \"x\""),
          "2:8: error: 'room' must be a whole number from 100 to 1023"},
         {"[plugins]\na = 0\nb = 0\n" + situation("log = \"x\""),
          "3:5: error: row 0 is taken by 'a'"},
         {"[affixes]\na = 'x {b}'\n" + situation("log = \"x\""),
          "2:9: error: an affix has no arguments"},
+        {"[plugins]\nBeep = 0\n" + situation("log = \"x\""),
+         "2:1: error: 'Beep' cannot be the name of a plug-in"},
         // A situation
         {"[situations]\ns = 1", "2:1: error: 's' must be a table"},
         {"[situations.S]\nid = 1\nlog = \"x\"",
@@ -117,6 +122,8 @@ TEST(Catalog, EachMistakeIsToldWithItsPlace)
         {situation("log = 3"), "3:7: error: 'log' must be a text"},
         {situation("log = \"x\"\nlevel = 6"), "4:9: error: 'level' must be \"always\", \"never\""},
         {situation("log = \"x\"\nlevel = 1\ntraits = 2"), "5:10: error: there is a level already"},
+        {"[situations.plugIns]\nid = 1\nlog = \"x\"\nrecorded = true",
+         "1:13: error: 'plugIns' cannot have recorded arguments"},
         {situation("log = \"x\"\nrecorded = 1"), "4:12: error: 'recorded' must be true or false"},
         {situation("log = \"x\"\nplugins = [\"beep\"]"),
          "4:12: error: there is no plug-in 'beep' below [plugins]"},
@@ -144,10 +151,13 @@ TEST(Catalog, EachMistakeIsToldWithItsPlace)
          "6:10: error: no argument is called 'm'"},
         {situation("log = '''\r\nx\r\n  {m}'''"), "5:4: error: no argument is called 'm'"},
         {situation(shown + " {n:s}\""), "4:19: error: the format 's' does not fit the kind u32"},
+        {situation(shown + " {n:-05}\""), "4:19: error: the format '-05' does not fit"},
+        {situation(shown + " {t:05}\""), "4:19: error: the format '05' does not fit"},
         {situation(shown + " {t:.3}\""), "4:19: error: the format '.3' does not fit the kind text"},
         {situation(shown + " {n:}\""), "4:18: error: no format stands behind this colon"},
         {situation(shown + " {n\""), "4:16: error: the insert that begins here is not closed"},
         {situation(shown + " }\""), "4:16: error: a } closes no insert"},
+        {situation("log = \"|\""), "3:8: error: the character | separates the parts"},
         {situation(shown + " |\""), "4:16: error: the character | separates the parts"},
         {situation(shown + " ~\""), "4:16: error: the character ~ separates the parts"},
         {situation(shown + " `\""), "4:16: error: the character ` separates the parts"},
@@ -215,6 +225,13 @@ TEST(Catalog, MistakesOfATranslationAreToldInItsFile)
     };
     for (const Mistake& mistake : mistakes)
         expectFinding(findingsOf(first, mistake.text), "situations.de.toml", mistake);
+    const std::string translation = texts + "log = \"{n} {m}\"";
+    Findings findings;
+    readCatalog({"s.toml", first}, {{"s.de.toml", translation}, {"s.DE.toml", translation}},
+                findings);
+    ASSERT_EQ(findings.sorted().size(), 1U);
+    EXPECT_EQ(toText(findings.sorted()[0]),
+              "s.DE.toml:1:1: error: there are texts in 'DE' already");
 }
 
 TEST(Catalog, AllMistakesAreToldInOneRunAndInTheirOrder)
@@ -348,6 +365,19 @@ TEST(Catalog, CompilesToSpecsOfTheLibrary)
     }
 }
 
+TEST(Catalog, TextsAreCutToWhatTheDisplayHasLinesFor)
+{
+    for (const int wrap : {1, 4, 20, 67, 254})
+        for (const std::string text : {"{t} is", "{t} {u}", "a {t} bb {u} ccc"}) {
+            SCOPED_TRACE(text + " at " + std::to_string(wrap));
+            EXPECT_EQ(joined(findingsOf(situation(
+                          "arguments = [\"t: text\", \"u: text\"]\nplugins = [\"a\"]\n"
+                          "display = { style = 0, text = \"" +
+                          text + "\", wrap = " + std::to_string(wrap) + " }\n[plugins]\na = 0"))),
+                      "");
+        }
+}
+
 TEST(Catalog, WhatIsNotTranslatedStaysInTheFirstLanguage)
 {
     Findings findings;
@@ -382,11 +412,12 @@ TEST(Catalog, ThePageShowsMarkupAndIsNone)
     Findings findings;
     const Catalog catalog =
         readCatalog({"situations.toml",
-                     situation("arguments = [\"t: text\"]\nlog = \"<b>x</b><br>&amp; {t}\"\n"
+                     situation("arguments = [\"t: text\"]\n"
+                               "log = '<a href={t} title=\">x\">1 < 2</a><br>&amp; {t}'\n"
                                "explanation = \"a <script> is & stays\\n\\ntext\"\naction = '\"'")},
                     {}, findings);
     const std::string page = pageText(catalog, 0);
-    EXPECT_NE(page.find("<article id=\"1\">\n<h2>1 s</h2>\n<p>x &amp; <i>t</i></p>\n<p>a "
+    EXPECT_NE(page.find("<article id=\"1\">\n<h2>1 s</h2>\n<p>1 &lt; 2 &amp; <i>t</i></p>\n<p>a "
                         "&lt;script&gt; is &amp; stays</p>\n<p>text</p>\n<div class=\"action\">"
                         "<p>&quot;</p>\n</div>"),
               std::string::npos)

@@ -2,9 +2,12 @@
 
 #include "Writers.h"
 
+#include <tools/Text.h>
+
 #include <CLI/CLI.hpp>
 #include <QDir>
 #include <QFile>
+#include <QSaveFile>
 
 #include <cstdio>
 #include <memory>
@@ -21,25 +24,39 @@ struct Options {
     bool isCheckOnly = false;
 };
 
+/// Tells that `file` cannot be, for instance, "read".
+void tell(const QFileDevice& file, const char* done)
+{
+    std::fprintf(stderr, "%s: error: cannot be %s: %s\n",
+                 harmless(file.fileName().toStdString()).c_str(), done,
+                 harmless(file.errorString().toStdString()).c_str());
+}
+
 std::optional<CatalogFile> readFile(const std::string& path)
 {
     QFile file(QString::fromStdString(path));
     if (!file.open(QFile::ReadOnly)) {
-        std::fprintf(stderr, "%s: error: cannot be read: %s\n", path.c_str(),
-                     file.errorString().toUtf8().constData());
+        tell(file, "read");
         return std::nullopt;
     }
     return CatalogFile{path, file.readAll().toStdString()};
 }
 
+/// Writes the file as a whole or not at all, and leaves one alone that is so already: a build makes
+/// nothing anew of that.
 bool writeFile(const QDir& folder, const std::string& name, const std::string& text)
 {
-    QFile file(folder.filePath(QString::fromStdString(name)));
-    if (file.open(QFile::WriteOnly) && file.write(text.c_str(), qint64(text.size())) >= 0 &&
-        file.flush())
+    const QString path = folder.filePath(QString::fromStdString(name));
+    const QByteArray content = QByteArray::fromStdString(text);
+    QFile present(path);
+    if (present.open(QFile::ReadOnly) && present.size() == content.size() &&
+        present.readAll() == content)
         return true;
-    std::fprintf(stderr, "%s: error: cannot be written: %s\n", file.fileName().toUtf8().constData(),
-                 file.errorString().toUtf8().constData());
+    present.close();
+    QSaveFile file(path);
+    if (file.open(QFile::WriteOnly) && file.write(content) == content.size() && file.commit())
+        return true;
+    tell(file, "written");
     return false;
 }
 

@@ -189,7 +189,7 @@ class SituationCompiler {
         if (m_situation.wrap == widthNone)
             return displayMax;
         // A line break takes one element more than the blank in whose place it comes, and any two
-        // lines together are longer than the width.
+        // lines together are longer than the width. The proof has the last word.
         const auto width = std::size_t(m_situation.wrap < 0 ? widthUsual : m_situation.wrap);
         return displayMax * width / (width + 2);
     }
@@ -222,8 +222,10 @@ class SituationCompiler {
             if (piece.isInsert) {
                 Filler& filler = fillerOf(piece, shown.target);
                 if (filler.form != Filler::Form::Number && filler.form != Filler::Form::Digits &&
-                    told(filler) == 0)
+                    told(filler) == 0) {
                     filler.longest = filler.longest == 0 ? part : std::min(filler.longest, part);
+                    filler.isFlexible |= shown.target == Target::Display;
+                }
             }
     }
 
@@ -309,7 +311,7 @@ class SituationCompiler {
                       (m_situation.wrap < 0 ? "" : std::to_string(m_situation.wrap)) + "``" +
                       template_(texts.display, Target::Display) + "`";
         const std::string log = "``" + template_(texts.log, Target::Log) + "`";
-        const std::string spec = header() + "|" + display + "|" + log;
+        std::string spec = header() + "|" + display + "|" + log;
         if (!m_isTooLong && (wideLength(display) > displayMax || wideLength(spec) > specMax)) {
             enter(language);
             const bool isDisplay = wideLength(display) > displayMax;
@@ -331,19 +333,48 @@ class SituationCompiler {
     bool m_isTooLong = false; ///< A text is, which has been told.
 };
 
-/// Runs a spec through the library.
-void prove(const Catalog& catalog, const Situation& situation, const CompiledSituation& compiled,
+/// Leaves less for the texts of a display that is too long. False if it is not, or nothing is left.
+bool shorten(CompiledSituation& compiled, const std::vector<SpecFinding>& found)
+{
+    const auto tooLong = std::ranges::find_if(found, [](const SpecFinding& finding) {
+        return finding.field == zmu::FailurePlace::Field::Display &&
+               finding.textLengthMax != SpecFinding::noLimit;
+    });
+    bool isShorter = false;
+    if (tooLong != found.end())
+        for (Filler& filler : compiled.fillers) {
+            const std::size_t less =
+                std::min(tooLong->textLengthMax, filler.longest - filler.longest / 16);
+            if (filler.isFlexible && less >= shortestUseful && less < filler.longest) {
+                filler.longest = less;
+                isShorter = true;
+            }
+        }
+    return isShorter;
+}
+
+/// Runs the spec in each language through the library, and cuts the texts to what proves to fit.
+void prove(const Catalog& catalog, const Situation& situation, CompiledSituation& compiled,
            Findings& findings)
 {
     SpecRules rules;
     for (const PlugIn& plugIn : catalog.plugIns)
         rules.plugInCount = std::max(rules.plugInCount, plugIn.row + 1);
     rules.logRoom = std::size_t(catalog.room);
-    for (const Filler& filler : compiled.fillers)
-        rules.textLengths.push_back(filler.longest);
-    for (std::size_t i = 0; i < catalog.languages.size(); ++i) {
+    std::vector<std::vector<SpecFinding>> found(catalog.languages.size());
+    for (bool isShorter = true; isShorter;) {
+        rules.textLengths.clear();
+        for (const Filler& filler : compiled.fillers)
+            rules.textLengths.push_back(filler.longest);
+        isShorter = false;
+        for (std::size_t i = 0; i < found.size() && !isShorter; ++i) {
+            found[i] = proveSpec(widened(compiled.specs[i]), {}, rules);
+            isShorter = shorten(compiled, found[i]);
+        }
+    }
+    for (std::size_t i = 0; i < found.size(); ++i) {
         findings.enter(catalog.languages[i].file);
-        for (const SpecFinding& finding : proveSpec(widened(compiled.specs[i]), {}, rules)) {
+        for (const SpecFinding& finding : found[i]) {
             const Message& log = situation.texts[i].log;
             const Message& display = situation.texts[i].display;
             const bool isDisplay = finding.field == zmu::FailurePlace::Field::Display;

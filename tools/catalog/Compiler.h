@@ -24,6 +24,7 @@ struct Filler {
     Format asked;            ///< Of digits; without width and alignment, which the spec sees to.
     std::size_t longest = 0; ///< Elements of a text that the call hands over at most.
     int slot = 0;            ///< Of a recorded argument, among those of its kind.
+    bool isFlexible = false; ///< Of a text: nobody has told how long it may be on the display.
 };
 
 struct CompiledSituation {

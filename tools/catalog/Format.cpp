@@ -80,8 +80,9 @@ Format parseFormat(std::string_view text, Kind kind, std::string& mistake)
     std::string_view rest = text;
     format.isLeft = take(rest, '-');
     format.hasZeros = !format.isLeft && !isText(kind) && take(rest, '0');
+    const bool isWidth = !rest.starts_with('0');
     format.width = std::max(takeNumber(rest), 0);
-    bool isGood = !format.hasZeros || format.width > 0;
+    bool isGood = isWidth && (!format.hasZeros || format.width > 0);
     if (kind == Kind::F64 && take(rest, '.')) {
         format.precision = takeNumber(rest);
         isGood = isGood && format.precision >= 0 && format.precision <= 15 && !rest.empty();

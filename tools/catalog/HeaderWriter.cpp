@@ -1,4 +1,7 @@
+#include "Names.h"
 #include "Writers.h"
+
+#include <QString>
 
 #include <algorithm>
 
@@ -33,7 +36,7 @@ std::string number(std::size_t value)
     return std::to_string(value);
 }
 
-/// One line of a comment.
+/// One line of a comment, without characters that turn the direction of writing.
 std::string comment(const Message& message)
 {
     std::string text;
@@ -42,7 +45,12 @@ std::string comment(const Message& message)
     for (char& c : text)
         if (c == '\n' || c == '\t' || c == '\\') // a backslash at the end would go on
             c = ' ';
-    return text;
+    return QString::fromStdString(text)
+        .removeIf([](QChar c) {
+            return (c >= u'\u202a' && c <= u'\u202e') || (c >= u'\u2066' && c <= u'\u2069');
+        })
+        .replace("?\?/", "?\? /") // a backslash to old compilers
+        .toStdString();
 }
 
 /// What one situation has in the header.
@@ -69,16 +77,11 @@ class SituationWriter {
         return "/// " + comment(texts.log.isEmpty() ? texts.display : texts.log) + "\n";
     }
 
-    std::string className() const
-    {
-        std::string name = m_situation.name;
-        name[0] = char(name[0] - 'a' + 'A');
-        return name;
-    }
+    std::string className() const { return recorderName(m_situation.name); }
 
     std::string parameters() const
     {
-        std::string list = "Zarn* monitor";
+        std::string list = "::Zarn* monitor";
         for (const Argument& argument : m_situation.arguments)
             list +=
                 std::string(", ") + support + parameterType(argument.kind) + " " + argument.name;
@@ -167,7 +170,7 @@ class SituationWriter {
             "/// Takes the arguments as they become known; nothing of them is in the "
             "monitor until the report.\nclass " +
             className() + " {\n  public:\n    explicit " + className() +
-            "(Zarn* monitor) noexcept : monitor_(monitor) {}\n";
+            "(::Zarn* monitor) noexcept : monitor_(monitor) {}\n";
         for (std::size_t i = 0; i < m_situation.arguments.size(); ++i)
             text += setter(int(i));
         std::string values, members;
@@ -182,7 +185,7 @@ class SituationWriter {
         }
         return text + "    int report() noexcept\n    {\n        return " + support +
                "reportRecorded(monitor_, id::" + m_situation.name + values +
-               ");\n    }\n\n  private:\n    Zarn* monitor_;\n" + members + "};\n\n";
+               ");\n    }\n\n  private:\n    ::Zarn* monitor_;\n" + members + "};\n\n";
     }
 
     std::string setter(int argument) const
@@ -226,7 +229,7 @@ std::string loading(const Catalog& catalog)
                        "empty stands for\n"
                        "/// the user's), else in the first language. Null, with the last error, if "
                        "they are missing.\n"
-                       "inline HMODULE load(::std::string_view languages = {}) noexcept\n{\n"
+                       "inline ::HMODULE load(::std::string_view languages = {}) noexcept\n{\n"
                        "    static constexpr ::zmu::catalog::Translation translations[] = {\n";
     for (std::size_t i = 0; i < catalog.languages.size(); ++i)
         text += "        {\"" + catalog.languages[i].tag + "\", L\"" + moduleName(catalog, i) +
@@ -238,13 +241,13 @@ std::string loading(const Catalog& catalog)
 std::string settingUp(const Catalog& catalog, const std::vector<CompiledSituation>& compiled)
 {
     std::size_t fillers = 0;
-    int slots[3] = {}; // of d, u and s
+    int recorded[3] = {}; // of d, u and s
     for (std::size_t i = 0; i < compiled.size(); ++i) {
         fillers = std::max(fillers, compiled[i].fillers.size());
         for (const Filler& filler : compiled[i].fillers)
             if (catalog.situations[i].isRecorded) {
                 const char letter = letterOf(filler, catalog.situations[i]);
-                int& qty = slots[letter == 'd' ? 0 : letter == 'u' ? 1 : 2];
+                int& qty = recorded[letter == 'd' ? 0 : letter == 'u' ? 1 : 2];
                 qty = std::max(qty, filler.slot + 1);
             }
     }
@@ -252,7 +255,7 @@ std::string settingUp(const Catalog& catalog, const std::vector<CompiledSituatio
     if (!catalog.plugIns.empty()) {
         text += "/// The plug-ins that situations run.\nstruct PlugIns {\n";
         for (const PlugIn& plugIn : catalog.plugIns)
-            text += "    ZarnPlugIn " + plugIn.name + " = nullptr;\n";
+            text += "    ::ZarnPlugIn " + plugIn.name + " = nullptr;\n";
         text += "};\n\n";
         parameter = ", const PlugIns& plugIns";
         for (int row = 0; row <= catalog.plugIns.back().row; ++row) {
@@ -264,13 +267,13 @@ std::string settingUp(const Catalog& catalog, const std::vector<CompiledSituatio
     text +=
         "/// Prepares a data set before it becomes a monitor's, as in an owner's customizeForOwner:"
         "\n/// `texts` are what load() has answered, null where the owner has them. False if it is "
-        "too late.\ninline bool setUp(ZarnData& settings, HMODULE texts" +
+        "too late.\ninline bool setUp(::ZarnData& settings, ::HMODULE texts" +
         parameter + ") noexcept\n{\n";
     if (!rows.empty())
-        text += "    const ZarnPlugIn rows[] = {" + rows + "};\n";
+        text += "    const ::ZarnPlugIn rows[] = {" + rows + "};\n";
     return text + "    return ::zmu::catalog::setUp(settings, texts, {" + number(fillers) + ", " +
-           std::to_string(slots[0]) + ", " + std::to_string(slots[1]) + ", " +
-           std::to_string(slots[2]) + "}, " + (rows.empty() ? "{}" : "rows") + ");\n}\n\n";
+           std::to_string(recorded[0]) + ", " + std::to_string(recorded[1]) + ", " +
+           std::to_string(recorded[2]) + "}, " + (rows.empty() ? "{}" : "rows") + ");\n}\n\n";
 }
 
 } // namespace

@@ -122,6 +122,24 @@ Message parseMessage(const LocatedText& text, Target target, Findings& findings)
     return Parser(text, target, findings).parse();
 }
 
+Message surrounded(const Message* prefix, Message text, const Message* suffix)
+{
+    if (prefix)
+        text.pieces.insert(text.pieces.begin(), prefix->pieces.begin(), prefix->pieces.end());
+    if (suffix)
+        text.pieces.insert(text.pieces.end(), suffix->pieces.begin(), suffix->pieces.end());
+    return text;
+}
+
+std::set<int> shownIn(const Message& message)
+{
+    std::set<int> shown;
+    for (const Piece& piece : message.pieces)
+        if (piece.argument >= 0)
+            shown.insert(piece.argument);
+    return shown;
+}
+
 std::size_t wideLength(std::string_view text)
 {
     std::size_t length = 0;

@@ -4,6 +4,7 @@
 #include "Format.h"
 #include "LocatedText.h"
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,12 @@ enum class Target { Display, Log };
 /// a blank in the log, which is HTML. Told are braces that match nothing, and characters that no
 /// response spec can hold.
 Message parseMessage(const LocatedText& text, Target target, Findings& findings);
+
+/// Puts the pieces of affixes, which may be null, around a text.
+Message surrounded(const Message* prefix, Message text, const Message* suffix);
+
+/// The arguments that a text shows, by their indices.
+std::set<int> shownIn(const Message& message);
 
 /// Elements of wide text that UTF-8 takes where an element has 16 bits, as on Windows.
 std::size_t wideLength(std::string_view text);

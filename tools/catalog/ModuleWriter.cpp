@@ -33,7 +33,7 @@ std::string wideLiteral(const std::string& text)
     std::string literal = "L\"";
     for (const char32_t character : QString::fromStdString(text).toStdU32String()) {
         char form[16] = {};
-        if (character == U'"' || character == U'\\')
+        if (character == U'"' || character == U'\\' || character == U'?') // two begin a trigraph
             std::snprintf(form, sizeof form, "\\%c", char(character));
         else if (character < 0x20)
             std::snprintf(form, sizeof form, "\\%03o", unsigned(character));

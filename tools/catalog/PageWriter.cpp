@@ -1,7 +1,10 @@
 // The page of explanations: static, without a script, and closed to whatever a text brings along.
 #include "Writers.h"
 
+#include <QString>
+
 #include <algorithm>
+#include <utility>
 
 namespace zmu_tools {
 
@@ -9,46 +12,76 @@ namespace {
 
 std::string escaped(std::string_view text)
 {
-    std::string html;
-    for (const char c : text) {
-        switch (c) {
-        case '<':
-            html += "&lt;";
-            break;
-        case '>':
-            html += "&gt;";
-            break;
-        case '&':
-            html += "&amp;";
-            break;
-        case '"':
-            html += "&quot;";
-            break;
-        default:
-            html += c;
-        }
-    }
-    return html;
+    return QString::fromUtf8(text.data(), qsizetype(text.size())).toHtmlEscaped().toStdString();
 }
+
+/// Takes HTML apart. What begins like a tag is one up to its end, which is none within quotes.
+class MarkupReader {
+  public:
+    /// The next stretch of `html`, with whether it is markup. A tag may go on in the next piece.
+    std::string_view take(std::string_view& html, bool& isMarkup)
+    {
+        std::size_t length = 0;
+        isMarkup = m_isInside || isTag(html);
+        m_isInside = isMarkup;
+        while (length < html.size() && m_isInside == isMarkup) {
+            if (isMarkup)
+                pass(html[length]);
+            ++length;
+            if (!isMarkup && isTag(html.substr(length)))
+                break;
+        }
+        const std::string_view taken = html.substr(0, length);
+        html.remove_prefix(length);
+        return taken;
+    }
+    bool isInside() const { return m_isInside; }
+
+  private:
+    static bool isTag(std::string_view html)
+    {
+        return html.size() > 1 && html[0] == '<' &&
+               (html[1] == '/' || html[1] == '!' || (html[1] >= 'a' && html[1] <= 'z') ||
+                (html[1] >= 'A' && html[1] <= 'Z'));
+    }
+    void pass(char c)
+    {
+        if (m_quote != 0)
+            m_quote = c == m_quote ? '\0' : m_quote;
+        else if ((c == '"' || c == '\'') && m_last == '=')
+            m_quote = c;
+        else if (c == '>')
+            m_isInside = false;
+        if (c != ' ')
+            m_last = c;
+    }
+
+    bool m_isInside = false;
+    char m_quote = '\0';
+    char m_last = '\0'; ///< Before blanks.
+};
 
 /// What a reader of the log sees, without its markup, and with the names of the arguments.
 std::string summary(const Texts& texts)
 {
+    const bool isHtml = !texts.log.isEmpty();
     std::string html;
-    bool isMarkup = false;
-    for (const Piece& piece : (texts.log.isEmpty() ? texts.display : texts.log).pieces) {
+    MarkupReader reader;
+    for (const Piece& piece : (isHtml ? texts.log : texts.display).pieces) {
         if (piece.isInsert) {
-            html += isMarkup ? "" : "<i>" + escaped(piece.text) + "</i>";
+            html += reader.isInside() ? "" : "<i>" + escaped(piece.text) + "</i>";
             continue;
         }
-        for (std::size_t i = 0; i < piece.text.size(); ++i) {
-            const char c = piece.text[i];
-            if (!isMarkup && piece.text.compare(i, 3, "<br") == 0)
-                html += ' ';
-            const bool isEnd = isMarkup && c == '>';
-            isMarkup = (isMarkup || (c == '<' && !texts.log.isEmpty())) && !isEnd;
-            if (!isMarkup && !isEnd)
-                html += c == '&' && !texts.log.isEmpty() ? "&" : escaped({&c, 1});
+        for (std::string_view rest = piece.text; !rest.empty();) {
+            bool isMarkup = false;
+            const std::string_view taken =
+                isHtml ? reader.take(rest, isMarkup) : std::exchange(rest, {});
+            if (isMarkup)
+                html += taken.starts_with("<br") ? " " : "";
+            else if (isHtml) // its entities are entities
+                html += QString::fromStdString(escaped(taken)).replace("&amp;", "&").toStdString();
+            else
+                html += escaped(taken);
         }
     }
     return html;

@@ -32,14 +32,29 @@ concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::sa
 template <class T>
 concept Integer = std::integral<T> && !std::same_as<T, bool> && !Character<T>;
 
-/// An integer each value of which a Number has, or an enumeration of no more bytes, which goes by
-/// its value.
+/// Whether Number has each value of the integral type T.
 template <class T, class Number>
-concept FitsInto =
-    (Integer<T> &&
-     std::cmp_greater_equal(std::numeric_limits<T>::min(), std::numeric_limits<Number>::min()) &&
-     std::cmp_less_equal(std::numeric_limits<T>::max(), std::numeric_limits<Number>::max())) ||
-    (std::is_enum_v<T> && sizeof(T) <= sizeof(Number));
+inline constexpr bool hasAll = std::cmp_greater_equal(+std::numeric_limits<T>::min(),
+                                                      std::numeric_limits<Number>::min()) &&
+                               std::cmp_less_equal(+std::numeric_limits<T>::max(),
+                                                   std::numeric_limits<Number>::max());
+
+/// An enumeration fits if the type below it does. Which that is, it is the compiler that decides
+/// for one without `class`: there it is the bytes that count.
+template <class T, class Number>
+constexpr bool fitsAsEnum()
+{
+    if constexpr (!std::is_enum_v<T>)
+        return false;
+    else if constexpr (std::is_convertible_v<T, std::underlying_type_t<T>>)
+        return sizeof(T) <= sizeof(Number);
+    else
+        return hasAll<std::underlying_type_t<T>, Number>;
+}
+
+/// An integer or an enumeration each value of which a Number has.
+template <class T, class Number>
+concept FitsInto = (Integer<T> && hasAll<T, Number>) || fitsAsEnum<T, Number>();
 
 /// An argument of the kinds u32, i32, u64 and i64.
 template <class Number>
@@ -124,26 +139,29 @@ class TextView {
         --m_size;
         return 0x10000 + ((first - 0xd800) << 10) + (second - 0xdc00);
     }
+    /// As the library reads UTF-8: one U+FFFD for the bytes that could have begun a character.
     constexpr char32_t takeNarrow()
     {
-        const unsigned char first = takeByte();
-        if (first < 0x80)
-            return first;
-        const int more = first >= 0xc2 && first < 0xe0   ? 1
-                         : first >= 0xe0 && first < 0xf0 ? 2
-                         : first >= 0xf0 && first < 0xf5 ? 3
-                                                         : 0;
-        if (more == 0)
+        const unsigned char lead = takeByte();
+        if (lead < 0x80)
+            return lead;
+        if (lead < 0xc2 || lead > 0xf4)
             return replacement;
-        char32_t character = first & (0x3f >> more);
+        // The range of the second byte keeps out overlong forms, surrogates and what is no
+        // character.
+        unsigned char least = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
+        unsigned char most = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
+        const int more = lead < 0xe0 ? 1 : lead < 0xf0 ? 2 : 3;
+        char32_t character = lead & (0x3f >> more);
         for (int i = 0; i < more; ++i) {
-            if (m_size == 0 || (static_cast<unsigned char>(*m_narrow) & 0xc0) != 0x80)
+            const auto next = static_cast<unsigned char>(m_size == 0 ? '\0' : *m_narrow);
+            if (next < least || next > most)
                 return replacement;
             character = character << 6 | (takeByte() & 0x3f);
+            least = 0x80;
+            most = 0xbf;
         }
-        const bool isLong = (more == 2 && character < 0x800) || (more == 3 && character < 0x10000);
-        const bool isHalf = character >= 0xd800 && character <= 0xdfff;
-        return isLong || isHalf || character > 0x10ffff ? replacement : character;
+        return character;
     }
     constexpr unsigned char takeByte()
     {
@@ -309,7 +327,7 @@ class Digits {
         const auto bits = static_cast<std::uint64_t>(number);
         const auto end =
             std::to_chars(text, text + sizeof text, isMinus ? 0 - bits : bits, base).ptr;
-        set(isMinus, {text, end}, width);
+        set(isMinus, {text, end}, width, L'0');
         for (wchar_t* element = m_text; isUpper && *element; ++element)
             if (*element >= L'a' && *element <= L'f')
                 *element = static_cast<wchar_t>(*element - L'a' + L'A');
@@ -329,18 +347,23 @@ class Digits {
                                    isLong ? std::chars_format::scientific : format, precision);
         }
         const bool isMinus = text[0] == '-';
-        set(isMinus, {text + isMinus, result.ptr}, width);
+        const bool isFinite = std::numeric_limits<double>::lowest() <= number &&
+                              number <= std::numeric_limits<double>::max();
+        set(isMinus, {text + isMinus, result.ptr}, width, isFinite ? L'0' : L' ');
     }
     const wchar_t* c_str() const { return m_text; }
 
   private:
-    void set(bool isMinus, std::string_view digits, std::size_t width)
+    /// Fills up to `width`: behind the sign with zeros, before it with blanks.
+    void set(bool isMinus, std::string_view digits, std::size_t width, wchar_t filler)
     {
         wchar_t* element = m_text;
-        if (isMinus)
+        if (isMinus && filler == L'0')
             *element++ = L'-';
         for (std::size_t i = digits.size() + isMinus; i < width; ++i)
-            *element++ = L'0';
+            *element++ = filler;
+        if (isMinus && filler != L'0')
+            *element++ = L'-';
         for (const char digit : digits)
             *element++ = static_cast<wchar_t>(digit);
         *element = L'\0';
