@@ -77,6 +77,16 @@ bool Puller::isInOrder(natsMsg* message)
     return made->Sequence.Consumer == ++m_delivered;
 }
 
+bool Puller::isAtEnd() const
+{
+    jsConsumerInfo* found = nullptr;
+    if (js_GetConsumerInfo(&found, m_connection.jetStream(), m_options.name.c_str(),
+                           m_durable.c_str(), nullptr, nullptr) != NATS_OK)
+        return false;
+    const OwnedConsumer info(found);
+    return found->NumPending == 0 && found->NumAckPending == 0;
+}
+
 std::uint64_t Puller::placeBefore(std::optional<std::uint64_t> end) const
 {
     std::uint64_t place = m_floor;

@@ -27,6 +27,8 @@ class Puller {
     /// servers cannot be asked, which is told.
     bool pull(std::vector<Pulled>& messages);
 
+    /// Whether the servers say that all is delivered and acknowledged.
+    bool isAtEnd() const;
     /// What acknowledge() would make the last place.
     std::uint64_t placeBefore(std::optional<std::uint64_t> end) const;
     /// All before `end`, or all that was pulled if there is none, has been dealt with.

@@ -28,6 +28,8 @@ constexpr std::chrono::seconds connectPatience{1};
 constexpr std::chrono::seconds takerPatience{3};
 /// Of lines that wait until it is known who takes their source.
 constexpr std::size_t undecidedBytes = 16 << 20;
+/// After which servers are believed that there is nothing from before the start.
+constexpr std::chrono::minutes settling{2};
 constexpr std::size_t ownerQty = 256;
 
 std::string headerOf(natsMsg* message, const char* name)
@@ -66,10 +68,12 @@ class ServerCollector {
             decide();
             m_sequencer.expire(Clock::now());
             const std::optional<u64> open = firstOpenPlace();
-            const bool isAllTaken = isPulled && messages.empty() && !open;
-            m_destination.save(m_puller.placeBefore(open), isAllTaken);
+            const bool isResting = isPulled && messages.empty() && !open;
+            // What one server says soon after a start may be behind what the others have.
+            const bool isSettled = isResting && Clock::now() - m_begun >= settling;
+            m_destination.save(m_puller.placeBefore(open), isSettled && m_puller.isAtEnd());
             m_puller.acknowledge(open);
-            if (isOnce && isAllTaken)
+            if (isOnce && isResting && m_puller.isAtEnd())
                 return;
         }
     }
@@ -196,6 +200,7 @@ class ServerCollector {
     Puller m_puller;
     Sequencer m_sequencer;
     SpoolLine m_line;
+    const Clock::time_point m_begun = Clock::now();
     std::unordered_map<std::string, Undecided> m_undecided;
     std::size_t m_undecidedBytes = 0;
 };
