@@ -19,6 +19,7 @@ void registerStagesBench();
 void registerThreadsBench();
 void registerFileSizeBench();
 void registerOwnerBench();
+void registerReadingBench();
 
 /// Reports `count` situations on one of the roads of Instructions.h. False for another name, and
 /// when a situation fails.

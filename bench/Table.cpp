@@ -129,6 +129,7 @@ const CostRow ownerRows[] = {
     {"the replacement of a log at its limit", "replacement", 1000, 500},
     {"    of one with all reports in its head", "replacement with reports", 2000, 0},
     {"all reports, made once for a form", "reports", 100000, 0},
+    {"20 MiB of a log, read back as JSON", "reading", 1000000, 0},
 };
 
 const InstructionRow instructionRows[] = {

@@ -43,6 +43,7 @@ int main(int argc, char** argv)
     zmu_bench::registerThreadsBench();
     zmu_bench::registerFileSizeBench();
     zmu_bench::registerOwnerBench();
+    zmu_bench::registerReadingBench();
 
     zmu_bench::Table table;
     benchmark::RunSpecifiedBenchmarks(&table);

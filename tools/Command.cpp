@@ -18,7 +18,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <memory>
+#include <sstream>
+#include <stdexcept>
 
 namespace zmu_tools {
 
@@ -140,8 +143,19 @@ void addManualCommand(CLI::App& app, Run& run)
 
 } // namespace
 
-Exit runCommandLine(const std::vector<std::string>& arguments) noexcept
-try {
+void flushOutput()
+{
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return;
+    std::clearerr(stdout); // it is told now
+    throw std::runtime_error("standard output cannot be written");
+}
+
+namespace {
+
+/// Runs a command line, and tells on standard error what is wrong with it.
+Exit parseAndRun(const std::vector<std::string>& arguments)
+{
     CLI::App app(
         "What developers and administrators do with the catalogues, forms and logs of zmu.", "zmu");
     app.formatter(std::make_shared<HelpFormatter>());
@@ -165,14 +179,27 @@ try {
     try {
         app.parse(backwards);
     } catch (const CLI::ParseError& error) {
-        const int exit = app.exit(error);
-        if (exit != 0)
-            suggestOptions(app, arguments);
-        return exit == 0 ? Exit::Good : Exit::Usage;
+        std::stringstream told;
+        if (app.exit(error, std::cout, told) == 0)
+            return Exit::Good;
+        for (std::string line; std::getline(told, line);)
+            std::fprintf(stderr, "%s\n", harmless(line).c_str());
+        suggestOptions(app, arguments);
+        return Exit::Usage;
     }
     return run ? run() : Exit::Good;
+}
+
+} // namespace
+
+Exit runCommandLine(const std::vector<std::string>& arguments) noexcept
+try {
+    const Exit exit = parseAndRun(arguments);
+    std::cout.flush();
+    flushOutput();
+    return exit;
 } catch (const std::exception& error) {
-    std::fprintf(stderr, "zmu: error: %s\n", error.what());
+    std::fprintf(stderr, "zmu: error: %s\n", harmless(error.what()).c_str());
     return Exit::Unreadable;
 }
 

@@ -43,6 +43,10 @@ const std::vector<AddCommand>& commands();
 /// and until main has set it.
 std::string& ownProgram();
 
+/// Hands on what was written to standard output. Throws std::runtime_error if it cannot be written.
+/// The end of a command line does so; a command that goes on for long does meanwhile.
+void flushOutput();
+
 /// Runs a command line: `arguments` are UTF-8, without the program's name. Help goes to standard
 /// output, what is wrong with the line to standard error. Throws nothing; memory that runs out ends
 /// in a message and Exit::Unreadable.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <numeric>
 
 namespace zmu_tools {
@@ -83,6 +84,45 @@ std::string harmless(std::string_view text)
         }
     }
     return shown;
+}
+
+int columnsOf(char32_t character)
+{
+    struct Range {
+        char32_t first;
+        char32_t last;
+    };
+    constexpr Range wide[] = {
+        {0x1100, 0x115F},   {0x2E80, 0x303E},   {0x3041, 0x33FF},   {0x3400, 0x4DBF},
+        {0x4E00, 0x9FFF},   {0xA000, 0xA4CF},   {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},
+        {0xFE30, 0xFE6F},   {0xFF01, 0xFF60},   {0xFFE0, 0xFFE6},   {0x1F300, 0x1F64F},
+        {0x1F680, 0x1F6FF}, {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD},
+    };
+    const QChar::Category category = QChar::category(character);
+    if (category == QChar::Mark_NonSpacing || category == QChar::Mark_Enclosing ||
+        category == QChar::Other_Format)
+        return 0;
+    const bool isWide = std::any_of(std::begin(wide), std::end(wide), [&](const Range& range) {
+        return character >= range.first && character <= range.last;
+    });
+    return isWide ? 2 : 1;
+}
+
+std::string pointedAt(std::wstring_view text, std::size_t position)
+{
+    constexpr std::size_t before = 60;
+    constexpr std::size_t behind = 30;
+
+    position = std::min(position, text.size());
+    const std::size_t begin = position > before ? position - before : 0;
+    const std::size_t end = std::min(position + behind, text.size());
+    const std::string left =
+        (begin > 0 ? "..." : "") + harmless(narrowed(text.substr(begin, position - begin)));
+    const std::string right = harmless(narrowed(text.substr(position, end - position)));
+    std::string blanks;
+    for (const char32_t character : QString::fromStdString(left).toStdU32String())
+        blanks += character == U'\t' ? "\t" : std::string(std::size_t(columnsOf(character)), ' ');
+    return "    " + left + right + (end < text.size() ? "..." : "") + "\n    " + blanks + "^\n";
 }
 
 } // namespace zmu_tools

@@ -20,4 +20,11 @@ std::string nearestName(std::string_view name, const std::vector<std::string>& n
 /// `text` with everything in it that a terminal would obey shown as \x1b or \u009b instead.
 std::string harmless(std::string_view text);
 
+/// Columns of a terminal that a character has: none for one that goes over the one before it, two
+/// for the wide ones of East Asia and for pictures.
+int columnsOf(char32_t character);
+
+/// Two lines, each with its break: what stands around a position of `text`, and a caret below it.
+std::string pointedAt(std::wstring_view text, std::size_t position);
+
 } // namespace zmu_tools

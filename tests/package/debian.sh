@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks the Debian packages in PACKAGES with lintian, installs them into a fresh root, follows the
+# Checks the Debian packages below PACKAGES with lintian, installs them into a fresh root, follows the
 # tutorial there, and removes them again:
 #
 #   debian.sh PACKAGES docs/tutorial.md FOLDER
@@ -12,7 +12,7 @@
 # anything could install them: for the latter apt is asked, as far as it has lists of packages.
 set -euo pipefail
 
-packages=("$(readlink -f "$1")"/*.deb)
+mapfile -t packages < <(find "$(readlink -f "$1")" -name '*.deb' | sort)
 page=$(readlink -f "$2")
 here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 rm -rf "$3"

@@ -84,13 +84,18 @@ TEST(Check, TellsWhatIsMeantAsASpecAndWhatIsMissing)
 
 TEST(Check, OutlivesAModuleThatEndsItsProcess)
 {
-    for (const char* const id : {"100", "101", "2"}) {
+    for (const char* const ids : {"2-100", "101", "2"}) {
         QProcess tool;
-        tool.start(ZMU_TEST_TOOL, {"check", QString::fromStdString(module), "--ids", id});
+        tool.start(ZMU_TEST_TOOL, {"check", QString::fromStdString(module), "--ids", ids});
         ASSERT_TRUE(tool.waitForFinished(60'000)) << tool.errorString().toStdString();
-        const bool isEnd = *id == '1';
+        const std::string last = std::string(ids).substr(std::string(ids).find('-') + 1);
+        const bool isEnd = last.size() == 3;
         EXPECT_EQ(tool.exitCode(), static_cast<int>(isEnd ? Exit::Unreadable : Exit::Findings));
-        EXPECT_EQ(tool.readAllStandardError().contains("the module has ended its process"), isEnd);
-        EXPECT_EQ(tool.readAllStandardOutput().contains("KindOutOfRange"), !isEnd);
+        const std::string errors = tool.readAllStandardError().toStdString();
+        EXPECT_EQ(errors.find("the module has ended its process when it was asked for string " +
+                              last) != std::string::npos,
+                  isEnd)
+            << errors;
+        EXPECT_EQ(tool.readAllStandardOutput().contains("KindOutOfRange"), *ids == '2');
     }
 }

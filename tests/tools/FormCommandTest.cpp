@@ -55,6 +55,7 @@ TEST(FormCommand, ChecksShippedFormsAndWhatCannotBeRead)
         EXPECT_EQ(runTool({"form", command}).exit, Exit::Usage);
     }
     EXPECT_EQ(runTool({"form"}).exit, Exit::Usage);
+    EXPECT_NE(runTool({"form", "check", "\x1b[2J"}).errors.find("\\x1b[2J"), std::string::npos);
 }
 
 TEST(FormCommand, PreviewsWithSampleEntriesOfEveryKind)
@@ -84,6 +85,11 @@ TEST(FormCommand, PreviewsWithSampleEntriesOfEveryKind)
     EXPECT_EQ(runTool({"form", "preview", form, "--log", form}).exit, Exit::Unreadable);
     EXPECT_EQ(runTool({"form", "preview", form, "--log", "/no/such/folder/log"}).exit,
               Exit::Unreadable);
+    const std::wstring notes = folder.write("notes.txt", "not to be lost");
+    const ToolRun refused = runTool({"form", "preview", form, "--log", utf8(notes)});
+    EXPECT_EQ(refused.exit, Exit::Unreadable);
+    EXPECT_NE(refused.errors.find("no log"), std::string::npos) << refused.errors;
+    EXPECT_EQ(zmu_test::readFile(notes), "not to be lost");
 }
 
 TEST(FormCommand, WatchesAFormThatEditorsReplace)

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Growth.h"
 #include "System.h"
 #include "Traces.h"
 
@@ -117,4 +118,25 @@ TEST(FormProof, OutlivesHostileForms)
               "^HEAD\nh\n^BODY\n[\n]\n[SITUATION_DSCRP\n] %99!*.*s!\n^TAIL\n%1!999999999d![DAY]"),
           QByteArray("\xff\xfe^\0H\0E\0", 8)})
         EXPECT_LE(proveForm(form).findings.size(), 400U);
+}
+
+TEST(FormProof, TakesTimeLinearInTheForm)
+{
+    expectLinear(
+        [](int lines) {
+            const QByteArray form =
+                "^HEAD\n" + QByteArray("<p>\n").repeated(lines) + "\xc3\xa9[DAI]\n";
+            const FormVerdict verdict = proveForm(form + body + tail);
+            EXPECT_EQ(verdict.findings.size(), 3U); // it is too large as well
+        },
+        40'000);
+
+    // So many mistakes in so large a form are not all looked for, and that is told.
+    QByteArray unknown;
+    for (int i = 0; i < 300; ++i)
+        unknown += "[NO" + QByteArray::number(i) + "]\n" + QByteArray(20'000, 'x') + "\n";
+    const FormVerdict verdict = proveForm("^HEAD\n" + unknown + body + tail);
+    EXPECT_FALSE(verdict.isUsed);
+    EXPECT_LT(verdict.findings.size(), 20U);
+    EXPECT_NE(verdict.findings.front().what.find("more mistakes"), std::string::npos);
 }

@@ -1,6 +1,7 @@
 // `zmu log`: what the library has written is read back, whatever the form; what cannot be read is
 // shown; several logs are one.
 #include "../log/LogParts.h"
+#include "Growth.h"
 
 #include <tools/Command.h>
 #include <tools/log/LogReader.h>
@@ -101,9 +102,9 @@ QStringList randomTexts(int seed, int count, const QStringList& pieces)
     return texts;
 }
 
-QByteArray shippedForm()
+QByteArray shippedForm(const char* name = "bpw_template.html")
 {
-    return readFile(QStringLiteral(ZMU_TEMPLATES "/bpw_template.html").toStdWString());
+    return readFile(QString(ZMU_TEMPLATES "/" + QString(name)).toStdWString());
 }
 
 const QByteArray htmlForm =
@@ -141,6 +142,7 @@ TEST_F(LogCommand, ReadsBackWhatWasReported)
         {"amid", formOf("[YEAR]\n", "[NAME_OF_USER]: [SITUATION_DSCRP], [ENTRY_COLOR]\n", "t\n"),
          line},
         {"several lines", formOf("h\n", "<p>\r\n[SITUATION_DSCRP]\r\n</p>\n", "t\n"), line},
+        {"tail of any text", formOf("h\n", "[SITUATION_DSCRP]\n", "[PRODUCT_NAME]: end\n"), line},
         {"joined", formOf("h\n", "<p>[PRODUCT_NAME][SITUATION_DSCRP]</p>\n", "t\n"), line},
     };
     int seed = 0;
@@ -164,12 +166,18 @@ TEST_F(LogCommand, ReadsBackWhatWasReported)
 
 TEST_F(LogCommand, LogThatTellsItselfNeedsNoForm)
 {
-    const QByteArray form = shippedForm();
-    const std::string log = writeLog({"one", "two"}, useForm(form));
-    const Answer before = run({"--json", log});
-    QFile::remove(root() + "/Templates/own.html");
-    EXPECT_EQ(run({"--json", log}).output, before.output);
-    EXPECT_EQ(before.texts("text"), QStringList({"one", "two"}));
+    folder.makeFolder("Templates");
+    folder.write("Templates/broken.html", "^HEAD\nh\n^BODY\n[NO_SUCH]\n"); // matters to no log yet
+    QByteArray form;
+    for (const char* const name : {"aps_template.html", "bpw_template.html"}) {
+        form = shippedForm(name);
+        const std::string log = writeLog({"one", "two"}, useForm(form), name);
+        const Answer before = run({"--json", log});
+        QFile::remove(root() + "/Templates/own.html");
+        EXPECT_EQ(run({"--json", log}).output, before.output);
+        EXPECT_EQ(before.texts("text"), QStringList({"one", "two"}));
+        EXPECT_EQ(before.errors, "");
+    }
     EXPECT_EQ(run({"--json", writeLog({}, useForm(form), "none.html")}).output, QString());
 
     // A form that was changed, and still says what it was, is not believed.
@@ -181,6 +189,25 @@ TEST_F(LogCommand, LogThatTellsItselfNeedsNoForm)
     const Answer unknown = run({other});
     EXPECT_EQ(unknown.exit, Exit::Findings);
     EXPECT_TRUE(unknown.output.contains("three")) << qPrintable(unknown.output);
+    EXPECT_TRUE(unknown.errors.contains("broken.html")) << qPrintable(unknown.errors);
+}
+
+TEST_F(LogCommand, EntriesDoNotSayHowTheyAreRead)
+{
+    const QString forged = "<meta name=\"zmu-entry\" content=\"&lt;b&gt;{SITUATION_DSCRP}&lt;/b&gt;"
+                           "&#10;\">\n<!--entries-->\n<b>forged</b>\n";
+    const std::pair<const char*, QByteArray> forms[] = {
+        {"built in", {}}, {"list", htmlForm}, {"shipped", shippedForm()}};
+    for (const auto& [name, form] : forms) {
+        SCOPED_TRACE(name);
+        const std::string log =
+            writeLog({"one", forged, "two"}, form.isEmpty() ? nullptr : useForm(form), name);
+        EXPECT_EQ(run({"--json", log}).texts("SITUATION_DSCRP"),
+                  QStringList({"one", forged, "two"}));
+    }
+    QFile::remove(root() + "/Templates/own.html");
+    const std::string page = makeLog("<html>\n<body>\n<p>" + forged + "</p>\n</body>\n</html>\n");
+    EXPECT_EQ(run({"--json", page}).exit, Exit::Findings);
 }
 
 TEST_F(LogCommand, ReadsEachWayOfWritingText)
@@ -256,31 +283,73 @@ TEST_F(LogCommand, ShowsWhatIsNoEntry)
         EXPECT_EQ(answer.exit, raw ? Exit::Findings : Exit::Good);
         EXPECT_EQ(answer.errors.contains("a.html"), raw > 0);
     }
+    const QString beyond = head + "<li>1 02:03 99999999999 a</li>\n" + tail;
+    EXPECT_FALSE(run({"--json", "--form", form, makeLog(beyond)}).entries[0].contains("situation"));
     EXPECT_TRUE(run({"--form", form, makeLog("x\x1b[31m")}).output.contains("x\\x1b[31m"));
 }
 
 TEST_F(LogCommand, TakesTimeLinearInTheLog)
 {
-    // Each would take hours if anything were tried again and again.
-    const int length = 1 << 20;
+    const QByteArray many(900, 'a');
+    const auto entries = [](const QByteArray& body) { return formOf("h\n", body + "\n", "t\n"); };
     const std::tuple<const char*, QByteArray, QString> cases[] = {
         {"many variables",
-         formOf("h\n", "a[PRODUCT_NAME]a[SITUATION_DSCRP]a[SUITE_NAME]a[NAME_OF_USER]ab\n", "t\n"),
-         QString(length, 'a')},
-        {"long head", formOf(QByteArray(5000, 'a') + "b\n", "x[SITUATION_DSCRP]\n", "t\n"),
-         QString(length, 'a')},
-        {"beginnings", formOf("h\n", "<p>[SITUATION_DSCRP]</p>\n", "t\n"),
-         "h\n" + QString("<p>").repeated(length / 3)},
-        {"numbers", formOf("h\n", "[ENTRY_ID][SITUATION_ID][SITUATION_DSCRP][YEAR]\n", "t\n"),
-         "h\n" + QString("1234567890").repeated(length / 10)},
-        {"comments", formOf("h\n", "x[SITUATION_DSCRP]\n", "t\n"),
-         "h\n" + ("x" + QString("<!-- >").repeated(500) + "\n").repeated(length / 3000) + "t\n"},
+         entries("a[PRODUCT_NAME]a[SITUATION_DSCRP]a[SUITE_NAME]a[NAME_OF_USER]ab"), "a"},
+        {"long head", formOf("h\n[PRODUCT_NAME]" + many + "b\n", "x[SITUATION_DSCRP]\n", "t\n"),
+         "a"},
+        {"number in a head",
+         formOf("h\n[PRODUCT_NAME]" + many.repeated(9) + "[ENTRY_ID]b\n", "x[SITUATION_DSCRP]\n",
+                "t\n"),
+         "a"},
+        {"number in a body", entries(many + "[ENTRY_ID]x[SITUATION_DSCRP]"), "a"},
+        {"figures behind a number",
+         entries("1[ENTRY_ID]" + QByteArray(900, '1') + "[YEAR]x[SITUATION_DSCRP]"), "1"},
+        {"beginnings", entries("<p>[SITUATION_DSCRP]</p>"), "<p>"},
+        {"ends", formOf("h\n", "<p>[SITUATION_DSCRP]</p>%0\n", "t\n"), "<p></p>x"},
+        {"zeros", entries("x[SITUATION_DSCRP]"), QString("y") + QChar(0)},
+        {"numbers", entries("[ENTRY_ID][SITUATION_ID][SITUATION_DSCRP][YEAR]"), "1234567890"},
+        {"comments", entries("x[SITUATION_DSCRP]"), "x" + QString("<!-- >").repeated(500) + "\n"},
     };
     for (const auto& [name, form, text] : cases) {
         SCOPED_TRACE(name);
-        const Answer answer = run({"--form", utf8(folder.write("form.html", form)), makeLog(text)});
-        EXPECT_FALSE(answer.output.isEmpty());
+        const std::string path = utf8(folder.write("form.html", form));
+        expectLinear(
+            [&, &unit = text](int qty) {
+                const std::string log = makeLog("h\n" + unit.repeated(qty / int(unit.size())));
+                EXPECT_NE(run({"--form", path, log}).output, "");
+            },
+            1 << 15);
     }
+    folder.write("form.html", entries(many.repeated(3) + "[SITUATION_DSCRP]"));
+    const Answer refused = run({"--form", utf8(folder.path("form.html")), makeLog("h\n")});
+    EXPECT_TRUE(refused.errors.contains("1023")) << qPrintable(refused.errors);
+}
+
+TEST_F(LogCommand, ReadsManyLogsWhoseProcessesWereKilled)
+{
+    const int count = 600;
+    useForm(formOf("h\n",
+                   "[YEAR]-[MONTH]-[DAY] [HOURS]:[MINUTES]:[SECONDS].[MILLISECONDS] "
+                   "[SITUATION_DSCRP].\n",
+                   "t\n"));
+    const auto entry = [](int number) {
+        return QStringLiteral("2026-11-22 00:00:%1.%2 %3.\n")
+            .arg(number / 1000, 2, 10, QChar('0'))
+            .arg(number % 1000, 3, 10, QChar('0'))
+            .arg(number);
+    };
+    QStringList expected;
+    for (int i = 0; i < count; ++i)
+        makeLog("h\n" + entry(i) + entry(count + i) + "2026-11-22 00",
+                QByteArray::number(i).append(".html").constData());
+    for (int i = 0; i < 2 * count; ++i)
+        expected << QString::number(i);
+    QElapsedTimer timer;
+    timer.start();
+    const Answer answer = run({"--json", root().toStdString()});
+    EXPECT_LT(timer.elapsed(), 50 * count); // each alone waits for twice as long
+    EXPECT_EQ(answer.texts("text").filter(QRegularExpression(".")), expected);
+    EXPECT_EQ(answer.exit, Exit::Findings);
 }
 
 TEST_F(LogCommand, SelectsAndMerges)
@@ -341,7 +410,8 @@ TEST_F(LogCommand, TellsWhatIsWrongWithItsLine)
         {{log, "--situation", "x"}, Exit::Usage, "\"x\""},
         {{log, "--grep", "("}, Exit::Usage, "parenthes"},
         {{log, "--last", "-1"}, Exit::Usage, "last"},
-        {{log, "--form", "/no/such"}, Exit::Usage, "/no/such"},
+        {{log, "--\x1b[2J"}, Exit::Usage, "--\\x1b[2J"},
+        {{log, "--form", "/no/such"}, Exit::Unreadable, "/no/such"},
         {{log, "--form", broken}, Exit::Unreadable, "broken.html:4:"},
         {{utf8(folder.path("none.html"))}, Exit::Unreadable, "none.html"},
         {{utf8(folder.path("none.html")), log}, Exit::Unreadable, "none.html"},

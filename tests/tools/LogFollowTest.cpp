@@ -129,5 +129,33 @@ TEST_P(LogFollow, FindsNewLogsOfAFolder)
     EXPECT_EQ(folder.await(3).last(), "three");
 }
 
+TEST(LogFollowFiles, TellsOfALogThatWasCutOrReplaced)
+{
+    const Folder folder;
+    const auto write = [&folder](const char* name, const QString& entries) {
+        return folder.write(name, logBytes("<log>\n" + entries + "</log>\n"));
+    };
+    QDir(QString::fromStdWString(folder.path("."))).mkdir("Templates");
+    folder.write("Templates/own.html", plainForm);
+    const std::wstring path = write("log.html", "one\ntwo\n");
+    testing::internal::CaptureStderr();
+    {
+        Followed log(path);
+        EXPECT_EQ(log.await(2), QStringList({"one", "two"}));
+        write("log.html", "three\n"); // shorter
+        EXPECT_EQ(log.await(3).last(), "three");
+        write("log.html", "four, which is longer\nfive\n");
+        EXPECT_EQ(log.await(5).mid(3), QStringList({"four, which is longer", "five"}));
+        const QString name = QString::fromStdWString(path);
+        QFile::rename(name, name + ".old");
+        write("log.html.old", "four, which is longer\nfive\nsix\n"); // still read
+        EXPECT_EQ(log.await(6).last(), "six");
+        write("log.html", "seven\n");
+        EXPECT_EQ(log.await(7).mid(5), QStringList({"six", "seven"}));
+    }
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(QByteArray::fromStdString(told).count("cut or replaced"), 3) << told;
+}
+
 INSTANTIATE_TEST_SUITE_P(Links, LogFollow, testing::Bool(),
                          [](const auto& info) { return info.param ? "Linked" : "Noted"; });

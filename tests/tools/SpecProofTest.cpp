@@ -161,6 +161,8 @@ TEST(SpecProof, PointsIntoLongAndHostileTexts)
     EXPECT_EQ(pointedAt(spec, 1023),
               "    ..." + std::string(90, 'a') + "...\n    " + std::string(63, ' ') + "^\n");
     EXPECT_EQ(pointedAt(L"a\x1b[2Jb", 5), "    a\\x1b[2Jb\n            ^\n");
+    EXPECT_EQ(pointedAt(L"a\tb", 2), "    a\tb\n     \t^\n");
+    EXPECT_EQ(pointedAt(L"\u65e5e\u0301b", 3), "    \u65e5e\u0301b\n       ^\n");
     for (const std::wstring& hostile :
          {std::wstring(5000, L'|'), std::wstring(1023, L'~'), std::wstring(1000, L'`'),
           L"2~0||``" + std::wstring(900, L'%') + L"`", std::wstring(L"2~0~2~s||``%1!*.*s!`"),

@@ -258,12 +258,17 @@ class SituationCompiler {
     {
         std::string fillers, plugIns;
         for (const Filler& filler : m_result.fillers) {
-            fillers += (fillers.empty() ? "" : "`") + std::string(1, letterOf(filler, m_situation));
+            if (!fillers.empty())
+                fillers += '`';
+            fillers += letterOf(filler, m_situation);
             if (m_situation.isRecorded)
                 fillers += std::to_string(filler.slot);
         }
-        for (const PlugIn& plugIn : m_situation.plugIns)
-            plugIns += (plugIns.empty() ? "" : "`") + std::to_string(plugIn.row);
+        for (const PlugIn& plugIn : m_situation.plugIns) {
+            if (!plugIns.empty())
+                plugIns += '`';
+            plugIns += std::to_string(plugIn.row);
+        }
         const int source = fillers.empty() ? 0 : m_situation.isRecorded ? 1 : 2;
         std::string header = std::to_string(m_situation.approvalKind) + "~" +
                              std::to_string(m_situation.traits) + "~" + std::to_string(source);
@@ -291,13 +296,18 @@ class SituationCompiler {
     {
         const Filler filler = fillerFor(piece, target);
         const bool isNumber = filler.form == Filler::Form::Number;
-        std::string format = piece.asked.isLeft ? "-" : "";
+        std::string text = "%";
+        text += std::to_string(indexOf(filler) + 1);
+        text += '!';
+        if (piece.asked.isLeft)
+            text += '-';
         if (isNumber && piece.asked.hasZeros)
-            format += "0";
+            text += '0';
         if (piece.asked.width > 0)
-            format += std::to_string(piece.asked.width);
-        format += isNumber ? piece.asked.conversion : 's';
-        return "%" + std::to_string(indexOf(filler) + 1) + "!" + format + "!";
+            text += std::to_string(piece.asked.width);
+        text += isNumber ? piece.asked.conversion : 's';
+        text += '!';
+        return text;
     }
 
     std::string spec(int language)

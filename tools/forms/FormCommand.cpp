@@ -4,7 +4,7 @@
 #include "FormProof.h"
 
 #include <tools/Text.h>
-#include <tools/proof/SpecProof.h>
+#include <tools/log/LogReader.h>
 
 #include <zmu/monitor/DxCodes.h>
 
@@ -33,25 +33,13 @@ struct FormOptions {
 
 Exit sayUnreadable(const std::string& file, const std::string& why)
 {
-    std::fprintf(stderr, "zmu form: error: %s: %s\n", file.c_str(), why.c_str());
+    std::fprintf(stderr, "zmu form: error: %s\n", harmless(file + ": " + why).c_str());
     return Exit::Unreadable;
-}
-
-/// Why a form file cannot be read; empty if it can.
-std::string whyUnreadable(const std::string& path)
-{
-    constexpr qint64 sizeMax = qint64{16} * 1024 * 1024; // the library's
-    QFile file(QString::fromStdString(path));
-    if (!QFileInfo(file).isFile())
-        return QFileInfo::exists(file.fileName()) ? "is no file" : "there is no such file";
-    if (!file.open(QIODevice::ReadOnly))
-        return file.errorString().toStdString();
-    return file.size() > sizeMax ? "has more than 16 MiB, which the library does not read" : "";
 }
 
 void print(const std::string& form, const FormFinding& finding, const QByteArrayList& lines)
 {
-    std::string place = form;
+    std::string place = harmless(form);
     if (finding.line > 0)
         place +=
             ':' + std::to_string(finding.line) + ':' + std::to_string(std::max(finding.column, 1));
@@ -98,14 +86,15 @@ FormVerdict checkForm(const std::string& path)
 
 Exit check(const FormOptions& options)
 {
-    if (const std::string why = whyUnreadable(options.form); !why.empty())
+    if (const std::string why = whyFormUnreadable(options.form); !why.empty())
         return sayUnreadable(options.form, why);
     const FormVerdict verdict = checkForm(options.form);
+    const std::string form = harmless(options.form);
     if (!verdict.isUsed)
-        std::printf("%s: the library would use its built-in form instead\n", options.form.c_str());
+        std::printf("%s: the library would use its built-in form instead\n", form.c_str());
     else
         std::printf("%s: good; an entry has room for about %zu characters of description\n",
-                    options.form.c_str(), verdict.descriptionRoom);
+                    form.c_str(), verdict.descriptionRoom);
     return verdict.isUsed ? Exit::Good : Exit::Findings;
 }
 
@@ -121,7 +110,7 @@ class Preview {
     {
         if (!m_options.log.empty()) {
             m_log = QFileInfo(QString::fromStdString(m_options.log)).absoluteFilePath();
-            if (m_log != m_form)
+            if (QFileInfo(m_log) != QFileInfo(m_form)) // whatever links lead there
                 return true;
             sayUnreadable(m_options.log, "the log would be written over the form");
             return false;
@@ -138,17 +127,21 @@ class Preview {
 
     Exit write()
     {
-        if (const std::string why = whyUnreadable(m_options.form); !why.empty())
+        if (const std::string why = whyFormUnreadable(m_options.form); !why.empty())
             return sayUnreadable(m_options.form, why);
         m_seen = bytes();
         const bool isUsed = checkForm(m_options.form).isUsed;
+        if (!mayBeReplaced(m_log))
+            return sayUnreadable(m_log.toStdString(),
+                                 "is there already and is no log; name another "
+                                 "file, or remove this one");
         if (const int code = writePreview(m_form.toStdString(), m_log.toStdString())) {
             const zmu::CodeDescription description = zmu::describe(code);
             return sayUnreadable(m_log.toStdString(), std::to_string(code) + "/" +
                                                           narrowed(description.name) + ", " +
                                                           narrowed(description.meaning));
         }
-        std::printf("%s%s\n", m_log.toStdString().c_str(),
+        std::printf("%s%s\n", harmless(m_log.toStdString()).c_str(),
                     isUsed ? "" : " (with the built-in form)");
         std::fflush(stdout);
         return isUsed ? Exit::Good : Exit::Findings;
@@ -182,6 +175,14 @@ class Preview {
     }
 
   private:
+    /// Whether nothing but a log would go with the file.
+    static bool mayBeReplaced(const QString& log)
+    {
+        QFile file(log);
+        return !QFileInfo::exists(log) ||
+               (file.open(QIODevice::ReadOnly) && (file.size() == 0 || logs::beginsAsLog(file)));
+    }
+
     QByteArray bytes() const
     {
         QFile file(m_form);
@@ -197,7 +198,7 @@ class Preview {
 
 Exit preview(const FormOptions& options)
 {
-    if (const std::string why = whyUnreadable(options.form); !why.empty())
+    if (const std::string why = whyFormUnreadable(options.form); !why.empty())
         return sayUnreadable(options.form, why);
     Preview preview(options);
     if (!preview.choosePlace())

@@ -63,7 +63,7 @@ int writePreview(const std::string& formPath, const std::string& logPath)
     QFile::remove(QString::fromStdString(logPath));
     ServedStrings strings;
     ZarnData settings;
-    settings.setCharSetExternal(2);
+    settings.setCharSetExternal(ZARN_CHARSET_WIDE);
     settings.setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING);
     settings.setResourceModule(ServedStrings::module());
     settings.setSubstituteEntries(true);

@@ -1,22 +1,19 @@
 #include "FormProof.h"
 
+#include "FormLearner.h"
 #include "QuietTraces.h"
 
+#include <tools/FormattedLength.h>
 #include <tools/Text.h>
 
-#include <zmu/log/internal/FormExtras.h>
+#include <zmu/log/internal/FormLines.h>
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/monitor/DxCodes.h>
-#include <zmu/monitor/Zarn.h>
-#include <zmu/monitor/ZarnData.h>
 
-#include <QBuffer>
 #include <QFileInfo>
-#include <QTextStream>
 
 #include <algorithm>
 #include <functional>
-#include <memory>
 #include <optional>
 
 namespace zmu_tools {
@@ -25,121 +22,26 @@ namespace {
 
 using namespace zmu;
 
-constexpr ulong32 allSections = SECTION_HEAD | SECTION_BODY | SECTION_TAIL;
 constexpr std::size_t sectionMax = 1023; ///< Elements of an entry, and of the tail.
 
-// ---- The library's judgement ---------------------------------------------------------------------
-
-/// A data set that learns a form, and no more.
-class FormLearner : public ZarnData {
-  public:
-    FormLearner()
-    {
-        setCharSetExternal(2);
-        offerFormExtras(true);
-        setFormWarnings(&m_warnings);
-    }
-
-    /// Learns the form that these bytes are; false with a mistake.
-    bool learn(const QByteArray& form)
-    {
-        m_form = &form;
-        wchar_t name[] = L"form";
-        freeLogFileFormData();
-        return initialize() && learnLogFileFormVarNames() && openLogFileForm(name) &&
-               learnLogFileForm(allSections);
-    }
-
-    /// Opens a form file, as the library would to learn it.
-    bool open(std::wstring path) { return initialize() && openLogFileForm(path.data()); }
-
-    FormMistake mistake() const { return getFormMistake(); }
-    const FormMistakes& warnings() const { return m_warnings; }
-
-    /// Elements of a section that is learned, its texts being `textLength` long and its numbers
-    /// as long as they get in a large log; all of the description is left out.
-    std::size_t bodyLength(std::size_t textLength) const
-    {
-        return lengthOf(m_fileLog.m_bodyFormat, m_fileLog.m_bodyVarCount, m_fileLog.m_bodyVars,
-                        textLength);
-    }
-    std::size_t tailLength(std::size_t textLength) const
-    {
-        return lengthOf(m_fileLog.m_tailFormat, m_fileLog.m_tailVarCount, m_fileLog.m_tailVars,
-                        textLength);
-    }
-
-  protected:
-    bool openFile(wchar_t** nameSlot, QTextStream** streamSlot, wchar_t* name,
-                  int openMode) override
-    {
-        if (!m_form)
-            return ZarnData::openFile(nameSlot, streamSlot, name, openMode);
-        duplicate_String(nameSlot, name, true);
-        auto buffer = std::make_unique<QBuffer>();
-        buffer->setData(*m_form);
-        buffer->open(QIODevice::ReadOnly);
-        *streamSlot = new QTextStream(buffer.release()); // which goes with it when it is closed
-        return true;
-    }
-
-  private:
-    static std::size_t lengthOf(const wchar_t* format, int varCount, const Zarn_FORM_VAR* vars,
-                                std::size_t textLength)
-    {
-        constexpr std::size_t roomQty = 32000; // more is not allowed on every system
-        constexpr ulong32 fromStringAndArray = 0x2400;
-
-        const std::wstring text(textLength, L'x');
-        std::vector<u64> values(static_cast<std::size_t>(varCount) + 1);
-        for (int i = 0; i < varCount; ++i) {
-            const FormVariable& variable = formVariables[vars[i]];
-            u64& value = values[static_cast<std::size_t>(i)];
-            if (variable.insert[0] == L's')
-                value =
-                    toArgumentSlot(vars[i] == Zarn_FORM_VAR_SITUATION_DSCRP ? L"" : text.c_str());
-            else if (!variable.timePart)
-                value = 100000; // an ID, or a colour
-            else
-                value = vars[i] == Zarn_FORM_VAR_YEAR ? 2000 : 10;
-        }
-        std::wstring source(format);
-        std::wstring output(roomQty, L'\0');
-        const ulong32 length = Zarn::formatMessage(fromStringAndArray, source.data(), output.data(),
-                                                   roomQty, values.data());
-        return length > 0 ? length : roomQty;
-    }
-
-    const QByteArray* m_form = nullptr;
-    FormMistakes m_warnings;
-};
-
-/// What a form asks for in comments.
-const std::vector<std::string>& commentNames()
+/// Elements of a section, its texts being `textLength` long and its numbers as long as they get in
+/// a large log; all of the description is left out.
+std::size_t lengthOf(const FormLearner::Section& section, std::size_t textLength)
 {
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> all;
-        for (const std::wstring_view name : formExtraNames)
-            all.push_back(narrowed(name));
-        return all;
-    }();
-    return names;
-}
-
-const std::vector<std::string>& variableNames()
-{
-    static const std::vector<std::string> names = [] {
-        constexpr unsigned int firstName = 12001;
-        constexpr unsigned int nameMax = 64;
-        FormLearner learner;
-        learner.learnSelfResourceModule();
-        std::vector<std::string> all;
-        for (unsigned int i = 0; i < formVariablesQty; ++i)
-            all.emplace_back(
-                UTL_String(learner.getSelfResourceModule(), firstName + i, nameMax).narrowText());
-        return all;
-    }();
-    return names;
+    const std::wstring text(textLength, L'x');
+    std::vector<u64> values;
+    for (const Zarn_FORM_VAR variable : section.variables) {
+        const FormVariable& row = formVariables[variable];
+        if (row.insert[0] == L's')
+            values.push_back(
+                toArgumentSlot(variable == Zarn_FORM_VAR_SITUATION_DSCRP ? L"" : text.c_str()));
+        else if (!row.timePart)
+            values.push_back(100000); // an ID, or a colour
+        else
+            values.push_back(variable == Zarn_FORM_VAR_YEAR ? 2000 : 10);
+    }
+    values.push_back(0); // at least one
+    return formattedLength(section.format, values.data());
 }
 
 // ---- A copy that is mended -----------------------------------------------------------------------
@@ -147,51 +49,51 @@ const std::vector<std::string>& variableNames()
 /// The form as it is now, and where each of its places was before.
 class MendedForm {
   public:
-    explicit MendedForm(const QByteArray& form) : m_text(form) {}
+    explicit MendedForm(const QByteArray& form) : m_text(form) { findLines(); }
 
     const QByteArray& text() const { return m_text; }
 
     /// The line, without its end; empty where there is none.
     QByteArray line(int number) const
     {
+        if (number < 1 || number > lastLine())
+            return {};
         const qsizetype begin = offsetOf(number, 1);
-        QByteArray line = m_text.mid(begin, lineEnd(begin) - begin);
-        if (line.endsWith('\r'))
-            line.chop(1);
+        QByteArray line = m_text.mid(begin, offsetOf(number + 1, 1) - begin);
+        for (const char end : {'\n', '\r'}) {
+            if (line.endsWith(end))
+                line.chop(1);
+        }
         return line;
     }
 
     /// Number of the line that is the marker of this name, 0 without one.
     int markerLine(const char* keyword) const
     {
-        const int count = static_cast<int>(m_text.count('\n')) + 1;
-        for (int number = 1; number <= count; ++number) {
-            if (line(number) == QByteArray("^") + keyword)
+        const QByteArray marker = QByteArray("^") + keyword;
+        for (int number = 1; number <= lastLine(); ++number) {
+            const QByteArrayView rest = QByteArrayView(m_text).sliced(offsetOf(number, 1));
+            if (rest.startsWith(marker) && line(number) == marker)
                 return number;
         }
         return 0;
     }
-    int lastLine() const
-    {
-        return static_cast<int>(m_text.count('\n')) + (m_text.endsWith('\n') ? 0 : 1);
-    }
+    int lastLine() const { return static_cast<int>(m_lines.size()); }
 
+    /// The form's end for a line behind the last one.
     qsizetype offsetOf(int line, int column) const
     {
-        qsizetype offset = 0;
-        for (int i = 1; i < line; ++i) {
-            const qsizetype end = m_text.indexOf('\n', offset);
-            if (end < 0)
-                return m_text.size();
-            offset = end + 1;
-        }
-        return std::min<qsizetype>(offset + std::max(column, 1) - 1, m_text.size());
+        if (line > lastLine())
+            return m_text.size();
+        const qsizetype begin = line < 1 ? 0 : m_lines[static_cast<std::size_t>(line) - 1];
+        return std::min<qsizetype>(begin + std::max(column, 1) - 1, m_text.size());
     }
 
     /// Puts `by` in the place of `length` bytes; neither has a line break.
     void replace(int line, int column, int length, const QByteArray& by)
     {
         m_text.replace(offsetOf(line, column), length, by);
+        findLines();
         m_edits.push_back({line, column, 0, static_cast<int>(by.size()) - length});
     }
 
@@ -202,6 +104,7 @@ class MendedForm {
             lines.prepend('\n');
         m_edits.push_back({line, 0, static_cast<int>(lines.count('\n')), 0});
         m_text.insert(offsetOf(line, 1), lines);
+        findLines();
     }
 
     /// Sets the finding's place, which is one of this text, to what it was in the form.
@@ -224,13 +127,18 @@ class MendedForm {
         int columns;
     };
 
-    qsizetype lineEnd(qsizetype begin) const
+    void findLines()
     {
-        const qsizetype end = m_text.indexOf('\n', begin);
-        return end < 0 ? m_text.size() : end;
+        m_lines.clear();
+        for (qsizetype begin = 0; begin < m_text.size();) {
+            m_lines.push_back(begin);
+            const qsizetype end = m_text.indexOf('\n', begin);
+            begin = end < 0 ? m_text.size() : end + 1;
+        }
     }
 
     QByteArray m_text;
+    std::vector<qsizetype> m_lines; ///< Where they begin.
     std::vector<Edit> m_edits;
 };
 
@@ -242,10 +150,19 @@ class FormProof {
 
     FormVerdict run()
     {
-        constexpr int roundsMax = 200; // of a form with more mistakes the first ones are told
-        for (int round = 0; round < roundsMax; ++round) {
+        // Of a form with more mistakes the first ones are told: each costs learning all of it.
+        constexpr int roundsMax = 200;
+        constexpr qsizetype bytesMax = qsizetype{32} * 1024 * 1024;
+        qsizetype bytes = 0;
+        bool isMended = true;
+        for (int round = 0; isMended; ++round) {
+            if (round == roundsMax || (round > 0 && bytes > bytesMax)) {
+                tellOfMore();
+                break;
+            }
+            bytes += m_form.text().size();
             FormLearner learner;
-            bool isMended = false;
+            isMended = false;
             if (!learner.learn(m_form.text())) {
                 isMended = lookAt(learner.mistake());
             } else {
@@ -254,8 +171,6 @@ class FormProof {
                 if (!isMended)
                     measure(learner);
             }
-            if (!isMended)
-                break;
         }
         lookForComments();
         lookForLetters();
@@ -273,6 +188,14 @@ class FormProof {
     }
 
   private:
+    void tellOfMore()
+    {
+        FormFinding finding;
+        finding.isWarning = true;
+        finding.what = "there may be more mistakes, which show when those told here are mended";
+        m_verdict.findings.push_back(finding);
+    }
+
     FormFinding& add(int code, int line, int column, const std::string& what)
     {
         FormFinding finding;
@@ -404,8 +327,8 @@ class FormProof {
         const std::string name = rest.mid(1, length - 2).toStdString();
         QByteArray mended(length, ' ');
         if (m_place.code == dx::VarNameUnknown) {
-            const std::string extra = nearestName(name, commentNames());
-            const std::string nearest = nearestName(name, variableNames());
+            const std::string extra = nearestName(name, FormLearner::commentNames());
+            const std::string nearest = nearestName(name, FormLearner::variableNames());
             m_what = "no variable is called [" + name + "]";
             if (!nearest.empty()) {
                 m_what += "; [" + nearest + "] would be one";
@@ -438,19 +361,19 @@ class FormProof {
         constexpr std::size_t usualText = 24; // of a name or a path
         constexpr std::size_t usualDescription = 200;
 
-        if (const std::size_t least = learner.tailLength(0); least > sectionMax)
+        if (const std::size_t least = lengthOf(learner.tail(), 0); least > sectionMax)
             add(dx::SectionNotFormatted, m_form.markerLine("TAIL"), 0,
                 "the tail is too long: it has " + std::to_string(least) +
                     " characters without the texts of its variables, and may have " +
                     std::to_string(sectionMax));
-        if (const std::size_t least = learner.bodyLength(0); least >= sectionMax) {
+        if (const std::size_t least = lengthOf(learner.body(), 0); least >= sectionMax) {
             add(dx::SectionNotFormatted, m_form.markerLine("BODY"), 0,
                 "the body is too long: it has " + std::to_string(least) +
                     " characters without the texts of its variables, and an entry may have " +
                     std::to_string(sectionMax) + ": no entry would be written");
             return;
         }
-        const std::size_t usual = learner.bodyLength(usualText);
+        const std::size_t usual = lengthOf(learner.body(), usualText);
         m_verdict.descriptionRoom = usual < sectionMax ? sectionMax - usual : 0;
         if (m_verdict.descriptionRoom < usualDescription)
             add(0, m_form.markerLine("BODY"), 0,
@@ -477,7 +400,7 @@ class FormProof {
             if (end < 0)
                 continue;
             const std::string name = comment.mid(4, end - 4).trimmed().toStdString();
-            const std::string nearest = nearestName(name, commentNames());
+            const std::string nearest = nearestName(name, FormLearner::commentNames());
             const QByteArray right = "<!--" + QByteArray::fromStdString(nearest) + "-->";
             if (nearest.empty() || comment.startsWith(right))
                 continue;
@@ -496,7 +419,9 @@ class FormProof {
     {
         const MendedForm form(m_original);
         const int head = form.markerLine("HEAD");
-        for (int line = head + 1; head > 0 && line <= form.lastLine(); ++line) {
+        if (head == 0)
+            return;
+        for (int line = head + 1; line <= form.lastLine(); ++line) {
             const QByteArray text = form.line(line);
             const auto letter = std::find_if(text.begin(), text.end(), [](char byte) {
                 return static_cast<unsigned char>(byte) >= 0x80;
@@ -531,15 +456,35 @@ FormVerdict proveForm(const QByteArray& form)
     return FormProof(form).run();
 }
 
+std::string whyFormUnreadable(const std::string& path)
+{
+    QFile file(QString::fromStdString(path));
+    if (!QFileInfo(file).isFile()) // a pipe, for one, could keep us waiting
+        return QFileInfo::exists(file.fileName()) ? "is no file" : "there is no such file";
+    if (!file.open(QIODevice::ReadOnly))
+        return file.errorString().toStdString();
+    if (file.size() > FormLines::sizeMax)
+        return "has more than " + std::to_string(FormLines::sizeMax >> 20) +
+               " MiB, which the library does not read";
+    return {};
+}
+
 FormVerdict proveFormFile(const std::string& path)
 {
     const QuietTraces quiet;
     const QString name = QFileInfo(QString::fromStdString(path)).absoluteFilePath();
     FormLearner opener;
     FormVerdict verdict;
+    if (const std::string why = whyFormUnreadable(path); !why.empty()) {
+        FormFinding finding;
+        finding.code = dx::FormNotReadToEnd;
+        finding.name = narrowed(describe(finding.code).name);
+        finding.what = harmless(why);
+        return {{finding}, false, 0};
+    }
     QFile file(name);
     if (file.open(QIODevice::ReadOnly))
-        verdict = FormProof(file.readAll()).run();
+        verdict = FormProof(file.read(FormLines::sizeMax)).run();
     if (!opener.open(name.toStdWString())) {
         const FormMistake mistake = opener.mistake();
         const CodeDescription description = describe(mistake.code);

@@ -39,6 +39,9 @@ struct FormVerdict {
 /// Judges the bytes of a form. Throws nothing but std::bad_alloc.
 FormVerdict proveForm(const QByteArray& form);
 
+/// Why a form file cannot be read; empty if it can.
+std::string whyFormUnreadable(const std::string& path);
+
 /// Judges a file: also whether the library may read it and trusts who can write it.
 FormVerdict proveFormFile(const std::string& path);
 

@@ -4,100 +4,56 @@
 
 #include <zmu/log/internal/FormVariable.h>
 #include <zmu/monitor/DxCodes.h>
-#include <zmu/monitor/ZarnData.h>
 
 #include <tools/Text.h>
+#include <tools/forms/FormLearner.h>
+#include <tools/forms/FormProof.h>
 #include <tools/forms/QuietTraces.h>
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <cstdio>
 #include <stdexcept>
+#include <utility>
 
 namespace zmu_tools::logs {
 
 namespace {
 
-/// A data set that learns a form and writes no log.
-class Learner : public ZarnData {
-  public:
-    Learner() : ZarnData(zmu::i64{0})
-    {
-        setCharSetExternal(ZARN_CHARSET_WIDE);
-        offerFormExtras(true);
-    }
-
-    /// Learns the form in a file, the built-in one without a name.
-    Sections learn(const QString& path)
-    {
-        const QuietTraces quiet; // the exception tells
-        std::wstring logName = L"-";
-        const std::wstring formName = path.toStdWString();
-        const bool isLearned =
-            recordLogFileNomenclature(logName.data(), path.isEmpty() ? nullptr : formName.c_str(),
-                                      Zarn_LOG_HTML) &&
-            initialize() && obtainLogFileFormData(SECTIONS_ALL);
-        if (!isLearned)
-            throw std::runtime_error(path.toStdString() + told(getFormMistake()));
-        const ZarnDataFile& file = m_fileLog;
-        return {path.isEmpty() ? "the built-in form" : path.toStdString(),
-                piecesOf(file.m_headFormat, file.m_headVars, file.m_headVarCount),
-                piecesOf(file.m_bodyFormat, file.m_bodyVars, file.m_bodyVarCount),
-                piecesOf(file.m_tailFormat, file.m_tailVars, file.m_tailVarCount)};
-    }
-
-    std::vector<std::string> variableNames()
-    {
-        learn({});
-        std::vector<std::string> names;
-        for (int i = 0; i < m_fileLog.m_varNamesQty; ++i)
-            names.push_back(narrowed(m_fileLog.m_varNames[i]));
-        for (const std::wstring_view name : zmu::formExtraNames)
-            names.push_back(narrowed(name));
-        return names;
-    }
-
-  protected:
-    /// Whom the file belongs to is the affair of who writes the log, and nothing stands in for it.
-    bool processFileLogForm(zmu::ulong32 mask) override
-    {
-        if (!m_fileLog.m_formName)
-            return supplantLogFileFormFromResDLL(mask);
-        return openFile(&m_fileLog.m_formName, &m_fileLog.m_formStream, m_fileLog.m_formName,
-                        QIODevice::ReadOnly) &&
-               learnLogFileForm(mask);
-    }
-    bool mustLearnLogFileFormInjectors(long, zmu::ulong32) override { return false; }
-
-  private:
-    /// With the place, as far as it is known, in the form of a compiler's.
-    static std::string told(const zmu::FormMistake& mistake)
-    {
-        std::string place;
-        for (const int number : {mistake.line, mistake.column})
-            if (number > 0)
-                place += ':' + std::to_string(number);
-        const zmu::CodeDescription code = zmu::describe(mistake.code);
-        return place + ": this form cannot be used: " +
-               narrowed(mistake.what ? mistake.what : code.meaning) + " (" +
-               std::to_string(mistake.code) + '/' + narrowed(code.name) + ')';
-    }
-
-    static std::vector<Piece> piecesOf(const wchar_t* format, const Zarn_FORM_VAR* variables,
-                                       int count)
-    {
-        if (!format)
-            return {};
-        return logs::piecesOf(format, {variables, static_cast<std::size_t>(count)});
-    }
-};
-
 const std::vector<std::string>& variableNames()
 {
-    static const std::vector<std::string> names = Learner().variableNames();
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> all = FormLearner::variableNames();
+        const std::vector<std::string>& extras = FormLearner::commentNames();
+        all.insert(all.end(), extras.begin(), extras.end());
+        return all;
+    }();
     return names;
+}
+
+Sections sectionsOf(const FormLearner& learner, const std::string& name)
+{
+    const auto pieces = [](const FormLearner::Section& section) {
+        return section.format ? piecesOf(section.format, section.variables) : std::vector<Piece>();
+    };
+    return {name, pieces(learner.head()), pieces(learner.body()), pieces(learner.tail())};
+}
+
+/// Of a form that cannot be used, with the place as far as it is known, as compilers write it.
+std::runtime_error unusable(const std::string& form, const zmu::FormMistake& mistake)
+{
+    std::string text = form;
+    for (const int number : {mistake.line, mistake.column}) {
+        if (number > 0)
+            text += ':' + std::to_string(number);
+    }
+    const zmu::CodeDescription code = zmu::describe(mistake.code);
+    return std::runtime_error(text + ": this form cannot be used: " +
+                              narrowed(mistake.what ? mistake.what : code.meaning) + " (" +
+                              std::to_string(mistake.code) + '/' + narrowed(code.name) + ')');
 }
 
 /// The value of an attribute up to its closing quotation mark, behind `opening`; empty without.
@@ -140,43 +96,52 @@ std::vector<Piece> statedPieces(TextView text)
     return format.empty() ? std::vector<Piece>() : piecesOf(format, variables);
 }
 
-bool hasDescription(const std::vector<Piece>& body)
-{
-    return Pattern(body, LineEnds::AsTheyAre).holeOf(Zarn_FORM_VAR_SITUATION_DSCRP) >= 0;
-}
+constexpr std::size_t entryUnitsMax = 2 * std::size_t{1023}; // of 1023 elements
 
-/// All forms of a folder that can be used; it is told which cannot.
-std::vector<Sections> learnForms(const QString& folder)
+/// Why no entry can have been written with a body; null if one can.
+const char* whyNoEntry(const std::vector<Piece>& body)
 {
-    std::vector<Sections> forms;
-    const QDir templates(folder);
-    for (const QString& name :
-         templates.entryList({QStringLiteral("*.html")}, QDir::Files, QDir::Name)) {
-        try {
-            forms.push_back(learnForm(templates.filePath(name)));
-        } catch (const std::runtime_error& error) {
-            std::fprintf(stderr, "zmu log: warning: %s\n", harmless(error.what()).c_str());
-        }
-    }
-    return forms;
+    const Pattern pattern(body, LineEnds::AsTheyAre);
+    if (pattern.holeOf(Zarn_FORM_VAR_SITUATION_DSCRP) < 0)
+        return "its body has no [SITUATION_DSCRP]";
+    return pattern.fixedLength() <= entryUnitsMax
+               ? nullptr
+               : "its body has more characters beside its variables than an entry, which has 1023";
 }
 
 } // namespace
 
 Sections learnForm(const QString& path)
 {
-    if (!QFileInfo(path).isFile())
-        throw std::runtime_error(path.toStdString() + ": there is no such form");
-    return Learner().learn(path);
+    const std::string name = path.toStdString();
+    if (const std::string why = whyFormUnreadable(name); !why.empty())
+        throw std::runtime_error(name + ": " + why);
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    const QuietTraces quiet; // the exception tells
+    FormLearner learner;
+    learner.leaveOutReports();
+    if (!learner.learn(file.readAll()))
+        throw unusable(name, learner.mistake());
+    Sections form = sectionsOf(learner, name);
+    if (const char* const why = whyNoEntry(form.body))
+        throw std::runtime_error(name + ": this form cannot be used: " + why);
+    return form;
 }
 
 Sections builtInForm()
 {
-    return Learner().learn({});
+    const QuietTraces quiet;
+    FormLearner learner;
+    if (!learner.learnBuiltIn())
+        throw unusable("the built-in form", learner.mistake());
+    return sectionsOf(learner, "the built-in form");
 }
 
 std::optional<Sections> statedForm(TextView page)
 {
+    for (const TextView end : {TextView(u"<!--entries-->"), TextView(u"<body")})
+        page = page.substr(0, page.find(end));
     const std::u16string entry = attributeBehind(u"<meta name=\"zmu-entry\" content=\"", page);
     if (entry.empty())
         return {};
@@ -186,7 +151,7 @@ std::optional<Sections> statedForm(TextView page)
         {anything, {u"<!--entries-->\n", {}}},
         statedPieces(entry),
         statedPieces(attributeBehind(u"<meta name=\"zmu-tail\" content=\"", page))};
-    if (!hasDescription(stated.body))
+    if (whyNoEntry(stated.body))
         return {};
     return stated;
 }
@@ -204,23 +169,44 @@ Form::Form(const Sections& sections, LineEnds lineEnds)
       body(sections.body, lineEnds), tail(sections.tail, lineEnds)
 {
     hasTail = tail.hasBeginning(); // one that begins with anything could begin anywhere
+    hasTailLines = !hasTail && tail.hasEnd() && tail.fixedLength() > 2 * tail.lineBreaks();
 }
 
 Forms::Forms(const QString& path) : m_isGiven(!path.isEmpty())
 {
     if (m_isGiven)
-        m_byFolder[{}] = {learnForm(path)};
+        m_byFolder[{}].forms = {learnForm(path)};
+}
+
+Forms::Found& Forms::foundFor(const QString& logPath)
+{
+    const QString folder = m_isGiven ? QString() : QFileInfo(logPath).absolutePath();
+    const auto [place, isNew] = m_byFolder.try_emplace(folder);
+    Found& found = place->second;
+    if (!isNew)
+        return found;
+    const QDir templates(folder + QStringLiteral("/Templates"));
+    for (const QString& name :
+         templates.entryList({QStringLiteral("*.html")}, QDir::Files, QDir::Name)) {
+        try {
+            found.forms.push_back(learnForm(templates.filePath(name)));
+        } catch (const std::runtime_error& error) {
+            found.flaws.emplace_back(error.what());
+        }
+    }
+    found.forms.push_back(builtInForm());
+    return found;
 }
 
 const std::vector<Sections>& Forms::formsFor(const QString& logPath)
 {
-    const QString folder = m_isGiven ? QString() : QFileInfo(logPath).absolutePath();
-    const auto [place, isNew] = m_byFolder.try_emplace(folder);
-    if (isNew) {
-        place->second = learnForms(folder + QStringLiteral("/Templates"));
-        place->second.push_back(builtInForm());
-    }
-    return place->second;
+    return foundFor(logPath).forms;
+}
+
+void Forms::tellUnusable(const QString& logPath)
+{
+    for (const std::string& flaw : std::exchange(foundFor(logPath).flaws, {}))
+        std::fprintf(stderr, "zmu log: warning: %s\n", harmless(flaw).c_str());
 }
 
 } // namespace zmu_tools::logs

@@ -35,7 +35,9 @@ Sections builtInForm();
 /// and in the line before the first entry, <!--entries-->, without which a page that has no entries
 /// is shown as it is.
 ///
-/// Nothing if it says nothing, or a body without the description.
+/// Nothing if it says nothing, or a body without the description. What stands behind <!--entries-->
+/// or within the page's <body> says nothing; neither must what may stand in an entry, so that
+/// `page` ends before the first entry that another form finds.
 std::optional<Sections> statedForm(TextView page);
 
 /// Name of a variable, or of one that a form writes as a comment.
@@ -47,7 +49,8 @@ struct Form {
 
     std::string name;
     bool hasHead;
-    bool hasTail;
+    bool hasTail;      ///< One that can be told by its beginning.
+    bool hasTailLines; ///< One that can be told as the last lines: it ends in a text of its own.
     Pattern head;
     Pattern body;
     Pattern tail;
@@ -61,12 +64,20 @@ class Forms {
 
     /// Those of the folder `Templates` beside the log, then the built-in one.
     const std::vector<Sections>& formsFor(const QString& logPath);
+    /// Tells, once and on standard error, which of them cannot be used.
+    void tellUnusable(const QString& logPath);
     /// Whether a log may say itself how it is to be read.
     bool mayBeStated() const { return !m_isGiven; }
 
   private:
+    struct Found {
+        std::vector<Sections> forms;
+        std::vector<std::string> flaws; ///< Of those that cannot be used, until they are told.
+    };
+    Found& foundFor(const QString& logPath);
+
     bool m_isGiven;
-    std::map<QString, std::vector<Sections>> m_byFolder;
+    std::map<QString, Found> m_byFolder;
 };
 
 } // namespace zmu_tools::logs

@@ -15,7 +15,6 @@
 #include <deque>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 
 namespace zmu_tools::logs {
 
@@ -79,17 +78,11 @@ class Printer {
         m_lines.clear();
         m_last.reset();
         write();
-        if (std::fflush(stdout) != 0)
-            fail();
+        flushOutput();
     }
 
   private:
     static constexpr std::size_t enough = 65536;
-
-    [[noreturn]] static void fail()
-    {
-        throw std::runtime_error("standard output cannot be written");
-    }
 
     void append(std::string& output, const Entry& entry, const std::string& logName) const
     {
@@ -101,9 +94,11 @@ class Printer {
 
     void write()
     {
-        if (std::fwrite(m_output.data(), 1, m_output.size(), stdout) != m_output.size())
-            fail();
+        const bool isWritten =
+            std::fwrite(m_output.data(), 1, m_output.size(), stdout) == m_output.size();
         m_output.clear();
+        if (!isWritten)
+            flushOutput();
     }
 
     const Filter& m_filter;
@@ -238,13 +233,11 @@ void zmu_tools::addLogCommand(CLI::App& app, Run& run)
         ->add_option("--last", options->last,
                      "Show only the last so many of the entries that are there.")
         ->check(CLI::NonNegativeNumber);
-    command
-        ->add_option(
-            "--form", options->form,
-            "The form with which the logs were written. Without it a log that tells itself "
-            "how it is to be read is read so; others with that form of the folder Templates "
-            "beside them, or the built-in one, which explains most of them.")
-        ->check(CLI::ExistingFile);
+    command->add_option(
+        "--form", options->form,
+        "The form with which the logs were written. Without it a log that tells itself "
+        "how it is to be read is read so; others with that form of the folder Templates "
+        "beside them, or the built-in one, which explains most of them.");
     command->footer(
         "An entry that does not fit the form is shown as it stands. What a terminal would obey is "
         "shown as \\x1b. Colours tell the severity, unless NO_COLOR is set.\n"

@@ -13,7 +13,9 @@ namespace zmu_tools::logs {
 namespace {
 
 constexpr std::size_t windowUnits = 65536;
-constexpr zmu::i64 narrowMax = zmu::i64{256} * 1024 * 1024;
+constexpr zmu::i64 narrowMax = zmu::i64{32} * 1024 * 1024;
+constexpr zmu::i64 busyTime = 60'000; // milliseconds for which a log is kept open
+constexpr std::size_t seenMax = 64;   // units by which a log is known again
 constexpr zmu::i64 halfDay = zmu::i64{12} * 3600 * 1000; // in milliseconds
 constexpr std::size_t unitBytes = sizeof(char16_t);
 
@@ -88,6 +90,12 @@ TextView Entry::description() const
     return value(Zarn_FORM_VAR_SITUATION_DSCRP).value_or(TextView());
 }
 
+bool beginsAsLog(QIODevice& file)
+{
+    const QByteArray mark = file.read(unitBytes);
+    return mark == "\xFF\xFE" || mark == "\xFE\xFF";
+}
+
 LogReader::LogReader(const QString& path, Forms& forms, bool isFollowed)
     : m_path(path), m_forms(forms), m_isFollowed(isFollowed), m_file(path)
 {
@@ -97,41 +105,44 @@ LogReader::LogReader(const QString& path, Forms& forms, bool isFollowed)
 
 // ---- The file --------------------------------------------------------------------------------------------
 
+void LogReader::open()
+{
+    if (m_file.isOpen())
+        return;
+    const QFileInfo info(m_path);
+    if (info.exists() && !info.isFile()) // a pipe, for one, could keep us waiting
+        throw std::runtime_error(m_path.toStdString() + ": this is no file");
+    if (!m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        throw std::runtime_error(m_path.toStdString() + ": " + m_file.errorString().toStdString());
+}
+
 void LogReader::load(std::size_t units)
 {
-    const auto fail = [this](const QString& why) {
-        throw std::runtime_error(m_path.toStdString() + ": " + why.toStdString());
-    };
-    if (!m_file.isOpen()) {
-        const QFileInfo info(m_path);
-        if (info.exists() && !info.isFile())
-            fail(QStringLiteral("this is no file")); // a pipe, for one, could keep us waiting
-        if (!m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-            fail(m_file.errorString());
-    }
-    m_splitter.reset();
+    open();
+    dropTaken();
     m_tail.clear();
-    m_begin += m_at;
-    m_at = 0;
+    m_isResting = false;
     m_length = units;
     m_size = m_file.size();
     m_changed = m_file.fileTime(QFileDevice::FileModificationTime);
+    m_sinceNew.start();
     if (m_begin == 0) {
         m_file.seek(0);
         const QByteArray mark = m_file.read(unitBytes);
         m_isSwapped = mark == "\xFE\xFF";
         m_isWide = m_isSwapped || mark == "\xFF\xFE";
-        if (!m_isWide && m_size > narrowMax)
-            fail(QStringLiteral("this is no log: it is not in UTF-16, and too large"));
     }
+    if (!m_isWide && m_size > narrowMax)
+        throw std::runtime_error(m_path.toStdString() +
+                                 ": this is no log: it is not in UTF-16, and too large");
     const zmu::i64 wanted = m_isWide ? zmu::i64(units * unitBytes) : narrowMax;
     m_file.seek(m_isWide ? zmu::i64(m_begin * unitBytes) : 0);
     QByteArray bytes = m_file.read(wanted);
     if (m_file.error() == QFileDevice::ReadError)
-        fail(m_file.errorString());
-    m_isAtEnd = bytes.size() < wanted;
+        throw std::runtime_error(m_path.toStdString() + ": " + m_file.errorString().toStdString());
+    m_isAtEnd = !m_isWide || bytes.size() < wanted;
     m_isTorn = m_isWide && !isSettled(bytes);
-    if (!m_isFollowed)
+    if (!m_isFollowed || !isWrittenWithin(busyTime))
         m_file.close();
     decode(std::move(bytes));
     if (m_begin == 0 && m_text.starts_with(u'\ufeff'))
@@ -160,44 +171,114 @@ bool LogReader::isSettled(QByteArray& bytes)
 
 void LogReader::decode(QByteArray bytes)
 {
-    if (!m_isWide) {
-        m_text = QString::fromUtf8(bytes).toStdU16String();
-        m_text.erase(0, m_begin);
+    if (m_isWide) {
+        m_text = unitsOf(bytes);
         return;
     }
+    m_text = QString::fromUtf8(bytes).toStdU16String();
+    m_text.erase(0, m_begin);
+}
+
+std::u16string LogReader::unitsOf(const QByteArray& bytes) const
+{
     const auto count = std::size_t(bytes.size()) / unitBytes;
-    m_text.resize(count);
+    std::u16string units(count, u'\0');
     if (m_isSwapped)
-        qFromBigEndian<char16_t>(bytes.constData(), qsizetype(count), m_text.data());
+        qFromBigEndian<char16_t>(bytes.constData(), qsizetype(count), units.data());
     else
-        qFromLittleEndian<char16_t>(bytes.constData(), qsizetype(count), m_text.data());
+        qFromLittleEndian<char16_t>(bytes.constData(), qsizetype(count), units.data());
     if (std::size_t(bytes.size()) % unitBytes != 0)
-        m_text += u'\ufffd'; // half a unit, the last that was written
+        units += u'\ufffd'; // half a unit, the last that was written
+    return units;
+}
+
+/// Forgets what was taken but for its end.
+void LogReader::dropTaken()
+{
+    m_splitter.reset();
+    m_seen.append(m_text, m_at > seenMax ? m_at - seenMax : 0, std::min(m_at, seenMax));
+    m_seen.erase(0, m_seen.size() - std::min(m_seen.size(), seenMax));
+    m_text.erase(0, m_at);
+    m_begin += m_at;
+    m_at = 0;
+}
+
+void LogReader::rest(Entry& entry)
+{
+    const TextView before = entry.text;
+    m_kept = std::u16string(before);
+    entry.text = m_kept;
+    for (TextView& value : entry.values) {
+        const std::size_t offset = value.empty() ? 0 : std::size_t(value.data() - before.data());
+        value = entry.text.substr(offset, value.size());
+    }
+    dropTaken();
+    m_text = {};
+    m_isResting = true;
+}
+
+bool LogReader::isWrittenWithin(zmu::i64 milliseconds) const
+{
+    return m_changed.msecsTo(QDateTime::currentDateTime()) < milliseconds;
+}
+
+/// Whether the log still has, in front of what is in memory, what was read there.
+bool LogReader::isWhatWasSeen()
+{
+    if (!m_isWide)
+        return m_file.size() >= m_size;
+    m_file.seek(zmu::i64((m_begin - m_seen.size()) * unitBytes));
+    return unitsOf(m_file.read(qint64(m_seen.size() * unitBytes))) == m_seen;
+}
+
+/// Whether the path leads to another file than the open one, to which nothing was added.
+bool LogReader::isOtherFile()
+{
+    const auto isUnchanged = [this](const auto& file) {
+        return file.size() == m_size &&
+               file.fileTime(QFileDevice::FileModificationTime) == m_changed;
+    };
+    const QFileInfo there(m_path);
+    return m_file.isOpen() && there.exists() && !isUnchanged(there) && isUnchanged(m_file);
 }
 
 bool LogReader::refresh()
 {
+    const QFileInfo there(m_path);
+    const bool isThere = m_file.isOpen() || there.exists();
+    const zmu::i64 size = m_file.isOpen() ? m_file.size() : there.size();
+    const QDateTime changed = m_file.isOpen() ? m_file.fileTime(QFileDevice::FileModificationTime)
+                                              : there.fileTime(QFileDevice::FileModificationTime);
+    if (m_isFollowed && isOtherFile())
+        m_isGone = true;
     // An entry that was begun can be as long as the tail that it went over.
-    if (!m_isUnsure && m_file.size() == m_size &&
-        m_file.fileTime(QFileDevice::FileModificationTime) == m_changed)
+    if (!isThere || (!m_isUnsure && size == m_size && changed == m_changed))
         return false;
+    dropTaken();
+    const std::u16string before = std::move(m_text);
+    m_text.clear();
     if (!m_hasEntries && m_rawCount == 0) { // other forms may fit better now
         m_form.reset();
-        m_begin = m_at = 0;
+        m_begin = 0;
+        m_seen.clear();
         m_isHeadTaken = false;
     }
-    const std::u16string before = m_text.substr(std::min(m_at, m_text.size()));
+    if (m_isFollowed) {
+        open();
+        if (!isWhatWasSeen()) {
+            m_isGone = m_isAtEnd = true;
+            return false;
+        }
+    }
+    const QElapsedTimer sinceNew = m_sinceNew;
+    const zmu::i64 sizeBefore = m_size;
+    const QDateTime changedBefore = m_changed;
     load(windowUnits);
-    const bool isNew = m_text.substr(m_at) != before;
+    const bool isNew = size != sizeBefore || changed != changedBefore || !m_text.ends_with(before);
+    if (!isNew)
+        m_sinceNew = sinceNew;
     m_isRestShown = m_isRestShown && !isNew;
     return isNew;
-}
-
-bool LogReader::isGone() const
-{
-    const zmu::i64 size = m_file.isOpen() ? m_file.size() : QFileInfo(m_path).size();
-    const zmu::i64 read = m_isWide ? zmu::i64((m_begin + m_at) * unitBytes) : 0;
-    return size < read || !QFileInfo::exists(m_path);
 }
 
 /// Takes more of the file into memory. False if that is all there is.
@@ -219,27 +300,34 @@ Ending LogReader::ending() const
 // ---- The form --------------------------------------------------------------------------------------------
 
 /// How much of what is in memory the form explains.
-std::size_t LogReader::score(const Form& form) const
+LogReader::Fit LogReader::fitOf(const Form& form) const
 {
     Splitter splitter(form, m_text, ending());
     std::vector<TextView> values;
-    std::size_t explained = 0;
-    for (Part part = splitter.head(m_at, values);; part = splitter.next(part.end, values)) {
+    Fit fit;
+    Part part = splitter.head(m_at, values);
+    const bool isSure = (part.kind == Part::Kind::Head && form.head.hasBeginning()) ||
+                        form.body.hasStrongBeginning();
+    for (;; part = splitter.next(part.end, values)) {
         switch (part.kind) {
-        case Part::Kind::Head:
         case Part::Kind::Entry:
-            explained += part.end - part.begin;
+            if (isSure)
+                fit.firstEntry = std::min(fit.firstEntry, part.begin);
+            [[fallthrough]];
+        case Part::Kind::Head:
+            fit.explained += part.end - part.begin;
             [[fallthrough]];
         case Part::Kind::UnknownHead:
         case Part::Kind::Raw:
         case Part::Kind::Zeros:
             if (part.end < m_text.size())
                 continue;
-            return explained;
+            return fit;
         case Part::Kind::Tail:
-            return explained + part.end - part.begin;
+            fit.explained += part.end - part.begin;
+            return fit;
         default:
-            return explained;
+            return fit;
         }
     }
 }
@@ -247,24 +335,27 @@ std::size_t LogReader::score(const Form& form) const
 /// Chooses the form that explains most. False if none explains anything.
 bool LogReader::chooseForm()
 {
-    std::vector<Sections> candidates;
-    if (m_forms.mayBeStated()) {
-        if (std::optional<Sections> stated = statedForm(m_text))
-            candidates.push_back(std::move(*stated));
-    }
-    const std::vector<Sections>& others = m_forms.formsFor(m_path);
-    candidates.insert(candidates.end(), others.begin(), others.end());
     std::size_t most = 0;
-    for (const Sections& candidate : candidates) {
+    std::size_t firstEntry = m_text.size();
+    const auto tryForm = [&](const Sections& sections) {
         for (const LineEnds lineEnds :
              {LineEnds::AsTheyAre, LineEnds::LineFeeds, LineEnds::Complete}) {
-            auto form = std::make_unique<Form>(candidate, lineEnds);
-            const std::size_t explained = score(*form);
-            if (explained <= most)
+            auto form = std::make_unique<Form>(sections, lineEnds);
+            const Fit fit = fitOf(*form);
+            firstEntry = std::min(firstEntry, fit.firstEntry);
+            if (fit.explained <= most)
                 continue;
-            most = explained;
+            most = fit.explained;
             m_form = std::move(form);
         }
+    };
+    for (const Sections& sections : m_forms.formsFor(m_path))
+        tryForm(sections);
+    // What stands in an entry may be anybody's, and does not say how the log is read.
+    if (m_forms.mayBeStated()) {
+        if (const std::optional<Sections> stated =
+                statedForm(TextView(m_text).substr(0, firstEntry)))
+            tryForm(*stated);
     }
     if (!m_form)
         return false;
@@ -299,6 +390,17 @@ Splitter& LogReader::splitter()
 // ---- Entries ---------------------------------------------------------------------------------------------
 
 bool LogReader::next(Entry& entry, bool isFinal)
+{
+    if (m_isResting)
+        load(windowUnits);
+    if (take(entry, isFinal))
+        return true;
+    dropTaken();
+    m_text.shrink_to_fit(); // many logs may be at their end
+    return false;
+}
+
+bool LogReader::take(Entry& entry, bool isFinal)
 {
     if (std::exchange(m_isFinal, isFinal) != isFinal)
         m_splitter.reset();
@@ -359,7 +461,10 @@ void LogReader::takeEntry(Entry& entry, const Part& part)
     m_lastTime = entry.order = entry.time.value_or(m_lastTime);
     if (m_situationHole >= 0) {
         const TextView number = entry.values[static_cast<std::size_t>(m_situationHole)];
-        entry.situation = QStringView(number.data(), qsizetype(number.size())).toInt();
+        bool isNumber = false;
+        const int situation = QStringView(number.data(), qsizetype(number.size())).toInt(&isNumber);
+        if (isNumber) // else it is beyond an int
+            entry.situation = situation;
     }
     m_at = part.end;
     m_hasEntries = true;
@@ -370,6 +475,7 @@ void LogReader::takeRaw(Entry& entry, const Part& part)
     entry.values.clear();
     entry.text = TextView(m_text).substr(part.begin, part.end - part.begin);
     ++m_rawCount;
+    m_forms.tellUnusable(m_path); // one of them may be the log's
     // Entries will go over what ends a log that is followed.
     m_isRestShown = m_isFollowed && m_isAtEnd && part.end == m_text.size();
     if (!m_isRestShown)

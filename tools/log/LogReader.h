@@ -7,6 +7,7 @@
 #include <zmu/foundation/Types.h>
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QString>
 
@@ -32,11 +33,15 @@ struct Entry {
     TextView description() const;
 };
 
+/// Whether a file that was opened begins as a log does.
+bool beginsAsLog(QIODevice& file);
+
 /// A log is read piece by piece, so that many can be open.
 class LogReader {
   public:
-    /// `forms` outlives it. A log that is followed stays open, so that its end is read although it
-    /// was renamed; it goes on with what is written later.
+    /// `forms` outlives it. A log that is followed goes on with what is written later. It stays
+    /// open while it is written, so that its end is read although it was renamed; one at which
+    /// nobody writes is opened when it has changed.
     LogReader(const QString& path, Forms& forms, bool isFollowed);
 
     /// The next entry. False if there is none for now: at the tail, or where an entry seems to be
@@ -48,8 +53,16 @@ class LogReader {
 
     /// Looks at the file again. True if it has changed.
     bool refresh();
-    /// Whether the file is not where it was, or shorter than it was.
-    bool isGone() const;
+    /// Whether a look at a log that is followed has shown that what was read of it is there no
+    /// more, or that another file has its name, and nothing was added to this one.
+    bool isGone() const { return m_isGone; }
+    /// For how many milliseconds the end of the log has been as it is, as far as it was looked at.
+    zmu::i64 quietTime() const { return m_sinceNew.elapsed(); }
+    /// Whether the file was written within the last `milliseconds`, by the system's clock.
+    bool isWrittenWithin(zmu::i64 milliseconds) const;
+
+    /// Gives up what is in memory until the next call; `entry`, which is the last one, stays good.
+    void rest(Entry& entry);
 
     const QString& path() const { return m_path; }
     /// What stands behind the last entry.
@@ -60,11 +73,22 @@ class LogReader {
     std::string formName() const { return m_form ? m_form->name : std::string(); }
 
   private:
+    struct Fit {
+        std::size_t explained = 0;
+        std::size_t firstEntry = nowhere; ///< Where it begins, if that is no guess.
+    };
+
+    void open();
     void load(std::size_t units);
     bool isSettled(QByteArray& bytes);
     void decode(QByteArray bytes);
+    std::u16string unitsOf(const QByteArray& bytes) const;
+    void dropTaken();
+    bool isWhatWasSeen();
+    bool isOtherFile();
+    bool take(Entry& entry, bool isFinal);
     bool chooseForm();
-    std::size_t score(const Form& form) const;
+    Fit fitOf(const Form& form) const;
     Splitter& splitter();
     bool takeHead();
     void takeEntry(Entry& entry, const Part& part);
@@ -79,6 +103,11 @@ class LogReader {
     bool m_isWide = true;     ///< UTF-16; anything else is taken for UTF-8 and read whole.
     bool m_isSwapped = false; ///< The other byte order.
     std::u16string m_text;    ///< What is in memory.
+    std::u16string m_seen;    ///< The last that stood before it.
+    std::u16string m_kept;    ///< The text of the entry with which the log rests.
+    bool m_isResting = false;
+    bool m_isGone = false;
+    QElapsedTimer m_sinceNew;
     std::size_t m_begin = 0;  ///< Where that begins, in units of the log.
     std::size_t m_at = 0;     ///< What is to be taken next.
     std::size_t m_length = 0; ///< Units that were asked for.

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -20,20 +22,21 @@ namespace {
 constexpr int lookInterval = 1000; // milliseconds
 constexpr int settlingMs = 20;
 constexpr int settlingRounds = 5;
+constexpr zmu::i64 settledAfter =
+    2000;                            // milliseconds after which nobody is in the midst of a write
+constexpr std::size_t awakeMax = 64; // logs of which a part is in memory
 
 void tell(const std::string& what)
 {
     std::fprintf(stderr, "zmu log: %s\n", harmless(what).c_str());
 }
 
-/// Whether a file of a folder is a log, by its first bytes.
-bool beginsAsLog(const QString& path)
+/// Whether a file of a folder is to be read as a log.
+bool mayBeLog(const QString& path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return true; // which is told when it is read
-    const QByteArray mark = file.read(2);
-    return mark == "\xFF\xFE" || mark == "\xFE\xFF";
+    return !file.open(QIODevice::ReadOnly) || // which is told when it is read
+           beginsAsLog(file);
 }
 
 } // namespace
@@ -43,7 +46,6 @@ struct Logs::Source {
         : reader(path, forms, isFollowed), note{1, QFileInfo(path).fileName()}
     {
         appendJson(name, path.toStdU16String());
-        sinceChange.start();
     }
 
     /// Takes the next entry into `entry`.
@@ -60,7 +62,6 @@ struct Logs::Source {
     std::string name;
     Entry entry;
     SeriesNote note;
-    QElapsedTimer sinceChange;
     bool isLooked = false; ///< In this round of readNew.
     bool isOver = false;   ///< Its successor is among the sources.
 };
@@ -81,17 +82,36 @@ Logs::~Logs() = default;
 
 void Logs::add(const QString& path)
 {
-    const QFileInfo file(path);
-    if (std::any_of(m_sources.begin(), m_sources.end(), [&file](const auto& source) {
-            return QFileInfo(source->reader.path()) == file;
-        }))
-        return;
-    try {
-        m_sources.push_back(std::make_unique<Source>(path, m_forms, m_isFollowed));
-    } catch (const std::runtime_error& error) {
-        tell(error.what());
-        m_isAnyUnreadable = true;
-    }
+    QString canonical = QFileInfo(path).canonicalFilePath();
+    if (canonical.isEmpty())
+        canonical = path; // which start tells
+    if (m_paths.contains(canonical) || start(path))
+        m_paths.insert({path, canonical});
+}
+
+bool Logs::start(const QString& path)
+try {
+    m_sources.push_back(std::make_unique<Source>(path, m_forms, m_isFollowed));
+    return true;
+} catch (const std::runtime_error& error) {
+    tellFailure(error.what());
+    return false;
+}
+
+void Logs::startAfresh(Source& source)
+{
+    tell(source.reader.path().toStdString() +
+         ": the log was cut or replaced; what is there now is read from its beginning");
+    source.isOver = true;
+    if (start(source.reader.path()))
+        m_sources.back()->note = source.note; // unless it tells another one
+}
+
+void Logs::tellFailure(const std::string& what)
+{
+    m_isAnyUnreadable = true;
+    if (m_told.insert(what).second)
+        tell(what);
 }
 
 void Logs::addFolder(const QString& folder)
@@ -111,8 +131,9 @@ void Logs::addNewLogs()
         const QDir place(folder);
         for (const QString& name :
              place.entryList({QStringLiteral("*.html")}, QDir::Files, QDir::Name)) {
-            if (beginsAsLog(place.filePath(name)))
-                add(place.filePath(name));
+            const QString path = place.filePath(name);
+            if (!m_paths.contains(path) && mayBeLog(path))
+                add(path);
         }
     }
 }
@@ -125,46 +146,56 @@ void Logs::merge(const std::function<bool(Source&)>& advance, const Sink& sink)
         try {
             return advance(source);
         } catch (const std::runtime_error& error) {
-            tell(error.what());
-            m_isAnyUnreadable = true;
+            tellFailure(error.what());
             return false;
         }
     };
-    struct Turn {
-        zmu::i64 order;
-        std::size_t index;
-        bool operator>(const Turn& other) const
-        {
-            return std::pair(order, index) > std::pair(other.order, other.index);
-        }
-    };
+    using Turn = std::pair<zmu::i64, std::size_t>; // order and index
     std::vector<Turn> turns;
+    std::set<Turn> awake; // if there are so many that some have to rest
     const auto enter = [&](std::size_t index) {
-        if (!tryAdvance(*m_sources[index]))
+        Source& source = *m_sources[index];
+        if (!tryAdvance(source))
             return;
-        turns.push_back({m_sources[index]->entry.order, index});
+        const Turn turn(source.entry.order, index);
+        turns.push_back(turn);
         std::push_heap(turns.begin(), turns.end(), std::greater<>());
+        if (m_sources.size() <= awakeMax)
+            return;
+        awake.insert(turn);
+        if (awake.size() > awakeMax) { // the one whose turn comes last
+            Source& last = *m_sources[awake.rbegin()->second];
+            last.reader.rest(last.entry);
+            awake.erase(std::prev(awake.end()));
+        }
     };
     for (std::size_t i = 0; i < m_sources.size(); ++i)
         enter(i);
     while (!turns.empty()) {
         std::pop_heap(turns.begin(), turns.end(), std::greater<>());
-        const std::size_t index = turns.back().index;
+        const Turn turn = turns.back();
         turns.pop_back();
-        sink(m_sources[index]->entry, m_sources[index]->name);
-        enter(index);
+        awake.erase(turn);
+        sink(m_sources[turn.second]->entry, m_sources[turn.second]->name);
+        enter(turn.second);
     }
 }
 
 bool Logs::advanceSettled(Source& source)
 {
+    LogReader& log = source.reader;
     for (int round = 0; round < settlingRounds; ++round) {
         if (source.take(false))
             return true;
-        if (!source.reader.isUnsure())
+        if (!log.isUnsure())
             return false;
-        QThread::msleep(settlingMs);
-        source.reader.refresh();
+        if (!log.isWrittenWithin(settledAfter))
+            break;
+        // The time that was waited for one counts for all.
+        if (log.quietTime() < settlingMs * settlingRounds)
+            QThread::msleep(settlingMs);
+        if (!log.refresh() && log.quietTime() >= settlingMs * settlingRounds)
+            break;
     }
     return source.take(true);
 }
@@ -176,11 +207,12 @@ void Logs::readAll(const Sink& sink)
 
 bool Logs::advanceNew(Source& source, int patience)
 {
-    if (!std::exchange(source.isLooked, true) && source.reader.refresh())
-        source.sinceChange.restart();
-    if (source.take(false))
+    LogReader& log = source.reader;
+    if (!std::exchange(source.isLooked, true))
+        log.refresh();
+    if (source.take(log.isGone()))
         return true;
-    return source.reader.isUnsure() && source.sinceChange.hasExpired(patience) && source.take(true);
+    return log.isUnsure() && log.quietTime() >= patience && source.take(true);
 }
 
 void Logs::readNew(const Sink& sink, int patience)
@@ -193,11 +225,15 @@ void Logs::readNew(const Sink& sink, int patience)
     for (const auto& source : m_sources)
         source->isLooked = source->isOver;
     merge([&](Source& source) { return !source.isOver && advanceNew(source, patience); }, sink);
+    for (std::size_t i = 0, count = m_sources.size(); i < count; ++i) { // those that have been read
+        if (!m_sources[i]->isOver && m_sources[i]->reader.isGone())
+            startAfresh(*m_sources[i]);
+    }
 
     // Logs of folders are found there. One that may still get entries is not left.
     if (!isTimeToLook || !m_folders.empty())
         return;
-    for (std::size_t i = 0, count = m_sources.size(); i < count; ++i) { // those that have been read
+    for (std::size_t i = 0, count = m_sources.size(); i < count; ++i) {
         Source& source = *m_sources[i];
         const QString next =
             source.isOver ? QString() : m_successors.find(source.reader, source.note);

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,8 @@ class Logs {
     void readAll(const Sink& sink);
 
     /// Gives what has been added since the last call, and goes over to successors. What may be half
-    /// an entry is given when it has not changed for `patience` milliseconds.
+    /// an entry is given when it has not changed for `patience` milliseconds. A log that was cut,
+    /// or in whose place is another one, is told and read from its beginning.
     void readNew(const Sink& sink, int patience = 2000);
 
     bool isAnyUnreadable() const { return m_isAnyUnreadable; }
@@ -41,6 +43,9 @@ class Logs {
     struct Source;
 
     void add(const QString& path);
+    bool start(const QString& path);
+    void startAfresh(Source& source);
+    void tellFailure(const std::string& what);
     void addFolder(const QString& folder);
     void merge(const std::function<bool(Source&)>& advance, const Sink& sink);
     bool advanceSettled(Source& source);
@@ -52,6 +57,8 @@ class Logs {
     bool m_isAnyUnreadable = false;
     QStringList m_folders;
     std::vector<std::unique_ptr<Source>> m_sources;
+    std::set<QString> m_paths;    ///< Of logs that were added: as they were named, and canonical.
+    std::set<std::string> m_told; ///< What failed, which is told once.
     SuccessorSearch m_successors;
     QElapsedTimer m_sinceLook; ///< For new logs.
 };

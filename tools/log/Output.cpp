@@ -84,31 +84,42 @@ std::string_view colourOf(std::string_view severity)
     return {};
 }
 
-bool isContinuation(char byte)
+/// The character at `at`, which is moved behind it; `text` is UTF-8.
+char32_t takeCharacter(std::string_view text, std::size_t& at)
 {
-    return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
+    const auto isContinuation = [&] {
+        return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xc0) == 0x80;
+    };
+    const auto lead = static_cast<unsigned char>(text[at++]);
+    char32_t character = lead < 0x80   ? lead
+                         : lead < 0xe0 ? lead & 0x1f
+                         : lead < 0xf0 ? lead & 0xf
+                                       : lead & 7;
+    while (isContinuation())
+        character = character << 6 | (static_cast<unsigned char>(text[at++]) & 0x3f);
+    return character;
 }
 
-/// Bytes of `text` that go on one line of `columns` characters, at least one.
-std::size_t lineLength(std::string_view text, std::size_t columns)
+/// Bytes of `text` that go on one line of `columns`, at least a character.
+std::size_t lineLength(std::string_view text, int columns)
 {
     std::size_t blank = 0;
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (isContinuation(text[i]))
-            continue;
-        if (text[i] == ' ')
-            blank = i;
-        if (count++ == columns)
-            return blank > 0 ? blank : i;
+    int used = 0;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t begin = i;
+        if (text[begin] == ' ')
+            blank = begin;
+        used += columnsOf(takeCharacter(text, i));
+        if (used > columns && begin > 0)
+            return blank > 0 ? blank : begin;
     }
     return text.size();
 }
 
 void appendWrapped(std::string& output, std::string_view text, std::size_t indent, int width)
 {
-    constexpr std::size_t least = 20;
-    const std::size_t room = std::size_t(width) > indent ? std::size_t(width) - indent : 0;
+    constexpr int least = 20;
+    const int room = width - static_cast<int>(indent);
     while (width > 0 && !text.empty()) {
         const std::size_t length = lineLength(text, std::max(room, least));
         output += text.substr(0, length);

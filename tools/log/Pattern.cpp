@@ -7,6 +7,7 @@
 #include <zmu/platform/Win32.h>
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace zmu_tools::logs {
@@ -171,28 +172,68 @@ std::vector<Piece> piecesOf(std::wstring_view format, std::span<const Zarn_FORM_
 
 // ---- Needle ----------------------------------------------------------------------------------------------
 
-Needle::Needle(std::u16string text) : m_text(std::move(text)), m_border(m_text.size() + 1)
+Needle::Needle(std::u16string text) : m_text(std::move(text)), m_sameAsFront(m_text.size())
 {
-    for (std::size_t i = 1, length = 0; i < m_text.size(); ++i) {
-        while (length > 0 && m_text[i] != m_text[length])
-            length = m_border[length];
-        length += m_text[i] == m_text[length];
-        m_border[i + 1] = length;
+    std::size_t begin = 0;
+    std::size_t end = 0; // of the stretch that is as the front and goes farthest
+    for (std::size_t i = 1; i < m_text.size(); ++i) {
+        std::size_t same = i < end ? std::min<std::size_t>(m_sameAsFront[i - begin], end - i) : 0;
+        while (i + same < m_text.size() && m_text[i + same] == m_text[same])
+            ++same;
+        m_sameAsFront[i] = static_cast<std::uint32_t>(same);
+        if (i + same > end) {
+            begin = i;
+            end = i + same;
+        }
     }
 }
 
-std::size_t Needle::find(TextView in, std::size_t from) const
+bool Scan::isAt(TextView text, std::size_t at)
 {
-    if (m_text.empty())
-        return from <= in.size() ? from : nowhere;
-    for (std::size_t matched = 0; from < in.size(); ++from) {
-        if (matched == 0 && in[from] != m_text[0])
-            continue;
-        while (matched > 0 && in[from] != m_text[matched])
-            matched = m_border[matched];
-        matched += in[from] == m_text[matched];
-        if (matched == m_text.size())
-            return from + 1 - matched;
+    if (at > m_last) {
+        const std::size_t step = at - m_last;
+        m_isKnown = step < memoryQty ? m_isKnown << step : 0;
+        m_isThere = step < memoryQty ? m_isThere << step : 0;
+        m_last = at;
+    }
+    const std::size_t back = m_last - at;
+    if (back >= memoryQty)
+        return compare(text, at);
+    const std::uint64_t bit = std::uint64_t{1} << back;
+    if (!(m_isKnown & bit)) {
+        m_isKnown |= bit;
+        m_isThere |= compare(text, at) ? bit : 0;
+    }
+    return m_isThere & bit;
+}
+
+bool Scan::compare(TextView text, std::size_t at)
+{
+    const std::u16string& wanted = m_needle->m_text;
+    std::size_t same = 0;
+    if (at > m_begin && at < m_end) {
+        const std::size_t known = m_needle->m_sameAsFront[at - m_begin];
+        if (at + known < m_end)
+            return false; // it differs within what was seen already
+        same = m_end - at;
+    }
+    while (same < wanted.size() && at + same < text.size() && text[at + same] == wanted[same])
+        ++same;
+    if (at + same > m_end) {
+        m_begin = at;
+        m_end = at + same;
+    }
+    return same == wanted.size();
+}
+
+std::size_t Scan::find(TextView text, std::size_t from)
+{
+    const std::u16string& wanted = m_needle->m_text;
+    if (wanted.empty())
+        return from <= text.size() ? from : nowhere;
+    for (; from < text.size(); ++from) {
+        if (text[from] == wanted[0] && isAt(text, from))
+            return from;
     }
     return nowhere;
 }
@@ -251,10 +292,10 @@ bool Pattern::hasStrongBeginning() const
     return hasNumber && known >= enough;
 }
 
-std::size_t Pattern::matchStep(const Step& step, const Step* next, TextView text, std::size_t at,
-                               std::vector<TextView>* values) const
+std::size_t Pattern::matchStep(const Step& step, Scan& scan, Scan* next, TextView text,
+                               std::size_t at, std::vector<TextView>* values) const
 {
-    if (!text.substr(at).starts_with(step.text.text()))
+    if (at > text.size() || !scan.isAt(text, at))
         return nowhere;
     at += step.text.text().size();
     if (step.hole < 0)
@@ -269,10 +310,13 @@ std::size_t Pattern::matchStep(const Step& step, const Step* next, TextView text
                      ? figures
                      : 0;
     } else {
-        // What follows may begin with what the number could end with.
         length = numberLength(hole.shape, text, at);
-        while (length > 0 && next && !text.substr(at + length).starts_with(next->text.text()))
-            --length;
+        if (next) { // it may begin with what the number could end with
+            std::size_t longest = 0;
+            for (std::size_t each = 1; each <= length; ++each)
+                longest = next->isAt(text, at + each) ? each : longest;
+            length = longest;
+        }
     }
     if (length == 0)
         return nowhere;
@@ -284,35 +328,58 @@ std::size_t Pattern::matchStep(const Step& step, const Step* next, TextView text
 std::size_t Pattern::matchAt(const Segment& segment, TextView text, std::size_t at,
                              std::vector<TextView>* values) const
 {
-    if (at > text.size())
-        return nowhere;
-    for (std::size_t i = 0; i < segment.size() && at != nowhere; ++i)
-        at = matchStep(segment[i], i + 1 < segment.size() ? &segment[i + 1] : nullptr, text, at,
-                       values);
+    for (std::size_t i = 0; i < segment.size() && at != nowhere; ++i) {
+        Scan scan(segment[i].text);
+        std::optional<Scan> next;
+        if (i + 1 < segment.size())
+            next.emplace(segment[i + 1].text);
+        at = matchStep(segment[i], scan, next ? &*next : nullptr, text, at, values);
+    }
+    return at > text.size() ? nowhere : at;
+}
+
+Pattern::Search::Search(const Pattern& pattern, const Segment& segment, TextView text)
+    : m_pattern(pattern), m_segment(segment), m_text(text)
+{
+    m_scans.reserve(segment.size());
+    for (const Step& step : segment)
+        m_scans.emplace_back(step.text);
+}
+
+/// Where the segment ends if it begins at `at`, else nowhere.
+std::size_t Pattern::Search::endAt(std::size_t at)
+{
+    for (std::size_t i = 0; i < m_segment.size() && at != nowhere; ++i)
+        at = m_pattern.matchStep(m_segment[i], m_scans[i],
+                                 i + 1 < m_segment.size() ? &m_scans[i + 1] : nullptr, m_text, at,
+                                 nullptr);
     return at;
+}
+
+Pattern::Span Pattern::Search::find(std::size_t from)
+{
+    if (m_segment.empty())
+        return from <= m_text.size() ? Span{from, from} : Span{};
+    for (std::size_t at = m_scans.front().find(m_text, from); at != nowhere;
+         at = m_scans.front().find(m_text, at + 1)) {
+        if (const std::size_t end = endAt(at); end != nowhere)
+            return {at, end};
+    }
+    return {};
 }
 
 Pattern::Span Pattern::find(const Segment& segment, TextView text, std::size_t from) const
 {
-    const auto candidate = [&](std::size_t position) {
-        if (segment.empty() || position > text.size())
-            return position <= text.size() ? position : nowhere;
-        return segment.front().text.find(text, position);
-    };
-    for (std::size_t at = candidate(from); at != nowhere; at = candidate(at + 1)) {
-        if (const std::size_t end = matchAt(segment, text, at, nullptr); end != nowhere)
-            return {at, end};
-    }
-    return {};
+    return Search(*this, segment, text).find(from);
 }
 
 Pattern::Span Pattern::findLast(const Segment& segment, TextView text, std::size_t from) const
 {
     if (segment.empty())
         return {text.size(), text.size()};
+    Search search(*this, segment, text);
     Span last;
-    for (Span span = find(segment, text, from); span.isFound();
-         span = find(segment, text, span.begin + 1))
+    for (Span span = search.find(from); span.isFound(); span = search.find(span.begin + 1))
         last = span;
     return last;
 }
@@ -327,9 +394,10 @@ Pattern::Span Pattern::findAtEnd(const Segment& segment, TextView text, std::siz
             return {};
         return {text.size() - literal.size(), text.size()};
     }
-    Span span = find(segment, text, from);
+    Search search(*this, segment, text);
+    Span span = search.find(from);
     while (span.isFound() && span.end != text.size())
-        span = find(segment, text, span.begin + 1);
+        span = search.find(span.begin + 1);
     return span;
 }
 
@@ -343,9 +411,25 @@ std::size_t Pattern::findBeginning(TextView text, std::size_t from) const
     return find(m_segments.front(), text, from).begin;
 }
 
-Pattern::Span Pattern::findEnd(TextView text, std::size_t from) const
+std::size_t Pattern::lineBreaks() const
 {
-    return m_segments.back().empty() ? Span{} : find(m_segments.back(), text, from);
+    std::size_t count = 0;
+    for (const Segment& segment : m_segments) {
+        for (const Step& step : segment)
+            count +=
+                std::size_t(std::count(step.text.text().begin(), step.text.text().end(), u'\n'));
+    }
+    return count;
+}
+
+std::size_t Pattern::fixedLength() const
+{
+    std::size_t length = 0;
+    for (const Segment& segment : m_segments) {
+        for (const Step& step : segment)
+            length += step.text.text().size();
+    }
+    return length;
 }
 
 std::size_t Pattern::endLengthMax() const

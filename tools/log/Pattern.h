@@ -11,6 +11,7 @@
 #include <zmu/log/ZarnForm.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -48,17 +49,44 @@ std::vector<Piece> piecesOf(std::wstring_view format, std::span<const Zarn_FORM_
 /// What the line ends of a section have become in a log: on Windows the formatter completes them.
 enum class LineEnds { AsTheyAre, LineFeeds, Complete };
 
-/// A text to look for, in time linear in what it is looked for in.
+/// A text to look for.
 class Needle {
   public:
     explicit Needle(std::u16string text);
 
     const std::u16string& text() const { return m_text; }
-    std::size_t find(TextView in, std::size_t from) const;
 
   private:
+    friend class Scan;
+
     std::u16string m_text;
-    std::vector<std::size_t> m_border; ///< By length: how much of the beginning is the end, too.
+    /// By place in the text: how much of what stands there is as at its beginning.
+    std::vector<std::uint32_t> m_sameAsFront;
+};
+
+/// Looks for a needle in one text, in time linear in both, at places that grow but for some steps
+/// back.
+class Scan {
+  public:
+    explicit Scan(const Needle& needle) : m_needle(&needle) {}
+
+    bool isAt(TextView text, std::size_t at);
+    /// The first place from `from` on.
+    std::size_t find(TextView text, std::size_t from);
+
+  private:
+    static constexpr std::size_t memoryQty = 64;
+
+    bool compare(TextView text, std::size_t at);
+
+    const Needle* m_needle;
+    // A stretch of the text that is as the needle's beginning.
+    std::size_t m_begin = 0;
+    std::size_t m_end = 0;
+    // Of the last places, up to m_last, bit by bit backwards: whether it is known, and what.
+    std::size_t m_last = 0;
+    std::uint64_t m_isKnown = 0;
+    std::uint64_t m_isThere = 0;
 };
 
 class Pattern {
@@ -86,10 +114,14 @@ class Pattern {
     /// Where what comes before the first text hole ends if it begins at `at`, else nowhere.
     std::size_t beginsAt(TextView text, std::size_t at) const;
     std::size_t findBeginning(TextView text, std::size_t from) const;
-    /// The first place for what comes behind the last text hole.
-    Span findEnd(TextView text, std::size_t from) const;
-    /// Units that such an end has at most.
+    /// Whether its end can be told from any other text.
+    bool hasEnd() const { return !m_segments.back().empty(); }
+    /// Units that what comes behind the last text hole has at most.
     std::size_t endLengthMax() const;
+    /// Line breaks that are in it whatever its variables are.
+    std::size_t lineBreaks() const;
+    /// Units that are in it whatever its variables are.
+    std::size_t fixedLength() const;
 
     /// Matches all of `text`. Of several holes the description takes as much as it can. `values`
     /// are views of `text`, by hole.
@@ -105,7 +137,28 @@ class Pattern {
     /// What stands between two text holes.
     using Segment = std::vector<Step>;
 
-    std::size_t matchStep(const Step& step, const Step* next, TextView text, std::size_t at,
+  public:
+    /// Looks for a segment in one text, at places that grow: all of it takes time linear in the
+    /// text.
+    class Search {
+      public:
+        Search(const Pattern& pattern, const Segment& segment, TextView text);
+
+        Span find(std::size_t from);
+
+      private:
+        std::size_t endAt(std::size_t at);
+
+        const Pattern& m_pattern;
+        const Segment& m_segment;
+        TextView m_text;
+        std::vector<Scan> m_scans; ///< By step.
+    };
+    /// For what comes behind the last text hole.
+    Search searchEnds(TextView text) const { return {*this, m_segments.back(), text}; }
+
+  private:
+    std::size_t matchStep(const Step& step, Scan& scan, Scan* next, TextView text, std::size_t at,
                           std::vector<TextView>* values) const;
     std::size_t matchAt(const Segment& segment, TextView text, std::size_t at,
                         std::vector<TextView>* values) const;

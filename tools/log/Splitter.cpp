@@ -7,16 +7,32 @@ namespace zmu_tools::logs {
 Splitter::Splitter(const Form& form, TextView text, Ending ending)
     : m_form(form), m_text(text), m_ending(ending), m_end(text.size())
 {
-    if (ending == Ending::Window || !form.hasTail)
-        return;
-    std::vector<TextView> values;
-    std::size_t at = text.size() - std::min(text.size(), entryMax);
-    while ((at = form.tail.findBeginning(text, at)) != nowhere && at < text.size()) {
-        if (form.tail.match(text.substr(at), values))
-            m_tail = at;
-        ++at;
-    }
+    if (ending != Ending::Window)
+        findTail();
     m_end = std::min(m_tail, m_end);
+}
+
+void Splitter::findTail()
+{
+    std::vector<TextView> values;
+    const std::size_t first = m_text.size() - std::min(m_text.size(), entryMax);
+    const auto tryAt = [&](std::size_t at) {
+        if (m_form.tail.match(m_text.substr(at), values))
+            m_tail = at;
+    };
+    if (m_form.hasTail) {
+        for (std::size_t at = m_form.tail.findBeginning(m_text, first);
+             at != nowhere && at < m_text.size(); at = m_form.tail.findBeginning(m_text, at + 1))
+            tryAt(at);
+    } else if (m_form.hasTailLines) {
+        std::size_t before = m_text.size(); // the line break in front of the tail, in the end
+        for (std::size_t left = m_form.tail.lineBreaks() + 1; left > 0 && before != nowhere; --left)
+            before = before > first ? m_text.rfind(u'\n', before - 1) : nowhere;
+        const std::size_t at = before + 1; // nowhere + 1 is 0
+        const Pattern& body = m_form.body;
+        if (at >= first && !(body.hasBeginning() && body.beginsAt(m_text, at) != nowhere))
+            tryAt(at);
+    }
 }
 
 Part Splitter::head(std::size_t at, std::vector<TextView>& values) const
@@ -65,11 +81,21 @@ Part Splitter::partAt(std::size_t at, std::vector<TextView>& values)
     return {isEntry ? Part::Kind::Entry : Part::Kind::Raw, at, end};
 }
 
-Part Splitter::rawAt(std::size_t at) const
+/// Where an entry seems to begin; what was found last counts as long as it lies ahead.
+std::size_t Splitter::nextBeginning(std::size_t from)
 {
-    const bool canBegin = m_form.body.hasBeginning();
-    const std::size_t entry = canBegin ? m_form.body.findBeginning(m_text, at + 1) : nowhere;
-    std::size_t end = std::min(entry, m_end);
+    if (!m_form.body.hasBeginning())
+        return nowhere;
+    if (from < m_soughtFrom || from > m_beginning) {
+        m_soughtFrom = from;
+        m_beginning = m_form.body.findBeginning(m_text, from);
+    }
+    return m_beginning;
+}
+
+Part Splitter::rawAt(std::size_t at)
+{
+    std::size_t end = std::min(nextBeginning(at + 1), m_end);
     end = std::min(end, m_text.substr(0, end).find(u'\0', at));
     if (m_ending == Ending::Window)
         end = std::min(end, m_text.size() - entryMax); // an entry may begin there
@@ -100,17 +126,24 @@ std::size_t Splitter::endOfEntry(std::size_t at, std::size_t behindBeginning)
         return next;
 
     const TextView rest = window.substr(0, next);
-    std::size_t first = nowhere;
-    for (Pattern::Span end = body.findEnd(rest, std::max(behindBeginning, m_endless));
-         end.isFound(); end = body.findEnd(rest, end.begin + 1)) {
-        first = std::min(first, end.end);
-        if (isStrong || isBoundary(end.end))
+    if (!body.hasEnd())
+        return nowhere;
+    Pattern::Search ends = body.searchEnds(rest);
+    const Pattern::Span first = ends.find(std::max(behindBeginning, m_endless));
+    const std::size_t known = rest.size() - std::min(rest.size(), body.endLengthMax());
+    if (!first.isFound()) {
+        m_endless = std::max(m_endless, known);
+        return nowhere;
+    }
+    if (isStrong || isBoundary(first.end))
+        return first.end;
+    for (Pattern::Span end = ends.find(std::max(first.begin + 1, m_amid)); end.isFound();
+         end = ends.find(end.begin + 1)) {
+        if (isBoundary(end.end))
             return end.end;
     }
-    const std::size_t unknown = std::min(rest.size(), body.endLengthMax());
-    if (first == nowhere)
-        m_endless = std::max(m_endless, rest.size() - unknown);
-    return first;
+    m_amid = std::max(m_amid, known);
+    return first.end;
 }
 
 } // namespace zmu_tools::logs

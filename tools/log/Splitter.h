@@ -52,16 +52,22 @@ class Splitter {
 
   private:
     Part partAt(std::size_t at, std::vector<TextView>& values);
-    Part rawAt(std::size_t at) const;
+    Part rawAt(std::size_t at);
+    std::size_t nextBeginning(std::size_t from);
     std::size_t endOfEntry(std::size_t at, std::size_t behindBeginning);
     bool isBoundary(std::size_t at) const;
+    void findTail();
 
     const Form& m_form;
     TextView m_text;
     Ending m_ending;
-    std::size_t m_tail = nowhere; ///< Where the tail begins that ends the text.
-    std::size_t m_end;            ///< Of what entries can stand in.
-    std::size_t m_endless = 0;    ///< No entry's end begins between the last places and this one.
+    std::size_t m_tail = nowhere;       ///< Where the tail begins that ends the text.
+    std::size_t m_end;                  ///< Of what entries can stand in.
+    std::size_t m_soughtFrom = nowhere; ///< Where the search for m_beginning began.
+    std::size_t m_beginning = nowhere;
+    // What was seen of ends behind a beginning that is no entry's, lest each one looks again:
+    std::size_t m_endless = 0; ///< None begins between the last places and this one.
+    std::size_t m_amid = 0;    ///< None of those before this place is where another part begins.
 };
 
 } // namespace zmu_tools::logs

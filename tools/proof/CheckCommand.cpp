@@ -9,10 +9,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include <QElapsedTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QLibrary>
 #include <QProcess>
 #include <QString>
+#include <QTemporaryFile>
 
 #include <charconv>
 #include <cstdio>
@@ -51,6 +54,7 @@ struct CheckOptions {
     std::string form;
     SpecRules rules;
     bool isHere = false;
+    std::string progress; ///< File of a Progress.
 };
 
 /// Whether a text is meant as a response spec: it has a bar or a backtick, which no text can show,
@@ -73,27 +77,61 @@ const char* hintOf(int code, const SpecRules& rules)
     return isOfPlugIns && rules.plugInCount == 0 ? "; no plug-ins are told, --plug-ins N does" : "";
 }
 
+/// What a process has in hand that asks a module, told to the one that waits for it, which finds it
+/// even after a crash: a number in a file that both have in memory.
+class Progress {
+  public:
+    static constexpr unsigned int loading = 0;
+    static constexpr unsigned int unloading = idMax + 1;
+
+    /// One of nobody's without a file.
+    explicit Progress(const std::string& path = {}) : m_file(QString::fromStdString(path))
+    {
+        if (path.empty() || !m_file.open(QIODevice::ReadWrite) || !m_file.resize(sizeof(m_own)))
+            return;
+        if (uchar* const memory = m_file.map(0, sizeof(m_own)))
+            m_number = reinterpret_cast<volatile unsigned int*>(memory);
+    }
+    void set(unsigned int number) { *m_number = number; }
+    unsigned int get() const { return *m_number; }
+
+    std::string text() const
+    {
+        const unsigned int number = get();
+        return number == loading     ? "while it was loaded"
+               : number == unloading ? "while it was unloaded"
+                                     : "when it was asked for string " + std::to_string(number);
+    }
+
+  private:
+    QFile m_file;
+    volatile unsigned int m_own = 0;
+    volatile unsigned int* m_number = &m_own;
+};
+
 class Check {
   public:
-    Check(HMODULE module, const CheckOptions& options, IdRange ids)
-        : m_module(module), m_options(options), m_ids(ids)
+    Check(HMODULE module, const CheckOptions& options, IdRange ids, Progress& progress)
+        : m_module(module), m_options(options), m_ids(ids), m_progress(progress),
+          m_name(harmless(options.module))
     {}
 
     Exit run()
     {
         for (unsigned int id = m_ids.first; id <= m_ids.last; ++id) {
+            m_progress.set(id);
             std::wstring text;
             if (!isAffix(id) && stringOf(m_module, id, text))
                 look(id, text);
         }
         if (m_specs == 0) {
-            std::printf("%s: no response spec from %u to %u\n", m_options.module.c_str(),
-                        m_ids.first, m_ids.last);
+            std::printf("%s: no response spec from %u to %u\n", m_name.c_str(), m_ids.first,
+                        m_ids.last);
             return Exit::Findings;
         }
         std::printf("%s: %u response specs, %u of them with mistakes, %u warnings; %u other "
                     "strings\n",
-                    m_options.module.c_str(), m_specs, m_wrong, m_warnings, m_others);
+                    m_name.c_str(), m_specs, m_wrong, m_warnings, m_others);
         return m_wrong > 0 ? Exit::Findings : Exit::Good;
     }
 
@@ -114,10 +152,10 @@ class Check {
         ++m_specs;
         bool isWrong = false;
         for (const SpecFinding& finding : proveString(m_module, id, m_options.rules)) {
-            std::printf("%s:%u: %s: %s%s\n%s", m_options.module.c_str(), id,
-                        fieldName(finding.field), described(finding).c_str(),
-                        hintOf(finding.code, m_options.rules),
+            std::printf("%s:%u: %s: %s%s\n%s", m_name.c_str(), id, fieldName(finding.field),
+                        described(finding).c_str(), hintOf(finding.code, m_options.rules),
                         pointedAt(text, finding.position).c_str());
+            flushOutput(); // the module may end the process
             isWrong = isWrong || !finding.isWarning;
             m_warnings += finding.isWarning ? 1 : 0;
         }
@@ -127,6 +165,8 @@ class Check {
     HMODULE m_module;
     const CheckOptions& m_options;
     IdRange m_ids;
+    Progress& m_progress;
+    std::string m_name;
     unsigned int m_specs = 0;
     unsigned int m_wrong = 0;
     unsigned int m_warnings = 0;
@@ -135,7 +175,7 @@ class Check {
 
 Exit sayUnreadable(const std::string& module, const std::string& why)
 {
-    std::fprintf(stderr, "zmu check: error: %s: %s\n", module.c_str(), why.c_str());
+    std::fprintf(stderr, "zmu check: error: %s\n", harmless(module + ": " + why).c_str());
     return Exit::Unreadable;
 }
 
@@ -145,16 +185,18 @@ Exit checkHere(const CheckOptions& options, IdRange ids)
     if (!file.isFile())
         return sayUnreadable(options.module,
                              file.exists() ? "is no file" : "there is no such file");
+    Progress progress(options.progress);
     const QString path = file.absoluteFilePath(); // else it would be looked for elsewhere
     const HMODULE module = LoadLibraryW(path.toStdWString().c_str());
     if (!module) {
         QLibrary library(path); // knows the reason
         if (library.load())
             return sayUnreadable(options.module, "cannot be loaded");
-        return sayUnreadable(options.module,
-                             harmless(library.errorString().simplified().toStdString()));
+        return sayUnreadable(options.module, library.errorString().simplified().toStdString());
     }
-    const Exit exit = Check(module, options, ids).run();
+    const Exit exit = Check(module, options, ids, progress).run();
+    flushOutput();
+    progress.set(Progress::unloading);
     FreeLibrary(module);
     return exit;
 }
@@ -162,10 +204,34 @@ Exit checkHere(const CheckOptions& options, IdRange ids)
 /// What a child ends with is this and its Exit: whatever else it ends with is the module's doing.
 constexpr int childExit = 64;
 
+/// Waits for the end of a child. False if it has been at one string for too long.
+bool awaitEnd(QProcess& child, const Progress& progress)
+{
+    constexpr int patience = 60'000; // milliseconds for a string
+    constexpr int lookInterval = 500;
+
+    QElapsedTimer sinceProgress;
+    sinceProgress.start();
+    for (unsigned int last = progress.get(); !child.waitForFinished(lookInterval);) {
+        if (child.state() == QProcess::NotRunning)
+            break;
+        if (const unsigned int now = progress.get(); now != last) {
+            last = now;
+            sinceProgress.restart();
+        }
+        if (sinceProgress.hasExpired(patience))
+            return false;
+    }
+    return true;
+}
+
 /// A module is code of others: should it crash or hang, that is the end of a process of its own.
 Exit checkInChild(const CheckOptions& options)
 {
-    constexpr int patience = 60'000; // milliseconds
+    QTemporaryFile file;
+    if (!file.open())
+        return sayUnreadable(file.fileTemplate().toStdString(), file.errorString().toStdString());
+    const Progress progress(file.fileName().toStdString());
 
     const SpecRules& rules = options.rules;
     QStringList arguments = {"check", "--here"};
@@ -180,6 +246,7 @@ Exit checkInChild(const CheckOptions& options)
     add("--fillers", std::to_string(rules.fillersQty));
     add("--recorded", std::to_string(rules.recordedQty));
     add("--text", std::to_string(rules.textLength));
+    add("--progress", file.fileName().toStdString());
     arguments << "--" << QString::fromStdString(options.module);
 
     QProcess child;
@@ -188,17 +255,29 @@ Exit checkInChild(const CheckOptions& options)
     child.start(QString::fromStdString(ownProgram()), arguments);
     if (!child.waitForStarted())
         return sayUnreadable(options.module, child.errorString().toStdString());
-    if (!child.waitForFinished(patience)) {
+    if (!awaitEnd(child, progress)) {
         child.kill();
         child.waitForFinished();
-        return sayUnreadable(options.module, "the module does not come to an end: given up after " +
-                                                 std::to_string(patience / 1000) + " seconds");
+        return sayUnreadable(options.module,
+                             "the module does not come to an end, given up " + progress.text());
     }
     const int exit = child.exitCode() - childExit;
     if (child.exitStatus() == QProcess::CrashExit || exit < 0 ||
         exit > static_cast<int>(Exit::Unreadable))
-        return sayUnreadable(options.module, "the module has ended its process");
+        return sayUnreadable(options.module, "the module has ended its process " + progress.text());
     return static_cast<Exit>(exit);
+}
+
+/// A child's end, which is told by what it ends with, whatever fails.
+Exit checkAsChild(const CheckOptions& options, IdRange ids)
+{
+    Exit exit = Exit::Unreadable;
+    try {
+        exit = checkHere(options, ids);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "zmu check: error: %s\n", harmless(error.what()).c_str());
+    }
+    return static_cast<Exit>(childExit + static_cast<int>(exit));
 }
 
 Exit check(CheckOptions& options)
@@ -212,13 +291,15 @@ Exit check(CheckOptions& options)
         options.rules.affixCount = static_cast<int>(affixes.last - affixes.first + 1);
     }
     if (!options.form.empty()) {
+        if (const std::string why = whyFormUnreadable(options.form); !why.empty())
+            return sayUnreadable(options.form, why);
         options.rules.logRoom = proveFormFile(options.form).descriptionRoom;
         if (options.rules.logRoom == 0)
             return sayUnreadable(options.form,
                                  "is no form that would be used; see 'zmu form check'");
     }
     if (options.isHere)
-        return static_cast<Exit>(childExit + static_cast<int>(checkHere(options, ids)));
+        return checkAsChild(options, ids);
     return ownProgram().empty() ? checkHere(options, ids) : checkInChild(options);
 }
 
@@ -288,6 +369,7 @@ void addCheckCommand(CLI::App& app, Run& run)
                      "The form of the host's log, which takes some of an entry's 1023 characters")
         ->type_name("FORM");
     command->add_flag("--here", options->isHere)->group("");
+    command->add_option("--progress", options->progress)->group("");
     command->callback([options, &run] { run = [options] { return check(*options); }; });
 }
 

@@ -1,5 +1,6 @@
 #include "SpecProof.h"
 
+#include <tools/FormattedLength.h>
 #include <tools/ServedStrings.h>
 #include <tools/Text.h>
 
@@ -226,7 +227,7 @@ class ProofData {
   public:
     ProofData(HMODULE module, const SpecRules& rules)
     {
-        m_dataSet.setCharSetExternal(2);
+        m_dataSet.setCharSetExternal(ZARN_CHARSET_WIDE);
         m_dataSet.setDescriptionFillersQty(rules.fillersQty);
         m_dataSet.setArgsIntQty(rules.recordedQty);
         m_dataSet.setArgsStrQty(rules.recordedQty);
@@ -489,17 +490,9 @@ class Proof {
         return field == Field::Log ? std::min(logMax, m_rules.logRoom) : displayMax;
     }
 
-    /// Elements of the formatted text; as many as there is room for if it is longer.
     static std::size_t lengthOf(const Template& each, u64* slots)
     {
-        constexpr std::size_t roomQty = 32000; // more is not allowed on every system
-        constexpr ulong32 fromStringAndArray = 0x2400;
-
-        std::wstring format = each.text;
-        std::wstring output(roomQty, L'\0');
-        const ulong32 length = Zarn::formatMessage(each.lineWidth | fromStringAndArray,
-                                                   format.data(), output.data(), roomQty, slots);
-        return length > 0 || GetLastError() != errorNoRoom ? length : roomQty;
+        return formattedLength(each.text, slots, each.lineWidth);
     }
 
     void addOverflow(const Template& each, const Arguments& arguments, u64* slots,
@@ -537,8 +530,6 @@ class Proof {
         finding.filling = Filling::Longest;
         finding.textLengthMax = fits;
     }
-
-    static constexpr ulong32 errorNoRoom = 122;
 
     HMODULE m_module;
     int m_id;
@@ -596,22 +587,6 @@ std::string described(const SpecFinding& finding)
     text += narrowed(finding.meaning);
     text += fillings[static_cast<std::size_t>(finding.filling)];
     return harmless(text);
-}
-
-std::string pointedAt(std::wstring_view spec, std::size_t position)
-{
-    constexpr std::size_t before = 60;
-    constexpr std::size_t behind = 30;
-
-    position = std::min(position, spec.size());
-    const std::size_t begin = position > before ? position - before : 0;
-    const std::size_t end = std::min(position + behind, spec.size());
-    const std::string left =
-        (begin > 0 ? "..." : "") + harmless(narrowed(spec.substr(begin, position - begin)));
-    const std::string right = harmless(narrowed(spec.substr(position, end - position)));
-    const std::size_t columns = widened(left).size();
-    return "    " + left + right + (end < spec.size() ? "..." : "") + "\n    " +
-           std::string(columns, ' ') + "^\n";
 }
 
 } // namespace zmu_tools

@@ -75,9 +75,6 @@ bool stringOf(HMODULE module, unsigned int id, std::wstring& text);
 /// it shows. UTF-8, fit for a terminal.
 std::string described(const SpecFinding& finding);
 
-/// Two lines, each with its break: the spec around the position, and a caret below it.
-std::string pointedAt(std::wstring_view spec, std::size_t position);
-
 /// "header", "display", "log" or "spec".
 const char* fieldName(zmu::FailurePlace::Field field);
 

@@ -70,8 +70,9 @@ class ServerCollector {
             const std::optional<u64> open = firstOpenPlace();
             const bool isResting = isPulled && messages.empty() && !open;
             // What one server says soon after a start may be behind what the others have.
-            const bool isSettled = isResting && Clock::now() - m_begun >= settling;
-            m_destination.save(m_puller.placeBefore(open), isSettled && m_puller.isAtEnd());
+            if (isResting && !m_isSettled && Clock::now() - m_begun >= settling)
+                m_isSettled = m_puller.isAtEnd();
+            m_destination.save(m_puller.placeBefore(open), m_isSettled);
             m_puller.acknowledge(open);
             if (isOnce && isResting && m_puller.isAtEnd())
                 return;
@@ -201,6 +202,7 @@ class ServerCollector {
     Sequencer m_sequencer;
     SpoolLine m_line;
     const Clock::time_point m_begun = Clock::now();
+    bool m_isSettled = false; ///< Nothing from before the start comes again.
     std::unordered_map<std::string, Undecided> m_undecided;
     std::size_t m_undecidedBytes = 0;
 };

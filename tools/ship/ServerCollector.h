@@ -45,7 +45,8 @@ class Destination {
     virtual void take(const ServedLine& line) = 0;
     virtual void leaveOut(const LeftOut& leftOut) = 0;
     /// Makes safe what was taken, which is acknowledged then, and keeps the place behind which to
-    /// go on. `isAllTaken`: there is nothing more for now, so nothing comes a second time.
+    /// go on. `isAllTaken`: nothing comes again that was
+    /// taken in an earlier life.
     virtual void save(zmu::u64 place, bool isAllTaken) = 0;
 };
 

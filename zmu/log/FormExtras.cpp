@@ -63,7 +63,7 @@ void zmu::writeFormExtrasAsVariables(wchar_t* text, wchar_t open, wchar_t close)
     *output = L'\0';
 }
 
-std::size_t zmu::bytesSavedByExtras(std::wstring_view text)
+std::size_t zmu::charactersSavedByExtras(std::wstring_view text)
 {
     constexpr std::size_t marks = 3; // two brackets and `asked`
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), asked)) *

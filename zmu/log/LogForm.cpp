@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
@@ -81,7 +82,7 @@ FormMistake placeIn(const wchar_t* text, std::size_t offset, int line)
     const std::wstring_view lineBefore = before.substr(before.rfind(L'\n') + 1); // npos + 1 is 0
     FormMistake place;
     place.line = line + static_cast<int>(std::count(before.begin(), before.end(), L'\n'));
-    place.column = 1 + static_cast<int>(lineBefore.size() + bytesSavedByExtras(lineBefore));
+    place.column = 1 + static_cast<int>(lineBefore.size() + charactersSavedByExtras(lineBefore));
     return place;
 }
 
@@ -184,17 +185,27 @@ bool ZarnData::openLogFileForm(wchar_t* name)
     return isSelfSatisfied();
 }
 
-/// In pieces: a path can be as long as a line of a trace.
+/// In one line, whose room a path can take alone: of a long one the middle is left out.
 void ZarnData::traceForm(const FormMistake& mistake) const
 {
+    constexpr std::size_t half = 320;
     const CodeDescription description = describe(mistake.code);
-    Zarn_TRACE(L"ZarnData: the form %ls", m_fileLog.m_formName);
+    const std::wstring_view path(m_fileLog.m_formName ? m_fileLog.m_formName : L"");
+    const bool isCut = path.size() > 2 * half;
+    const std::wstring_view front = path.substr(0, isCut ? half : path.size());
+    const wchar_t* const back = isCut ? path.data() + path.size() - half : L"";
+    const wchar_t* const gap = isCut ? L"..." : L"";
+    const wchar_t* const what = mistake.what ? mistake.what : description.meaning;
+    wchar_t line[32] = L"";
     if (mistake.line > 0)
-        Zarn_TRACE(L", line %d", mistake.line);
-    Zarn_TRACE(L": %ls", mistake.what ? mistake.what : description.meaning);
+        std::swprintf(line, std::size(line), L", line %d", mistake.line);
+    const auto length = static_cast<int>(front.size());
     if (mistake.code)
-        Zarn_TRACE(L" (%d/%ls)", mistake.code, description.name);
-    Zarn_TRACE(L".\n");
+        Zarn_TRACE(L"ZarnData: the form %.*ls%ls%ls%ls: %ls (%d/%ls).\n", length, front.data(), gap,
+                   back, line, what, mistake.code, description.name);
+    else
+        Zarn_TRACE(L"ZarnData: the form %.*ls%ls%ls%ls: %ls.\n", length, front.data(), gap, back,
+                   line, what);
 }
 
 FormMistake ZarnData::getFormMistake() const

@@ -28,7 +28,7 @@ static_assert(std::size(formExtraNames) == formExtrasQty);
 void writeFormExtrasAsVariables(wchar_t* text, wchar_t open, wchar_t close);
 
 /// By how many characters `text` has become shorter that way.
-std::size_t bytesSavedByExtras(std::wstring_view text);
+std::size_t charactersSavedByExtras(std::wstring_view text);
 
 /// The extra called `name`, Zarn_FORM_VAR_UNKNOWN if there is none.
 Zarn_FORM_VAR findFormExtra(const wchar_t* name);

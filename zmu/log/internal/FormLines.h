@@ -16,6 +16,8 @@ namespace zmu {
 
 class FormLines {
   public:
+    static constexpr qint64 sizeMax = qint64{16} * 1024 * 1024; ///< Bytes.
+
     /// Reads the whole form, unless it is too large. Throws std::bad_alloc.
     explicit FormLines(QTextStream& stream)
     {
@@ -80,8 +82,6 @@ class FormLines {
     }
 
   private:
-    static constexpr qint64 sizeMax = qint64{16} * 1024 * 1024;
-
     std::string_view rest() const { return m_text.substr(m_position); }
 
     std::unique_ptr<char[]> m_bytes;
