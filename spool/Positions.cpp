@@ -18,9 +18,9 @@ namespace {
 
 constexpr std::string_view firstLine = "zmu positions 1\n";
 constexpr std::string_view sumName = "sum ";
-constexpr std::size_t largestFile = 32U * 1024 * 1024;
+constexpr std::size_t largestFile = 0x2000000;
 constexpr i64 hour = 3600;
-constexpr i64 week = 7 * 24 * hour;
+constexpr i64 week = 168 * hour;
 
 i64 now()
 {

@@ -199,6 +199,8 @@ SpoolReader::Private::Private(const std::vector<std::string>& folders, Positions
                               Options options)
     : m_positions(positions), m_options(options)
 {
+    if (!m_dispatcher)
+        throw std::runtime_error("a reader of spools needs a QCoreApplication");
     for (const std::string& folder : folders) {
         std::string why;
         FolderState state{absoluteFolder(folder, why), {}};

@@ -82,7 +82,8 @@ class SpoolReader {
         std::size_t filesMax = 65536;
     };
 
-    /// Throws std::runtime_error for a folder that cannot be listed. `positions` outlive it.
+    /// Throws std::runtime_error for a folder that cannot be listed, and without an application.
+    /// `positions` outlive it.
     SpoolReader(const std::vector<std::string>& folders, Positions& positions);
     SpoolReader(const std::vector<std::string>& folders, Positions& positions, Options options);
     ~SpoolReader();

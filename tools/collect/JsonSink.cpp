@@ -24,9 +24,9 @@ bool JsonSink::write(const Report& report)
     constexpr std::size_t enough = 65536;
     m_output += '{';
     put("owner", report.owner);
-    if (report.line && report.kind == Report::Kind::Situation)
+    if (report.kind == Report::Kind::Situation)
         put("sequence", report.sequence);
-    if (report.line) {
+    if (report.kind != Report::Kind::PassedOver) {
         const zmu_spool::SpoolLine& line = *report.line;
         put("time", timeText(line.time));
         put("host", line.host);

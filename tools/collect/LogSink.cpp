@@ -201,8 +201,12 @@ bool LogSink::writePart(const Report& report, const std::wstring& text)
         const std::string log = narrowed(m_logPath);
         if (code == zmu::dx::LogNotOpen)
             close(); // and begin another one
-        return fail(log + " cannot be written (WDX" + std::to_string(code) + ": " +
-                    narrowed(zmu::describe(code).meaning) + ')');
+        return fail(std::string(log)
+                        .append(" cannot be written (WDX")
+                        .append(std::to_string(code))
+                        .append(": ")
+                        .append(narrowed(zmu::describe(code).meaning))
+                        .append(")"));
     }
     if (m_monitor->getSituationsCount() == m_entriesQty + 1)
         ++m_entriesQty;
