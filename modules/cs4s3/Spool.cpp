@@ -336,10 +336,11 @@ bool Spool::refuse(const Obstacle& obstacle)
     if (obstacle.error != 0)
         explain(obstacle.error, reason, sizeof reason);
     char line[2048]; // in one piece on a pipe, too
+    const bool isSettled = *m_settings.folder != '\0';
     std::snprintf(line, sizeof line,
-                  "cs4s3: number %llu of this process was refused: %s%s%s; folder \"%s\".\n",
+                  "cs4s3: number %llu of this process was refused: %s%s%s%s%s%s.\n",
                   static_cast<unsigned long long>(m_sequence), obstacle.what, *reason ? ": " : "",
-                  reason, m_settings.folder);
+                  reason, isSettled ? "; folder \"" : "", m_settings.folder, isSettled ? "\"" : "");
     tell(line);
     return false;
 }

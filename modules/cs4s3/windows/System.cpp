@@ -201,8 +201,8 @@ std::wstring machineSetting(const wchar_t* name)
     if (error == ERROR_UNSUPPORTED_TYPE) {
         u64 number = 0;
         size = sizeof number;
-        error = RegGetValueW(HKEY_LOCAL_MACHINE, settingsKey, name, RRF_RT_DWORD | RRF_RT_QWORD,
-                             nullptr, &number, &size);
+        error = RegGetValueW(HKEY_LOCAL_MACHINE, settingsKey, name,
+                             RRF_RT_REG_DWORD | RRF_RT_REG_QWORD, nullptr, &number, &size);
         if (error == ERROR_SUCCESS)
             return std::to_wstring(number);
     }
