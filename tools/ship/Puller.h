@@ -42,7 +42,7 @@ class Puller {
 
     bool begin();
     natsStatus makeConsumer();
-    bool isInOrder(natsMsg* message);
+    std::uint64_t nextPlace(natsMsg* message);
     void fail(natsStatus status, jsErrCode code);
 
     Connection& m_connection;
