@@ -2,16 +2,37 @@
 
 #include <tools/ship/Publisher.h>
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QStandardPaths>
+
+#include <memory>
 
 using namespace zmu_tools::ship;
 
 namespace zmu_test {
 
 namespace {
+
+/// Whoever reads spools in a test's own process needs one, of its main thread.
+class Application : public testing::Environment {
+  public:
+    void SetUp() override
+    {
+        static int argc = 1;
+        static char name[] = "ship_test";
+        static char* argv[] = {name, nullptr};
+        m_application = std::make_unique<QCoreApplication>(argc, argv);
+    }
+    void TearDown() override { m_application.reset(); }
+
+  private:
+    std::unique_ptr<QCoreApplication> m_application;
+};
+[[maybe_unused]] testing::Environment* const application =
+    testing::AddGlobalTestEnvironment(new Application);
 
 std::string headerOf(natsMsg* message, const char* name)
 {

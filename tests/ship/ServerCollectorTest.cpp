@@ -54,12 +54,12 @@ class Collected : public Destination {
         const std::scoped_lock lock(m_written.mutex);
         m_written.numbers[line.source].push_back(line.line.sequence);
     }
-    void leaveOut(const std::string& what) override
+    void leaveOut(const LeftOut& leftOut) override
     {
         const std::scoped_lock lock(m_written.mutex);
-        m_written.leftOut.push_back(what);
+        m_written.leftOut.push_back(leftOut.where + ": " + leftOut.what);
     }
-    void save(u64) override
+    void save(u64, bool) override
     {
         if (m_diesBeforeSaving)
             throw std::runtime_error("dead");
@@ -81,7 +81,7 @@ class Running {
               ServerOptions options;
               options.urls = {url};
               try {
-                  collectFromServers(options, "group", m_destination,
+                  collectFromServers(options, "group", m_destination, false,
                                      [this] { return m_goesOn.load(); });
               } catch (const std::runtime_error& error) {
                   EXPECT_STREQ(error.what(), "dead");

@@ -5,6 +5,7 @@
 
 #include <tools/ship/Names.h>
 
+#include <QDir>
 #include <QThread>
 
 #include <map>
@@ -235,6 +236,8 @@ TEST_F(Ship, HasItsRightsFromFiles)
     const NatsServer server(R"(authorization { users = [
   { user: ada, password: "rightone" }
   { user: bob, password: b, permissions: { publish: "$JS.>" } }
+  { user: host, password: h, permissions: {
+      publish: ["zmu.=48ost=2e=45xample", "$JS.API.STREAM.INFO.ZMU"], subscribe: "_INBOX.>" } }
 ] })");
     m_spool.add(11, 1, 2);
     const auto start = [&](const char* secret, QProcess& shipper) {
@@ -269,5 +272,49 @@ TEST_F(Ship, HasItsRightsFromFiles)
               std::string::npos);
     const std::string right = narrow(m_kept.write("user", "ada\nrightone\n"));
     EXPECT_EQ(ship(server, {"--user-file", right}).exit, Exit::Good);
-    EXPECT_EQ(server.messages("ada:rightone@").size(), 2U);
+    m_spool.add(12, 1, 1);
+    const std::string host = narrow(m_kept.write("user", "host\nh\n"));
+    EXPECT_EQ(ship(server, {"--user-file", host}).exit, Exit::Good);
+    EXPECT_EQ(server.messages("ada:rightone@").size(), 3U);
+}
+
+TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    const std::wstring evil = L"<script>alert(1)</script><img src=x onerror=alert(2)>";
+    m_spool.add(11, 1, 2, evil, L"../../evil");
+    m_spool.add(12, 1, 2, L"good", L"h7");
+    ASSERT_EQ(ship(server).exit, Exit::Good);
+    const QString logs = QString::fromStdWString(m_kept.makeFolder("logs"));
+    const QString byHost = QString::fromStdWString(m_kept.makeFolder("by-host"));
+    const QStringList line = {"collect", "--server", QString::fromStdString(server.url()),
+                              "--log-dir"};
+    for (int i = 0; i < 2; ++i) // the second finds that all is there
+        EXPECT_TRUE(hasSucceeded(runProgram(ZMU_TEST_TOOL, line + QStringList{logs, "--once"})));
+    const auto textOf = [](const QDir& folder) {
+        QString text;
+        for (const QString& name : folder.entryList({"*.html"}, QDir::Files)) {
+            // Perhaps in the midst of being begun.
+            const QByteArray bytes = readFile(folder.filePath(name).toStdWString());
+            text += QString::fromUtf16(reinterpret_cast<const char16_t*>(bytes.constData()),
+                                       bytes.size() / 2);
+        }
+        return text;
+    };
+    const QString text = textOf(logs);
+    EXPECT_EQ(text.count("good 1"), 1);
+    EXPECT_EQ(text.count("&lt;script&gt;alert(1)"), 2) << text.toStdString();
+    EXPECT_FALSE(text.contains("<script>alert"));
+    EXPECT_FALSE(text.contains("<img src=x"));
+
+    QProcess collector;
+    collector.start(ZMU_TEST_TOOL, line + QStringList{byHost, "--by", "host", "--name", "other"});
+    EXPECT_TRUE(becomesTrue([&] {
+        return textOf(byHost + "/h7").contains("good 2") &&
+               textOf(byHost + "/=2e=2e=2f=2e=2e=2fevil").contains("alert(1)");
+    }));
+    EXPECT_EQ(QDir(byHost).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 2);
+    collector.terminate();
+    EXPECT_TRUE(collector.waitForFinished()); // and its own collectors with it
 }

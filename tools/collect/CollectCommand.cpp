@@ -2,12 +2,15 @@
 
 #include "Collector.h"
 #include "JsonSink.h"
+#include "ServedCollect.h"
 
 #include <tools/platform/Stop.h>
 #include <tools/platform/Terminal.h>
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <memory>
 #include <optional>
 
@@ -26,6 +29,21 @@ struct Options {
     bool isKeeping = false;
     bool isOnce = false;
 };
+
+CLI::Validator nameCheck()
+{
+    return {[](const std::string& text) -> std::string {
+                const bool isName =
+                    !text.empty() && text.size() <= 64 &&
+                    std::all_of(text.begin(), text.end(), [](unsigned char c) {
+                        return c < 0x80 && (std::isalnum(c) || c == '-' || c == '_');
+                    });
+                return isName ? std::string()
+                              : "\"" + text +
+                                    "\" is no name; write up to 64 letters, digits, '-' and '_'";
+            },
+            "NAME"};
+}
 
 Exit run(const Options& options)
 {
@@ -57,10 +75,8 @@ void addCollectCommand(CLI::App& app, Run& run)
     const auto options = std::make_shared<collect::Options>();
     CLI::App* const command = app.add_subcommand(
         "collect", "Write what processes without a log have reported into one log.");
-    command
-        ->add_option("SPOOL", options->spools,
-                     "The folders that these processes' spool files are in.")
-        ->required();
+    CLI::Option* const spools = command->add_option(
+        "SPOOL", options->spools, "The folders that these processes' spool files are in.");
     CLI::Option* const logFolder =
         command
             ->add_option("--log-dir", options->logFolder,
@@ -85,8 +101,29 @@ void addCollectCommand(CLI::App& app, Run& run)
                       "End when all that is there was read, instead of waiting for more.");
     command->add_option("--positions", options->positions,
                         "The file that tells how far the spools were read: collect.positions in "
-                        "the log folder unless given. With --json and without this, each run "
+                        "the log folder unless given, and served.positions for servers. With "
+                        "--json and without this, each run "
                         "begins with the first line, and no spool file is removed.");
+    const auto served = std::make_shared<collect::ServedOptions>();
+    CLI::Option* const server = ship::addServerOptions(*command, served->server);
+    server->excludes(spools)->excludes(json);
+    command
+        ->add_option("--name", served->name,
+                     "Collectors from servers that have one name share the work: each process "
+                     "comes into the log of one of them.")
+        ->capture_default_str()
+        ->check(collect::nameCheck())
+        ->needs(server);
+    const auto by = std::make_shared<std::string>("all");
+    command
+        ->add_option("--by", *by,
+                     "Write all from the servers into one log, or that of each host into a folder "
+                     "of its own, by a process of its own.")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"host", "all"}))
+        ->needs(server);
+    command->add_option("--host", served->server.stream.host)->group("")->needs(server);
+    command->add_flag("--child", served->isChild)->group("")->needs(server);
     command->footer(
         "Each entry tells the situation that was reported, its time, user, host, program and "
         "process. Lines that are missing or cannot be read have an entry of their own. A kill at "
@@ -94,10 +131,21 @@ void addCollectCommand(CLI::App& app, Run& run)
         "SIGTERM and Ctrl+C end it cleanly.\n"
         "Ends with 0 if all is good, 1 with --once if something was left out, 2 if the command "
         "line is wrong, 3 if something cannot be read or written.");
-    command->callback([&run, options, json, logFolder] {
+    command->callback([=, &run] {
         if (json->count() + logFolder->count() == 0)
             throw CLI::RequiredError("--log-dir or --json");
-        run = [options] { return collect::run(*options); };
+        if (spools->count() + server->count() == 0)
+            throw CLI::RequiredError("SPOOL or --server");
+        if (server->count() == 0) {
+            run = [options] { return collect::run(*options); };
+            return;
+        }
+        served->logFolder = options->logFolder;
+        served->form = options->form;
+        served->positions = options->positions;
+        served->isOnce = options->isOnce;
+        served->isByHost = *by == "host";
+        run = [served] { return collect::collectServed(*served); };
     });
 }
 

@@ -46,11 +46,11 @@ bool Puller::pull(std::vector<Pulled>& messages)
     Acknowledgement last;
     for (int i = 0; i < list.Count; ++i) {
         OwnedMessage message(std::exchange(list.Msgs[i], nullptr));
-        isInOrder = isInOrder && this->isInOrder(message.get());
+        const std::uint64_t place = isInOrder ? nextPlace(message.get()) : 0;
+        isInOrder = place != 0;
         if (!isInOrder)
             continue; // all comes again
         m_longest = std::max<std::int64_t>(m_longest, natsMsg_GetDataLength(message.get()));
-        const std::uint64_t place = natsMsg_GetSequence(message.get());
         if (place > last.place)
             last = {place, natsMsg_GetReply(message.get())};
         messages.push_back({std::move(message), place});
@@ -67,14 +67,25 @@ bool Puller::pull(std::vector<Pulled>& messages)
     return !messages.empty();
 }
 
-/// Each delivery has the consumer's next number. If one is left out something was lost.
-bool Puller::isInOrder(natsMsg* message)
+/// The place of a message in the stream; 0 if one before it was lost: each delivery has the
+/// consumer's next number.
+std::uint64_t Puller::nextPlace(natsMsg* message)
 {
     jsMsgMetaData* made = nullptr;
     if (natsMsg_GetMetaData(&made, message) != NATS_OK)
-        return false;
+        return 0;
     const OwnedMetaData data(made);
-    return made->Sequence.Consumer == ++m_delivered;
+    return made->Sequence.Consumer == ++m_delivered ? made->Sequence.Stream : 0;
+}
+
+bool Puller::isAtEnd() const
+{
+    jsConsumerInfo* found = nullptr;
+    if (js_GetConsumerInfo(&found, m_connection.jetStream(), m_options.name.c_str(),
+                           m_durable.c_str(), nullptr, nullptr) != NATS_OK)
+        return false;
+    const OwnedConsumer info(found);
+    return found->NumPending == 0 && found->NumAckPending == 0;
 }
 
 std::uint64_t Puller::placeBefore(std::optional<std::uint64_t> end) const
@@ -154,7 +165,8 @@ natsStatus Puller::makeConsumer()
                           " of the servers has begun anew: all that is in it is looked at");
         m_floor = 0;
     }
-    const std::string subjects = m_options.subject + ".>";
+    const std::string subjects =
+        m_options.subject + (m_options.host.empty() ? ".>" : '.' + m_options.host);
     jsConsumerConfig wanted;
     jsConsumerConfig_Init(&wanted);
     wanted.Durable = m_durable.c_str();

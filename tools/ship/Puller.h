@@ -27,6 +27,8 @@ class Puller {
     /// servers cannot be asked, which is told.
     bool pull(std::vector<Pulled>& messages);
 
+    /// Whether the servers say that all is delivered and acknowledged.
+    bool isAtEnd() const;
     /// What acknowledge() would make the last place.
     std::uint64_t placeBefore(std::optional<std::uint64_t> end) const;
     /// All before `end`, or all that was pulled if there is none, has been dealt with.
@@ -40,7 +42,7 @@ class Puller {
 
     bool begin();
     natsStatus makeConsumer();
-    bool isInOrder(natsMsg* message);
+    std::uint64_t nextPlace(natsMsg* message);
     void fail(natsStatus status, jsErrCode code);
 
     Connection& m_connection;

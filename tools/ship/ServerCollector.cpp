@@ -5,9 +5,11 @@
 #include "Publisher.h"
 #include "Puller.h"
 #include "Sequencer.h"
+#include "Stream.h"
 
 #include <tools/Text.h>
 
+#include <algorithm>
 #include <charconv>
 #include <deque>
 #include <thread>
@@ -26,6 +28,8 @@ constexpr std::chrono::seconds connectPatience{1};
 constexpr std::chrono::seconds takerPatience{3};
 /// Of lines that wait until it is known who takes their source.
 constexpr std::size_t undecidedBytes = 16 << 20;
+/// After which servers are believed that there is nothing from before the start.
+constexpr std::chrono::minutes settling{2};
 constexpr std::size_t ownerQty = 256;
 
 std::string headerOf(natsMsg* message, const char* name)
@@ -47,7 +51,7 @@ class ServerCollector {
                       })
     {}
 
-    void run(const std::function<bool()>& mayGoOn)
+    void run(bool isOnce, const std::function<bool()>& mayGoOn)
     {
         std::vector<Pulled> messages;
         while (mayGoOn()) {
@@ -56,15 +60,22 @@ class ServerCollector {
             m_group.keepUp();
             messages.clear();
             // While it cannot be found out who takes them, no more are taken in.
-            if (m_undecidedBytes > undecidedBytes || !m_puller.pull(messages))
+            const bool isPulled = m_undecidedBytes <= undecidedBytes && m_puller.pull(messages);
+            if (!isPulled)
                 std::this_thread::sleep_for(connectPatience);
             for (const Pulled& pulled : messages)
                 look(pulled);
             decide();
             m_sequencer.expire(Clock::now());
             const std::optional<u64> open = firstOpenPlace();
-            m_destination.save(m_puller.placeBefore(open));
+            const bool isResting = isPulled && messages.empty() && !open;
+            // What one server says soon after a start may be behind what the others have.
+            if (isResting && !m_isSettled && Clock::now() - m_begun >= settling)
+                m_isSettled = m_puller.isAtEnd();
+            m_destination.save(m_puller.placeBefore(open), m_isSettled);
             m_puller.acknowledge(open);
+            if (isOnce && isResting && m_puller.isAtEnd())
+                return;
         }
     }
 
@@ -110,9 +121,15 @@ class ServerCollector {
 
     void leaveOut(const Pulled& pulled, const char* subject, const std::string& what)
     {
-        m_destination.leaveOut("message " + std::to_string(pulled.place) + " of the stream " +
-                               m_options.stream.name + ", subject " + harmless(subject) + ": " +
-                               harmless(what));
+        constexpr int sampleQty = 1024;
+        natsMsg* const message = pulled.message.get();
+        m_destination.leaveOut(
+            {pulled.place,
+             "message " + std::to_string(pulled.place) + " of the stream " + m_options.stream.name +
+                 ", subject " + subject,
+             what,
+             {natsMsg_GetData(message),
+              static_cast<std::size_t>(std::min(natsMsg_GetDataLength(message), sampleQty))}});
     }
 
     /// What waits for its source to be decided goes first.
@@ -184,6 +201,8 @@ class ServerCollector {
     Puller m_puller;
     Sequencer m_sequencer;
     SpoolLine m_line;
+    const Clock::time_point m_begun = Clock::now();
+    bool m_isSettled = false; ///< Nothing from before the start comes again.
     std::unordered_map<std::string, Undecided> m_undecided;
     std::size_t m_undecidedBytes = 0;
 };
@@ -191,9 +210,37 @@ class ServerCollector {
 } // namespace
 
 void collectFromServers(const ServerOptions& options, const std::string& name,
-                        Destination& destination, const std::function<bool()>& mayGoOn)
+                        Destination& destination, bool isOnce, const std::function<bool()>& mayGoOn)
 {
-    ServerCollector(options, name, destination).run(mayGoOn);
+    ServerCollector(options, name, destination).run(isOnce, mayGoOn);
+}
+
+void watchHosts(const ServerOptions& options,
+                const std::function<void(const std::string& host)>& take,
+                const std::function<bool()>& mayGoOn)
+{
+    constexpr int interval = 5; // seconds
+    const std::string subjects = options.stream.subject + ".*";
+    jsOptions asked;
+    jsOptions_Init(&asked);
+    asked.Stream.Info.SubjectsFilter = subjects.c_str();
+    Connection connection(options, "zmu collect");
+    while (mayGoOn()) {
+        jsStreamInfo* found = nullptr;
+        if (connection.await(connectPatience) && ensureStream(connection, options.stream) != 0 &&
+            js_GetStreamInfo(&found, connection.jetStream(), options.stream.name.c_str(), &asked,
+                             nullptr) == NATS_OK) {
+            const Owned<jsStreamInfo, jsStreamInfo_Destroy> info(found);
+            const jsStreamStateSubjects* const list = found->State.Subjects;
+            for (int i = 0; list && i < list->Count; ++i) {
+                const std::string host = list->List[i].Subject + options.stream.subject.size() + 1;
+                if (isSubjectPrefix(host))
+                    take(host);
+            }
+        }
+        for (int i = 0; i < interval && mayGoOn(); ++i)
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+    }
 }
 
 } // namespace zmu_tools::ship

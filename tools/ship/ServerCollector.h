@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace zmu_tools::ship {
 
@@ -19,6 +20,14 @@ struct ServedLine {
     zmu::u64 missing = 0; ///< Numbers of its process before it, which are not to be expected.
     /// It was among the missing of another one, and has come after all.
     bool isLate = false;
+};
+
+/// Something in the stream that is no line of its host. Its texts may be anything.
+struct LeftOut {
+    zmu::u64 place = 0;      ///< In the stream.
+    std::string where;       ///< Its place and subject.
+    std::string what;        ///< Why.
+    std::string_view sample; ///< Its first bytes.
 };
 
 /// Where lines go.
@@ -34,16 +43,23 @@ class Destination {
     virtual zmu::u64 lastOf(const std::string& source) = 0;
 
     virtual void take(const ServedLine& line) = 0;
-    /// Something in the stream that is no line: where it is, and what is wrong.
-    virtual void leaveOut(const std::string& what) = 0;
+    virtual void leaveOut(const LeftOut& leftOut) = 0;
     /// Makes safe what was taken, which is acknowledged then, and keeps the place behind which to
-    /// go on.
-    virtual void save(zmu::u64 place) = 0;
+    /// go on. `isAllTaken`: nothing comes again that was
+    /// taken in an earlier life.
+    virtual void save(zmu::u64 place, bool isAllTaken) = 0;
 };
 
-/// `name` is that of the group of collectors that share the work. Goes on while `mayGoOn`; throws
-/// ServerError for what servers will not do, and what the destination throws.
+/// `name` is that of the group of collectors that share the work. Goes on while `mayGoOn`, or with
+/// `isOnce` until there is nothing more. Throws ServerError for what servers will not do, and what
+/// the destination throws.
 void collectFromServers(const ServerOptions& options, const std::string& name,
-                        Destination& destination, const std::function<bool()>& mayGoOn);
+                        Destination& destination, bool isOnce,
+                        const std::function<bool()>& mayGoOn);
+
+/// Every few seconds gives each host of which something is in the stream, while `mayGoOn`.
+void watchHosts(const ServerOptions& options,
+                const std::function<void(const std::string& host)>& take,
+                const std::function<bool()>& mayGoOn);
 
 } // namespace zmu_tools::ship

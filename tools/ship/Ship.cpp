@@ -6,6 +6,7 @@
 #include <spool/SpoolReader.h>
 #include <spool/SpoolWriter.h>
 #include <tools/Text.h>
+#include <tools/platform/Stop.h>
 
 #include <QDir>
 #include <QFileInfo>
@@ -76,24 +77,25 @@ class Shipper {
         : m_options(options),
           m_positions(options.positions.empty() ? usualPositions() : options.positions),
           m_reader(options.spools, m_positions), m_connection(options.server, "zmu ship"),
-          m_publisher(m_connection, options.server.stream, [] { return true; })
+          m_publisher(m_connection, options.server.stream, [] { return !StopRequest::isMade(); }),
+          m_stop([this] { m_reader.wake(); })
     {}
 
     void run()
     {
         for (;;) {
             const bool isMore = takeBatch();
-            if (!m_batch.empty())
-                m_publisher.publish(m_batch);
+            if (!m_batch.empty() && !m_publisher.publish(m_batch))
+                return; // without a word on what was taken: it comes again
             for (const Mark& mark : m_marks)
                 m_positions.confirm(mark);
             savePositions(); // before a file goes, which cannot be read again
             removeEnded();
             savePositions();
+            if (StopRequest::isMade() || (!isMore && m_options.isOnce))
+                return;
             if (isMore)
                 continue;
-            if (m_options.isOnce)
-                return;
             m_reader.wait(-1);
         }
     }
@@ -182,6 +184,7 @@ class Shipper {
     SpoolReader m_reader;
     Connection m_connection;
     Publisher m_publisher;
+    const StopRequest m_stop;
     std::vector<Outgoing> m_batch;
     std::vector<Mark> m_marks;
     std::vector<std::shared_ptr<const SpoolFile>> m_ended;

@@ -15,8 +15,7 @@ struct ShipOptions {
     ServerOptions server;
 };
 
-/// Ships until it is ended, or all is shipped. Where zmu was built without the client library of
-/// NATS it says so.
+/// Ships until it is told to stop, or all is shipped.
 Exit shipSpools(const ShipOptions& options);
 
 } // namespace zmu_tools::ship

@@ -30,5 +30,7 @@ void zmu_tools::addShipCommand(CLI::App& app, Run& run)
         "they are away it waits there. "
         "Ends with 0 if all is good, 2 if the command line is wrong, 3 if a file cannot "
         "be used, or the servers will not take what is shipped.");
-    command->callback([&run, options] { run = [options] { return shipSpools(*options); }; });
+    command->callback([&run, options] {
+        run = [options] { return ship::isClientThere() ? shipSpools(*options) : Exit::Usage; };
+    });
 }

@@ -1,0 +1,139 @@
+#include "ServedCollect.h"
+
+#include "HostCollectors.h"
+#include "LogSink.h"
+#include "ServedPositions.h"
+
+#include <tools/Text.h>
+#include <tools/platform/Stop.h>
+#include <tools/ship/ServerCollector.h>
+
+#include <QDateTime>
+#include <QThread>
+
+#include <atomic>
+#include <cstdio>
+#include <stdexcept>
+#include <thread>
+
+namespace zmu_tools::collect {
+
+namespace {
+
+constexpr unsigned long retryInterval = 1000; // milliseconds
+
+void tell(const std::string& what)
+{
+    std::fprintf(stderr, "zmu: warning: %s\n", harmless(what).c_str());
+}
+
+class LogDestination : public ship::Destination {
+  public:
+    explicit LogDestination(const ServedOptions& options)
+        : m_positions(options.positions.empty() ? options.logFolder + "/served.positions"
+                                                : options.positions),
+          m_sink({options.logFolder, options.form})
+    {
+        constexpr zmu::i64 roundedOff = 2000; // of the times that file systems know
+        const zmu::i64 present = QDateTime::currentMSecsSinceEpoch();
+        m_since = m_positions.since() ? m_positions.since() : present;
+        m_sink.recover(
+            m_since - roundedOff, {}, [this](std::string_view source, zmu::u64 sequence) {
+                return sequence >= m_positions.lastOf(QByteArray::fromPercentEncoding(
+                                                          {source.data(), qsizetype(source.size())})
+                                                          .toStdString());
+            });
+        m_positions.save(m_positions.place(), m_since); // older than any entry, and with the id
+    }
+
+    std::string id() override { return m_positions.id(); }
+    zmu::u64 place() override { return m_positions.place(); }
+    zmu::u64 lastOf(const std::string& source) override { return m_positions.lastOf(source); }
+
+    void take(const ship::ServedLine& line) override
+    {
+        Report report;
+        report.source = line.source;
+        report.owner = line.owner;
+        report.line = &line.line;
+        if (line.missing != 0) {
+            report.kind = Report::Kind::Missing;
+            report.sequence = line.line.sequence - line.missing;
+            report.last = line.line.sequence - 1;
+            keep(report);
+            report.kind = Report::Kind::Situation;
+        }
+        report.sequence = line.line.sequence;
+        keep(report);
+        m_positions.setLast(line.source, line.line.sequence);
+    }
+
+    void leaveOut(const ship::LeftOut& leftOut) override
+    {
+        Report report;
+        report.kind = Report::Kind::PassedOver;
+        report.source = "stream";
+        report.sequence = leftOut.place;
+        report.place = leftOut.where;
+        report.what = leftOut.what;
+        report.sample = leftOut.sample;
+        keep(report);
+    }
+
+    void save(zmu::u64 place, bool isAllTaken) override
+    {
+        if (isAllTaken)
+            m_sink.endRecovery();
+        if (!m_isChanged && place == m_positions.place())
+            return;
+        const zmu::i64 present = QDateTime::currentMSecsSinceEpoch();
+        if (!m_sink.sync())
+            throw std::runtime_error(m_sink.why());
+        m_since = m_sink.isRecovering() ? m_since : present;
+        m_positions.save(place, m_since);
+        m_isChanged = false;
+    }
+
+  private:
+    /// As soon as that is possible.
+    void keep(const Report& report)
+    {
+        m_isChanged = true;
+        for (bool isTold = false; !m_sink.write(report); isTold = true) {
+            if (!isTold)
+                tell(m_sink.why() + "; it is tried again each second");
+            if (StopRequest::isMade())
+                throw std::runtime_error(m_sink.why() + "; the rest stays with the servers");
+            QThread::msleep(retryInterval);
+        }
+    }
+
+    ServedPositions m_positions;
+    LogSink m_sink;
+    zmu::i64 m_since = 0;
+    bool m_isChanged = false;
+};
+
+} // namespace
+
+Exit collectServed(const ServedOptions& options)
+{
+    if (!ship::isClientThere())
+        return Exit::Usage;
+    const StopRequest stop([] {});
+    if (options.isByHost)
+        return collectByHost(options);
+    static std::atomic<bool> isOrphan = false;
+    if (options.isChild)
+        std::thread([] {
+            while (std::fgetc(stdin) != EOF) {
+            }
+            isOrphan = true;
+        }).detach();
+    LogDestination destination(options);
+    ship::collectFromServers(options.server, options.name, destination, options.isOnce,
+                             [] { return !StopRequest::isMade() && !isOrphan; });
+    return Exit::Good;
+}
+
+} // namespace zmu_tools::collect

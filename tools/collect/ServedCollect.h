@@ -1,0 +1,25 @@
+// `zmu collect --server`: what comes from servers, in logs.
+#pragma once
+
+#include <tools/Command.h>
+#include <tools/ship/ServerOptions.h>
+
+#include <string>
+
+namespace zmu_tools::collect {
+
+struct ServedOptions {
+    ship::ServerOptions server;
+    std::string name = "zmu"; ///< Of the collectors that share the work.
+    std::string logFolder;
+    std::string form;
+    std::string positions;
+    bool isByHost = false; ///< A folder of logs for each host.
+    bool isOnce = false;   ///< Ends when there is nothing more.
+    bool isChild = false;  ///< Ends with its standard input, as that of a collector by host.
+};
+
+/// Collects until it is told to stop.
+Exit collectServed(const ServedOptions& options);
+
+} // namespace zmu_tools::collect
