@@ -113,7 +113,7 @@ void addHelpCommand(CLI::App& app, Run& run)
                 return Exit::Usage;
             std::string path;
             for (const CLI::App* outer = named->get_parent(); outer; outer = outer->get_parent())
-                path = outer->get_name() + (path.empty() ? "" : ' ' + path);
+                path.insert(0, outer->get_name() + (path.empty() ? "" : " "));
             // The app's own help is that of the command that was parsed, which is this one.
             const auto formatter = named->get_formatter();
             std::printf("%s", formatter

@@ -353,8 +353,9 @@ bool shorten(CompiledSituation& compiled, const std::vector<SpecFinding>& found)
     bool isShorter = false;
     if (tooLong != found.end())
         for (Filler& filler : compiled.fillers) {
-            const std::size_t less =
-                std::min(tooLong->textLengthMax, filler.longest - filler.longest / 16);
+            const std::size_t less = tooLong->textLengthMax < filler.longest
+                                         ? tooLong->textLengthMax
+                                         : filler.longest - filler.longest / 16;
             if (filler.isFlexible && less >= shortestUseful && less < filler.longest) {
                 filler.longest = less;
                 isShorter = true;

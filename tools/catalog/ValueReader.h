@@ -23,7 +23,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <ranges>
 #include <string_view>
 #include <vector>
 
@@ -49,8 +48,10 @@ std::vector<std::string> namesOf(const std::vector<Named>& all)
 template <class Value>
 std::vector<std::string> namesOf(const std::map<std::string, Value, std::less<>>& all)
 {
-    const auto names = std::views::keys(all);
-    return {names.begin(), names.end()};
+    std::vector<std::string> names;
+    for (const auto& [name, value] : all)
+        names.push_back(name);
+    return names;
 }
 
 /// What all files have in common: the values of TOML with what is wrong with them.

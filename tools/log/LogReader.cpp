@@ -144,7 +144,7 @@ void LogReader::load(std::size_t units)
     m_isTorn = m_isWide && !isSettled(bytes);
     if (!m_isFollowed || !isWrittenWithin(busyTime))
         m_file.close();
-    decode(std::move(bytes));
+    decode(bytes);
     if (m_begin == 0 && m_text.starts_with(u'\ufeff'))
         m_at = 1;
 }
@@ -169,7 +169,7 @@ bool LogReader::isSettled(QByteArray& bytes)
     return false;
 }
 
-void LogReader::decode(QByteArray bytes)
+void LogReader::decode(const QByteArray& bytes)
 {
     if (m_isWide) {
         m_text = unitsOf(bytes);
@@ -228,7 +228,7 @@ bool LogReader::isWhatWasSeen()
     if (!m_isWide)
         return m_file.size() >= m_size;
     m_file.seek(zmu::i64((m_begin - m_seen.size()) * unitBytes));
-    return unitsOf(m_file.read(qint64(m_seen.size() * unitBytes))) == m_seen;
+    return unitsOf(m_file.read(zmu::i64(m_seen.size() * unitBytes))) == m_seen;
 }
 
 /// Whether the path leads to another file than the open one, to which nothing was added.

@@ -81,7 +81,7 @@ class LogReader {
     void open();
     void load(std::size_t units);
     bool isSettled(QByteArray& bytes);
-    void decode(QByteArray bytes);
+    void decode(const QByteArray& bytes);
     std::u16string unitsOf(const QByteArray& bytes) const;
     void dropTaken();
     bool isWhatWasSeen();

@@ -22,9 +22,9 @@ namespace {
 constexpr int lookInterval = 1000; // milliseconds
 constexpr int settlingMs = 20;
 constexpr int settlingRounds = 5;
-constexpr zmu::i64 settledAfter =
-    2000;                            // milliseconds after which nobody is in the midst of a write
-constexpr std::size_t awakeMax = 64; // logs of which a part is in memory
+constexpr zmu::i64 settlingTime = zmu::i64{settlingMs} * settlingRounds;
+constexpr zmu::i64 settledAfter = 2000; // milliseconds since a write that is over
+constexpr std::size_t awakeMax = 64;    // logs of which a part is in memory
 
 void tell(const std::string& what)
 {
@@ -192,9 +192,9 @@ bool Logs::advanceSettled(Source& source)
         if (!log.isWrittenWithin(settledAfter))
             break;
         // The time that was waited for one counts for all.
-        if (log.quietTime() < settlingMs * settlingRounds)
+        if (log.quietTime() < settlingTime)
             QThread::msleep(settlingMs);
-        if (!log.refresh() && log.quietTime() >= settlingMs * settlingRounds)
+        if (!log.refresh() && log.quietTime() >= settlingTime)
             break;
     }
     return source.take(true);
@@ -254,13 +254,18 @@ bool Logs::tellRaw() const
         if (log.rawCount() == 0)
             continue;
         isAny = true;
+        std::string text = log.path().toStdString();
         const std::string form = log.formName();
-        const std::string places = std::to_string(log.rawCount());
-        tell(log.path().toStdString() + ": " +
-             (form.empty()
-                  ? "no form that is at hand finds an entry, so the text is shown as it is; "
-                    "--form FORM names another form"
-                  : "what is no entry of " + form + " is shown as it is, places: " + places));
+        if (form.empty())
+            text +=
+                ": no form that is at hand finds an entry, so the text is shown as it is; --form "
+                "FORM names another form";
+        else
+            text.append(": what is no entry of ")
+                .append(form)
+                .append(" is shown as it is, places: ")
+                .append(std::to_string(log.rawCount()));
+        tell(text);
     }
     return isAny;
 }

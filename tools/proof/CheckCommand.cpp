@@ -315,8 +315,7 @@ void addCheckCommand(CLI::App& app, Run& run)
     const auto isRangeOfAffixes = [](const std::string& text) -> std::string {
         constexpr unsigned int affixMax = 32767; // ID, and number of them
         IdRange range;
-        if (const std::string flaw = readRange(text, range);
-            !flaw.empty() || range.last <= affixMax)
+        if (std::string flaw = readRange(text, range); !flaw.empty() || range.last <= affixMax)
             return flaw;
         return "affixes have IDs up to " + std::to_string(affixMax);
     };
