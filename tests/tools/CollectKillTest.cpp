@@ -2,6 +2,7 @@
 #include "MadeSpools.h"
 #include "Spools.h"
 
+#include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QThread>
@@ -23,9 +24,12 @@ constexpr u64 gap = 1000; ///< A number that is missing in each.
 /// The numbers that are in the logs of each source, in the order of the logs.
 std::map<QString, std::vector<u64>> collectedNumbers(const QDir& logs, int& gaps)
 {
-    static const QRegularExpression pattern("data-zmu=\"([^\"]*)#(\\d+)(-?)[^\"]*\"");
+    // Of an entry that was cut off by a kill the element does not end.
+    static const QRegularExpression pattern("data-zmu=\"([^\"]*)#(\\d+)(-?)[^\"]*\">[^<]*</i>");
     std::map<QString, std::vector<u64>> numbers;
     for (const QString& log : logs.entryList({"*.html"}, QDir::Files, QDir::Name)) {
+        if (QFileInfo(logs, log).size() == 0)
+            continue; // only its name was taken before a kill
         const QString text = logText(logs.filePath(log).toStdWString());
         for (const QRegularExpressionMatch& match : pattern.globalMatch(text)) {
             if (match.captured(3).isEmpty())
