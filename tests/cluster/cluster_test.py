@@ -231,6 +231,9 @@ def judge(cluster):
             wrong.append(f"{writer}: {count} reported; {len(wanted - set(seen))} missing, "
                          f"{sum(1 for n in seen.values() if n > 1)} more than once, "
                          f"{'in' if numbers == sorted(numbers) else 'NOT in'} order")
+    for number, log in entries.items():
+        if not any(log.values()):
+            wrong.append(f"collector {number} has taken no share of the work")
     for number in (1, 2):
         left = list((cluster.folder / f"spool{number}").glob("*.spool"))
         if left:
@@ -245,6 +248,7 @@ def main():
     cluster = Cluster(zmu, writer, proxy, folder)
     wrong = ["it was ended too soon"]
     try:
+        time.sleep(12)  # by then servers and collectors know of each other
         for _ in range(8):
             cluster.write()
         waited = time.monotonic()

@@ -116,8 +116,6 @@ void Connection::makeOptions(const ServerOptions& options)
     natsOptions_SetMaxReconnect(made, -1);
     natsOptions_SetReconnectWait(made, reconnectWait);
     natsOptions_SetReconnectJitter(made, reconnectJitter, reconnectJitter);
-    // Nothing is kept here for a server that is away: the spools and the stream do that.
-    natsOptions_SetReconnectBufSize(made, 1);
     natsOptions_SetFailRequestsOnDisconnect(made, true);
     natsOptions_SetPingInterval(made, pingInterval);
     natsOptions_SetMaxPingsOut(made, pingsQty);

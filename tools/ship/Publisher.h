@@ -38,7 +38,7 @@ class Publisher {
   private:
     bool prepare();
     bool sendAll(const std::vector<Outgoing>& messages);
-    bool send(const Outgoing& message, std::size_t index);
+    bool send(const Outgoing& outgoing, std::size_t index);
     void settle();
     void answered(natsMsg* message, const jsPubAckErr* error);
 

@@ -131,13 +131,11 @@ void Sequencer::takeOut(Source& source)
 void Sequencer::makeRoom()
 {
     while (m_bytes > m_limits.bytes) {
-        Source* largest = nullptr;
-        for (const std::string& name : m_waiting) {
-            Source& source = m_sources.at(name);
-            if (!largest || source.bytes > largest->bytes)
-                largest = &source;
-        }
-        giveUp(*largest);
+        const auto largest = std::max_element(
+            m_waiting.begin(), m_waiting.end(), [this](const auto& one, const auto& other) {
+                return m_sources.at(one).bytes < m_sources.at(other).bytes;
+            });
+        giveUp(m_sources.at(*largest));
     }
 }
 
