@@ -76,7 +76,8 @@ struct SpoolItem {
 class SpoolReader {
   public:
     struct Options {
-        /// Milliseconds after which all is looked at again, in case that an event was lost.
+        /// Milliseconds after which all is looked at again, in case that an event was lost. Windows
+        /// has none for what is added to a file that stays open.
         int sweep = 3000;
         /// Files that are known at a time. More are told as a trouble, and come later.
         std::size_t filesMax = 65536;

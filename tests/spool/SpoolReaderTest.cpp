@@ -1,6 +1,7 @@
 // What a reader gives of spool files, in which order, and what it passes over.
 #include "MadeSpools.h"
 #include "Spools.h"
+#include "Sweep.h"
 
 using namespace zmu_test;
 using zmu_spool::Positions;
@@ -104,7 +105,7 @@ TEST_F(SpoolReading, FollowsAProcessThatLives)
 {
     qputenv("ZMU_SPOOL", QDir::toNativeSeparators(QString::fromStdString(place())).toUtf8());
     Positions positions(path("positions"));
-    SpoolReader reader({place()}, positions, {.sweep = 600'000}); // which nothing here waits for
+    SpoolReader reader({place()}, positions, {.sweep = followingSweep});
     EXPECT_EQ(readAll(reader, positions), Items());
     for (int round = 1; round <= 3; ++round) {
         ASSERT_TRUE(hand(L"text"));

@@ -138,6 +138,7 @@ TEST(LogFollowFiles, TellsOfALogThatWasCutOrReplaced)
     QDir(QString::fromStdWString(folder.path("."))).mkdir("Templates");
     folder.write("Templates/own.html", plainForm);
     const std::wstring path = write("log.html", "one\ntwo\n");
+    bool isRenamed = false;
     testing::internal::CaptureStderr();
     {
         Followed log(path);
@@ -147,14 +148,18 @@ TEST(LogFollowFiles, TellsOfALogThatWasCutOrReplaced)
         write("log.html", "four, which is longer\nfive\n");
         EXPECT_EQ(log.await(5).mid(3), QStringList({"four, which is longer", "five"}));
         const QString name = QString::fromStdWString(path);
-        QFile::rename(name, name + ".old");
-        write("log.html.old", "four, which is longer\nfive\nsix\n"); // still read
-        EXPECT_EQ(log.await(6).last(), "six");
-        write("log.html", "seven\n");
-        EXPECT_EQ(log.await(7).mid(5), QStringList({"six", "seven"}));
+        isRenamed = QFile::rename(name, name + ".old");
+        if (isRenamed) {
+            write("log.html.old", "four, which is longer\nfive\nsix\n"); // still read
+            EXPECT_EQ(log.await(6).last(), "six");
+            write("log.html", "seven\n");
+            EXPECT_EQ(log.await(7).mid(5), QStringList({"six", "seven"}));
+        }
     }
     const std::string told = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(QByteArray::fromStdString(told).count("cut or replaced"), 3) << told;
+    EXPECT_EQ(QByteArray::fromStdString(told).count("cut or replaced"), isRenamed ? 3 : 2) << told;
+    if (!isRenamed)
+        GTEST_SKIP() << "a file that is read cannot be renamed here; the rest holds";
 }
 
 INSTANTIATE_TEST_SUITE_P(Links, LogFollow, testing::Bool(),
