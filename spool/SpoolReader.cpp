@@ -32,8 +32,9 @@ constexpr std::size_t largeText = 0x100000;
 constexpr std::size_t sampleSize = 1024;
 /// Watches are a resource of the whole system: files beyond these are found by the sweep.
 constexpr std::size_t watchedMax = 2048;
-/// Changes that come so soon after another are taken together with it.
-constexpr int settling = 10; // milliseconds
+/// Changes that come so soon after another are taken together with it. No timer is shorter: Qt
+/// takes Windows' multimedia timers for those below 20 ms, which do not end every wait for events.
+constexpr int settling = 25; // milliseconds
 
 QString asPath(const std::string& text)
 {
@@ -603,7 +604,7 @@ void SpoolReader::Private::processEvents(int milliseconds, const Condition& isEn
     }
     QTimer timer;
     timer.setSingleShot(true);
-    timer.start(milliseconds);
+    timer.start(std::max(milliseconds, settling));
     while (timer.isActive() && !m_isWoken && !isEnough())
         m_dispatcher->processEvents(QEventLoop::WaitForMoreEvents);
 }
