@@ -208,6 +208,8 @@ const Row rows[] = {
     row<localtime_r>("localtime_r", {EOVERFLOW}),
     row<nanosleep>("nanosleep", {EINTR}),
     row<poll>("poll", {EINTR, ENOMEM}),
+    row<pipe2>("pipe2", {EMFILE, ENFILE}),
+    row<splice>("splice", {EAGAIN, EINTR, ENOMEM}),
     row<connect>("connect", {ECONNREFUSED, EACCES, EINTR, EAGAIN, ENOENT}),
     row<socket>("socket", {EMFILE, ENFILE, ENOBUFS, EACCES}),
     row<socketpair>("socketpair", {EMFILE, ENFILE, EACCES}),
