@@ -1,6 +1,7 @@
 #include "EntryText.h"
 
 #include <spool/SpoolWriter.h>
+#include <zmu/foundation/internal/Markup.h>
 #include <zmu/foundation/internal/Utf8.h>
 
 #include <QByteArray>
@@ -238,24 +239,16 @@ bool EntryText::put(std::wstring_view token)
 
 bool EntryText::putCharacter(char32_t point)
 {
-    switch (point) {
-    case '<':
-        return put(L"&lt;");
-    case '>':
-        return put(L"&gt;");
-    case '&':
-        return put(L"&amp;");
-    case '"':
-        return put(L"&quot;");
-    case '\'':
-        return put(L"&#39;");
-    case '\n':
-        return put(L"<br>");
-    case '\t':
-        return put(L" ");
-    default:
-        break;
+    constexpr char32_t firstBeyondAscii = 0x80; // entities are for less
+    if (point < firstBeyondAscii) {
+        const std::wstring_view entity = zmu::entityOf(static_cast<wchar_t>(point));
+        if (!entity.empty())
+            return put(entity);
     }
+    if (point == '\n')
+        return put(L"<br>");
+    if (point == '\t')
+        return put(L" ");
     if (!isShown(point)) {
         wchar_t escape[8];
         const int length =
