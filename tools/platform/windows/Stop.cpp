@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <mutex>
 #include <utility>
 
 namespace zmu_tools {
@@ -14,7 +15,8 @@ namespace zmu_tools {
 namespace {
 
 std::atomic<bool> isAsked = false;
-std::atomic<const std::function<void()>*> toTell = nullptr;
+std::mutex telling; ///< Held while `toTell` is called, so that it is not destroyed meanwhile.
+const std::function<void()>* toTell = nullptr;
 
 /// Runs on a thread of the system's. Of a console that closes the process is ended when this
 /// returns, or after some seconds.
@@ -22,8 +24,11 @@ BOOL WINAPI noteRequest(DWORD kind)
 {
     if (isAsked.exchange(true))
         return FALSE; // and the process is ended
-    if (const std::function<void()>* const tell = toTell)
-        (*tell)();
+    {
+        const std::scoped_lock lock(telling);
+        if (toTell)
+            (*toTell)();
+    }
     constexpr DWORD patience = 4000;
     if (kind == CTRL_CLOSE_EVENT || kind == CTRL_SHUTDOWN_EVENT)
         Sleep(patience);
@@ -35,12 +40,16 @@ BOOL WINAPI noteRequest(DWORD kind)
 struct StopRequest::System {
     explicit System(std::function<void()> tell) : tell(std::move(tell))
     {
-        toTell = &this->tell;
+        {
+            const std::scoped_lock lock(telling);
+            toTell = &this->tell;
+        }
         SetConsoleCtrlHandler(noteRequest, TRUE);
     }
     ~System()
     {
         SetConsoleCtrlHandler(noteRequest, FALSE);
+        const std::scoped_lock lock(telling);
         toTell = nullptr;
     }
     System(const System&) = delete;
