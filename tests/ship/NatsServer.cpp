@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <memory>
+#include <sys/prctl.h>
 
 using namespace zmu_tools::ship;
 
@@ -62,6 +63,7 @@ void NatsServer::start()
                                           "\"\nports_file_dir: \"" + folder.toUtf8() +
                                           "\"\njetstream { store_dir: \"" + folder.toUtf8() +
                                           "/store\" }\n" + m_settings);
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     m_process.setStandardErrorFile(folder + "/server.log", QIODevice::Append);
     m_process.start(natsServerProgram(), {"-c", QString::fromStdWString(configuration)});
     ASSERT_TRUE(m_process.waitForStarted());
