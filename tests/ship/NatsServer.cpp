@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QStandardPaths>
 
+#include <csignal>
 #include <memory>
 
 using namespace zmu_tools::ship;
@@ -80,6 +81,16 @@ void NatsServer::kill()
 {
     m_process.kill();
     m_process.waitForFinished();
+}
+
+void NatsServer::hold()
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), SIGSTOP);
+}
+
+void NatsServer::letGo()
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), SIGCONT);
 }
 
 std::string NatsServer::url() const
