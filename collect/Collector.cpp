@@ -67,8 +67,8 @@ class Collector::Private {
     QSemaphore m_stop; ///< Available as soon as that is so.
     bool m_isAmiss = false;
 
-    Mark m_mark;                 ///< What is written; confirmed when another file's turn comes.
-    zmu::i64 m_since = 0;        ///< Entries from before that time do not come again.
+    Mark m_mark;          ///< What is written; confirmed when another file's turn comes.
+    zmu::i64 m_since = 0; ///< Entries from before that time do not come again.
     std::vector<std::string> m_earlierLogs; ///< Of runs that were killed, while they are of use.
     std::string m_savedLog;      ///< The log that was written when the positions were saved.
     Clock::time_point m_saved;   ///< When that was.
@@ -117,14 +117,12 @@ void Collector::Private::recover()
         m_since = note.left(space).toLongLong();
         for (const QString& log : note.mid(space + 1).split('\n', Qt::SkipEmptyParts))
             m_earlierLogs.push_back(log.toStdString());
-        m_log->recover(
-            m_since, m_earlierLogs, [this](std::string_view source, zmu::u64 sequence) {
-                SpoolFile file;
-                file.source =
-                    QByteArray::fromPercentEncoding({source.data(), qsizetype(source.size())})
-                        .toStdString();
-                return sequence >= m_positions.sequenceOf(file);
-            });
+        m_log->recover(m_since, m_earlierLogs, [this](std::string_view source, zmu::u64 sequence) {
+            SpoolFile file;
+            file.source = QByteArray::fromPercentEncoding({source.data(), qsizetype(source.size())})
+                              .toStdString();
+            return sequence >= m_positions.sequenceOf(file);
+        });
     }
     save(); // so that the positions are older than any entry
 }

@@ -15,8 +15,8 @@ class ZMU_COLLECT_API Collector {
   public:
     struct Options {
         std::vector<std::string> spools; ///< Folders.
-        std::string positions; ///< The file that tells how far they were read; empty for none.
-        bool isOnce = false;   ///< Read what is there, and end.
+        std::string positions;  ///< The file that tells how far they were read; empty for none.
+        bool isOnce = false;    ///< Read what is there, and end.
         bool isKeeping = false; ///< Remove no files, as without positions.
         /// Is told of what is amiss, for people: on the thread of run(), and of the constructor.
         std::function<void(const std::string& what)> tell;

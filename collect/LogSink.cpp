@@ -54,9 +54,8 @@ QFileInfoList logsSince(const std::string& folder, zmu::i64 since, const std::st
     if (const QString suffix = QFileInfo(QString::fromStdString(like)).suffix(); !suffix.isEmpty())
         patterns << "*." + suffix;
     QFileInfoList logs = QDir(QString::fromStdString(folder)).entryInfoList(patterns, QDir::Files);
-    logs.removeIf([since](const QFileInfo& log) {
-        return log.lastModified().toMSecsSinceEpoch() < since;
-    });
+    logs.removeIf(
+        [since](const QFileInfo& log) { return log.lastModified().toMSecsSinceEpoch() < since; });
     return logs;
 }
 
@@ -196,9 +195,8 @@ bool LogSink::isInLogs(const std::string& identity)
     constexpr zmu::i64 minute = 60'000; // milliseconds
     bool isFound = false;
     for (const QFileInfo& log : logsSince(folderOf(m_log), now() - minute, m_log))
-        readIdentities(log.filePath(), [&](const std::string& found) {
-            isFound = isFound || found == identity;
-        });
+        readIdentities(log.filePath(),
+                       [&](const std::string& found) { isFound = isFound || found == identity; });
     m_isInDoubt = false;
     return isFound;
 }

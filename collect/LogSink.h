@@ -90,9 +90,9 @@ class ZMU_COLLECT_API LogSink : public Sink {
     EntryText m_text;
     std::unordered_set<std::string> m_written; ///< Identities that may come again.
     std::set<std::string> m_unsynced;          ///< Paths of logs.
-    bool m_isReplaced = false; ///< The log is another one than at the last sync().
-    zmu::i64 m_synced;         ///< When that was, in milliseconds since 1970 UTC.
-    bool m_isInDoubt = false;  ///< The entry in hand may have been written.
+    bool m_isReplaced = false;                 ///< The log is another one than at the last sync().
+    zmu::i64 m_synced;                         ///< When that was, in milliseconds since 1970 UTC.
+    bool m_isInDoubt = false;                  ///< The entry in hand may have been written.
     std::string m_log;
     std::wstring m_logPath; ///< The same, as the library has it.
 };

@@ -38,12 +38,11 @@ class LogDestination : public ship::Destination {
     {
         const zmu::i64 present = QDateTime::currentMSecsSinceEpoch();
         m_since = m_positions.since() ? m_positions.since() : present;
-        m_sink.recover(
-            m_since, {}, [this](std::string_view source, zmu::u64 sequence) {
-                return sequence >= m_positions.lastOf(QByteArray::fromPercentEncoding(
-                                                          {source.data(), qsizetype(source.size())})
-                                                          .toStdString());
-            });
+        m_sink.recover(m_since, {}, [this](std::string_view source, zmu::u64 sequence) {
+            return sequence >= m_positions.lastOf(QByteArray::fromPercentEncoding(
+                                                      {source.data(), qsizetype(source.size())})
+                                                      .toStdString());
+        });
         m_positions.save(m_positions.place(), m_since); // older than any entry, and with the id
     }
 
