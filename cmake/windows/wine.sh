@@ -17,6 +17,10 @@ unset DISPLAY WAYLAND_DISPLAY
 
 wine=/usr/lib/wine/wine64
 [ -x "$wine" ] || wine=$(command -v wine64 || command -v wine) || { echo 'wine.sh: there is no Wine' >&2; exit 127; }
+# A page of Windows has an address of its own. Where the system chooses addresses at random it is the
+# heap's in one start of some thousands, which ends without a word.
+where_it_fits=
+setarch -R true 2>/dev/null && where_it_fits='setarch -R'
 server=/usr/lib/wine/wineserver64
 [ -x "$server" ] || server=wineserver
 
@@ -37,8 +41,8 @@ if [ -d "$WINEPREFIX" ]; then
     flock 9
     if "$server" --persistent=20 </dev/null >/dev/null 2>&1 9>&- ||
         ! grep -qs 'explorer\.exe' /proc/[0-9]*/cmdline; then
-        "$wine" rundll32 user32.dll,GetDesktopWindow </dev/null >/dev/null 2>&1 9>&-
+        $where_it_fits "$wine" rundll32 user32.dll,GetDesktopWindow </dev/null >/dev/null 2>&1 9>&-
     fi
     exec 9>&-
 fi
-exec "$wine" "$@"
+exec $where_it_fits "$wine" "$@"

@@ -8,7 +8,9 @@
 #include <QJsonDocument>
 #include <QStandardPaths>
 
+#include <csignal>
 #include <memory>
+#include <sys/prctl.h>
 
 using namespace zmu_tools::ship;
 
@@ -61,6 +63,7 @@ void NatsServer::start()
                                           "\"\nports_file_dir: \"" + folder.toUtf8() +
                                           "\"\njetstream { store_dir: \"" + folder.toUtf8() +
                                           "/store\" }\n" + m_settings);
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     m_process.setStandardErrorFile(folder + "/server.log", QIODevice::Append);
     m_process.start(natsServerProgram(), {"-c", QString::fromStdWString(configuration)});
     ASSERT_TRUE(m_process.waitForStarted());
@@ -80,6 +83,16 @@ void NatsServer::kill()
 {
     m_process.kill();
     m_process.waitForFinished();
+}
+
+void NatsServer::hold()
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), SIGSTOP);
+}
+
+void NatsServer::letGo()
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), SIGCONT);
 }
 
 std::string NatsServer::url() const

@@ -36,6 +36,9 @@ class NatsServer {
     /// Starts it again on its port, with what it had stored.
     void start();
     void kill();
+    /// It holds still, with all connections, until it is let go.
+    void hold();
+    void letGo();
     std::string url() const;
 
     /// All that is in a stream. `secrets` is a user with a password, "USER:PASSWORD@".

@@ -5,12 +5,14 @@
 
 #include <tools/ship/Names.h>
 #include <tools/ship/Publisher.h>
+#include <tools/ship/Puller.h>
 #include <tools/ship/ServerCollector.h>
 
 #include <algorithm>
 #include <atomic>
 #include <map>
 #include <mutex>
+#include <set>
 #include <thread>
 
 #include <QThread>
@@ -185,4 +187,55 @@ TEST_F(ServerCollectorTest, LeavesOutWhatIsNoLineOrFromAnotherHost)
     EXPECT_EQ(written.numbers.size(), 2U);
     for (const auto& [source, numbers] : written.numbers)
         EXPECT_EQ(source.find_first_of("/\\ \n"), std::string::npos) << source;
+}
+
+TEST(PullerTest, TakesAllInItsOrderFromAServerThatIsHeldNowAndThen)
+{
+    SKIP_WITHOUT_SERVER();
+    NatsServer server;
+    ServerOptions options;
+    options.urls = {server.url()};
+    constexpr u64 roundsQty = 24, roundQty = 1500, holdInterval = 4000;
+    const std::jthread other([&options](const std::stop_token& stop) {
+        Connection connection(options, "publisher");
+        Publisher publisher(connection, options.stream, [&] { return !stop.stop_requested(); });
+        for (u64 round = 0; round < roundsQty; ++round) {
+            std::vector<Outgoing> messages;
+            for (u64 i = 1; i <= roundQty; ++i) {
+                const std::string number = std::to_string(round * roundQty + i);
+                messages.push_back({"zmu.h7", number, "", "me", number});
+            }
+            publisher.publish(messages);
+        }
+    });
+    Connection connection(options, "puller");
+    Puller puller(connection, options.stream, "one", 0);
+    std::set<u64> places;
+    u64 before = 0, againQty = 0;
+    u64 holdsQty = 0;
+    const bool isAll = becomesTrue([&] {
+        // Requests pile up with it, of which nobody waits for the answers when they come.
+        const bool isHeld = holdsQty < 4 && places.size() > holdInterval * holdsQty;
+        if (isHeld)
+            server.hold();
+        std::vector<Pulled> messages;
+        for (int i = 0; i < (isHeld ? 5 : 1); ++i) {
+            if (!connection.await(std::chrono::seconds(1)) || !puller.pull(messages))
+                continue;
+            for (const Pulled& each : messages) {
+                if (!places.insert(each.place).second)
+                    ++againQty;
+                EXPECT_EQ(each.place, before + 1);
+                before = each.place;
+            }
+            puller.acknowledge({});
+        }
+        if (isHeld) {
+            server.letGo();
+            ++holdsQty;
+        }
+        return places.size() == roundsQty * roundQty;
+    });
+    EXPECT_TRUE(isAll) << places.size();
+    EXPECT_EQ(againQty, 0U);
 }

@@ -2,6 +2,8 @@
 
 #include "Stream.h"
 
+#include <tools/Text.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -9,9 +11,16 @@ namespace zmu_tools::ship {
 
 namespace {
 
-constexpr std::int64_t pullQty = 1024; // messages at a time, if they are not large
+constexpr std::int64_t pullMax = 1024; // messages at a time, if they are not large
 constexpr std::int64_t pullBytes = 16 << 20;
-constexpr std::int64_t pullPatience = 250; // milliseconds
+constexpr std::chrono::milliseconds pullPatience{250};
+/// After the first message: one that comes alone is not to wait, nor is each to be a batch.
+constexpr std::chrono::milliseconds gatherPatience{20};
+/// For which a request stays with the servers.
+constexpr std::chrono::milliseconds requestPatience{2000};
+/// For which the word that it is over may be on its way.
+constexpr std::chrono::milliseconds answerPatience{2000};
+constexpr unsigned silencesQty = 3;
 /// Messages that wait for those of which something is missing do not stop the others.
 constexpr std::int64_t pendingQty = 1000000;
 constexpr std::int64_t ackWait = 60 * 1000000000LL;
@@ -36,35 +45,115 @@ bool Puller::pull(std::vector<Pulled>& messages)
         m_isBegun = false;
     if (!m_isBegun && !begin())
         return false;
-    const std::int64_t qty = std::clamp<std::int64_t>(pullBytes / m_longest, 1, pullQty);
+    if (!askForMore())
+        return false;
     m_longest = std::max<std::int64_t>(m_longest / 2, 1); // grows with what comes
-    natsMsgList list{};
-    jsErrCode code = static_cast<jsErrCode>(0);
-    const natsStatus status = natsSubscription_Fetch(&list, m_subscription.get(),
-                                                     static_cast<int>(qty), pullPatience, &code);
-    bool isInOrder = true;
+    const std::size_t qty = requestQty();
     Acknowledgement last;
-    for (int i = 0; i < list.Count; ++i) {
-        OwnedMessage message(std::exchange(list.Msgs[i], nullptr));
-        const std::uint64_t place = isInOrder ? nextPlace(message.get()) : 0;
-        isInOrder = place != 0;
-        if (!isInOrder)
-            continue; // all comes again
+    auto end = std::chrono::steady_clock::now() + pullPatience;
+    while (m_isBegun && m_due > 0 && messages.size() < qty) {
+        OwnedMessage message = next(end);
+        if (!message)
+            break;
+        const Word word = judge(message.get());
+        if (word == Word::RequestOver)
+            break;
+        if (word == Word::Old)
+            continue;
+        const std::uint64_t place = word == Word::Line ? nextPlace(message.get()) : 0;
+        if (place == 0) {
+            m_isBegun = false; // all that follows comes again
+            break;
+        }
         m_longest = std::max<std::int64_t>(m_longest, natsMsg_GetDataLength(message.get()));
         if (place > last.place)
             last = {place, natsMsg_GetReply(message.get())};
+        if (messages.empty())
+            end = std::chrono::steady_clock::now() + gatherPatience;
         messages.push_back({std::move(message), place});
     }
-    natsMsgList_Destroy(&list);
     if (last.place > (m_acknowledgements.empty() ? m_floor : m_acknowledgements.back().place))
         m_acknowledgements.push_back(std::move(last));
-    if (!isInOrder)
+    // So that it is on its way while this is dealt with.
+    if (m_isBegun)
+        askForMore();
+    return m_isBegun || !messages.empty();
+}
+
+/// Has a request with the servers, one at a time. The client library has a call that does this and
+/// waits for the messages; that of 3.4 writes behind its array of messages when some were there
+/// before it was called, which those of an earlier request are that a server was too late for.
+bool Puller::askForMore()
+{
+    const auto now = std::chrono::steady_clock::now();
+    if (m_due > 0 && now < m_requestEnd)
+        return true;
+    // Of a consumer that is gone servers say nothing.
+    if (m_due > 0 && ++m_silencesQty == silencesQty) {
+        m_connection.tell("the servers say nothing of the stream " + m_options.name +
+                          "; trying on");
         m_isBegun = false;
-    if (status == NATS_OK || status == NATS_TIMEOUT)
+        return false;
+    }
+    m_due = static_cast<std::int64_t>(requestQty());
+    m_requestEnd = now + requestPatience + answerPatience;
+    const std::string subject = "$JS.API.CONSUMER.MSG.NEXT." + m_options.name + '.' + m_durable;
+    const std::string reply = m_inbox + '.' + std::to_string(++m_requestsQty);
+    const std::string text = R"({"batch":)" + std::to_string(m_due) + R"(,"expires":)" +
+                             std::to_string(std::chrono::nanoseconds(requestPatience).count()) +
+                             '}';
+    const natsStatus status = natsConnection_PublishRequestString(
+        m_connection.connection(), subject.c_str(), reply.c_str(), text.c_str());
+    if (status == NATS_OK)
         return true;
     m_isBegun = false;
-    fail(status, code);
-    return !messages.empty();
+    fail(status);
+    return false;
+}
+
+std::size_t Puller::requestQty() const
+{
+    return static_cast<std::size_t>(std::clamp<std::int64_t>(pullBytes / m_longest, 1, pullMax));
+}
+
+OwnedMessage Puller::next(std::chrono::steady_clock::time_point end)
+{
+    const auto patience = std::max(
+        std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()),
+        std::chrono::milliseconds());
+    natsMsg* message = nullptr;
+    const natsStatus status =
+        natsSubscription_NextMsg(&message, m_subscription.get(), patience.count());
+    if (status != NATS_OK && status != NATS_TIMEOUT) {
+        m_isBegun = false;
+        fail(status);
+    }
+    return OwnedMessage(message);
+}
+
+/// What the servers say instead of a line comes to the word of its request, without a text.
+Puller::Word Puller::judge(natsMsg* message)
+{
+    const std::string_view subject = natsMsg_GetSubject(message);
+    m_silencesQty = 0;
+    if (!subject.starts_with(m_inbox)) {
+        --m_due;
+        return Word::Line;
+    }
+    if (subject.substr(m_inbox.size() + 1) != std::to_string(m_requestsQty))
+        return Word::Old;
+    m_due = 0;
+    const char *code = nullptr, *text = nullptr;
+    natsMsgHeader_Get(message, "Status", &code);
+    if (code && (std::string_view(code) == "408" || std::string_view(code) == "404"))
+        return Word::RequestOver;
+    natsMsgHeader_Get(message, "Description", &text);
+    m_connection.tell("the servers give nothing of the stream " + m_options.name + " (" +
+                      harmless(text   ? text
+                               : code ? code
+                                      : "no word of why") +
+                      "); trying on");
+    return Word::Wrong;
 }
 
 /// The place of a message in the stream; 0 if one before it was lost: each delivery has the
@@ -121,25 +210,34 @@ bool Puller::begin()
     if (ensureStream(m_connection, m_options) == 0)
         return false;
     natsStatus status = makeConsumer();
-    jsErrCode code = static_cast<jsErrCode>(0);
-    if (status == NATS_OK) {
-        jsSubOptions options;
-        jsSubOptions_Init(&options);
-        options.Stream = m_options.name.c_str();
-        options.Consumer = m_durable.c_str();
-        natsSubscription* made = nullptr;
-        status = js_PullSubscribe(&made, m_connection.jetStream(), "", m_durable.c_str(), nullptr,
-                                  &options, &code);
-        m_subscription.reset(made);
-    }
+    if (status == NATS_OK)
+        status = subscribe();
     if (status != NATS_OK) {
-        fail(status, code);
+        fail(status);
         return false;
     }
     m_acknowledgements.clear();
     m_delivered = 0;
+    m_due = 0;
+    m_silencesQty = 0;
     m_isBegun = true;
     return true;
+}
+
+natsStatus Puller::subscribe()
+{
+    natsInbox* inbox = nullptr;
+    natsStatus status = natsInbox_Create(&inbox);
+    if (status != NATS_OK)
+        return status;
+    m_inbox = inbox;
+    natsInbox_Destroy(inbox);
+    natsSubscription* made = nullptr;
+    status =
+        natsConnection_SubscribeSync(&made, m_connection.connection(), (m_inbox + ".*").c_str());
+    m_subscription.reset(made);
+    // What is asked for is bounded already.
+    return status == NATS_OK ? natsSubscription_SetPendingLimits(made, -1, -1) : status;
 }
 
 natsStatus Puller::makeConsumer()
@@ -184,11 +282,11 @@ natsStatus Puller::makeConsumer()
     return status;
 }
 
-void Puller::fail(natsStatus status, jsErrCode code)
+void Puller::fail(natsStatus status)
 {
     if (m_connection.isConnected())
         m_connection.tell("the servers give nothing of the stream " + m_options.name + " (" +
-                          describe(status, code) + "); trying on");
+                          describe(status) + "); trying on");
 }
 
 } // namespace zmu_tools::ship

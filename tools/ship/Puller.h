@@ -3,6 +3,7 @@
 
 #include "Connection.h"
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -22,9 +23,9 @@ class Puller {
     Puller(Connection& connection, const StreamOptions& options, std::string durable,
            std::uint64_t floor);
 
-    /// Takes what is there, or waits for something a quarter of a second. What has come before and
-    /// was not acknowledged may come again, and does after a loss of the connection. False if the
-    /// servers cannot be asked, which is told.
+    /// Takes what is there, or waits for something a quarter of a second, and has asked for more
+    /// when it returns. What has come before and was not acknowledged may come again, and does
+    /// after a loss of the connection. False if the servers cannot be asked, which is told.
     bool pull(std::vector<Pulled>& messages);
 
     /// Whether the servers say that all is delivered and acknowledged.
@@ -40,10 +41,17 @@ class Puller {
         std::string subject;
     };
 
+    enum class Word { Line, RequestOver, Old, Wrong };
+
     bool begin();
     natsStatus makeConsumer();
+    natsStatus subscribe();
+    bool askForMore();
+    std::size_t requestQty() const;
+    OwnedMessage next(std::chrono::steady_clock::time_point end);
+    Word judge(natsMsg* message);
     std::uint64_t nextPlace(natsMsg* message);
-    void fail(natsStatus status, jsErrCode code);
+    void fail(natsStatus status);
 
     Connection& m_connection;
     const StreamOptions& m_options;
@@ -53,7 +61,12 @@ class Puller {
     unsigned m_lossesQty = 0;
     bool m_isBegun = false;
     std::int64_t m_longest = 65536; ///< Bytes of messages that came lately.
-    std::uint64_t m_delivered = 0;  ///< The consumer's number of the last message.
+    std::string m_inbox;            ///< Where answers to requests come, each to a word of its own.
+    std::uint64_t m_requestsQty = 0;
+    std::int64_t m_due = 0; ///< Messages that the last request has yet to bring.
+    std::chrono::steady_clock::time_point m_requestEnd;
+    unsigned m_silencesQty = 0;    ///< Requests in a row that had no answer at all.
+    std::uint64_t m_delivered = 0; ///< The consumer's number of the last message.
     Owned<natsSubscription, natsSubscription_Destroy> m_subscription;
     std::deque<Acknowledgement> m_acknowledgements;
 };
