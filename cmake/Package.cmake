@@ -1,9 +1,11 @@
 # What `cmake --install` gives: the library with its brander, the public headers, the CMake package
 # `zmu` with the target zmu::zmu and the functions zmu_module_version and zmu_add_catalog, zmu.pc for
-# pkg-config, the log forms, the documentation, and the command zmu if it was built. A user of the package needs nothing but a C++20 compiler.
+# pkg-config, the log forms, the documentation, and, if they were built, the library of collectors with its target
+# zmu::collect, and the command zmu. A user of the package needs nothing but a C++20 compiler.
 #
 # Each file belongs to a component, which is what the packages of a distribution are made of:
 #   library       the library that programs need to run
+#   collect       the library zmu_collect, which the command zmu needs, too
 #   brander       the module zbr4u, in whose place a product may put its own
 #   window        the program that shows windows, where the system has none of that kind
 #   common        the journal's catalog and the log forms
@@ -31,7 +33,17 @@ install(FILES ${PROJECT_SOURCE_DIR}/zmu/platform/Host.h ${PROJECT_SOURCE_DIR}/zm
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zmu/platform COMPONENT development)
 
 install(EXPORT zmuTargets NAMESPACE zmu:: DESTINATION ${ZMU_PACKAGE_DIR} COMPONENT development)
-if(ZMU_BUILD_TOOLS) # in a set of its own, since a package of the library alone goes without
+# In sets of their own, since a package of the library alone goes without.
+if(ZMU_BUILD_COLLECT)
+  install(TARGETS zmu_collect EXPORT zmuCollectTargets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT collect
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT collect NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/collect/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT development)
+  install(EXPORT zmuCollectTargets NAMESPACE zmu:: DESTINATION ${ZMU_PACKAGE_DIR} COMPONENT development)
+endif()
+if(ZMU_BUILD_TOOLS)
   install(EXPORT zmuToolsTargets NAMESPACE zmu:: DESTINATION ${ZMU_PACKAGE_DIR} COMPONENT tools)
 endif()
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/zmuConfig.cmake.in

@@ -12,7 +12,7 @@ set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/Stage.cmake)
 set(CPACK_ZMU_SOURCE ${PROJECT_SOURCE_DIR})
-set(CPACK_COMPONENTS_ALL library brander window common development tools proxy)
+set(CPACK_COMPONENTS_ALL library collect brander window common development tools proxy)
 
 set(ZMU_PACKAGE_MAINTAINER "The zmu authors <zmu@packages.example>" CACHE STRING
   "Who answers for the Debian packages: NAME <ADDRESS>")
@@ -54,6 +54,18 @@ set(no_scripts ${PROJECT_BINARY_DIR}/debian/none/postinst ${PROJECT_BINARY_DIR}/
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
   ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_BINARY_DIR}/debian/triggers ${no_scripts})
 
+set(CPACK_DEBIAN_COLLECT_PACKAGE_NAME libzmu-collect${soversion})
+set(CPACK_DEBIAN_COLLECT_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_COLLECT_DEPENDS library)
+set(CPACK_COMPONENT_COLLECT_DESCRIPTION [[
+diagnostics for server products: one log for many processes
+The library by which the owner of a log writes into it what the product's
+other processes have left in spool files, as the command zmu does.]])
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/debian/collect/shlibs
+  CONTENT "libzmu_collect ${soversion} libzmu-collect${soversion} (>= ${PROJECT_VERSION})\n" @ONLY)
+set(CPACK_DEBIAN_COLLECT_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_BINARY_DIR}/debian/collect/shlibs ${PROJECT_BINARY_DIR}/debian/triggers ${no_scripts})
+
 # Modules that are loaded by their name, from beside the library. Nothing links them.
 set(CPACK_DEBIAN_BRANDER_PACKAGE_NAME zmu-brander)
 set(CPACK_DEBIAN_BRANDER_PACKAGE_SECTION libs)
@@ -91,7 +103,7 @@ by which the journal explains the events that zmu tells it.]])
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzmu-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "zmu-tools ${same_version}")
-set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
+set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library collect)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION [[
 diagnostics for the modules of a server product: development files
 Headers, the packages for CMake and pkg-config, and the documentation.
@@ -99,7 +111,7 @@ A catalogue of situations is compiled by the command of zmu-tools.]])
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zmu-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
-set(CPACK_COMPONENT_TOOLS_DEPENDS library)
+set(CPACK_COMPONENT_TOOLS_DEPENDS library collect)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION [[
 diagnostics for server products: the command zmu
 Compiles catalogues of situations, checks resource modules and log forms,

@@ -2,14 +2,14 @@
 #include "MadeSpools.h"
 #include "ToolRun.h"
 
-#include <tools/collect/LogSink.h>
+#include <tools/collect/OwnLog.h>
 
 #include <QDir>
 #include <QRegularExpression>
 
+using namespace zmu_collect;
 using namespace zmu_test;
 using zmu_tools::Exit;
-namespace collect = zmu_tools::collect;
 
 class Collect : public MadeSpools {
   protected:
@@ -118,10 +118,11 @@ TEST_F(Collect, WritesJson)
 
 TEST_F(Collect, GoesOnWhenThereIsALogAgain)
 {
-    collect::LogSink sink({path("logs"), ""});
+    zmu_tools::collect::OwnLog log(path("logs"), "");
+    LogSink sink(log);
     zmu_spool::SpoolLine line;
     line.description = std::string(1500, 'x');
-    collect::Report report;
+    Report report;
     report.source = "s";
     report.line = &line;
     report.sequence = 1;
@@ -135,10 +136,10 @@ TEST_F(Collect, GoesOnWhenThereIsALogAgain)
     EXPECT_TRUE(sink.sync()) << sink.why();
     EXPECT_EQ(identities(), (Items{"s#1", "s#1.2"}));
     // Of another sink's entries those are known that may come again.
-    collect::LogSink next({path("logs"), ""});
-    next.recover(0, "", [](std::string_view, u64 sequence) { return sequence == 1; });
+    LogSink next(log);
+    next.recover(0, {}, [](std::string_view, u64 sequence) { return sequence == 1; });
     EXPECT_TRUE(next.isRecovering());
     EXPECT_TRUE(next.write(report));
     EXPECT_FALSE(next.isRecovering());
-    EXPECT_EQ(next.logName(), "");
+    EXPECT_EQ(next.log(), "");
 }

@@ -1,12 +1,12 @@
 // Texts of others in a page: what they look like there, and that they do nothing.
-#include <tools/collect/EntryText.h>
+#include <collect/EntryText.h>
 
 #include <gtest/gtest.h>
 
 #include <random>
 #include <regex>
 
-using namespace zmu_tools::collect;
+using namespace zmu_collect;
 using zmu_spool::SpoolLine;
 
 namespace {

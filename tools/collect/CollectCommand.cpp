@@ -1,9 +1,11 @@
 #include "CollectCommand.h"
 
-#include "Collector.h"
 #include "JsonSink.h"
+#include "OwnLog.h"
 #include "ServedCollect.h"
 
+#include <collect/Collector.h>
+#include <tools/Text.h>
 #include <tools/platform/Stop.h>
 #include <tools/platform/Terminal.h>
 
@@ -11,12 +13,15 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <memory>
 #include <optional>
 
 namespace zmu_tools {
 
 namespace collect {
+
+using namespace zmu_collect;
 
 namespace {
 
@@ -45,23 +50,30 @@ CLI::Validator nameCheck()
             "NAME"};
 }
 
+void tellAmiss(const std::string& what)
+{
+    std::fprintf(stderr, "zmu: warning: %s\n", harmless(what).c_str());
+}
+
 Exit run(const Options& options)
 {
     std::string path = options.positions;
     if (path.empty() && !options.logFolder.empty())
         path = options.logFolder + "/collect.positions";
+    std::optional<OwnLog> own;
     std::optional<LogSink> log;
     JsonSink json;
     if (options.isJson)
         prepareOutput();
     else
-        log.emplace(LogSink::Options{options.logFolder, options.form});
-    const auto positions = path.empty() ? std::make_unique<zmu_spool::Positions>()
-                                        : std::make_unique<zmu_spool::Positions>(path);
-    Collector collector(
-        options.spools, *positions, log ? static_cast<Sink&>(*log) : json, log ? &*log : nullptr,
-        {.isOnce = options.isOnce, .isRemoving = !options.isKeeping && !path.empty()});
-    const StopRequest stop([&collector] { collector.wake(); });
+        log.emplace(own.emplace(options.logFolder, options.form));
+    Collector collector({.spools = options.spools,
+                         .positions = path,
+                         .isOnce = options.isOnce,
+                         .isKeeping = options.isKeeping,
+                         .tell = tellAmiss},
+                        log ? static_cast<Sink&>(*log) : json, log ? &*log : nullptr);
+    const StopRequest stop([&collector] { collector.stop(); });
     collector.run();
     return options.isOnce && collector.isAnythingAmiss() ? Exit::Findings : Exit::Good;
 }

@@ -9,6 +9,8 @@
 
 namespace zmu_tools::collect {
 
+using zmu_collect::Report;
+
 namespace {
 
 std::string timeText(zmu::i64 nanoseconds)

@@ -1,16 +1,16 @@
 // What is collected, as lines of JSON on standard output.
 #pragma once
 
-#include "Sink.h"
+#include <collect/Sink.h>
 
 namespace zmu_tools::collect {
 
 /// Writes an object for each report: {"owner":...,"sequence":...} with the fields of a spool's line
 /// for a situation, "missing" with a first and a last number, or "leftOut" with what is wrong.
 /// Whoever reads it may get the last ones twice after a kill.
-class JsonSink : public Sink {
+class JsonSink : public zmu_collect::Sink {
   public:
-    bool write(const Report& report) override;
+    bool write(const zmu_collect::Report& report) override;
     bool sync() override;
 
   private:

@@ -1,7 +1,7 @@
 #include "ServedCollect.h"
 
 #include "HostCollectors.h"
-#include "LogSink.h"
+#include "OwnLog.h"
 #include "ServedPositions.h"
 
 #include <tools/Text.h>
@@ -18,6 +18,8 @@
 
 namespace zmu_tools::collect {
 
+using zmu_collect::Report;
+
 namespace {
 
 constexpr unsigned long retryInterval = 1000; // milliseconds
@@ -32,17 +34,15 @@ class LogDestination : public ship::Destination {
     explicit LogDestination(const ServedOptions& options)
         : m_positions(options.positions.empty() ? options.logFolder + "/served.positions"
                                                 : options.positions),
-          m_sink({options.logFolder, options.form})
+          m_log(options.logFolder, options.form), m_sink(m_log)
     {
-        constexpr zmu::i64 roundedOff = 2000; // of the times that file systems know
         const zmu::i64 present = QDateTime::currentMSecsSinceEpoch();
         m_since = m_positions.since() ? m_positions.since() : present;
-        m_sink.recover(
-            m_since - roundedOff, {}, [this](std::string_view source, zmu::u64 sequence) {
-                return sequence >= m_positions.lastOf(QByteArray::fromPercentEncoding(
-                                                          {source.data(), qsizetype(source.size())})
-                                                          .toStdString());
-            });
+        m_sink.recover(m_since, {}, [this](std::string_view source, zmu::u64 sequence) {
+            return sequence >= m_positions.lastOf(QByteArray::fromPercentEncoding(
+                                                      {source.data(), qsizetype(source.size())})
+                                                      .toStdString());
+        });
         m_positions.save(m_positions.place(), m_since); // older than any entry, and with the id
     }
 
@@ -109,7 +109,8 @@ class LogDestination : public ship::Destination {
     }
 
     ServedPositions m_positions;
-    LogSink m_sink;
+    OwnLog m_log;
+    zmu_collect::LogSink m_sink;
     zmu::i64 m_since = 0;
     bool m_isChanged = false;
 };

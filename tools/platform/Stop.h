@@ -8,10 +8,10 @@ namespace zmu_tools {
 
 /// While there is one, the process is not ended by SIGTERM, SIGINT or SIGHUP, on Windows by Ctrl+C,
 /// Ctrl+Break, or a console that closes: the request is noted. A second one ends it all the same.
-/// There is one at a time, made by a thread that has an event loop.
+/// There is one at a time.
 class StopRequest {
   public:
-    /// `tell` is called once the request comes: by any thread, or from the loop of this one.
+    /// `tell` is called once the request comes, by another thread.
     explicit StopRequest(std::function<void()> tell);
     ~StopRequest();
     StopRequest(const StopRequest&) = delete;

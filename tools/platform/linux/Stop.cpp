@@ -1,7 +1,5 @@
 #include <tools/platform/Stop.h>
 
-#include <QSocketNotifier>
-
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
@@ -9,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace zmu_tools {
@@ -34,15 +33,23 @@ void noteSignal(int)
 struct StopRequest::System {
     explicit System(std::function<void()> tell)
     {
-        if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+        if (pipe2(ends, O_CLOEXEC) != 0)
             throw std::runtime_error("no pipe can be made for requests to stop");
+        try {
+            teller = std::thread([readEnd = ends[0], tell = std::move(tell)] {
+                char byte = 0;
+                ssize_t count = 0;
+                do
+                    count = read(readEnd, &byte, 1);
+                while (count < 0 && errno == EINTR);
+                if (count == 1)
+                    tell();
+            });
+        } catch (...) {
+            closeEnds();
+            throw;
+        }
         writeEnd = ends[1];
-        notifier = std::make_unique<QSocketNotifier>(ends[0], QSocketNotifier::Read);
-        QObject::connect(notifier.get(), &QSocketNotifier::activated,
-                         [this, tell = std::move(tell)] {
-                             notifier->setEnabled(false);
-                             tell();
-                         });
         struct sigaction action = {};
         action.sa_handler = noteSignal;
         action.sa_flags = SA_RESETHAND | SA_RESTART;
@@ -53,16 +60,25 @@ struct StopRequest::System {
     {
         for (std::size_t i = 0; i < std::size(stopSignals); ++i)
             sigaction(stopSignals[i], &before[i], nullptr);
-        notifier.reset();
-        close(ends[0]);
-        close(ends[1]);
+        writeEnd = -1;
+        close(std::exchange(ends[1], -1)); // which ends the thread
+        teller.join();
+        closeEnds();
     }
     System(const System&) = delete;
     System& operator=(const System&) = delete;
 
+    void closeEnds()
+    {
+        for (const int end : ends) {
+            if (end >= 0)
+                close(end);
+        }
+    }
+
     int ends[2] = {-1, -1};
     struct sigaction before[std::size(stopSignals)] = {};
-    std::unique_ptr<QSocketNotifier> notifier;
+    std::thread teller; ///< Waits for the first request.
 };
 
 StopRequest::StopRequest(std::function<void()> tell)

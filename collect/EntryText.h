@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zmu_tools::collect {
+namespace zmu_collect {
 
 /// Elements of a text that the library takes for an entry of the log; it could take a few more.
 inline constexpr std::size_t entryMax = 1000;
@@ -23,7 +23,7 @@ struct EntryPart {
 };
 
 /// Makes entries of reports. The texts keep their memory.
-class EntryText {
+class ZMU_COLLECT_API EntryText {
   public:
     /// The entries of a report, one or more, good until the next call. Their text is the
     /// description, in which nothing is markup but what harmlessTag() knows, then the origin in an
@@ -55,12 +55,12 @@ class EntryText {
 /// The length of the tag that `html` begins with, if it is one of those that can do no harm: b, i,
 /// code, br, b with the class of a severity, and links to the pages of codes beside the log. `name`
 /// is the element's. 0 for anything else.
-std::size_t harmlessTag(std::string_view html, std::string_view& name);
+ZMU_COLLECT_API std::size_t harmlessTag(std::string_view html, std::string_view& name);
 /// Likewise for an entity such as "&lt;" or "&#228;".
-std::size_t entityLength(std::string_view html);
+ZMU_COLLECT_API std::size_t entityLength(std::string_view html);
 
 /// A source as it stands in an identity: one word of ASCII, which is not too long.
-std::string identitySource(std::string_view source);
+ZMU_COLLECT_API std::string identitySource(std::string_view source);
 
 /// Gives the identity of each entry in a piece of a log's text, and returns how much of it is done
 /// with: what is left belongs before the next piece.
@@ -89,4 +89,4 @@ std::size_t markOf(std::u16string_view text, const Take& take)
     }
 }
 
-} // namespace zmu_tools::collect
+} // namespace zmu_collect

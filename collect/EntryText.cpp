@@ -14,7 +14,7 @@
 
 using zmu_spool::SpoolLine;
 
-namespace zmu_tools::collect {
+namespace zmu_collect {
 
 namespace {
 
@@ -372,4 +372,4 @@ void EntryText::finish(const Report& report)
     }
 }
 
-} // namespace zmu_tools::collect
+} // namespace zmu_collect

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <spool/SpoolLine.h>
+#include <zmu/collect/Export.h>
 
 #include <string>
 #include <string_view>
 
-namespace zmu_tools::collect {
+namespace zmu_collect {
 
 /// One thing that was read and is to be kept. Its views and `line` are the caller's.
 struct Report {
@@ -28,7 +29,7 @@ struct Report {
     std::string_view sample; ///< PassedOver: its first bytes, which may be anything.
 };
 
-class Sink {
+class ZMU_COLLECT_API Sink {
   public:
     Sink() = default;
     Sink(const Sink&) = delete;
@@ -46,4 +47,4 @@ class Sink {
     std::string m_why;
 };
 
-} // namespace zmu_tools::collect
+} // namespace zmu_collect

@@ -1,0 +1,78 @@
+#include "OwnLog.h"
+
+#include <tools/Text.h>
+#include <zmu/monitor/ZarnData.h>
+#include <zmu/owner/ZarnDataZGW.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <stdexcept>
+#include <utility>
+
+namespace zmu_tools::collect {
+
+/// An owner whose log may have a form from elsewhere.
+class OwnLog::Owner : public ZarnDataZGW {
+  public:
+    explicit Owner(std::wstring form)
+        : ZarnDataZGW(0, true, nullptr, zmu_collect::ownModule(), Zarn_LOG_HTML),
+          m_form(std::move(form))
+    {}
+
+    bool customizeForOwner() override
+    {
+        if (!ZarnDataZGW::customizeForOwner())
+            return false;
+        // To be without a form is none of the things that a trace has to tell.
+        std::wstring log(m_dataSet->getFileLogName());
+        if (m_form.empty() &&
+            QFile::exists(QString::fromWCharArray(m_dataSet->getFileLog()->m_formName)))
+            return true;
+        return m_dataSet->recordLogFileNomenclature(log.data(), m_form.c_str(), Zarn_LOG_HTML);
+    }
+
+  private:
+    std::wstring m_form;
+};
+
+OwnLog::OwnLog(std::string folder, std::string form)
+    : m_folder(std::move(folder)), m_form(std::move(form))
+{
+    const QFileInfo place(QString::fromStdString(m_folder));
+    if (!place.isDir())
+        throw std::runtime_error(m_folder + " is no folder for logs");
+    const std::wstring path = QDir::toNativeSeparators(place.absoluteFilePath()).toStdWString();
+    constexpr unsigned sizeLimit = 20U * 1024 * 1024;
+    ZarnData::setLogVariables(path.c_str(), 1, false, sizeLimit, 0);
+}
+
+OwnLog::~OwnLog()
+{
+    beginAnother();
+}
+
+Zarn* OwnLog::monitor(std::string& why)
+{
+    if (m_monitor)
+        return m_monitor;
+    try {
+        Owner owner(widened(m_form));
+        m_monitor = owner.createZarnMonitor();
+    } catch (int) {
+        // its codes tell
+    }
+    if (!m_monitor)
+        why = "no log can be begun in " + m_folder + " (ZGW" +
+              std::to_string(ZarnDataZGW::getDX_Code1()) + "/WLE" +
+              std::to_string(ZarnDataZGW::getDX_Code2()) + ')';
+    return m_monitor;
+}
+
+void OwnLog::beginAnother()
+{
+    ZarnDataZGW::destroyZarnMonitor(m_monitor);
+}
+
+} // namespace zmu_tools::collect

@@ -1,0 +1,30 @@
+// The log of a program that does nothing but collect: begun with its first entry, and begun anew
+// where it was closed. A process has one at a time.
+#pragma once
+
+#include <collect/LogSink.h>
+
+#include <string>
+
+namespace zmu_tools::collect {
+
+class OwnLog : public zmu_collect::LogOwner {
+  public:
+    /// `form`: its file; empty for the one that the library finds. Throws std::runtime_error for a
+    /// folder that is none.
+    OwnLog(std::string folder, std::string form);
+    ~OwnLog() override;
+
+    std::string folder() override { return m_folder; }
+    Zarn* monitor(std::string& why) override;
+    void beginAnother() override;
+
+  private:
+    class Owner;
+
+    const std::string m_folder;
+    const std::string m_form;
+    Zarn* m_monitor = nullptr;
+};
+
+} // namespace zmu_tools::collect
