@@ -20,6 +20,8 @@
 # version; without one it is looked for in PATH.
 include_guard(GLOBAL)
 
+set_property(GLOBAL PROPERTY ZMU_CATALOG_VERSION "${zmu_VERSION}")
+
 # Sets RESULT to the command line of `zmu`, and RESULT_depends to what it is made of.
 function(_zmu_catalog_command result)
   set(depends zmu::command)
@@ -33,6 +35,13 @@ function(_zmu_catalog_command result)
     endif()
   endif()
   if(ZMU_COMMAND)
+    get_property(version GLOBAL PROPERTY ZMU_CATALOG_VERSION)
+    execute_process(COMMAND "${ZMU_COMMAND}" --version OUTPUT_VARIABLE told ERROR_VARIABLE told
+      RESULT_VARIABLE status OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT told STREQUAL "zmu ${version}")
+      message(FATAL_ERROR "zmu_add_catalog: ZMU_COMMAND is ${ZMU_COMMAND}, which is not the command of zmu "
+        "${version}: asked for --version it says \"${told}\" (${status}).")
+    endif()
     set(depends "${ZMU_COMMAND}")
     set(command "${ZMU_COMMAND}")
   elseif(NOT TARGET zmu::command)

@@ -61,6 +61,24 @@ TEST(SpecMemory, WhatHasChangedIsSeenAtOnce)
     EXPECT_EQ(reporter->getSelfDX_Code(), dx::SpecNotLoaded);
 }
 
+TEST(SpecMemory, EachSituationsFillersAreJudged)
+{
+    const Reporter reporter(settle);
+    strings()[100] = L"2~0~2~s|~``Shown %1!s!`|``Logged`";
+    for (int round = 0; round < 3; ++round) {
+        shown() = {};
+        reporter->respondToSituation(100, nullptr, L"text");
+        EXPECT_EQ(shown().text, L"Shown text");
+        reporter->respondToSituation(100, nullptr, 7U); // would be read as an address
+        EXPECT_EQ(reporter->getSelfDX_Code(), dx::FormatDisplayFailed);
+        reporter.recover();
+        reporter->respondToSituation(100, nullptr, "narrow");
+        EXPECT_EQ(reporter->getSelfDX_Code(), dx::FormatDisplayFailed);
+        reporter.recover();
+        EXPECT_EQ(shown().count, 1);
+    }
+}
+
 TEST(SpecMemory, ModulesAreToldApart)
 {
     constexpr int seriesSituation = 10006;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks the Debian packages below PACKAGES with lintian, installs them into a fresh root, follows the
-# tutorial there, and removes them again:
+# Checks the Debian packages below PACKAGES with lintian, installs them into a fresh root, checks what
+# systemd is to run, follows the tutorial there, and removes them again:
 #
 #   debian.sh PACKAGES docs/tutorial.md FOLDER
 #
@@ -68,6 +68,22 @@ done
 files_there >"$folder/files.before"
 known_there >"$folder/known.before"
 dpkg_there --install "${packages[@]}" >"$folder/install" 2>&1 || fail "$(cat "$folder/install")"
+
+# Without a manager of the system. What they run is in the root, but for the server's program, which is
+# another package's.
+printf 'the units\n'
+mkdir "$folder/units"
+while IFS= read -r unit; do
+    sed -E "s#^ExecStart=/usr/sbin/nats-server#ExecStart=/bin/true#; s#^ExecStart=/usr/bin#ExecStart=$root/usr/bin#" \
+        "$unit" >"$folder/units/$(basename "${unit/@./@1.}")"
+done < <(find "$root" -name 'zmu-*.service')
+for unit in "$folder"/units/*; do
+    systemd-analyze verify --man=no "$unit" || fail "${unit##*/} is no unit as it should be"
+    # Tenths of its scale, on which 0 is the safest and 100 what a unit without any limits has.
+    systemd-analyze security --offline=yes --threshold=20 --no-pager "$unit" >"$folder/security" ||
+        fail "${unit##*/} may do more than it should: $(grep '✗' "$folder/security")"
+    tail -n 1 "$folder/security"
+done
 
 printf 'following %s\n' "$page"
 PATH=$root/usr/bin:$PATH CMAKE_PREFIX_PATH=$root/usr "$here/tutorial.sh" "$page" "$folder/tutorial" \

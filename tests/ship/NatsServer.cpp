@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <memory>
+#include <sys/prctl.h>
 
 using namespace zmu_tools::ship;
 
@@ -62,6 +63,7 @@ void NatsServer::start()
                                           "\"\nports_file_dir: \"" + folder.toUtf8() +
                                           "\"\njetstream { store_dir: \"" + folder.toUtf8() +
                                           "/store\" }\n" + m_settings);
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     m_process.setStandardErrorFile(folder + "/server.log", QIODevice::Append);
     m_process.start(natsServerProgram(), {"-c", QString::fromStdWString(configuration)});
     ASSERT_TRUE(m_process.waitForStarted());
@@ -126,6 +128,24 @@ std::vector<StoredMessage> NatsServer::messages(const std::string& secrets,
              {natsMsg_GetData(taken), static_cast<std::size_t>(natsMsg_GetDataLength(taken))}});
     }
     return all;
+}
+
+testing::AssertionResult tells(const QStringList& arguments, const QByteArray& what,
+                               const QByteArray& secret)
+{
+    QProcess tool;
+    tool.start(ZMU_TEST_TOOL, arguments);
+    QByteArray told;
+    const bool isTold = becomesTrue([&] {
+        tool.waitForReadyRead(10);
+        told += tool.readAllStandardError();
+        return told.contains(what);
+    });
+    tool.kill();
+    tool.waitForFinished();
+    if (isTold && !told.contains(secret))
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure() << told.toStdString();
 }
 
 } // namespace zmu_test

@@ -115,7 +115,7 @@ class TextView {
     /// Takes the next character off; U+FFFD for what is none. False at the end.
     constexpr bool take(char32_t& character)
     {
-        if (m_size == 0)
+        if (m_size == 0 || (!m_wide && !m_narrow))
             return false;
         character = m_wide ? takeWide() : takeNarrow();
         return true;

@@ -375,19 +375,23 @@ bool ZarnDataForThread::formatDescriptions()
     return isSelfSatisfied();
 }
 
+void ZarnDataForThread::requireInserts(const wchar_t* format, int failed)
+{
+    const InsertFault fault = findInsertFault(format, m_descriptionFillersQty,
+                                              [this](int slot) { return m_fillerKinds[slot - 1]; });
+    if (!fault.what)
+        return;
+    m_failurePlace.insert = fault.insert;
+    m_failurePlace.note = fault.what;
+    throw failed;
+}
+
 template <class Buffer>
 void ZarnDataForThread::formatDescription(Buffer& description, u8 lineWidth, int failed)
 {
     constexpr ulong32 fromStringAndArray =
         FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
 
-    const InsertFault fault = findInsertFault(description.c_str(), m_descriptionFillersQty,
-                                              [this](int slot) { return m_fillerKinds[slot - 1]; });
-    if (fault.what) {
-        m_failurePlace.insert = fault.insert;
-        m_failurePlace.note = fault.what;
-        throw failed;
-    }
     ZarnScratchpad::Buffer& output = m_scratchpad.m_a;
     output.clear();
     const ulong32 length =
@@ -413,6 +417,10 @@ bool ZarnDataForThread::formatDescriptionForDisplay()
     }
     runGuarded(*this, dx::FormatDisplayUnexpected, [&] {
         requireApproval();
+        if (!isDisplayProven()) {
+            requireInserts(m_descriptionForDisplay.c_str(), dx::FormatDisplayFailed);
+            keepDisplayProof();
+        }
         formatDescription(m_descriptionForDisplay, m_descriptionDisplayLineWd,
                           dx::FormatDisplayFailed);
     });
@@ -433,6 +441,7 @@ bool ZarnDataForThread::formatDescriptionForLogFile()
         return isSelfSatisfied();
     runGuarded(*this, dx::FormatLogUnexpected, [&] {
         requireApproval();
+        requireInserts(m_descriptionForLogFile.c_str(), dx::FormatLogFailed);
         formatDescription(m_descriptionForLogFile, m_descriptionLogFileLineWd, dx::FormatLogFailed);
     });
     if (!isSelfSatisfied()) {

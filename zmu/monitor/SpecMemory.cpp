@@ -62,6 +62,7 @@ void ZarnDataForThread::learnSpec()
     m_spec->dialogType = m_displayDlgBoxType;
     m_spec->dialogSpecA = m_displayDlgBoxSpecA;
     m_spec->dialogSpecB = m_displayDlgBoxSpecB;
+    m_spec->isDisplayProven = false;
     m_spec->isLearned = true;
 }
 
@@ -130,6 +131,21 @@ bool ZarnDataForThread::recallSpec()
     m_descriptionForDisplay.assign(spec.displayFormat);
     m_displayIsRaw = false;
     return true;
+}
+
+bool ZarnDataForThread::isDisplayProven() const
+{
+    return m_spec && m_spec->isLearned && m_spec->isDisplayProven &&
+           std::equal(m_fillerKinds, m_fillerKinds + m_spec->fillersCount, m_spec->provenKinds);
+}
+
+void ZarnDataForThread::keepDisplayProof()
+{
+    // Without fillers of its own a spec meets what another situation has left.
+    if (!m_spec || !m_spec->isLearned || m_spec->fillersCount == 0)
+        return;
+    std::copy_n(m_fillerKinds, m_spec->fillersCount, m_spec->provenKinds);
+    m_spec->isDisplayProven = true;
 }
 
 bool ZarnDataForThread::formatLearnedDescription()

@@ -384,6 +384,10 @@ class ZMU_API ZarnDataForThread {
     bool recallSpec();
     /// Formats the log description of a spec that is known. False if the formatter has to do it.
     bool formatLearnedDescription();
+    /// Whether the display description in hand was found right with fillers of the same kinds.
+    bool isDisplayProven() const;
+    /// Remembers that it was, with these.
+    void keepDisplayProof();
     void parseApprovalKind(std::wstring_view group);
     void parseResponseTraits(const wchar_t* group);
     void parseArgSource(std::wstring_view group);
@@ -401,6 +405,8 @@ class ZMU_API ZarnDataForThread {
     template <class Body>
     void withTarget(Zarn_MSG_FMT format, Body body);
     void appendRecord(int index, std::wstring_view record, Zarn_MSG_FMT format, wchar_t* scratch);
+    /// Raises `failed` unless every insert of a format can be filled.
+    void requireInserts(const wchar_t* format, int failed);
     template <class Buffer>
     void formatDescription(Buffer& description, zmu::u8 lineWidth, int failed);
     std::size_t loadAffix(int number, wchar_t* output, std::size_t room);

@@ -77,6 +77,8 @@ TEST_F(MessageFormatSlots, Texts)
         {9, L"see %12", L"see one\r\ntwo\r\nthree\r\nfour"},
         {6, L"a longestword", L"a\r\nlonge\r\nstwor\r\nd"},
         {6, L"abcde     f", L"abcde\r\nf"},
+        {4, L"ab  c", L"ab\r\nc"},
+        {4, L"   ab", L"   \r\nab"},
         {6, L"  ab  %n  cdef g", L"  ab \r\n  cde\r\nf g"},
         {6, L"abcde%nfghij", L"abcde\r\nfghij"},
         {1, L"ab", L"a\r\nb"},

@@ -14,7 +14,8 @@ set(options -S ${FOLDER}/source -G ${GENERATOR} -DCMAKE_BUILD_TYPE=Debug -DINCLU
 foreach(mistake "space:my texts.toml is no catalogue, whose name is" "semicolon:is no catalogue, whose name is"
     "missing:there is no file [^ ]*/texts.fr.toml" "twice:first has a catalogue called texts already"
     "same:second and first are built into" "library:the library texts and the module"
-    "utility:nothing is neither a program nor" "system:Set ZMU_COMMAND to one that")
+    "utility:nothing is neither a program nor" "system:Set ZMU_COMMAND to one that"
+    "version:which is not the command of zmu")
   string(REGEX MATCH "^([a-z]*):(.*)$" unused "${mistake}")
   set(message "${CMAKE_MATCH_2}")
   execute_process(COMMAND ${CMAKE_COMMAND} ${options} -B ${FOLDER}/mistakes -DMISTAKE=${CMAKE_MATCH_1}

@@ -67,6 +67,8 @@ struct LearnedSpec {
     unsigned int dialogType = 0;
     int dialogSpecA = 0;
     int dialogSpecB = 0;
+    bool isDisplayProven = false;     ///< Its inserts can be filled where the fillers are
+    SlotKind provenKinds[fillersQty]; ///< of these kinds.
 };
 
 /// The specs that a data set has parsed last, 32 at most. A spec has one place, which it shares

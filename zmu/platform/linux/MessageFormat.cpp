@@ -46,14 +46,17 @@ class Output {
         return append(character);
     }
 
-    /// For short texts; see putBlock().
     bool put(std::wstring_view text)
     {
-        for (const wchar_t character : text) {
-            if (!put(character))
+        const auto isPlain = [](wchar_t character) { return character >= L' '; };
+        for (;;) {
+            text.remove_prefix(putWhile(isPlain, text.data(), text.size()));
+            if (text.empty())
+                return true;
+            if (!put(text.front()))
                 return false;
+            text.remove_prefix(1);
         }
-        return true;
     }
 
     /// As put(), in one piece: for output that does not wrap, and text that may be long.
@@ -66,31 +69,22 @@ class Output {
         return true;
     }
 
-    /// Copies the start of a message's text, which ends with a null character at `end`, that needs
-    /// no second look: up to an escape, a character below `lowest`, or a place where a line could
-    /// break or is full. Returns what is left of it.
+    /// Copies the start of a message's text, which ends at `end`, that needs no second look: up to
+    /// an escape, a character below `lowest`, or where the line is full. Returns what is left.
     const wchar_t* putPlain(const wchar_t* text, const wchar_t* end, wchar_t lowest)
     {
+        const auto length = static_cast<std::size_t>(end - text);
         if (lowest == lowestOfAll && !wraps()) {
-            const auto length = static_cast<std::size_t>(end - text);
             const wchar_t* const escape = std::wmemchr(text, L'%', length);
             const std::size_t count =
                 std::min(room(), escape ? static_cast<std::size_t>(escape - text) : length);
             putBlock(text, count);
             return text + count;
         }
-        wchar_t* const output = m_position;
-        const std::size_t limit = wraps() ? std::min(room(), lineRoom()) : room();
-        std::size_t count = 0;
-        for (; count < limit && text[count] != L'%'; ++count) {
-            if (text[count] == L' ' && wraps())
-                noteBlank(output + count);
-            else if (text[count] < lowest)
-                break;
-            output[count] = text[count];
-        }
-        m_position += count;
-        return text + count;
+        const auto isPlain = [lowest](wchar_t character) {
+            return character != L'%' && character >= lowest;
+        };
+        return text + putWhile(isPlain, text, length);
     }
 
     bool fill(wchar_t character, std::size_t count)
@@ -115,6 +109,20 @@ class Output {
     }
 
   private:
+    /// Copies the start of a text of `length`, as far as the characters are plain and the line and
+    /// the buffer have room. Returns how many these are. Line breaks and tabs are never plain.
+    template <typename IsPlain>
+    std::size_t putWhile(IsPlain isPlain, const wchar_t* text, std::size_t length)
+    {
+        const std::size_t limit = std::min({length, room(), wraps() ? lineRoom() : length});
+        wchar_t* const output = m_position;
+        std::size_t count = 0;
+        for (; count < limit && isPlain(text[count]); ++count)
+            output[count] = text[count];
+        m_position += count;
+        return count;
+    }
+
     bool append(wchar_t character)
     {
         if (m_position == m_end)
@@ -134,7 +142,8 @@ class Output {
             return true;
         case L' ':
         case L'\t':
-            return putBlank(character);
+            m_hasSwallowedBlank = lineRoom() == 0;
+            return m_hasSwallowedBlank || append(character);
         default:
             if (lineRoom() == 0 && !wrap())
                 return false;
@@ -142,32 +151,19 @@ class Output {
         }
     }
 
-    bool putBlank(wchar_t character)
-    {
-        const bool fits = lineRoom() != 0;
-        if (fits && !append(character))
-            return false;
-        if (fits)
-            noteBlank(m_position - 1);
-        else if (m_blanksEnd != m_position)
-            m_blanks = m_blanksEnd = m_position;
-        return true;
-    }
-
-    /// A blank stands at `position`, with which a run may begin.
-    void noteBlank(wchar_t* position)
-    {
-        if (m_blanksEnd != position)
-            m_blanks = position;
-        m_blanksEnd = position + 1;
-    }
+    static bool isBlank(wchar_t character) { return character == L' ' || character == L'\t'; }
 
     /// Moves the word that is being written to a new line, or cuts it when it fills the line.
     bool wrap()
     {
-        const bool isCut = m_blanks <= m_lineStart;
-        wchar_t* const blanks = isCut ? m_position : m_blanks;
-        wchar_t* const word = isCut ? m_position : m_blanksEnd;
+        wchar_t* word = m_position;
+        while (!m_hasSwallowedBlank && word != m_lineStart && !isBlank(word[-1]))
+            --word;
+        wchar_t* blanks = word;
+        while (blanks != m_lineStart && isBlank(blanks[-1]))
+            --blanks;
+        if (blanks == m_lineStart)
+            blanks = word = m_position;
         const auto wordLength = static_cast<std::size_t>(m_position - word);
         if (static_cast<std::size_t>(m_end - blanks) < 2 + wordLength)
             return false;
@@ -187,16 +183,15 @@ class Output {
     void startLine(wchar_t* start)
     {
         m_lineStart = start;
-        m_blanks = m_blanksEnd = m_buffer;
+        m_hasSwallowedBlank = false;
     }
 
     wchar_t* const m_buffer;
     wchar_t* const m_end;
     wchar_t* m_position;
     wchar_t* m_lineStart;
-    wchar_t* m_blanks = m_buffer;    ///< The line's latest run of blanks; none before its start.
-    wchar_t* m_blanksEnd = m_buffer; ///< Where that run ends.
-    const std::size_t m_lineLimit;   ///< Characters of a line, 0 for any number.
+    const std::size_t m_lineLimit;    ///< Characters of a line, 0 for any number.
+    bool m_hasSwallowedBlank = false; ///< Blanks were left out behind a line that is full.
 };
 
 // ---- What an insert asks for --------------------------------------------------------------------
@@ -534,7 +529,7 @@ std::size_t countCharacters(const WideReader& reader, std::size_t limit)
 bool copyCharacters(Output& output, const WideReader& reader, std::size_t limit)
 {
     if (output.wraps())
-        return copyCharacters<WideReader>(output, reader, limit);
+        return output.put({reader.position(), wcsnlen(reader.position(), limit)});
     // One more than fits is enough to see that it does not fit.
     return output.putBlock(reader.position(),
                            wcsnlen(reader.position(), std::min(limit, output.room() + 1)));
@@ -580,9 +575,7 @@ class Formatter {
   public:
     Formatter(const wchar_t* format, const u64* slots, bool keepsBreaks, Output& output)
         : m_text(format), m_end(format + std::wcslen(format)), m_slots(slots),
-          m_keepsBreaks(keepsBreaks), m_lowestPlain(keepsBreaks      ? lowestOfAll
-                                                    : output.wraps() ? L' ' + 1
-                                                                     : L' '),
+          m_keepsBreaks(keepsBreaks), m_lowestPlain(keepsBreaks ? lowestOfAll : L' '),
           m_output(output)
     {}
 
