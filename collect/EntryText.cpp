@@ -167,9 +167,10 @@ void EntryText::composeOrigin(const Report& report)
         m_identity += '-';
         m_identity += std::to_string(report.last);
     }
-    // Put together in the place of a part, where escaping is.
+    // Put together in the place of a part, where escaping is. What has no room goes to further
+    // ones, and is left out.
     m_partsQty = 0;
-    m_room = entryMax;
+    m_room = originMax;
     beginPart();
     if (report.line) {
         const SpoolLine& line = *report.line;
@@ -188,7 +189,7 @@ void EntryText::composeOrigin(const Report& report)
     } else {
         putPlain(report.source.substr(0, 3 * nameMax));
     }
-    m_origin = m_parts.front().text.substr(0, originMax);
+    m_origin = m_parts.front().text;
 }
 
 void EntryText::putReport(const Report& report)

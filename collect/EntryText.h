@@ -69,13 +69,14 @@ std::size_t markOf(std::u16string_view text, const Take& take)
 {
     constexpr std::u16string_view begin = u"<i data-zmu=\"";
     constexpr std::u16string_view end = u"</i>";
-    std::size_t done = 0;
+    std::size_t done = 0, close = 0;
     for (;;) {
         const std::size_t at = text.find(begin, done);
         if (at == text.npos)
             return text.size() - std::min(text.size() - done, begin.size());
         // One that does not end is that of an entry which was cut off while it was written.
-        const std::size_t close = text.find(end, at);
+        if (close != text.npos && close <= at)
+            close = text.find(end, at);
         const std::size_t other = text.find(begin, at + 1);
         if (close == text.npos && other == text.npos && text.size() - at < 2 * entryMax)
             return at;

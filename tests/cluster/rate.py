@@ -19,13 +19,17 @@ from cluster import Cluster, enter_network_of_its_own, judge
 PROCESSES = 8
 
 
-def figure(what, qty, seconds, peak=None):
-    memory = f", {peak / 1024:.0f} MiB at most" if peak else ""
-    print(f"{what:46} {qty / seconds:9.0f} a second ({qty} in {seconds:.2f} s{memory})", flush=True)
+def figure(what, qty, seconds, usage=None):
+    """The time of processors tells more than that of clocks where others are at work."""
+    more = ""
+    if usage:
+        worked = usage.ru_utime + usage.ru_stime
+        more = f"; {worked:.2f} s of a processor, {usage.ru_maxrss / 1024:.0f} MiB at most"
+    print(f"{what:46} {qty / seconds:9.0f} a second ({qty} in {seconds:.2f} s{more})", flush=True)
 
 
 def measured(command, folder):
-    """Runs a program to its end; seconds, and KiB of memory at most."""
+    """Runs a program to its end; how many seconds that took, and what it used."""
     begun = time.monotonic()
     with open(folder / "measured.err", "ab") as errors:
         process = subprocess.Popen([str(word) for word in command], stdin=subprocess.DEVNULL,
@@ -34,7 +38,7 @@ def measured(command, folder):
     if status:
         raise SystemExit(f"{' '.join(map(str, command))} has ended with {status}:\n"
                          + (folder / "measured.err").read_text())
-    return time.monotonic() - begun, usage.ru_maxrss
+    return time.monotonic() - begun, usage
 
 
 def settled(cluster):
@@ -58,9 +62,9 @@ def collect_alone(cluster, qty):
                        env={**os.environ, "ZMU_SPOOL": str(spool)})
     logs = cluster.folder / "alone"
     logs.mkdir()
-    seconds, peak = measured([cluster.zmu, "collect", *spools, "--log-dir", logs, "--once"],
+    seconds, usage = measured([cluster.zmu, "collect", *spools, "--log-dir", logs, "--once"],
                              cluster.folder)
-    figure("zmu collect, eight spools into a log", qty, seconds, peak)
+    figure("zmu collect, eight spools into a log", qty, seconds, usage)
 
 
 def in_steps(cluster, qty):
@@ -72,12 +76,12 @@ def in_steps(cluster, qty):
         part.process.wait()
     figure("eight processes report", qty, time.monotonic() - begun)
     spools = [cluster.folder / "spool1", cluster.folder / "spool2"]
-    seconds, peak = measured([cluster.zmu, "ship", *spools, "--server", cluster.urls, "--positions",
+    seconds, usage = measured([cluster.zmu, "ship", *spools, "--server", cluster.urls, "--positions",
                               cluster.folder / "ship.positions", "--once"], cluster.folder)
-    figure("zmu ship, to three copies", qty, seconds, peak)
-    seconds, peak = measured([cluster.zmu, "collect", "--server", cluster.urls, "--log-dir",
+    figure("zmu ship, to three copies", qty, seconds, usage)
+    seconds, usage = measured([cluster.zmu, "collect", "--server", cluster.urls, "--log-dir",
                               cluster.folder / "logs1", "--once"], cluster.folder)
-    figure("zmu collect --server, into a log", qty, seconds, peak)
+    figure("zmu collect --server, into a log", qty, seconds, usage)
 
 
 def at_once(cluster, qty):

@@ -130,4 +130,22 @@ std::vector<StoredMessage> NatsServer::messages(const std::string& secrets,
     return all;
 }
 
+testing::AssertionResult tells(const QStringList& arguments, const QByteArray& what,
+                               const QByteArray& secret)
+{
+    QProcess tool;
+    tool.start(ZMU_TEST_TOOL, arguments);
+    QByteArray told;
+    const bool isTold = becomesTrue([&] {
+        tool.waitForReadyRead(10);
+        told += tool.readAllStandardError();
+        return told.contains(what);
+    });
+    tool.kill();
+    tool.waitForFinished();
+    if (isTold && !told.contains(secret))
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure() << told.toStdString();
+}
+
 } // namespace zmu_test

@@ -52,4 +52,9 @@ class NatsServer {
     int m_port = -1; ///< That of its choice, at first.
 };
 
+/// Whether `zmu` with these arguments says so on standard error, and nothing of `secret`. It is
+/// ended then.
+testing::AssertionResult tells(const QStringList& arguments, const QByteArray& what,
+                               const QByteArray& secret);
+
 } // namespace zmu_test

@@ -85,6 +85,21 @@ TEST(EntryText, KeepsOnlyMarkupThatDoesNoHarm)
         EXPECT_EQ(bodyOf(row.description), row.html) << row.description;
 }
 
+TEST(EntryText, CutsNoMarkupOfAnOrigin)
+{
+    for (std::size_t length = 0; length < 64; ++length) {
+        SpoolLine line;
+        line.host = std::string(64, '"');
+        line.program = "pw" + std::string(length, '\n') + "<b>";
+        Report report;
+        report.owner = std::string(length, 'x');
+        report.line = &line;
+        EntryText text;
+        const std::wstring& entry = text.compose(report).front().text;
+        EXPECT_FALSE(std::regex_search(entry, std::wregex(L"<[^>]*<|&[^;]*<"))) << length;
+    }
+}
+
 TEST(EntryText, CutsWhatIsLong)
 {
     const Entries twice(std::string(1200, '<'));

@@ -57,6 +57,9 @@ std::string describe(natsStatus status, jsErrCode code)
 {
     const char* const last = nats_GetLastError(nullptr);
     std::string text = last && *last ? harmless(last) : natsStatus_GetText(status);
+    // "(FILE:LINE): " of the client library's own source.
+    if (const std::size_t end = text.find("): "); text.starts_with('(') && end != text.npos)
+        text.erase(0, end + 3);
     if (code != 0)
         text += " (" + std::to_string(static_cast<int>(code)) + ')';
     return text;
@@ -77,6 +80,7 @@ void Connection::makeOptions(const ServerOptions& options)
     require(natsOptions_Create(&made), "the client library of NATS cannot be used");
     m_options.reset(made);
 
+    m_isWithCertificate = !options.certificate.empty();
     bool isSecure = !options.authorities.empty() || !options.certificate.empty();
     std::vector<const char*> urls;
     for (const std::string& url : options.urls) {
@@ -87,6 +91,7 @@ void Connection::makeOptions(const ServerOptions& options)
             "the servers " + m_urls + " cannot be used");
     // Only what was named: who answers for a server may not send us elsewhere.
     natsOptions_SetIgnoreDiscoveredServers(made, true);
+    m_isSecure = isSecure;
     if (isSecure)
         require(natsOptions_SetSecure(made, true), "TLS cannot be used");
     if (!options.authorities.empty())
@@ -170,7 +175,11 @@ void Connection::connect()
     const natsStatus status = natsConnection_Connect(&connection, m_options.get());
     if (status != NATS_OK) {
         natsConnection_Destroy(connection);
-        tell("no server of " + m_urls + " is there (" + describe(status) + "); trying on");
+        const std::string text = describe(status), advice = adviceFor(status, text);
+        tell("no server of " + m_urls +
+             (advice.empty() ? " is there (" + text + ')'
+                             : " takes this connection (" + text + "): " + advice) +
+             "; trying on");
         return;
     }
     m_connection.reset(connection);
@@ -181,6 +190,24 @@ void Connection::connect()
     m_jetStream.reset(jetStream);
     ++m_generation;
     changed(connection, true);
+}
+
+/// What to do about a server that is there, and does not want this program or is not wanted by it.
+std::string Connection::adviceFor(natsStatus status, const std::string& text) const
+{
+    const auto says = [&text](const char* what) { return text.find(what) != text.npos; };
+    if (status == NATS_CONNECTION_AUTH_FAILED || says("Authorization"))
+        return "look into the file of --user-file, --token-file or --creds";
+    if (says("mismatch"))
+        return "name it with --server as its certificate does";
+    if (says("certificate has expired"))
+        return "its certificate has to be renewed";
+    if (says("SSL handshake error"))
+        return "name the certificate of the authority that has signed its own with --ca";
+    // It has taken part in TLS until it saw that nothing came.
+    if (m_isSecure && !m_isWithCertificate && status != NATS_NO_SERVER && status != NATS_TIMEOUT)
+        return "if it wants to see a certificate, name one with --cert and --key";
+    return {};
 }
 
 std::int64_t Connection::longestMessage() const

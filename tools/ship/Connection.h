@@ -116,11 +116,14 @@ class Connection {
   private:
     void makeOptions(const ServerOptions& options);
     void connect();
+    std::string adviceFor(natsStatus status, const std::string& text) const;
     void changed(natsConnection* connection, bool isConnected);
     void failed(natsConnection* connection, natsStatus status);
 
     const std::string m_who;
     std::string m_urls;
+    bool m_isSecure = false;
+    bool m_isWithCertificate = false;
     Owned<natsOptions, natsOptions_Destroy> m_options;
     std::mutex m_mutex;
     std::condition_variable m_change;
