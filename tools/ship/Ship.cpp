@@ -123,7 +123,8 @@ class Shipper {
                              harmless(item.what).c_str());
                 break;
             case SpoolItem::Kind::Ended:
-                m_ended.push_back(item.mark.file);
+                if (!m_options.isKeeping)
+                    m_ended.add(item.mark.file);
                 break;
             case SpoolItem::Kind::Trouble:
                 std::fprintf(stderr, "zmu ship: %s\n", harmless(item.what).c_str());
@@ -170,13 +171,9 @@ class Shipper {
 
     void removeEnded()
     {
-        for (const auto& file : m_ended) {
-            std::string why;
-            if (!m_options.isKeeping && !m_reader.remove(*file, why))
-                std::fprintf(stderr, "zmu ship: %s is shipped, but not removed: %s\n",
-                             harmless(file->path()).c_str(), harmless(why).c_str());
-        }
-        m_ended.clear();
+        m_ended.attempt([](const std::string& why) {
+            std::fprintf(stderr, "zmu ship: shipped, but not removed: %s\n", harmless(why).c_str());
+        });
     }
 
     const ShipOptions& m_options;
@@ -187,7 +184,7 @@ class Shipper {
     const StopRequest m_stop;
     std::vector<Outgoing> m_batch;
     std::vector<Mark> m_marks;
-    std::vector<std::shared_ptr<const SpoolFile>> m_ended;
+    Removals m_ended{m_reader};
 };
 
 } // namespace
