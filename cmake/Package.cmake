@@ -65,9 +65,13 @@ endif()
 
 file(RELATIVE_PATH ZMU_PC_TO_PREFIX
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-configure_file(${CMAKE_CURRENT_LIST_DIR}/zmu.pc.in ${PROJECT_BINARY_DIR}/zmu.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/zmu.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
-  COMPONENT development)
+foreach(name zmu zmu-collect)
+  if(name STREQUAL zmu OR ZMU_BUILD_COLLECT)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+      COMPONENT development)
+  endif()
+endforeach()
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/templates DESTINATION ${CMAKE_INSTALL_DATADIR}/zmu
   COMPONENT common)

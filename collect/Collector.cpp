@@ -250,6 +250,8 @@ void Collector::Private::keep(const Report& report)
         return isWritten;
     };
     insist(write, "; the rest stays in the spools");
+    if (const std::string warning = m_log ? m_log->takeWarning() : ""; !warning.empty())
+        tell(warning);
 }
 
 bool Collector::Private::isSaveDue()

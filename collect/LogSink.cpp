@@ -1,5 +1,7 @@
 #include "LogSink.h"
 
+#include "Strings.h"
+
 #include <spool/SpoolFiles.h>
 #include <zmu/monitor/DxCodes.h>
 #include <zmu/monitor/Zarn.h>
@@ -69,7 +71,10 @@ std::string folderOf(const std::string& path)
 
 LogSink::LogSink(LogOwner& owner, const Situations& situations)
     : m_owner(owner), m_situations(situations), m_synced(now())
-{}
+{
+    if (!m_situations.module)
+        m_situations.module = ownModule();
+}
 
 void LogSink::recover(zmu::i64 since, const std::vector<std::string>& logs,
                       const MayComeAgain& mayComeAgain)
@@ -122,7 +127,7 @@ void LogSink::noteLog(Zarn& monitor)
         return;
     m_isReplaced = m_isReplaced || !m_logPath.empty();
     m_logPath = path;
-    m_log = QDir::fromNativeSeparators(QString::fromWCharArray(path)).toStdString();
+    m_log = QFileInfo(QString::fromWCharArray(path)).absoluteFilePath().toStdString();
     m_unsynced.insert(m_log);
 }
 
@@ -166,7 +171,19 @@ bool LogSink::writePart(const Report& report, const EntryPart& part)
     }
     m_isInDoubt = false;
     noteLog(*monitor);
+    if (!m_isProven)
+        prove(part);
     return true;
+}
+
+/// Sees to it that the first entry is known again, which a response spec may prevent.
+void LogSink::prove(const EntryPart& part)
+{
+    m_isProven = true;
+    if (!isInLogs(part.identity))
+        m_warning = m_log + ": the entries do not show their text as it stands, and would come "
+                            "twice after a kill. Have the response specs of the situations show "
+                            "their argument, and nothing else";
 }
 
 /// Has the library write an entry. False, with the code, if not all of that went well.
@@ -175,7 +192,7 @@ bool LogSink::respond(Zarn& monitor, const Report& report, const std::wstring& t
     const zmu::i64 remote = report.kind == Report::Kind::Situation ? report.line->situation : 0;
     const int situation = report.kind == Report::Kind::Missing      ? m_situations.missing
                           : report.kind == Report::Kind::PassedOver ? m_situations.passedOver
-                                                                    : m_situations.other;
+                                                                    : m_situations.collected;
     monitor.recordSituationID_Remote(remote >= 1 && remote <= INT_MAX ? static_cast<int>(remote)
                                                                       : 0);
     zmu::u64 argument = zmu::toArgumentSlot(text.c_str());

@@ -16,13 +16,15 @@
 #pragma once
 
 #include "EntryText.h"
-#include "Strings.h"
+
+#include <zmu/collect/LogCollector.h>
 
 #include <functional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 class Zarn;
@@ -43,15 +45,6 @@ class ZMU_COLLECT_API LogOwner {
     virtual Zarn* monitor(std::string& why) = 0;
     /// The log is closed: another one is to be begun.
     virtual void beginAnother() = 0;
-};
-
-/// Situations that entries are reported as, and the module that has their response specs. Each
-/// takes one argument, a wide text of HTML, from the call, and its log text is that and no more.
-struct Situations {
-    int other = situationOther; ///< Of entries that show the number that was reported.
-    int missing = situationMissing;
-    int passedOver = situationPassedOver;
-    HMODULE module = ownModule();
 };
 
 class ZMU_COLLECT_API LogSink : public Sink {
@@ -75,6 +68,8 @@ class ZMU_COLLECT_API LogSink : public Sink {
 
     bool write(const Report& report) override;
     bool sync() override;
+    /// What is to be told once, since it endangers what the sink is for; mostly empty.
+    std::string takeWarning() { return std::exchange(m_warning, {}); }
     /// The path of the log that was written last; empty before the first entry.
     const std::string& log() const { return m_log; }
 
@@ -82,11 +77,12 @@ class ZMU_COLLECT_API LogSink : public Sink {
     bool writePart(const Report& report, const EntryPart& part);
     bool respond(Zarn& monitor, const Report& report, const std::wstring& text, int& code);
     void noteLog(Zarn& monitor);
+    void prove(const EntryPart& part);
     bool isInLogs(const std::string& identity);
     bool fail(const std::string& why);
 
     LogOwner& m_owner;
-    const Situations m_situations;
+    Situations m_situations;
     EntryText m_text;
     std::unordered_set<std::string> m_written; ///< Identities that may come again.
     std::set<std::string> m_unsynced;          ///< Paths of logs.
@@ -94,6 +90,8 @@ class ZMU_COLLECT_API LogSink : public Sink {
     zmu::i64 m_synced;                         ///< When that was, in milliseconds since 1970 UTC.
     bool m_isInDoubt = false;                  ///< The entry in hand may have been written.
     std::string m_log;
+    bool m_isProven = false; ///< That entries are known again was seen, or warned of.
+    std::string m_warning;
     std::wstring m_logPath; ///< The same, as the library has it.
 };
 

@@ -1,5 +1,6 @@
 #include "Strings.h"
 
+#include <zmu/collect/LogCollector.h>
 #include <zmu/localize/ResourceModule.h>
 
 #include <string_view>
@@ -15,7 +16,11 @@ constexpr std::wstring_view spec = L"2~0~2~s||0``%1!s!`";
 
 ZMU_RESOURCE_MODULE_ENTRY int ZRLoadStringW(unsigned int id, wchar_t* buffer, int bufferMax)
 {
-    if (id < situationOther || id > situationPassedOver || bufferMax < 1) {
+    constexpr Situations usual;
+    const auto asked = static_cast<int>(id);
+    const bool isKnown =
+        asked == usual.collected || asked == usual.missing || asked == usual.passedOver;
+    if (!isKnown || bufferMax < 1) {
         SetLastError(zmu::StringUnknown);
         return 0;
     }

@@ -6,10 +6,7 @@
 
 namespace zmu_collect {
 
-/// Shown in the log where an entry has no situation of its own.
-enum : int { situationOther = 10100, situationMissing = 10101, situationPassedOver = 10102 };
-
-/// The library, which serves a string for each of these situations.
+/// The library, which serves a string for each of the usual Situations.
 ZMU_COLLECT_API HMODULE ownModule();
 
 } // namespace zmu_collect

@@ -3,7 +3,9 @@
 #include <spool/SpoolWriter.h>
 
 #include <QAbstractEventDispatcher>
+#include <QCoreApplication>
 #include <QFileSystemWatcher>
+#include <QSemaphore>
 #include <QTimer>
 
 #include <algorithm>
@@ -12,8 +14,8 @@
 #include <chrono>
 #include <deque>
 #include <map>
+#include <optional>
 #include <stdexcept>
-#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -35,6 +37,14 @@ constexpr std::size_t watchedMax = 2048;
 /// Changes that come so soon after another are taken together with it. No timer is shorter: Qt
 /// takes Windows' multimedia timers for those below 20 ms, which do not end every wait for events.
 constexpr int settling = 25; // milliseconds
+/// Between two looks at all files where nothing is told.
+constexpr int sweepUntold = 1000; // milliseconds
+
+/// Whether events of this thread's happen: Qt drops them where there is no application.
+QAbstractEventDispatcher* dispatcherOfThread()
+{
+    return QCoreApplication::instance() ? QAbstractEventDispatcher::instance() : nullptr;
+}
 
 QString asPath(const std::string& text)
 {
@@ -155,15 +165,16 @@ class SpoolReader::Private {
     State* m_state = nullptr;
     SpoolLine m_line;
 
-    QFileSystemWatcher m_watcher;
+    QAbstractEventDispatcher* const m_dispatcher = dispatcherOfThread();
+    std::optional<QFileSystemWatcher> m_watcher; ///< None without a dispatcher.
     std::size_t m_watchedQty = 0;
     unsigned m_listing = 0;
     bool m_isListingDue = false;
     bool m_isFullTold = false;
     Clock::time_point m_nextListing; ///< Not before.
     Clock::time_point m_nextSweep;
-    QAbstractEventDispatcher* const m_dispatcher = QAbstractEventDispatcher::instance();
     std::atomic<bool> m_isWoken = false;
+    QSemaphore m_wakes; ///< For who waits without a dispatcher.
 };
 
 SpoolReader::SpoolReader(const std::vector<std::string>& folders, Positions& positions)
@@ -201,6 +212,8 @@ SpoolReader::Private::Private(const std::vector<std::string>& folders, Positions
                               Options options)
     : m_positions(positions), m_options(options)
 {
+    if (m_dispatcher)
+        m_watcher.emplace();
     for (const std::string& folder : folders) {
         std::string why;
         FolderState state{absoluteFolder(folder, why), {}};
@@ -213,12 +226,15 @@ SpoolReader::Private::Private(const std::vector<std::string>& folders, Positions
                                          [&](const auto& each) { return each.path == state.path; });
         if (isKnown)
             continue;
-        m_watcher.addPath(asPath(state.path));
+        if (m_watcher)
+            m_watcher->addPath(asPath(state.path));
         m_folders.push_back(std::move(state));
     }
-    QObject::connect(&m_watcher, &QFileSystemWatcher::directoryChanged,
+    if (!m_watcher)
+        return;
+    QObject::connect(&*m_watcher, &QFileSystemWatcher::directoryChanged,
                      [this] { m_isListingDue = true; });
-    QObject::connect(&m_watcher, &QFileSystemWatcher::fileChanged, [this](const QString& path) {
+    QObject::connect(&*m_watcher, &QFileSystemWatcher::fileChanged, [this](const QString& path) {
         if (const auto source = m_sourceOf.find(path.toStdString()); source != m_sourceOf.end())
             enqueue(*source->second);
     });
@@ -249,7 +265,10 @@ void SpoolReader::Private::list()
     m_isListingDue = false;
     m_nextListing = end + 10 * (end - begin); // large folders are not looked at all the time
     if (isSweep)
-        m_nextSweep = end + milliseconds(m_options.sweep);
+        m_nextSweep = m_watcher ? end + milliseconds(m_options.sweep)
+                                : end + std::max<Clock::duration>(
+                                            milliseconds(std::min(m_options.sweep, sweepUntold)),
+                                            20 * (end - begin));
 }
 
 void SpoolReader::Private::addFile(const std::string& folder, std::string_view name)
@@ -477,7 +496,7 @@ void SpoolReader::Private::meetEnd(Source& source, State& state, const SpoolHand
     }
     state.isEnded = true;
     if (std::exchange(state.isWatched, false)) {
-        m_watcher.removePath(asPath(state.file->path()));
+        m_watcher->removePath(asPath(state.file->path()));
         --m_watchedQty;
     }
     delay(SpoolItem::Kind::Ended, state, state.position, source.sequence);
@@ -487,10 +506,10 @@ void SpoolReader::Private::meetEnd(Source& source, State& state, const SpoolHand
 /// From now on changes of the file are told. What came before that is looked for once more.
 void SpoolReader::Private::watch(State& state)
 {
-    if (state.isWatched || m_watchedQty >= watchedMax)
+    if (!m_watcher || state.isWatched || m_watchedQty >= watchedMax)
         return;
     const std::string path = state.file->path();
-    if (!m_watcher.addPath(asPath(path)))
+    if (!m_watcher->addPath(asPath(path)))
         return;
     state.isWatched = true;
     ++m_watchedQty;
@@ -597,9 +616,8 @@ template <class Condition>
 void SpoolReader::Private::processEvents(int milliseconds, const Condition& isEnough)
 {
     if (!m_dispatcher) { // nothing is told then: the sweep finds it
-        const Clock::time_point end = Clock::now() + std::chrono::milliseconds(milliseconds);
-        while (!m_isWoken && Clock::now() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(settling));
+        if (!m_isWoken)
+            m_wakes.tryAcquire(std::max(m_wakes.available(), 1), milliseconds);
         return;
     }
     QTimer timer;
@@ -614,6 +632,8 @@ void SpoolReader::Private::wake()
     m_isWoken = true;
     if (m_dispatcher)
         m_dispatcher->wakeUp();
+    else
+        m_wakes.release();
 }
 
 bool SpoolReader::Private::remove(const SpoolFile& file, std::string& why)

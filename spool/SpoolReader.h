@@ -84,7 +84,8 @@ class SpoolReader {
     };
 
     /// Throws std::runtime_error for a folder that cannot be listed. `positions` outlive it.
-    /// Without an application changes are found by the sweep alone.
+    /// Without an application, or on a thread that has no event loop, changes are found by looking
+    /// at all files once a second.
     SpoolReader(const std::vector<std::string>& folders, Positions& positions);
     SpoolReader(const std::vector<std::string>& folders, Positions& positions, Options options);
     ~SpoolReader();

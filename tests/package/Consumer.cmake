@@ -1,6 +1,6 @@
 # Configures, builds and runs the project SOURCE in BINARY against the package in PREFIX, and
 # nothing else of ours; where there is pkg-config also without CMake. SHORTEST is a program with a
-# catalogue, for a package that has the command zmu.
+# catalogue, COLLECTING one that collects, for a package that has the command zmu.
 cmake_minimum_required(VERSION 3.25)
 
 file(REMOVE_RECURSE ${BINARY})
@@ -17,6 +17,9 @@ if(SHORTEST AND NOT TOOLCHAIN) # under whose emulator the command has no Qt
   file(WRITE ${BINARY}/product/situations.de.toml
     "[situations.sessionStarted]\nlog = 'Die Sitzung {session} von {user} beginnt.'\n")
   list(APPEND options -DSHORTEST=${BINARY}/product)
+endif()
+if(COLLECTING AND NOT TOOLCHAIN)
+  list(APPEND options -DCOLLECTING=${COLLECTING})
 endif()
 if(SANITIZE)
   list(APPEND options -DCMAKE_CXX_FLAGS=-fsanitize=${SANITIZE})
@@ -45,6 +48,23 @@ if(TOOLCHAIN)
   return() # the host's path to its log is none of this system's
 endif()
 run(${BINARY}/host)
+if(COLLECTING) # its own situation and one of another process are in one log
+  set(spools ${BINARY}/spools)
+  file(MAKE_DIRECTORY ${spools})
+  string(CONCAT line [[{"sequence":1,"time":"2026-11-22T06:32:27.123456789Z","host":"h7","program":"pw",]]
+    [["process":812,"start":"1970-01-01T00:00:00.000000007Z","thread":1,"instantiator":-1,"enablements":2,]]
+    [["situation":1001,"description":"Hello."}]])
+  set(both 480065006c006c006f002e002000 41006400610020006800610073002000) # "Hello. ", "Ada has "
+  foreach(entry IN LISTS both)
+    file(WRITE ${spools}/h7_pw_812_7_000001.spool "${line}\n")
+    file(REMOVE ${BINARY}/collecting.positions)
+    run(${BINARY}/collecting ${spools} ${BINARY}/collecting.positions --once)
+  endforeach()
+  if(EXISTS ${spools}/h7_pw_812_7_000001.spool)
+    message(SEND_ERROR "what was collected is still in the spool")
+  endif()
+  set(entry 480065006c006c006f002e00)
+endif()
 if(SHORTEST)
   set(entry 41006400610020006800610073002000) # "Ada has "
   set(ENV{LC_ALL} C)

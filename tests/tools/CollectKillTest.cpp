@@ -1,14 +1,12 @@
 // Kills the collector again and again while processes report: each situation is in the logs once.
+#include "CollectedLogs.h"
 #include "MadeSpools.h"
 #include "Spools.h"
 
-#include <QFileInfo>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QThread>
 
 #include <atomic>
-#include <map>
 #include <random>
 
 using namespace zmu_test;
@@ -20,26 +18,6 @@ namespace {
 constexpr int made = 4;
 constexpr u64 linesOfMade = 3000;
 constexpr u64 gap = 1000; ///< A number that is missing in each.
-
-/// The numbers that are in the logs of each source, in the order of the logs.
-std::map<QString, std::vector<u64>> collectedNumbers(const QDir& logs, int& gaps)
-{
-    // Of an entry that was cut off by a kill the element does not end.
-    static const QRegularExpression pattern("data-zmu=\"([^\"]*)#(\\d+)(-?)[^\"]*\">[^<]*</i>");
-    std::map<QString, std::vector<u64>> numbers;
-    for (const QString& log : logs.entryList({"*.html"}, QDir::Files, QDir::Name)) {
-        if (QFileInfo(logs, log).size() == 0)
-            continue; // only its name was taken before a kill
-        const QString text = logText(logs.filePath(log).toStdWString());
-        for (const QRegularExpressionMatch& match : pattern.globalMatch(text)) {
-            if (match.captured(3).isEmpty())
-                numbers[match.captured(1)].push_back(match.captured(2).toULongLong());
-            else
-                ++gaps;
-        }
-    }
-    return numbers;
-}
 
 } // namespace
 
@@ -86,11 +64,10 @@ TEST_F(CollectKill, LosesNothingAndWritesNothingTwice)
     reporter.join();
     EXPECT_TRUE(hasSucceeded(runProgram(ZMU_TEST_TOOL, arguments + QStringList{"--once"})));
 
-    int gaps = 0;
-    const auto numbers = collectedNumbers(logs, gaps);
-    EXPECT_EQ(gaps, made);
-    EXPECT_EQ(numbers.size(), made + 1);
-    for (const auto& [source, collected] : numbers) {
+    const CollectedNumbers numbers(textOfLogs(logs));
+    EXPECT_EQ(numbers.gaps, made);
+    EXPECT_EQ(numbers.bySource.size(), made + 1);
+    for (const auto& [source, collected] : numbers.bySource) {
         const bool isMade = source.contains("/h7_pw_9");
         u64 expected = 0;
         for (const u64 number : collected) {

@@ -1,5 +1,6 @@
 #include "OwnLog.h"
 
+#include <collect/Strings.h>
 #include <tools/Text.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/owner/ZarnDataZGW.h>
