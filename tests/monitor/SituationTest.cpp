@@ -117,8 +117,20 @@ TEST(Situation, StagesCanBeReplaced)
       public:
         u64 collected[3] = {};
         std::wstring told;
+        mutable int enteredCount = 0;
+        mutable int leftCount = 0;
 
       private:
+        bool enterCriticalSection() const override
+        {
+            ++enteredCount;
+            return ZarnDataForThread::enterCriticalSection();
+        }
+        bool leaveCriticalSection() const override
+        {
+            ++leftCount;
+            return ZarnDataForThread::leaveCriticalSection();
+        }
         bool learnResponseSpecs(u64*) override
         {
             return ZarnDataForThread::learnResponseSpecs(collected);
@@ -155,4 +167,6 @@ TEST(Situation, StagesCanBeReplaced)
     EXPECT_EQ(engine.collected[2], 0U);
     EXPECT_EQ(entriesOf(folder.path("log.html")), QStringList{"Own 4."});
     EXPECT_EQ(shown().count, 0);
+    EXPECT_EQ(engine.enteredCount, 7); // the situation, two reports, two sections and their texts
+    EXPECT_EQ(engine.leftCount, 7);
 }

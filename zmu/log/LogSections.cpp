@@ -23,6 +23,7 @@
 #include <climits>
 #include <cwchar>
 #include <limits>
+#include <typeinfo>
 
 using namespace zmu;
 
@@ -43,6 +44,12 @@ void addSaturating(u64& count, u64 bytes)
 
 // ---- One section -----------------------------------------------------------------------------------------
 
+bool ZarnDataForThread::holdsLock() const
+{
+    return m_isUnderLock && typeid(*this) == typeid(ZarnDataForThread) &&
+           typeid(*m_dataSet) == typeid(ZarnData);
+}
+
 ZarnDataFile& ZarnDataForThread::requireLog(bool sectionEntered, int notNative)
 {
     requireApproval();
@@ -56,7 +63,7 @@ ZarnDataFile& ZarnDataForThread::requireLog(bool sectionEntered, int notNative)
 bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_VAR* vars,
                                        u64* values, u64& bytesWritten, bool countBytes)
 {
-    SectionGuard section(*this);
+    SectionGuard section(*this, holdsLock());
     bytesWritten = 0;
     SetLastError(ERROR_SUCCESS);
     runGuarded(*this, dx::LogSectionUnexpected, [&] {
@@ -155,7 +162,7 @@ bool ZarnDataForThread::writeSection(const FormSection& section, bool countBytes
 
 bool ZarnDataForThread::logFormSectionHead()
 {
-    SectionGuard section(*this);
+    SectionGuard section(*this, holdsLock());
     runGuarded(*this, dx::LogHeadUnexpected, [&] {
         ZarnDataFile& file = requireLog(section.wasEntered(), dx::HeadNotNative);
         const FormSection head = headOf(file);
@@ -187,7 +194,7 @@ bool ZarnDataForThread::logFormSectionHead()
 
 bool ZarnDataForThread::logFormSectionBody()
 {
-    SectionGuard section(*this);
+    SectionGuard section(*this, holdsLock());
     runGuarded(*this, dx::LogBodyUnexpected, [&] {
         ZarnDataFile& file = requireLog(section.wasEntered(), dx::BodyNotNative);
         const FormSection body = bodyOf(file);
@@ -210,7 +217,7 @@ bool ZarnDataForThread::logFormSectionBody()
 
 bool ZarnDataForThread::logFormSectionTail()
 {
-    SectionGuard section(*this);
+    SectionGuard section(*this, holdsLock());
     runGuarded(*this, dx::LogTailUnexpected, [&] {
         ZarnDataFile& file = requireLog(section.wasEntered(), dx::TailNotNative);
         const FormSection tail = tailOf(file);

@@ -58,7 +58,7 @@ bool ZarnDataForThread::reportDescriptionToLogFileDirectly()
     if (m_descriptionForLogFile.isEmpty())
         return isSelfSatisfied();
 
-    SectionGuard section(*this);
+    SectionGuard section(*this, holdsLock());
     runGuarded(*this, dx::ReportLogUnexpected, [&] {
         requireApproval();
         require(m_dataSet->isInstantiatorRunningNatively(), dx::ReportLogNotNative);

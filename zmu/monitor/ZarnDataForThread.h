@@ -424,6 +424,9 @@ class ZMU_API ZarnDataForThread {
     void rewriteTail(const ZarnDataFile& file);
     /// Writes the tail once more in its place. A failure leaves no code.
     bool refreshTail();
+    /// Whether the situation in hand has the lock, and no subclass is there to see the writers of
+    /// the log enter it again.
+    bool holdsLock() const;
     /// The checks that every section writer begins with, and the log's record.
     ZarnDataFile& requireLog(bool sectionEntered, int notNative);
     zmu::u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;

@@ -41,12 +41,16 @@ void runGuarded(Self& self, int unexpected, Body&& body) noexcept
 }
 
 /// Holds the critical section of `Self` from construction to leave() or destruction. The two
-/// operations can be a subclass's: what they throw is caught here.
+/// operations can be a subclass's: what they throw is caught here. Where the caller's caller has
+/// the section for longer, and nobody could tell, it is not entered again: `isHeld`.
 template <class Self>
 class SectionGuard {
   public:
-    explicit SectionGuard(Self& self) : m_self(self)
+    explicit SectionGuard(Self& self, bool isHeld = false)
+        : m_self(self), m_isHeld(isHeld), m_entered(isHeld)
     {
+        if (isHeld)
+            return;
         try {
             m_entered = self.enterCriticalSection();
         } catch (...) {
@@ -101,7 +105,7 @@ class SectionGuard {
     bool leaveQuietly()
     {
         try {
-            return m_self.leaveCriticalSection();
+            return m_isHeld || m_self.leaveCriticalSection();
         } catch (...) {
             return false;
         }
@@ -109,7 +113,8 @@ class SectionGuard {
 
     const CancellationHold m_hold;
     Self& m_self;
-    bool m_entered = false;
+    const bool m_isHeld;
+    bool m_entered;
     bool m_threw = false;
 };
 

@@ -155,7 +155,9 @@ class MessagePieces {
             if (insert.shows == PlainInsert::Shows::Text) {
                 const auto* const shown =
                     reinterpret_cast<const wchar_t*>(static_cast<std::uintptr_t>(value));
-                const std::size_t length = shown ? wcsnlen(shown, room + 1) : room + 1;
+                if (!shown)
+                    return 0;
+                const std::size_t length = wcsnlen(shown, room + 1);
                 if (length > room)
                     return 0;
                 room -= length;
