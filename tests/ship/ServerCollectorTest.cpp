@@ -189,6 +189,28 @@ TEST_F(ServerCollectorTest, LeavesOutWhatIsNoLineOrFromAnotherHost)
         EXPECT_EQ(source.find_first_of("/\\ \n"), std::string::npos) << source;
 }
 
+TEST_F(ServerCollectorTest, FindsWhatAnotherServerHasAtAnEarlierPlace)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    m_spool.add(7, 1, 300);
+    ship(server);
+    Written written;
+    {
+        const Running collector(server, written, "one");
+        EXPECT_TRUE(becomesTrue([&] { return written.linesQty() == 300; }));
+    }
+    // The one that led before had a message more.
+    m_spool.add(7, 301, 400);
+    ship(server);
+    written.place = 301;
+    const Running collector(server, written, "one");
+    EXPECT_TRUE(becomesTrue([&] { return written.linesQty() >= 400; }));
+    const std::scoped_lock lock(written.mutex);
+    ASSERT_EQ(written.numbers.size(), 1U);
+    expectWhole(written.numbers.begin()->second, 400);
+}
+
 TEST(PullerTest, TakesAllInItsOrderFromAServerThatIsHeldNowAndThen)
 {
     SKIP_WITHOUT_SERVER();
@@ -211,8 +233,7 @@ TEST(PullerTest, TakesAllInItsOrderFromAServerThatIsHeldNowAndThen)
     Connection connection(options, "puller");
     Puller puller(connection, options.stream, "one", 0);
     std::set<u64> places;
-    u64 before = 0, againQty = 0;
-    u64 holdsQty = 0;
+    u64 before = 0, holdsQty = 0;
     const bool isAll = becomesTrue([&] {
         // Requests pile up with it, of which nobody waits for the answers when they come.
         const bool isHeld = holdsQty < 4 && places.size() > holdInterval * holdsQty;
@@ -223,10 +244,11 @@ TEST(PullerTest, TakesAllInItsOrderFromAServerThatIsHeldNowAndThen)
             if (!connection.await(std::chrono::seconds(1)) || !puller.pull(messages))
                 continue;
             for (const Pulled& each : messages) {
-                if (!places.insert(each.place).second)
-                    ++againQty;
-                EXPECT_EQ(each.place, before + 1);
-                before = each.place;
+                // Some come again if the machine is so slow that the connection is given up.
+                places.insert(each.place);
+                EXPECT_LE(each.place, before + 1);
+                EXPECT_EQ(each.isNew, each.place == before + 1);
+                before = std::max(before, each.place);
             }
             puller.acknowledge({});
         }
@@ -237,5 +259,4 @@ TEST(PullerTest, TakesAllInItsOrderFromAServerThatIsHeldNowAndThen)
         return places.size() == roundsQty * roundQty;
     });
     EXPECT_TRUE(isAll) << places.size();
-    EXPECT_EQ(againQty, 0U);
 }

@@ -34,7 +34,7 @@ class LogDestination : public ship::Destination {
     explicit LogDestination(const ServedOptions& options)
         : m_positions(options.positions.empty() ? options.logFolder + "/served.positions"
                                                 : options.positions),
-          m_log(options.logFolder, options.form), m_sink(m_log)
+          m_log(options.logFolder, options.form, options.logSize), m_sink(m_log)
     {
         const zmu::i64 present = QDateTime::currentMSecsSinceEpoch();
         m_since = m_positions.since() ? m_positions.since() : present;

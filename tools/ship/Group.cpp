@@ -18,6 +18,8 @@ constexpr std::int64_t renewal = 86400;
 constexpr std::chrono::hours forgetInterval{24};
 constexpr std::size_t knownMax = 200000;
 
+constexpr char membersStore[] = "-members";
+
 using OwnedEntry = Owned<kvEntry, kvEntry_Destroy>;
 
 /// The same everywhere, and without a pattern.
@@ -84,12 +86,29 @@ void Group::keepUp()
         m_nextForgetting = now + forgetInterval;
     }
     kvStore_PutString(nullptr, m_members.get(), m_id.c_str(), "");
-    kvKeysList list{};
-    if (kvStore_Keys(&list, m_members.get(), nullptr) == NATS_OK)
-        m_present.assign(list.Keys, list.Keys + list.Count);
-    kvKeysList_Destroy(&list);
+    findPresent();
     if (std::find(m_present.begin(), m_present.end(), m_id) == m_present.end())
         m_present.push_back(m_id);
+}
+
+/// The keys of a store are the subjects of a stream. Asked for as keys, each time would make a
+/// consumer, which all servers of a cluster have to agree on.
+void Group::findPresent()
+{
+    const std::string stream = "KV_" + m_name + membersStore;
+    const std::string prefix = "$KV." + m_name + membersStore + '.', keys = prefix + '>';
+    jsOptions asked;
+    jsOptions_Init(&asked);
+    asked.Stream.Info.SubjectsFilter = keys.c_str();
+    jsStreamInfo* found = nullptr;
+    if (js_GetStreamInfo(&found, m_connection.jetStream(), stream.c_str(), &asked, nullptr) !=
+        NATS_OK)
+        return;
+    const Owned<jsStreamInfo, jsStreamInfo_Destroy> info(found);
+    m_present.clear();
+    const jsStreamStateSubjects* const list = found->State.Subjects;
+    for (int i = 0; list && i < list->Count; ++i)
+        m_present.emplace_back(list->List[i].Subject + prefix.size());
 }
 
 bool Group::isReady()
@@ -102,7 +121,7 @@ bool Group::isReady()
         m_generation = m_connection.generation();
     }
     return open(m_takers, m_name + "-takers", memory) &&
-           open(m_members, m_name + "-members", presence);
+           open(m_members, m_name + membersStore, presence);
 }
 
 bool Group::open(OwnedStore& store, const std::string& bucket, std::int64_t seconds)

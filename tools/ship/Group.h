@@ -38,6 +38,7 @@ class Group {
 
   private:
     bool isReady();
+    void findPresent();
     bool open(OwnedStore& store, const std::string& bucket, std::int64_t seconds);
     bool fallsToMe(const std::string& source) const;
     Taker remember(const std::string& source, Taker taker);

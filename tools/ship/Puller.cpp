@@ -11,7 +11,7 @@ namespace zmu_tools::ship {
 
 namespace {
 
-constexpr std::int64_t pullMax = 1024; // messages at a time, if they are not large
+constexpr std::int64_t pullMax = 4096; // messages at a time, if they are not large
 constexpr std::int64_t pullBytes = 16 << 20;
 constexpr std::chrono::milliseconds pullPatience{250};
 /// After the first message: one that comes alone is not to wait, nor is each to be a batch.
@@ -21,6 +21,8 @@ constexpr std::chrono::milliseconds requestPatience{2000};
 /// For which the word that it is over may be on its way.
 constexpr std::chrono::milliseconds answerPatience{2000};
 constexpr unsigned silencesQty = 3;
+/// Of what was acknowledged, messages that come again. More than copies have ever differed by.
+constexpr std::uint64_t againQty = 8192;
 /// Messages that wait for those of which something is missing do not stop the others.
 constexpr std::int64_t pendingQty = 1000000;
 constexpr std::int64_t ackWait = 60 * 1000000000LL;
@@ -33,7 +35,8 @@ using OwnedMetaData = Owned<jsMsgMetaData, jsMsgMetaData_Destroy>;
 
 Puller::Puller(Connection& connection, const StreamOptions& options, std::string durable,
                std::uint64_t floor)
-    : m_connection(connection), m_options(options), m_durable(std::move(durable)), m_floor(floor)
+    : m_connection(connection), m_options(options), m_durable(std::move(durable)), m_floor(floor),
+      m_highest(floor)
 {}
 
 bool Puller::pull(std::vector<Pulled>& messages)
@@ -70,9 +73,10 @@ bool Puller::pull(std::vector<Pulled>& messages)
             last = {place, natsMsg_GetReply(message.get())};
         if (messages.empty())
             end = std::chrono::steady_clock::now() + gatherPatience;
-        messages.push_back({std::move(message), place});
+        messages.push_back({std::move(message), place, place > m_highest});
+        m_highest = std::max(m_highest, place);
     }
-    if (last.place > (m_acknowledgements.empty() ? m_floor : m_acknowledgements.back().place))
+    if (last.place > (m_acknowledgements.empty() ? 0 : m_acknowledgements.back().place))
         m_acknowledgements.push_back(std::move(last));
     // So that it is on its way while this is dealt with.
     if (m_isBegun)
@@ -183,7 +187,7 @@ std::uint64_t Puller::placeBefore(std::optional<std::uint64_t> end) const
     for (const Acknowledgement& each : m_acknowledgements) {
         if (end && each.place >= *end)
             break;
-        place = each.place;
+        place = std::max(place, each.place);
     }
     return place;
 }
@@ -192,7 +196,7 @@ void Puller::acknowledge(std::optional<std::uint64_t> end)
 {
     std::string subject;
     while (!m_acknowledgements.empty() && (!end || m_acknowledgements.front().place < *end)) {
-        m_floor = m_acknowledgements.front().place;
+        m_floor = std::max(m_floor, m_acknowledgements.front().place);
         subject = std::move(m_acknowledgements.front().subject);
         m_acknowledgements.pop_front();
     }
@@ -261,16 +265,16 @@ natsStatus Puller::makeConsumer()
     if (m_floor > streamFound->State.LastSeq) {
         m_connection.tell("the stream " + m_options.name +
                           " of the servers has begun anew: all that is in it is looked at");
-        m_floor = 0;
+        m_floor = m_highest = 0;
     }
     const std::string subjects =
         m_options.subject + (m_options.host.empty() ? ".>" : '.' + m_options.host);
     jsConsumerConfig wanted;
     jsConsumerConfig_Init(&wanted);
     wanted.Durable = m_durable.c_str();
-    if (m_floor != 0) {
+    if (m_floor > againQty) {
         wanted.DeliverPolicy = js_DeliverByStartSequence;
-        wanted.OptStartSeq = m_floor + 1;
+        wanted.OptStartSeq = m_floor + 1 - againQty;
     }
     wanted.AckPolicy = js_AckAll;
     wanted.AckWait = ackWait;

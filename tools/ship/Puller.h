@@ -14,6 +14,7 @@ namespace zmu_tools::ship {
 struct Pulled {
     OwnedMessage message;
     std::uint64_t place = 0; ///< In the stream.
+    bool isNew = false;      ///< Nothing of this place has come before.
 };
 
 class Puller {
@@ -27,6 +28,11 @@ class Puller {
     /// when it returns. What has come before and was not acknowledged may come again, and does
     /// after a loss of the connection. False if the servers cannot be asked, which is told.
     bool pull(std::vector<Pulled>& messages);
+
+    /// Has what was not acknowledged, and some of what was, come again. Servers that keep copies
+    /// may differ by a few messages after one of them was killed, and then count their places
+    /// differently: when another leads, some are passed over.
+    void lookAgain() { m_isBegun = false; }
 
     /// Whether the servers say that all is delivered and acknowledged.
     bool isAtEnd() const;
@@ -57,6 +63,7 @@ class Puller {
     const StreamOptions& m_options;
     const std::string m_durable;
     std::uint64_t m_floor;
+    std::uint64_t m_highest; ///< The last place that anything came from.
     unsigned m_generation = 0;
     unsigned m_lossesQty = 0;
     bool m_isBegun = false;

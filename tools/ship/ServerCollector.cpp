@@ -30,6 +30,9 @@ constexpr std::chrono::seconds takerPatience{3};
 constexpr std::size_t undecidedBytes = 16 << 20;
 /// After which servers are believed that there is nothing from before the start.
 constexpr std::chrono::minutes settling{2};
+/// For which lines wait for one that is missing before it is looked for among what has been.
+constexpr std::chrono::seconds lookPatience{10};
+constexpr std::chrono::seconds lookInterval{60};
 constexpr std::size_t ownerQty = 256;
 
 std::string headerOf(natsMsg* message, const char* name)
@@ -67,6 +70,7 @@ class ServerCollector {
                 look(pulled);
             decide();
             m_sequencer.expire(Clock::now());
+            lookForMissing();
             const std::optional<u64> open = firstOpenPlace();
             const bool isResting = isPulled && messages.empty() && !open;
             // What one server says soon after a start may be behind what the others have.
@@ -119,9 +123,24 @@ class ServerCollector {
         return subject.substr(subject.find_last_of('.') + 1);
     }
 
+    void lookForMissing()
+    {
+        const Clock::time_point present = Clock::now();
+        const std::optional<u64> first = m_sequencer.firstPlace();
+        if (first != m_waitingPlace) {
+            m_waitingPlace = first;
+            m_nextLook = present + lookPatience;
+        } else if (first && present >= m_nextLook) {
+            m_puller.lookAgain();
+            m_nextLook = present + lookInterval;
+        }
+    }
+
     void leaveOut(const Pulled& pulled, const char* subject, const std::string& what)
     {
         constexpr int sampleQty = 1024;
+        if (!pulled.isNew)
+            return; // it was told
         natsMsg* const message = pulled.message.get();
         m_destination.leaveOut(
             {pulled.place,
@@ -202,6 +221,8 @@ class ServerCollector {
     Sequencer m_sequencer;
     SpoolLine m_line;
     const Clock::time_point m_begun = Clock::now();
+    std::optional<u64> m_waitingPlace; ///< The first of what is kept for something missing.
+    Clock::time_point m_nextLook;
     bool m_isSettled = false; ///< Nothing from before the start comes again.
     std::unordered_map<std::string, Undecided> m_undecided;
     std::size_t m_undecidedBytes = 0;

@@ -22,7 +22,7 @@ namespace zmu_tools::ship {
 namespace {
 
 /// Of one batch. Nothing of the next is published before all of it is acknowledged.
-constexpr std::size_t batchLines = 2048;
+constexpr std::size_t batchLines = 8192;
 constexpr std::size_t batchBytes = 4 << 20;
 
 std::string usualPositions()
