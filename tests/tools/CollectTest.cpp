@@ -164,16 +164,18 @@ TEST_F(Collect, SavesAgainWhatCouldNotBeSavedAndRests)
                          .isKeeping = true,
                          .tell = [&](const std::string&) { ++told; }},
                         sink, nullptr);
-    std::jthread runner([&] { collector.run(); });
-    EXPECT_TRUE(becomesTrue([&] { return sink.syncs >= 3; }));
-    EXPECT_EQ(told, 1);
-    write(spoolName(1), spoolLine(1));
-    EXPECT_TRUE(becomesTrue([&] { return folder.read("positions").contains("812"); }));
-    const int syncs = sink.syncs;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2500)); // a sweep or two
-    EXPECT_EQ(sink.syncs, syncs);
-    EXPECT_EQ(sink.writes, 1);
-    collector.stop();
+    const std::jthread watcher([&] {
+        EXPECT_TRUE(becomesTrue([&] { return sink.syncs >= 3; }));
+        EXPECT_EQ(told, 1);
+        write(spoolName(1), spoolLine(1));
+        EXPECT_TRUE(becomesTrue([&] { return folder.files().contains("positions"); }));
+        const int syncs = sink.syncs;
+        std::this_thread::sleep_for(std::chrono::milliseconds(3500)); // longer than a sweep
+        EXPECT_EQ(sink.syncs, syncs);
+        EXPECT_EQ(sink.writes, 1);
+        collector.stop();
+    });
+    collector.run();
 }
 
 TEST_F(Collect, GoesOnWhenThereIsALogAgain)
