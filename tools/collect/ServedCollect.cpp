@@ -57,6 +57,7 @@ class LogDestination : public ship::Destination {
         report.owner = line.owner;
         report.line = &line.line;
         if (line.missing != 0) {
+            m_isAnyLeftOut = true;
             report.kind = Report::Kind::Missing;
             report.sequence = line.line.sequence - line.missing;
             report.last = line.line.sequence - 1;
@@ -70,6 +71,7 @@ class LogDestination : public ship::Destination {
 
     void leaveOut(const ship::LeftOut& leftOut) override
     {
+        m_isAnyLeftOut = true;
         Report report;
         report.kind = Report::Kind::PassedOver;
         report.source = "stream";
@@ -94,6 +96,8 @@ class LogDestination : public ship::Destination {
         m_isChanged = false;
     }
 
+    bool isAnyLeftOut() const { return m_isAnyLeftOut; }
+
   private:
     /// As soon as that is possible.
     void keep(const Report& report)
@@ -113,6 +117,7 @@ class LogDestination : public ship::Destination {
     zmu_collect::LogSink m_sink;
     zmu::i64 m_since = 0;
     bool m_isChanged = false;
+    bool m_isAnyLeftOut = false;
 };
 
 } // namespace
@@ -122,8 +127,15 @@ Exit collectServed(const ServedOptions& options)
     if (!ship::isClientThere())
         return Exit::Usage;
     const StopRequest stop([] {});
-    if (options.isByHost)
+    if (options.isByHost) {
+        if (options.isOnce || !options.positions.empty()) {
+            std::fputs("zmu: --by host goes with neither --once nor --positions: it goes on until "
+                       "it is ended, and has positions in the folder of each host\n",
+                       stderr);
+            return Exit::Usage;
+        }
         return collectByHost(options);
+    }
     static std::atomic<bool> isOrphan = false;
     if (options.isChild)
         std::thread([] {
@@ -134,7 +146,7 @@ Exit collectServed(const ServedOptions& options)
     LogDestination destination(options);
     ship::collectFromServers(options.server, options.name, destination, options.isOnce,
                              [] { return !StopRequest::isMade() && !isOrphan; });
-    return Exit::Good;
+    return options.isOnce && destination.isAnyLeftOut() ? Exit::Findings : Exit::Good;
 }
 
 } // namespace zmu_tools::collect

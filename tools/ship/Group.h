@@ -39,7 +39,8 @@ class Group {
   private:
     bool isReady();
     void findPresent();
-    bool open(OwnedStore& store, const std::string& bucket, std::int64_t seconds);
+    bool open(OwnedStore& store, const std::string& bucket, std::int64_t seconds,
+              std::uint64_t bytes);
     bool fallsToMe(const std::string& source) const;
     Taker remember(const std::string& source, Taker taker);
 

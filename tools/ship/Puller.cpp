@@ -211,7 +211,7 @@ bool Puller::begin()
     m_subscription.reset();
     m_generation = m_connection.generation();
     m_lossesQty = m_connection.lossesQty();
-    if (ensureStream(m_connection, m_options) == 0)
+    if (ensureStream(m_connection, m_options).replicas == 0)
         return false;
     natsStatus status = makeConsumer();
     if (status == NATS_OK)

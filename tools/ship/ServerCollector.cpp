@@ -13,6 +13,7 @@
 #include <charconv>
 #include <deque>
 #include <thread>
+#include <utility>
 
 using namespace zmu_spool;
 using zmu::u64;
@@ -241,6 +242,8 @@ void watchHosts(const ServerOptions& options,
                 const std::function<bool()>& mayGoOn)
 {
     constexpr int interval = 5; // seconds
+    constexpr std::size_t hostQty = 100;
+    bool isToldOfOthers = false;
     const std::string subjects = options.stream.subject + ".*";
     jsOptions asked;
     jsOptions_Init(&asked);
@@ -248,15 +251,20 @@ void watchHosts(const ServerOptions& options,
     Connection connection(options, "zmu collect");
     while (mayGoOn()) {
         jsStreamInfo* found = nullptr;
-        if (connection.await(connectPatience) && ensureStream(connection, options.stream) != 0 &&
+        if (connection.await(connectPatience) &&
+            ensureStream(connection, options.stream).replicas != 0 &&
             js_GetStreamInfo(&found, connection.jetStream(), options.stream.name.c_str(), &asked,
                              nullptr) == NATS_OK) {
             const Owned<jsStreamInfo, jsStreamInfo_Destroy> info(found);
             const jsStreamStateSubjects* const list = found->State.Subjects;
             for (int i = 0; list && i < list->Count; ++i) {
                 const std::string host = list->List[i].Subject + options.stream.subject.size() + 1;
-                if (isSubjectPrefix(host))
+                if (isHostWord(host))
                     take(host);
+                else if (!std::exchange(isToldOfOthers, true))
+                    connection.tell("something in the stream " + options.stream.name +
+                                    " has a subject that is no host's, and stays there: " +
+                                    harmless(host.substr(0, hostQty)));
             }
         }
         for (int i = 0; i < interval && mayGoOn(); ++i)
