@@ -2,6 +2,8 @@
 
 #include "Stream.h"
 
+#include <tools/Text.h>
+
 #include <algorithm>
 
 namespace zmu_tools::ship {
@@ -21,6 +23,7 @@ constexpr std::chrono::hours forgetInterval{8};
 constexpr std::uint64_t takersShare = 4;
 constexpr std::uint64_t takersLeast = 16 << 20;
 constexpr std::size_t knownMax = 200000;
+constexpr std::size_t othersMax = 1000;
 
 constexpr char membersStore[] = "-members";
 
@@ -58,8 +61,11 @@ Group::Taker Group::takerOf(const std::string& source, bool isOverdue)
         const OwnedEntry entry(found);
         if (status == NATS_OK) {
             const char* const value = kvEntry_ValueString(found);
-            if (!value || m_id != value)
+            if (!value || m_id != value) {
+                if (m_others.size() < othersMax)
+                    ++m_others[value ? value : ""];
                 return remember(source, Taker::Other);
+            }
             if (nats_NowInNanoSeconds() - kvEntry_Created(found) > renewal * nanoseconds)
                 kvStore_UpdateString(nullptr, m_takers.get(), source.c_str(), m_id.c_str(),
                                      kvEntry_Revision(found));
@@ -92,12 +98,29 @@ void Group::keepUp()
     m_nextPresence = now + presenceInterval;
     if (now >= m_nextForgetting) { // so that what goes on for long is renewed
         m_known.clear();
+        m_others.clear();
         m_nextForgetting = now + forgetInterval;
     }
     kvStore_PutString(nullptr, m_members.get(), m_id.c_str(), "");
     findPresent();
     if (std::find(m_present.begin(), m_present.end(), m_id) == m_present.end())
         m_present.push_back(m_id);
+    tellAbsent();
+}
+
+/// Says once who has to be started again, or nobody collects what it has taken.
+void Group::tellAbsent()
+{
+    for (const auto& [id, sourcesQty] : m_others) {
+        if (std::find(m_present.begin(), m_present.end(), id) != m_present.end())
+            m_told.erase(id);
+        else if (m_told.insert(id).second)
+            m_connection.tell(std::to_string(sourcesQty) +
+                              " processes or more belong to the collector " + harmless(id) +
+                              " of " + m_name +
+                              ", which is not there: what they report waits with the servers until "
+                              "it is started again, in its log folder and with its positions");
+    }
 }
 
 /// The keys of a store are the subjects of a stream. Asked for as keys, each time would make a

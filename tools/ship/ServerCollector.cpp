@@ -48,10 +48,10 @@ class ServerCollector {
         : m_options(options), m_destination(destination), m_connection(options, "zmu collect"),
           m_group(m_connection, name, destination.id(), options.stream),
           m_puller(m_connection, options.stream, name + '-' + destination.id(),
-                   destination.place()),
+                   destination.bookmark()),
           m_sequencer([this](const std::string& source) { return m_destination.lastOf(source); },
-                      [this](const Arrival& arrival, u64 missing, bool isLate) {
-                          handOn(arrival, missing, isLate);
+                      [this](const Arrival& arrival, const Sequencer::Before& before) {
+                          handOn(arrival, before);
                       })
     {}
 
@@ -77,7 +77,7 @@ class ServerCollector {
             // What one server says soon after a start may be behind what the others have.
             if (isResting && !m_isSettled && Clock::now() - m_begun >= settling)
                 m_isSettled = m_puller.isAtEnd();
-            m_destination.save(m_puller.placeBefore(open), m_isSettled);
+            m_destination.save(m_puller.bookmarkBefore(open), m_isSettled);
             m_puller.acknowledge(open);
             if (isOnce && isResting && m_puller.isAtEnd())
                 return;
@@ -207,11 +207,11 @@ class ServerCollector {
         return first;
     }
 
-    void handOn(const Arrival& arrival, u64 missing, bool isLate)
+    void handOn(const Arrival& arrival, const Sequencer::Before& before)
     {
         if (!readSpoolLine(arrival.text, m_line)) // again: it may have waited
-            m_destination.take(
-                {arrival.source, arrival.owner, arrival.text, m_line, missing, isLate});
+            m_destination.take({arrival.source, arrival.owner, arrival.text, m_line, before.missing,
+                                before.mayHaveBeenRead, before.isLate});
     }
 
     const ServerOptions& m_options;
