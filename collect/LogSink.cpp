@@ -180,10 +180,15 @@ bool LogSink::writePart(const Report& report, const EntryPart& part)
 void LogSink::prove(const EntryPart& part)
 {
     m_isProven = true;
-    if (!isInLogs(part.identity))
-        m_warning = m_log + ": the entries do not show their text as it stands, and would come "
-                            "twice after a kill. Have the response specs of the situations show "
-                            "their argument, and nothing else";
+    try {
+        if (!isInLogs(part.identity))
+            m_warning = m_log + ": the entries do not show their text as it stands, and would come "
+                                "twice after a kill. Have the response specs of the situations "
+                                "show their argument, and nothing else";
+    } catch (const std::runtime_error& error) {
+        m_warning = error.what();
+        m_warning += "; entries could come twice after a kill";
+    }
 }
 
 /// Has the library write an entry. False, with the code, if not all of that went well.
@@ -210,10 +215,16 @@ bool LogSink::respond(Zarn& monitor, const Report& report, const std::wstring& t
 bool LogSink::isInLogs(const std::string& identity)
 {
     constexpr zmu::i64 minute = 60'000; // milliseconds
+    std::set<std::string> folders;
+    for (const std::string& log : m_unsynced)
+        folders.insert(folderOf(log));
     bool isFound = false;
-    for (const QFileInfo& log : logsSince(folderOf(m_log), now() - minute, m_log))
-        readIdentities(log.filePath(),
-                       [&](const std::string& found) { isFound = isFound || found == identity; });
+    for (const std::string& folder : folders) {
+        for (const QFileInfo& log : logsSince(folder, now() - minute, m_log))
+            readIdentities(log.filePath(), [&](const std::string& found) {
+                isFound = isFound || found == identity;
+            });
+    }
     m_isInDoubt = false;
     return isFound;
 }

@@ -3,7 +3,7 @@
 #
 #   cmake -D SOURCES=... -P Locks.cmake
 file(GLOB_RECURSE files ${SOURCES}/zmu/*.h ${SOURCES}/zmu/*.cpp ${SOURCES}/modules/*.h ${SOURCES}/modules/*.cpp
-  ${SOURCES}/spool/*.h ${SOURCES}/spool/*.cpp)
+  ${SOURCES}/spool/*.h ${SOURCES}/spool/*.cpp ${SOURCES}/collect/*.h ${SOURCES}/collect/*.cpp)
 # What all of them are made of; the gates of events and mutexes, each of which is an object of the
 # host's; a program, which does not fork.
 list(FILTER files EXCLUDE REGEX "platform/(Win32\\.h|linux/(Threads|Waits)\\.cpp|linux/helper/)")

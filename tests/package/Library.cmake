@@ -1,6 +1,6 @@
 # The LIBRARY: its SONAME is versioned, no search path of the build is left in it where it is
 # INSTALLED, and it exports what the headers in INCLUDE mark with ZMU_API, and nothing else. Its
-# BRANDER exports its entries.
+# BRANDER exports its entries, and COLLECT, if there is one, what is of its own namespace.
 cmake_minimum_required(VERSION 3.25)
 
 execute_process(COMMAND ${READELF} -d ${LIBRARY} OUTPUT_VARIABLE dynamic COMMAND_ERROR_IS_FATAL ANY)
@@ -59,4 +59,15 @@ execute_process(COMMAND ${NM} --dynamic --defined-only --format=posix ${BRANDER}
 string(REGEX REPLACE "ZRpbr(GetProductBrander|Create|GetSelfDX_Code|Destroy) T [^\n]*\n" "" rest "${symbols}")
 if(rest)
   message(SEND_ERROR "the brander exports more than its entries:\n${rest}")
+endif()
+
+if(COLLECT)
+  execute_process(COMMAND ${NM} --dynamic --defined-only --demangle ${COLLECT}
+    OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+  string(REGEX REPLACE "[0-9a-f]+ [A-TV-Z] ((vtable|typeinfo|typeinfo name) for )?zmu_collect::[^\n]*\n" ""
+    rest "${symbols}")
+  string(REGEX REPLACE "[0-9a-f]+ T ZRLoadStringW\n" "" rest "${rest}")
+  if(rest OR NOT symbols MATCHES "LogCollector::run")
+    message(SEND_ERROR "the library of collectors exports more than its interface:\n${rest}")
+  endif()
 endif()

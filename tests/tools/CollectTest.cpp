@@ -91,7 +91,21 @@ TEST_F(Collect, RefusesToGuess)
     EXPECT_EQ(logs(), QStringList());
     EXPECT_EQ(runTool({"collect", place(), "--once"}).exit, Exit::Usage);
     EXPECT_EQ(runTool({"collect", path("missing"), "--once", "--json"}).exit, Exit::Unreadable);
+    EXPECT_EQ(collectOnce({"--form", path("missing")}).exit, Exit::Unreadable);
+    EXPECT_EQ(runTool({"collect", place(), "--log-dir", path("missing")}).exit, Exit::Unreadable);
+    EXPECT_EQ(collectOnce({"--log-size", "1kB"}).exit, Exit::Usage);
     EXPECT_EQ(folder.files().filter(".spool").size(), 1);
+}
+
+TEST_F(Collect, BeginsAnotherLogAtTheSizeThatIsAskedFor)
+{
+    std::string lines;
+    for (int i = 1; i <= 3000; ++i)
+        lines += spoolLine(i, std::string(200, 'x'));
+    write(spoolName(1), lines);
+    EXPECT_EQ(collectOnce({"--log-size", "1MB"}).exit, Exit::Good);
+    EXPECT_EQ(logs().size(), 2);
+    EXPECT_EQ(identities().size(), 3000);
 }
 
 TEST_F(Collect, WritesJson)

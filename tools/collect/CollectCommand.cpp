@@ -5,6 +5,7 @@
 #include "ServedCollect.h"
 
 #include <collect/Collector.h>
+#include <tools/Existing.h>
 #include <tools/Text.h>
 #include <tools/platform/Stop.h>
 #include <tools/platform/Terminal.h>
@@ -29,6 +30,7 @@ struct Options {
     std::vector<std::string> spools;
     std::string logFolder;
     std::string form;
+    unsigned logSize = OwnLog::usualSize;
     std::string positions;
     bool isJson = false;
     bool isKeeping = false;
@@ -66,7 +68,7 @@ Exit run(const Options& options)
     if (options.isJson)
         prepareOutput();
     else
-        log.emplace(own.emplace(options.logFolder, options.form));
+        log.emplace(own.emplace(options.logFolder, options.form, options.logSize));
     Collector collector({.spools = options.spools,
                          .positions = path,
                          .isOnce = options.isOnce,
@@ -94,12 +96,20 @@ void addCollectCommand(CLI::App& app, Run& run)
             ->add_option("--log-dir", options->logFolder,
                          "The folder for the logs, which exists. Each run begins a log with its "
                          "first entry; one that is full is followed by another.")
-            ->check(CLI::ExistingDirectory);
+            ->check(existingFolder());
     command
         ->add_option("--form", options->form,
                      "The form of the logs. Without it that of the folder Templates in the log "
                      "folder, or the built-in one.")
-        ->check(CLI::ExistingFile)
+        ->check(existingFile())
+        ->needs(logFolder);
+    constexpr double leastLog = 1 << 20, largestLog = 1 << 30;
+    command
+        ->add_option("--log-size", options->logSize,
+                     "How large a log may become before another follows it: 20MB unless set, from "
+                     "1MB to 1GB.")
+        ->transform(CLI::AsSizeValue(false))
+        ->check(CLI::Range(leastLog, largestLog))
         ->needs(logFolder);
     CLI::Option* const json =
         command
@@ -154,6 +164,7 @@ void addCollectCommand(CLI::App& app, Run& run)
         }
         served->logFolder = options->logFolder;
         served->form = options->form;
+        served->logSize = options->logSize;
         served->positions = options->positions;
         served->isOnce = options->isOnce;
         served->isByHost = *by == "host";

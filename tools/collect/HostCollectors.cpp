@@ -47,6 +47,7 @@ QStringList argumentsFor(const ServedOptions& options, const std::string& host,
     add("--max-bytes", std::to_string(server.stream.bytes));
     add("--name", options.name);
     add("--form", options.form);
+    add("--log-size", std::to_string(options.logSize));
     return line;
 }
 

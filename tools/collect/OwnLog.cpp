@@ -38,15 +38,14 @@ class OwnLog::Owner : public ZarnDataZGW {
     std::wstring m_form;
 };
 
-OwnLog::OwnLog(std::string folder, std::string form)
+OwnLog::OwnLog(std::string folder, std::string form, unsigned size)
     : m_folder(std::move(folder)), m_form(std::move(form))
 {
     const QFileInfo place(QString::fromStdString(m_folder));
     if (!place.isDir())
         throw std::runtime_error(m_folder + " is no folder for logs");
     const std::wstring path = QDir::toNativeSeparators(place.absoluteFilePath()).toStdWString();
-    constexpr unsigned sizeLimit = 20U * 1024 * 1024;
-    ZarnData::setLogVariables(path.c_str(), 1, false, sizeLimit, 0);
+    ZarnData::setLogVariables(path.c_str(), 1, false, size, 0);
 }
 
 OwnLog::~OwnLog()

@@ -10,9 +10,11 @@ namespace zmu_tools::collect {
 
 class OwnLog : public zmu_collect::LogOwner {
   public:
-    /// `form`: its file; empty for the one that the library finds. Throws std::runtime_error for a
-    /// folder that is none.
-    OwnLog(std::string folder, std::string form);
+    static constexpr unsigned usualSize = 20U * 1024 * 1024;
+
+    /// `form`: its file; empty for the one that the library finds. `size`: bytes at which a log is
+    /// replaced. Throws std::runtime_error for a folder that is none.
+    OwnLog(std::string folder, std::string form, unsigned size = usualSize);
     ~OwnLog() override;
 
     std::string folder() override { return m_folder; }

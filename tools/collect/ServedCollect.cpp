@@ -41,7 +41,7 @@ class LogDestination : public ship::Destination {
         : m_positions(options.positions.empty() ? options.logFolder + "/served.positions"
                                                 : options.positions,
                       std::max(memoryLeast, options.server.stream.age + day)),
-          m_log(options.logFolder, options.form), m_sink(m_log)
+          m_log(options.logFolder, options.form, options.logSize), m_sink(m_log)
     {
         const zmu::i64 present = QDateTime::currentMSecsSinceEpoch();
         m_since = m_positions.since() ? m_positions.since() : present;

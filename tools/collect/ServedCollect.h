@@ -13,6 +13,7 @@ struct ServedOptions {
     std::string name = "zmu"; ///< Of the collectors that share the work.
     std::string logFolder;
     std::string form;
+    unsigned logSize = 0; ///< Bytes at which a log is replaced.
     std::string positions;
     bool isByHost = false; ///< A folder of logs for each host.
     bool isOnce = false;   ///< Ends when there is nothing more.

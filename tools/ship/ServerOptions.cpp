@@ -2,6 +2,8 @@
 
 #include "Names.h"
 
+#include <tools/Existing.h>
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -61,7 +63,7 @@ CLI::Option* addServerOptions(CLI::App& command, ServerOptions& options)
             ->delimiter(',')
             ->check(urlCheck());
     const auto add = [&command, server](const char* name, std::string& file, const char* text) {
-        return command.add_option(name, file, text)->check(CLI::ExistingFile)->needs(server);
+        return command.add_option(name, file, text)->check(existingFile())->needs(server);
     };
     add("--ca", options.authorities,
         "Certificates of the authorities by which servers are known. With it no server is spoken "

@@ -93,7 +93,7 @@ class ZMU_COLLECT_API LogCollector {
     /// nothing is held between two entries.
     ///
     /// New lines are found at once on a thread with an event loop of Qt's, which is run meanwhile;
-    /// on any other within a second.
+    /// on any other within a second. The thread is not to be cancelled.
     CollectEnd run(Zarn* monitor, const CollectOptions& options) noexcept;
     /// Ends run() within about a second, or at its beginning: for good. Any thread may call it, at
     /// any time, also more than once; a signal handler may not.
