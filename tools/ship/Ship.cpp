@@ -100,6 +100,8 @@ class Shipper {
         }
     }
 
+    bool isAnyLeftOut() const { return m_isAnyLeftOut; }
+
   private:
     /// Whether there may be more at once.
     bool takeBatch()
@@ -121,6 +123,7 @@ class Shipper {
                              harmless(item.mark.file->path()).c_str(),
                              static_cast<unsigned long long>(item.begin),
                              harmless(item.what).c_str());
+                m_isAnyLeftOut = true;
                 break;
             case SpoolItem::Kind::Ended:
                 if (!m_options.isKeeping)
@@ -128,6 +131,7 @@ class Shipper {
                 break;
             case SpoolItem::Kind::Trouble:
                 std::fprintf(stderr, "zmu ship: %s\n", harmless(item.what).c_str());
+                m_isAnyLeftOut = true;
                 continue;
             }
             keep(item.mark);
@@ -185,14 +189,16 @@ class Shipper {
     std::vector<Outgoing> m_batch;
     std::vector<Mark> m_marks;
     Removals m_ended{m_reader};
+    bool m_isAnyLeftOut = false;
 };
 
 } // namespace
 
 Exit shipSpools(const ShipOptions& options)
 {
-    Shipper(options).run();
-    return Exit::Good;
+    Shipper shipper(options);
+    shipper.run();
+    return options.isOnce && shipper.isAnyLeftOut() ? Exit::Findings : Exit::Good;
 }
 
 } // namespace zmu_tools::ship
