@@ -234,6 +234,13 @@ class Cluster:
                     numbers[writer].append(int(situation))
         return found
 
+    def warnings(self):
+        """What the logs tell of lines that are missing or left out: none is, since what a writer
+        that is killed leaves half-written is not shipped."""
+        return [f"{log.name}: {told}" for log in sorted(self.folder.glob("logs*/*.html"))
+                for told in re.findall(r"Situations? \d[^<]* of this process [^<]*|Left out: [^<]*",
+                                       log.read_bytes().decode("utf-16-le", errors="replace"))]
+
     def is_shared(self):
         """Whether each collector has taken processes."""
         return all(any(log.values()) for log in self.entries().values())
@@ -278,7 +285,7 @@ class Cluster:
 
 def judge(cluster):
     """What is wrong, in a list of lines."""
-    wrong = []
+    wrong = cluster.warnings()
     entries = cluster.entries()
     for writer, count in cluster.reported().items():
         logs = [number for number, log in entries.items() if log.get(writer)]

@@ -44,13 +44,21 @@ def torment(cluster, step):
         figures["writers killed"] += 1
         cluster.write(RATE)
     say("each writer was killed")
+    # So that there is a backlog when the server goes, and while it comes back.
     server = cluster.servers[1]
+    for part in cluster.collectors:
+        part.process.send_signal(signal.SIGSTOP)
+    time.sleep(5)
     server.process.send_signal(signal.SIGSTOP)
-    time.sleep(10)
+    time.sleep(1)
+    for part in cluster.collectors:
+        part.process.send_signal(signal.SIGCONT)
+    time.sleep(9)
     server.process.send_signal(signal.SIGCONT)
     figures["servers stopped for ten seconds"] += 1
+    figures["collectors stopped for six seconds"] += len(cluster.collectors)
     server.await_return()
-    say(f"{server.name} was stopped for ten seconds")
+    say(f"{server.name} was stopped for ten seconds, with a backlog")
     if cut_off(ADDRESSES[2], True):
         try:
             time.sleep(10)

@@ -3,9 +3,11 @@
 
 #include "../tools/ToolRun.h"
 
+#include <spool/SealedText.h>
 #include <tools/ship/Names.h>
 #include <tools/ship/Publisher.h>
 
+#include <QDateTime>
 #include <QDir>
 #include <QThread>
 
@@ -44,6 +46,19 @@ std::vector<std::string> idsOf(const std::vector<StoredMessage>& messages)
     for (const StoredMessage& message : messages)
         ids.push_back(message.id.substr(message.id.find_last_of('.') + 1));
     return ids;
+}
+
+/// What the logs of a folder hold.
+QString textOf(const QDir& folder)
+{
+    QString text;
+    for (const QString& name : folder.entryList({"*.html"}, QDir::Files)) {
+        // Perhaps in the midst of being begun.
+        const QByteArray bytes = readFile(folder.filePath(name).toStdWString());
+        text += QString::fromUtf16(reinterpret_cast<const char16_t*>(bytes.constData()),
+                                   bytes.size() / 2);
+    }
+    return text;
 }
 
 } // namespace
@@ -297,6 +312,40 @@ TEST_F(Ship, HasItsRightsFromFiles)
     EXPECT_EQ(server.messages("ada:rightone@").size(), 3U);
 }
 
+TEST_F(Ship, NothingIsCollectedTwiceAfterAKillWhateverTheClocksSay)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    const QDir logs(QString::fromStdWString(m_kept.makeFolder("logs")));
+    const std::wstring kept = logs.filePath("served.positions").toStdWString();
+    const auto positionsAfter = [&](zmu::u64 first, zmu::u64 last) {
+        m_spool.add(11, first, last, L"line");
+        EXPECT_EQ(ship(server).exit, Exit::Good);
+        EXPECT_TRUE(hasSucceeded(
+            runProgram(ZMU_TEST_TOOL, {"collect", "--server", QString::fromStdString(server.url()),
+                                       "--log-dir", logs.path(), "--once"})));
+        return readFile(kept).split('\n');
+    };
+    QList<QByteArray> positions = positionsAfter(1, 2);
+    // Of the second log nothing but its name was saved when it was killed.
+    positions[3] = positionsAfter(3, 4)[3];
+    positions.resize(positions.size() - 2);
+    const std::string text = zmu_spool::sealed(positions.join('\n').toStdString() + '\n');
+    QFile file(QString::fromStdWString(kept));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(text.data(), static_cast<qint64>(text.size()));
+    file.close();
+    for (const QString& name : logs.entryList({"*.html"}, QDir::Files)) {
+        QFile log(logs.filePath(name));
+        ASSERT_TRUE(log.open(QIODevice::ReadWrite));
+        EXPECT_TRUE(log.setFileTime(QDateTime::currentDateTime().addSecs(-3600),
+                                    QFileDevice::FileModificationTime));
+    }
+    positionsAfter(5, 5);
+    for (const char* each : {"line 1", "line 2", "line 3", "line 4", "line 5"})
+        EXPECT_EQ(textOf(logs).count(each), 1) << each;
+}
+
 TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)
 {
     SKIP_WITHOUT_SERVER();
@@ -321,16 +370,6 @@ TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)
     EXPECT_EQ(
         runProgram(ZMU_TEST_TOOL, line + QStringList{byHost, "--by", "host", "--once"}).status,
         int(Exit::Usage));
-    const auto textOf = [](const QDir& folder) {
-        QString text;
-        for (const QString& name : folder.entryList({"*.html"}, QDir::Files)) {
-            // Perhaps in the midst of being begun.
-            const QByteArray bytes = readFile(folder.filePath(name).toStdWString());
-            text += QString::fromUtf16(reinterpret_cast<const char16_t*>(bytes.constData()),
-                                       bytes.size() / 2);
-        }
-        return text;
-    };
     const QString text = textOf(logs);
     EXPECT_EQ(text.count("good 1"), 1);
     EXPECT_EQ(text.count("&lt;script&gt;alert(1)"), 2) << text.toStdString();

@@ -2,7 +2,6 @@
 #include "MadeSpools.h"
 
 using namespace zmu_test;
-using zmu_spool::Mark;
 using zmu_spool::Positions;
 using zmu_spool::SpoolFile;
 
