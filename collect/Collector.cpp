@@ -53,6 +53,7 @@ class Collector::Private {
     bool isSaveDue();
     void save();
     void saveAtLast();
+    bool isAnythingNew() const;
     void removeEnded();
     void tell(const std::string& what);
     template <class Try>
@@ -74,7 +75,7 @@ class Collector::Private {
     Clock::time_point m_saved;   ///< When that was.
     zmu::u64 m_unsavedQty = 0;   ///< Items since then,
     zmu::u64 m_unsavedBytes = 0; ///< and their bytes.
-    std::vector<std::shared_ptr<const SpoolFile>> m_ended; ///< To be removed.
+    zmu_spool::Removals m_ended{m_reader};
 };
 
 Collector::Collector(Options options, Sink& sink, LogSink* log)
@@ -124,7 +125,7 @@ void Collector::Private::recover()
             return sequence >= m_positions.sequenceOf(file);
         });
     }
-    save(); // so that the positions are older than any entry
+    m_positions.setNote(note());
 }
 
 /// For the next run.
@@ -140,14 +141,16 @@ std::string Collector::Private::note()
 
 void Collector::Private::run()
 {
+    saveAtLast(); // so that the positions are older than any entry
     for (;;) {
         const bool isAllRead = drain();
         if (isAllRead && m_log)
-            m_log->endRecovery();
+            m_log->endRecovery(m_reader.heldBack());
         const bool isOver = (isAllRead && m_options.isOnce) || m_isStopped;
         const auto sinceSave = Clock::now() - m_saved;
         if (m_unsavedQty == 0 || isOver || sinceSave >= saveInterval) {
-            saveAtLast();
+            if (isAnythingNew())
+                saveAtLast();
             removeEnded();
         }
         if (isOver)
@@ -216,7 +219,8 @@ void Collector::Private::handle(const SpoolItem& item)
         m_isAmiss = true;
         break;
     default:
-        m_ended.push_back(item.mark.file);
+        if (!m_options.isKeeping && !m_options.positions.empty())
+            m_ended.add(item.mark.file);
     }
     if (m_mark.file && m_mark.file != item.mark.file)
         m_positions.confirm(m_mark);
@@ -265,6 +269,10 @@ bool Collector::Private::isSaveDue()
 void Collector::Private::saveAtLast()
 {
     const auto attempt = [this](std::string& why) {
+        if (!m_sink.sync()) {
+            why = m_sink.why();
+            return false;
+        }
         try {
             save();
             return true;
@@ -276,12 +284,10 @@ void Collector::Private::saveAtLast()
     insist(attempt, "; what was written since is found in the logs by the next run");
 }
 
-/// Brings the sink to the disk, and then the positions, which are never ahead of it.
+/// Saves the positions, which are never ahead of what the sink has brought to the disk.
 void Collector::Private::save()
 {
     const zmu::i64 present = now();
-    if (!m_sink.sync())
-        throw std::runtime_error(m_sink.why());
     if (m_mark.file)
         m_positions.confirm(std::exchange(m_mark, {}));
     if (m_log) {
@@ -299,13 +305,15 @@ void Collector::Private::save()
     m_unsavedBytes = 0;
 }
 
+/// Whether there is anything to save: a collector at rest writes nothing.
+bool Collector::Private::isAnythingNew() const
+{
+    return m_unsavedQty != 0 || m_positions.isChanged() || (m_log && m_log->log() != m_savedLog);
+}
+
 void Collector::Private::removeEnded()
 {
-    for (const auto& file : std::exchange(m_ended, {})) {
-        std::string why;
-        if (!m_options.isKeeping && !m_options.positions.empty() && !m_reader.remove(*file, why))
-            tell(why);
-    }
+    m_ended.attempt([this](const std::string& why) { tell(why); });
 }
 
 void Collector::Private::tell(const std::string& what)

@@ -8,7 +8,9 @@
 #include <QCryptographicHash>
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <iterator>
 
@@ -115,9 +117,14 @@ std::size_t entityLength(std::string_view html)
     if (!html.starts_with('&') || end == html.npos || end < 2)
         return 0;
     const std::string_view name = html.substr(1, end - 1);
-    const bool isNumber = name.starts_with('#') && name.size() > 1 &&
-                          std::all_of(name.begin() + 1, name.end(), isDigit);
-    return isNumber || std::all_of(name.begin(), name.end(), isLetter) ? end + 1 : 0;
+    if (name.starts_with('#')) {
+        std::uint32_t point = 0;
+        const char* const last = name.data() + name.size();
+        const auto [numberEnd, error] = std::from_chars(name.data() + 1, last, point);
+        const bool isNumber = isDigit(name[1]) && error == std::errc() && numberEnd == last;
+        return isNumber && isShown(point) ? end + 1 : 0;
+    }
+    return std::all_of(name.begin(), name.end(), isLetter) ? end + 1 : 0;
 }
 
 std::string identitySource(std::string_view source)
@@ -129,6 +136,12 @@ std::string identitySource(std::string_view source)
     const QByteArray digest = QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
     word.resize(sourceMax - static_cast<std::size_t>(digest.size()));
     return word + digest.toStdString();
+}
+
+bool isOfProcess(std::string_view identity, std::string_view process)
+{
+    const std::string_view source = identity.substr(0, identity.find('#'));
+    return source.size() >= sourceMax || source.ends_with('/' + identitySource(process));
 }
 
 std::span<const EntryPart> EntryText::compose(const Report& report)

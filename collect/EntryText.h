@@ -62,6 +62,10 @@ ZMU_COLLECT_API std::size_t entityLength(std::string_view html);
 /// A source as it stands in an identity: one word of ASCII, which is not too long.
 ZMU_COLLECT_API std::string identitySource(std::string_view source);
 
+/// Whether an identity is of this process, "HOST_PROGRAM_PROCESS_START", of whichever user. True
+/// where a source that was too long no longer tells.
+ZMU_COLLECT_API bool isOfProcess(std::string_view identity, std::string_view process);
+
 /// Gives the identity of each entry in a piece of a log's text, and returns how much of it is done
 /// with: what is left belongs before the next piece.
 template <class Take>

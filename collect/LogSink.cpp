@@ -11,6 +11,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cstring>
@@ -104,6 +105,15 @@ void LogSink::recover(zmu::i64 since, const std::vector<std::string>& logs,
                 m_written.insert(identity);
         });
     }
+}
+
+void LogSink::endRecovery(const std::vector<std::string>& exceptions)
+{
+    std::erase_if(m_written, [&](const std::string& identity) {
+        return std::none_of(exceptions.begin(), exceptions.end(), [&](const std::string& process) {
+            return isOfProcess(identity, process);
+        });
+    });
 }
 
 // ---- The log ---------------------------------------------------------------------------------------------

@@ -63,8 +63,9 @@ class ZMU_COLLECT_API LogSink : public Sink {
                  const MayComeAgain& mayComeAgain);
     /// Whether entries are known from logs of which write() has not been told yet.
     bool isRecovering() const { return !m_written.empty(); }
-    /// Nothing that was written will come again.
-    void endRecovery() { m_written.clear(); }
+    /// Nothing that was written will come again, but for that of these processes, which are named
+    /// "HOST_PROGRAM_PROCESS_START".
+    void endRecovery(const std::vector<std::string>& exceptions = {});
 
     bool write(const Report& report) override;
     bool sync() override;

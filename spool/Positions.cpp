@@ -1,7 +1,8 @@
 #include <spool/Positions.h>
 
+#include <spool/SealedText.h>
+
 #include <QByteArray>
-#include <QCryptographicHash>
 
 #include <charconv>
 #include <chrono>
@@ -17,7 +18,6 @@ using zmu::u64;
 namespace {
 
 constexpr std::string_view firstLine = "zmu positions 1\n";
-constexpr std::string_view sumName = "sum ";
 constexpr std::size_t largestFile = 0x2000000;
 constexpr i64 hour = 3600;
 constexpr i64 week = 168 * hour;
@@ -26,14 +26,6 @@ i64 now()
 {
     using namespace std::chrono;
     return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
-}
-
-std::string sumOf(std::string_view text)
-{
-    return QCryptographicHash::hash(QByteArrayView(text.data(), qsizetype(text.size())),
-                                    QCryptographicHash::Sha256)
-        .toHex()
-        .toStdString();
 }
 
 /// A text as one word.
@@ -109,18 +101,15 @@ void Positions::fail(const std::string& what) const
 
 void Positions::read(const std::string& text)
 {
-    const auto refuse = [this] {
-        fail("the file is damaged. Nothing is read, since it would not be known what was read "
+    const auto refuse = [this](const std::string& why) {
+        fail(why +
+             ". Nothing is read, since it would not be known what was read "
              "before. Bring back an older file, for which some lines come twice; or remove it, and "
              "all that is in the spools comes once more");
     };
-    const std::size_t sumLine = text.rfind(sumName);
-    if (!text.starts_with(firstLine) || sumLine == text.npos || text[sumLine - 1] != '\n')
-        refuse();
-    std::string_view lines = std::string_view(text).substr(0, sumLine);
-    if (text.substr(sumLine) != std::string(sumName) + sumOf(lines) + '\n')
-        refuse();
-    lines.remove_prefix(firstLine.size());
+    std::string_view lines = text;
+    if (const std::string why = unseal(lines, firstLine); !why.empty())
+        refuse(why);
     const i64 present = now();
     while (!lines.empty()) {
         std::string_view line = take(lines, '\n');
@@ -132,7 +121,7 @@ void Positions::read(const std::string& text)
         Entry entry;
         if ((kind != "file" && kind != "source") || !isNumber(take(line, ' '), entry.value) ||
             !isNumber(take(line, ' '), entry.time))
-            refuse();
+            refuse("the file is damaged");
         std::string name = decoded(line);
         // Somebody has removed it; but one that is merely not mounted comes back.
         const bool isStale =
@@ -211,9 +200,7 @@ void Positions::save()
         text.append("note ").append(encoded(m_note)).append("\n");
     append("file ", m_files);
     append("source ", m_sources);
-    const std::string sum = sumOf(text);
-    text.append(sumName).append(sum).append("\n");
-    if (const std::string why = replaceFile(m_path, text); !why.empty())
+    if (const std::string why = replaceFile(m_path, sealed(std::move(text))); !why.empty())
         fail("they cannot be written: " + why);
     m_isKept = true;
     m_isChanged = false;

@@ -27,6 +27,11 @@ std::string absoluteFolder(const std::string& path, std::string& why);
 std::string listFolder(const std::string& folder,
                        const std::function<void(std::string_view name)>& take);
 
+/// The size of a file in bytes, as its writer has it. Follows no link; false if there is none.
+bool measureFile(const std::string& path, zmu::u64& size);
+/// Whether there is a process of that number on this machine; true where that cannot be told.
+bool isRunning(zmu::u64 process);
+
 /// A spool file that is open for reading, and what is known of it from then.
 class SpoolHandle {
   public:

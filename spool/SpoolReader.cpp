@@ -15,6 +15,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
@@ -37,6 +38,10 @@ constexpr std::size_t watchedMax = 2048;
 /// Changes that come so soon after another are taken together with it. No timer is shorter: Qt
 /// takes Windows' multimedia timers for those below 20 ms, which do not end every wait for events.
 constexpr int settling = 25; // milliseconds
+/// Files that are not taken are remembered up to here; of more it is told once that there are more.
+constexpr std::size_t refusedMax = 256;
+/// Between two looks at whether a file that rests has a writer, if a process has its number.
+constexpr std::chrono::minutes lockInterval{1};
 /// Between two looks at all files where nothing is told.
 constexpr int sweepUntold = 1000; // milliseconds
 
@@ -67,6 +72,8 @@ struct State {
     unsigned listing = 0;
     bool isWatched = false;
     bool isEnded = false;
+    bool isResting = false;     ///< All was read, and more may come.
+    Clock::time_point nextLock; ///< Resting: when to ask again whether it has a writer.
 };
 
 /// The files of one process, in their order. Only the first that has not ended is read.
@@ -108,6 +115,13 @@ bool zmu_spool::parseSpoolName(std::string_view name, SpoolFile& file)
     if (rest.find('_') != rest.npos || !takeNumber(parts[2], file.process) ||
         !takeNumber(parts[3], file.start) || !takeNumber(parts[4], file.number))
         return false;
+    // Another spelling of the same numbers is another file, which no process makes.
+    constexpr std::size_t paddedQty = 6;
+    std::string number = std::to_string(file.number);
+    number.insert(0, paddedQty - std::min(number.size(), paddedQty), '0');
+    if (parts[2] != std::to_string(file.process) || parts[3] != std::to_string(file.start) ||
+        parts[4] != number)
+        return false;
     file.name = name;
     return true;
 }
@@ -122,30 +136,36 @@ class SpoolReader::Private {
     void wait(int milliseconds);
     void wake();
     bool remove(const SpoolFile& file, std::string& why);
+    std::vector<std::string> heldBack() const;
 
   private:
     template <class Condition>
     void processEvents(int milliseconds, const Condition& isEnough);
+    struct FolderState {
+        std::string path;
+        std::string trouble;
+    };
+
     void list();
-    void addFile(const std::string& folder, std::string_view name);
+    void listFiles(FolderState& folder, std::string& why);
+    void addFile(const std::string& folder, const std::string& name);
+    void refuse(const std::string& path, const std::string& why);
     void dropFiles();
+    void sweep();
+    bool isFull() const { return m_openQty >= m_options.filesMax; }
     void enqueue(Source& source);
 
     void readPiece(Source& source);
     std::size_t readLines(const SpoolHandle& handle, const State& state, std::string& why);
     void endPassingOver(Source& source, State& state, std::size_t length);
     void meetEnd(Source& source, State& state, const SpoolHandle& handle, std::size_t length);
+    void end(Source& source, State& state);
     void watch(State& state);
     bool nextLine(SpoolItem& item);
     std::string judge(std::string_view raw);
 
     void tell(const std::string& path, std::string& told, const std::string& what);
     Delayed& delay(SpoolItem::Kind kind, const State& state, u64 begin, u64 sequence);
-
-    struct FolderState {
-        std::string path;
-        std::string trouble;
-    };
 
     Positions& m_positions;
     const Options m_options;
@@ -170,7 +190,11 @@ class SpoolReader::Private {
     std::size_t m_watchedQty = 0;
     unsigned m_listing = 0;
     bool m_isListingDue = false;
-    bool m_isFullTold = false;
+    std::size_t m_openQty = 0;       ///< Files that have not ended.
+    bool m_isMoreThere = false;      ///< Files that were not taken for want of room,
+    bool m_isRoomMade = false;       ///< and one has ended since they were seen.
+    bool m_isFullTold = false;       ///< That there were such.
+    bool m_isRefusedTold = false;    ///< That more are refused than are remembered.
     Clock::time_point m_nextListing; ///< Not before.
     Clock::time_point m_nextSweep;
     std::atomic<bool> m_isWoken = false;
@@ -208,6 +232,11 @@ bool SpoolReader::remove(const SpoolFile& file, std::string& why)
     return m_private->remove(file, why);
 }
 
+std::vector<std::string> SpoolReader::heldBack() const
+{
+    return m_private->heldBack();
+}
+
 SpoolReader::Private::Private(const std::vector<std::string>& folders, Positions& positions,
                               Options options)
     : m_positions(positions), m_options(options)
@@ -242,25 +271,25 @@ SpoolReader::Private::Private(const std::vector<std::string>& folders, Positions
 
 // ---- Which files there are -------------------------------------------------------------------------------
 
-/// Looks at all folders, and at all files that rest.
+/// Looks at all folders, and at times at all files that rest.
 void SpoolReader::Private::list()
 {
     const Clock::time_point begin = Clock::now();
     const bool isSweep = begin >= m_nextSweep;
     ++m_listing;
+    m_isMoreThere = m_isRoomMade = false;
     bool isComplete = true;
     for (FolderState& folder : m_folders) {
-        std::string why =
-            listFolder(folder.path, [&](std::string_view name) { addFile(folder.path, name); });
+        std::string why;
+        listFiles(folder, why);
         isComplete = isComplete && why.empty();
         tell(folder.path, folder.trouble, why.empty() ? why : "it cannot be listed: " + why);
     }
+    m_isFullTold = m_isFullTold && m_isMoreThere;
     if (isComplete)
         dropFiles();
-    if (isSweep) {
-        for (auto& [key, source] : m_sources)
-            enqueue(source);
-    }
+    if (isSweep)
+        sweep();
     const Clock::time_point end = Clock::now();
     m_isListingDue = false;
     m_nextListing = end + 10 * (end - begin); // large folders are not looked at all the time
@@ -271,41 +300,60 @@ void SpoolReader::Private::list()
                                             20 * (end - begin));
 }
 
-void SpoolReader::Private::addFile(const std::string& folder, std::string_view name)
+void SpoolReader::Private::listFiles(FolderState& folder, std::string& why)
 {
-    if (!isSpoolName(name))
-        return;
+    // One that was away is watched no more. Before it is listed, so that nothing comes in between.
+    if (m_watcher && !m_watcher->directories().contains(asPath(folder.path)))
+        m_watcher->addPath(asPath(folder.path));
+    // In the order of their names, since a file must not be taken before those of its process that
+    // have lower numbers. Only so many, since anybody can make names.
+    std::set<std::string> fresh;
+    const std::size_t freshMax = 4 * m_options.filesMax;
+    why = listFolder(folder.path, [&](std::string_view name) {
+        SpoolFile file;
+        if (!isSpoolName(name))
+            return;
+        file.folder = folder.path;
+        file.name = name;
+        const std::string path = file.path();
+        if (!parseSpoolName(name, file)) {
+            refuse(path, "no spool file has such a name");
+        } else if (const auto known = m_sourceOf.find(path); known != m_sourceOf.end()) {
+            known->second->files.find({file.number, folder.path})->second.listing = m_listing;
+        } else {
+            fresh.insert(file.name);
+            if (fresh.size() > freshMax) {
+                fresh.erase(std::prev(fresh.end()));
+                m_isMoreThere = true;
+            }
+        }
+    });
+    for (const std::string& name : fresh) {
+        m_isMoreThere = m_isMoreThere || isFull();
+        if (isFull())
+            break;
+        addFile(folder.path, name);
+    }
+    if (m_isMoreThere && !std::exchange(m_isFullTold, true)) {
+        std::string told;
+        tell(folder.path, told,
+             "more than " + std::to_string(m_options.filesMax) +
+                 " files wait; the rest is read when some of these are done");
+    }
+}
+
+void SpoolReader::Private::addFile(const std::string& folder, const std::string& name)
+{
     SpoolFile file;
     file.folder = folder;
-    file.name = name;
+    parseSpoolName(name, file);
     const std::string path = file.path();
-    if (const auto known = m_sourceOf.find(path); known != m_sourceOf.end()) {
-        SpoolFile place;
-        parseSpoolName(name, place);
-        known->second->files.find({place.number, folder})->second.listing = m_listing;
-        return;
-    }
-    if (m_sourceOf.size() + m_refused.size() >= m_options.filesMax) {
-        if (!std::exchange(m_isFullTold, true)) {
-            std::string told;
-            tell(folder, told,
-                 "more than " + std::to_string(m_options.filesMax) +
-                     " files wait; the rest is read when some of these are gone");
-        }
-        return;
-    }
     const SpoolHandle handle(path);
     if (handle.isMissing())
         return;
-    std::string why;
-    if (!handle.isOpen())
-        why = "it is not read: " + handle.why();
-    else if (!parseSpoolName(name, file))
-        why = "it is not read: no spool file has such a name";
-    else if (why = handle.distrust(folder); !why.empty())
-        why = "it is not read: " + why;
-    if (!why.empty()) {
-        tell(path, m_refused[path], why);
+    if (const std::string why = handle.isOpen() ? handle.distrust(folder) : handle.why();
+        !why.empty()) {
+        refuse(path, why);
         return;
     }
     m_refused.erase(path);
@@ -319,9 +367,26 @@ void SpoolReader::Private::addFile(const std::string& folder, std::string_view n
     state.position = m_positions.positionOf(file);
     state.listing = m_listing;
     state.file = std::make_shared<const SpoolFile>(std::move(file));
-    source.files.emplace(std::pair(state.file->number, folder), std::move(state));
+    const std::pair key(state.file->number, folder);
+    if (!source.files.emplace(key, std::move(state)).second) {
+        refuse(path, "another file has the same place among those of its process");
+        return;
+    }
     m_sourceOf.emplace(path, &source);
+    ++m_openQty;
     enqueue(source);
+}
+
+void SpoolReader::Private::refuse(const std::string& path, const std::string& why)
+{
+    if (m_refused.size() < refusedMax || m_refused.contains(path)) {
+        tell(path, m_refused[path], "it is not read: " + why);
+    } else if (!std::exchange(m_isRefusedTold, true)) {
+        std::string told;
+        tell(path, told,
+             "it is not read: " + why + ". There are more than " + std::to_string(refusedMax) +
+                 " such files, and the others are not told");
+    }
 }
 
 /// Forgets files that are not listed any more.
@@ -336,10 +401,18 @@ void SpoolReader::Private::dropFiles()
                 continue;
             }
             const std::string path = state.file->path();
-            if (!state.isEnded)
+            if (state.isEnded) {
+                if (m_positions.positionOf(*state.file) != state.position) {
+                    ++file; // until that is confirmed, lest its position stay for ever
+                    continue;
+                }
+                m_positions.forget(*state.file);
+            } else {
+                --m_openQty;
                 tell(path, state.trouble,
                      "somebody has removed it; what it had behind byte " +
                          std::to_string(state.position) + " was not read");
+            }
             m_watchedQty -= state.isWatched ? 1 : 0;
             m_sourceOf.erase(path);
             file = source.files.erase(file);
@@ -349,7 +422,24 @@ void SpoolReader::Private::dropFiles()
     }
     std::erase_if(m_refused,
                   [](const auto& refused) { return SpoolHandle(refused.first).isMissing(); });
-    m_isFullTold = m_isFullTold && m_sourceOf.size() + m_refused.size() >= m_options.filesMax;
+    m_isRefusedTold = m_isRefusedTold && m_refused.size() >= refusedMax;
+}
+
+/// Looks at all files that may have more, or have lost their writer. Those that rest are not opened
+/// for that.
+void SpoolReader::Private::sweep()
+{
+    const Clock::time_point now = Clock::now();
+    for (auto& [key, source] : m_sources) {
+        const auto front = source.front();
+        if (front == source.files.end())
+            continue;
+        const State& state = front->second;
+        u64 size = 0;
+        if (!state.isResting || now >= state.nextLock || !isRunning(state.file->process) ||
+            !measureFile(state.file->path(), size) || size != state.position)
+            enqueue(source);
+    }
 }
 
 void SpoolReader::Private::enqueue(Source& source)
@@ -378,6 +468,10 @@ bool SpoolReader::Private::next(SpoolItem& item)
             list();
             continue;
         }
+        if (m_queue.empty() && m_isMoreThere && m_isRoomMade && !isFull()) {
+            list();
+            continue;
+        }
         if (m_queue.empty())
             return false;
         Source& source = *m_queue.front();
@@ -394,6 +488,7 @@ void SpoolReader::Private::readPiece(Source& source)
     if (front == source.files.end())
         return;
     State& state = front->second;
+    state.isResting = false;
     const std::string path = state.file->path();
     const SpoolHandle handle(path);
     if (handle.isMissing()) {
@@ -405,7 +500,19 @@ void SpoolReader::Private::readPiece(Source& source)
         why = handle.distrust(state.file->folder);
     if (why.empty() && handle.owner() != state.file->owner)
         why = "it belongs to " + handle.owner() + " now, and no more to " + state.file->owner;
-    if (why.empty() && handle.size() < state.position)
+    const bool isShorter = why.empty() && handle.size() < state.position;
+    if (isShorter && handle.isWriterGone()) {
+        tell(path, state.trouble,
+             "it has " + std::to_string(handle.size()) + " bytes, and was read up to byte " +
+                 std::to_string(state.position) +
+                 ": the system has lost its end, as it may with a loss of power. Nothing of it is "
+                 "missing here");
+        state.position = handle.size();
+        state.passedOver = 0;
+        end(source, state);
+        return;
+    }
+    if (isShorter)
         why = "it is shorter than it was when it was read up to byte " +
               std::to_string(state.position) + ": somebody has changed it";
     if (!why.empty()) {
@@ -483,6 +590,8 @@ void SpoolReader::Private::meetEnd(Source& source, State& state, const SpoolHand
         return;
     }
     if (!isOver) {
+        state.isResting = known == state.position;
+        state.nextLock = Clock::now() + lockInterval;
         watch(state);
         return;
     }
@@ -494,7 +603,14 @@ void SpoolReader::Private::meetEnd(Source& source, State& state, const SpoolHand
         torn.raw.assign(m_bytes, 0, state.passedOver == 0 ? std::min(length, sampleSize) : 0);
         state.passedOver = 0;
     }
+    end(source, state);
+}
+
+void SpoolReader::Private::end(Source& source, State& state)
+{
     state.isEnded = true;
+    m_isRoomMade = true;
+    --m_openQty;
     if (std::exchange(state.isWatched, false)) {
         m_watcher->removePath(asPath(state.file->path()));
         --m_watchedQty;
@@ -643,7 +759,11 @@ bool SpoolReader::Private::remove(const SpoolFile& file, std::string& why)
     Source* const source = known == m_sourceOf.end() ? nullptr : known->second;
     const auto entry =
         source ? source->files.find({file.number, file.folder}) : Source::Files::iterator();
-    if (!source || !entry->second.isEnded) {
+    if (!source) { // somebody else has removed it
+        m_positions.forget(file);
+        return true;
+    }
+    if (!entry->second.isEnded) {
         why = path + ": it has not ended";
         return false;
     }
@@ -661,4 +781,44 @@ bool SpoolReader::Private::remove(const SpoolFile& file, std::string& why)
     m_sourceOf.erase(known);
     source->files.erase(entry);
     return true;
+}
+
+std::vector<std::string> SpoolReader::Private::heldBack() const
+{
+    std::vector<std::string> processes;
+    const auto add = [&](std::string_view path) {
+        const std::string_view name = path.substr(path.rfind('/') + 1);
+        if (SpoolFile file; parseSpoolName(name, file))
+            processes.emplace_back(name.substr(0, name.rfind('_')));
+    };
+    for (const auto& [path, what] : m_refused)
+        add(path);
+    for (const auto& [path, source] : m_sourceOf) {
+        if (const auto front = source->front();
+            front != source->files.end() && !front->second.trouble.empty())
+            add(path);
+    }
+    return processes;
+}
+
+// ---- Removals --------------------------------------------------------------------------------------------
+
+void Removals::add(std::shared_ptr<const SpoolFile> file)
+{
+    m_fresh.push_back(std::move(file));
+}
+
+void Removals::attempt(const std::function<void(const std::string& why)>& tell)
+{
+    std::string why;
+    if (!m_failed.empty() && Clock::now() >= m_nextTry)
+        std::erase_if(m_failed, [&](const auto& file) { return m_reader.remove(*file, why); });
+    for (auto& file : std::exchange(m_fresh, {})) {
+        if (m_reader.remove(*file, why))
+            continue;
+        tell(why + "; it is tried again");
+        m_failed.push_back(std::move(file));
+    }
+    if (Clock::now() >= m_nextTry)
+        m_nextTry = Clock::now() + m_interval;
 }

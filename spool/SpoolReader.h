@@ -27,7 +27,9 @@
 //   confirmed when a process was killed is given again by the next: the same lines in the same
 //   order for each file. Lines that are none may be told in other groups.
 // - Only what is asked for is read: memory is a piece of a file of 256 KiB, or one line of up to
-//   16 MiB, and some 500 bytes for each file that waits.
+//   16 MiB, and up to 3 KiB for each file that waits, by the length of its name.
+// - Files that rest are not opened: their sizes are looked at, and once a minute, or when no
+//   process has their number, whether they have a writer.
 // - A file is taken only if it is one, has a name that spool files have (see SpoolWriter.h), and
 //   can have been written, or given that name, by nobody but its owner and the system's
 //   administrators. What is not taken is told as a trouble, once, and looked at again later.
@@ -38,6 +40,8 @@
 #include <spool/Positions.h>
 #include <spool/SpoolLine.h>
 
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -79,8 +83,9 @@ class SpoolReader {
         /// Milliseconds after which all is looked at again, in case that an event was lost. Windows
         /// has none for what is added to a file that stays open.
         int sweep = 3000;
-        /// Files that are known at a time. More are told as a trouble, and come later.
-        std::size_t filesMax = 65536;
+        /// Files that are known at a time and have not ended. More are told as a trouble, and come
+        /// later.
+        std::size_t filesMax = 8192;
     };
 
     /// Throws std::runtime_error for a folder that cannot be listed. `positions` outlive it.
@@ -103,12 +108,41 @@ class SpoolReader {
 
     /// Removes a file that has ended and was confirmed to its end, and forgets its position. Save
     /// the positions first: a file that is gone cannot be read again. False, with `why`, if it is
-    /// not removed: it has grown after all, or the system refuses.
+    /// not removed: it has grown after all, or the system refuses. One that somebody else has
+    /// removed is removed.
     bool remove(const SpoolFile& file, std::string& why);
+
+    /// The processes, as "HOST_PROGRAM_PROCESS_START", that have a file which is not taken, or read
+    /// no further, and may be when that is mended.
+    std::vector<std::string> heldBack() const;
 
   private:
     class Private;
     std::unique_ptr<Private> m_private;
+};
+
+/// The files that a reader has ended with, and that are to be removed. What fails is tried again:
+/// somebody may have the file just now.
+class Removals {
+  public:
+    /// The reader outlives it. Retries are so far apart at least.
+    explicit Removals(SpoolReader& reader,
+                      std::chrono::milliseconds interval = std::chrono::seconds(3))
+        : m_reader(reader), m_interval(interval)
+    {}
+
+    void add(std::shared_ptr<const SpoolFile> file);
+    /// Removes those that were added, and at times those that were not removed then. Call it after
+    /// the positions were saved, and each time that the reader has no more. `tell` is told of each
+    /// file that fails, once, for people.
+    void attempt(const std::function<void(const std::string& why)>& tell);
+
+  private:
+    SpoolReader& m_reader;
+    const std::chrono::milliseconds m_interval;
+    std::vector<std::shared_ptr<const SpoolFile>> m_fresh;
+    std::vector<std::shared_ptr<const SpoolFile>> m_failed;
+    std::chrono::steady_clock::time_point m_nextTry;
 };
 
 /// What a spool file's name tells; false for any other name. Leaves `folder` and `owner`.

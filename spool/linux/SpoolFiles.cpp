@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -134,6 +135,22 @@ std::string zmu_spool::listFolder(const std::string& folder,
         errno = 0;
     }
     return errno == 0 ? std::string() : reasonOf(errno);
+}
+
+bool zmu_spool::measureFile(const std::string& path, u64& size)
+{
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    size = static_cast<u64>(status.st_size);
+    return true;
+}
+
+bool zmu_spool::isRunning(u64 process)
+{
+    const auto number = static_cast<pid_t>(process);
+    return number > 0 && static_cast<u64>(number) == process &&
+           (kill(number, 0) == 0 || errno != ESRCH);
 }
 
 // ---- A file that is read ---------------------------------------------------------------------------------

@@ -226,6 +226,27 @@ std::string zmu_spool::listFolder(const std::string& folder,
     return error == ERROR_NO_MORE_FILES ? std::string() : reasonOf(error);
 }
 
+bool zmu_spool::measureFile(const std::string& path, u64& size)
+{
+    // A folder's list may tell an older size while the file is open.
+    const Handle file{
+        open(path, FILE_READ_ATTRIBUTES, shareAll, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT)};
+    if (!file.isOpen())
+        return false;
+    size = sizeOf(file.value);
+    return true;
+}
+
+bool zmu_spool::isRunning(u64 process)
+{
+    const HANDLE found = OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(process));
+    if (!found)
+        return GetLastError() == ERROR_ACCESS_DENIED;
+    const bool isAlive = WaitForSingleObject(found, 0) == WAIT_TIMEOUT;
+    CloseHandle(found);
+    return isAlive;
+}
+
 // ---- A file that is read ---------------------------------------------------------------------------------
 
 SpoolHandle::SpoolHandle(const std::string& path) : m_path(path)

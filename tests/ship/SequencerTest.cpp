@@ -16,10 +16,12 @@ class SequencerTest : public testing::Test {
     Sequencer make(Sequencer::Limits limits)
     {
         return {[](const std::string& source) { return source == "known" ? 50U : 0U; },
-                [this](const Arrival& arrival, u64 missing, bool isLate) {
-                    m_taken.push_back(arrival.source + ' ' + std::to_string(arrival.sequence) +
-                                      (missing ? " -" + std::to_string(missing) : "") +
-                                      (isLate ? " late" : ""));
+                [this](const Arrival& arrival, const Sequencer::Before& before) {
+                    m_taken.push_back(
+                        arrival.source + ' ' + std::to_string(arrival.sequence) +
+                        (before.missing ? " -" + std::to_string(before.missing) : "") +
+                        (before.mayHaveBeenRead ? " perhaps" : "") +
+                        (before.isLate ? " late" : ""));
                 },
                 limits};
     }
@@ -33,7 +35,7 @@ class SequencerTest : public testing::Test {
     std::vector<std::string> m_taken;
     u64 m_place = 0;
     Sequencer::Clock::time_point m_now = Sequencer::Clock::now();
-    Sequencer m_sequencer = make({std::chrono::seconds(60), 1000, 20});
+    Sequencer m_sequencer = make({std::chrono::seconds(60), std::chrono::seconds(10), 1000, 20});
 };
 
 } // namespace
@@ -80,9 +82,13 @@ TEST_F(SequencerTest, WaitsNotForEverAndTakesWhatIsLate)
 {
     offer("a", 1, 0);
     offer("a", 5, 4);
-    m_now += std::chrono::seconds(59);
+    offer("quiet", 8, 7); // of which all is forgotten
+    m_now += std::chrono::seconds(9);
     m_sequencer.expire(m_now);
     EXPECT_EQ(taken(), Lines{"a 1"});
+    m_now += std::chrono::seconds(50);
+    m_sequencer.expire(m_now);
+    EXPECT_EQ(taken(), Lines{"quiet 8 -7 perhaps"});
     m_now += std::chrono::seconds(1);
     m_sequencer.expire(m_now);
     EXPECT_EQ(taken(), Lines{"a 5 -3"});

@@ -28,7 +28,7 @@ struct Written {
     std::mutex mutex;
     std::map<std::string, std::vector<u64>> numbers; ///< By source.
     std::vector<std::string> leftOut;
-    u64 place = 0;
+    Bookmark bookmark;
 
     std::size_t linesQty()
     {
@@ -45,7 +45,7 @@ class Collected : public Destination {
     Collected(Written& written, std::string id) : m_written(written), m_id(std::move(id)) {}
 
     std::string id() override { return m_id; }
-    u64 place() override { return m_written.place; }
+    Bookmark bookmark() override { return m_written.bookmark; }
     u64 lastOf(const std::string& source) override
     {
         const auto& numbers = m_written.numbers[source];
@@ -61,8 +61,10 @@ class Collected : public Destination {
         const std::scoped_lock lock(m_written.mutex);
         m_written.leftOut.push_back(leftOut.where + ": " + leftOut.what);
     }
-    void save(u64, bool) override
+    void save(const Bookmark& bookmark, bool) override
     {
+        if (!m_diesBeforeSaving)
+            m_written.bookmark = bookmark;
         if (m_diesBeforeSaving)
             throw std::runtime_error("dead");
     }
@@ -112,6 +114,14 @@ class ServerCollectorTest : public testing::Test {
     SpoolFolder m_spool;
 };
 
+void publish(const NatsServer& server, const std::vector<Outgoing>& messages)
+{
+    ServerOptions options;
+    options.urls = {server.url()};
+    Connection connection(options, "publisher");
+    ASSERT_TRUE(Publisher(connection, options.stream, [] { return true; }).publish(messages));
+}
+
 void expectWhole(const std::vector<u64>& numbers, u64 last)
 {
     ASSERT_EQ(numbers.size(), last);
@@ -160,19 +170,15 @@ TEST_F(ServerCollectorTest, LeavesOutWhatIsNoLineOrFromAnotherHost)
     m_spool.add(7, 1, 2, L"good", L"h7");
     ship(server);
     const std::string good = server.messages().front().text;
-    ServerOptions options;
-    options.urls = {server.url()};
-    Connection connection(options, "hostile");
-    Publisher publisher(connection, options.stream, [] { return true; });
     std::string other = good;
     other.replace(other.find("\"sequence\":1"), 12, "\"sequence\":9");
-    publisher.publish({
-        {"zmu.h8", "1", "", "me", other}, // h8 speaks for h7
-        {"zmu.h7", "2", "", "me", good.substr(0, 40)},
-        {"zmu.h7", "3", "", "me", std::string(500000, '[')},
-        {"zmu.h7.x", "4", "", "me", ""},
-        {"zmu.h7", "5", "18446744073709551615", "../../etc", other},
-    });
+    publish(server, {
+                        {"zmu.h8", "1", "", "me", other}, // h8 speaks for h7
+                        {"zmu.h7", "2", "", "me", good.substr(0, 40)},
+                        {"zmu.h7", "3", "", "me", std::string(500000, '[')},
+                        {"zmu.h7.x", "4", "", "me", ""},
+                        {"zmu.h7", "5", "18446744073709551615", "../../etc", other},
+                    });
     Written written;
     const Running collector(server, written, "one");
     EXPECT_TRUE(becomesTrue([&] {
@@ -189,6 +195,27 @@ TEST_F(ServerCollectorTest, LeavesOutWhatIsNoLineOrFromAnotherHost)
         EXPECT_EQ(source.find_first_of("/\\ \n"), std::string::npos) << source;
 }
 
+TEST_F(ServerCollectorTest, TellsOnceOfWhatIsNoLine)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    publish(server, {{"zmu.h7", "1", "", "me", "junk"}});
+    m_spool.add(7, 1, 2, L"good", L"h7");
+    ship(server);
+    Written written;
+    {
+        const Running collector(server, written, "one");
+        EXPECT_TRUE(becomesTrue([&] { return written.linesQty() == 2; }));
+    }
+    written.bookmark.place = 0; // a line before it was waited for
+    m_spool.add(7, 3, 4, L"good", L"h7");
+    ship(server);
+    const Running collector(server, written, "one");
+    EXPECT_TRUE(becomesTrue([&] { return written.linesQty() == 4; }));
+    const std::scoped_lock lock(written.mutex);
+    EXPECT_EQ(written.leftOut.size(), 1U);
+}
+
 TEST_F(ServerCollectorTest, FindsWhatAnotherServerHasAtAnEarlierPlace)
 {
     SKIP_WITHOUT_SERVER();
@@ -203,12 +230,47 @@ TEST_F(ServerCollectorTest, FindsWhatAnotherServerHasAtAnEarlierPlace)
     // The one that led before had a message more.
     m_spool.add(7, 301, 400);
     ship(server);
-    written.place = 301;
+    ++written.bookmark.place;
     const Running collector(server, written, "one");
     EXPECT_TRUE(becomesTrue([&] { return written.linesQty() >= 400; }));
     const std::scoped_lock lock(written.mutex);
     ASSERT_EQ(written.numbers.size(), 1U);
     expectWhole(written.numbers.begin()->second, 400);
+}
+
+TEST(PullerTest, BeginsAnewWithAStreamThatIsNotThatOfItsBookmark)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    constexpr u64 qty = 9000, againQty = 8192;
+    std::vector<Outgoing> messages;
+    for (u64 i = 1; i <= qty; ++i)
+        messages.push_back({"zmu.h7", std::to_string(i), "", "me", "text"});
+    publish(server, messages);
+    ServerOptions options;
+    options.urls = {server.url()};
+    Connection connection(options, "puller");
+    ASSERT_TRUE(connection.await(std::chrono::seconds(30)));
+    std::vector<Pulled> pulled;
+    Puller all(connection, options.stream, "all", {});
+    ASSERT_TRUE(becomesTrue(
+        [&] { return all.pull(pulled) && all.bookmarkBefore(std::nullopt).place == qty; }));
+    const Bookmark mark = all.bookmarkBefore(std::nullopt);
+    const auto firstWith = [&](const Bookmark& floor) {
+        Puller puller(connection, options.stream, "again", floor);
+        EXPECT_TRUE(becomesTrue([&] { return puller.pull(pulled) && !pulled.empty(); }));
+        return pulled.front().place;
+    };
+    EXPECT_EQ(firstWith(mark), qty + 1 - againQty);
+    Bookmark other = mark;
+    other.place -= 2; // another server, which has two more
+    EXPECT_EQ(firstWith(other), qty - 1 - againQty);
+    other = mark;
+    --other.time; // its end was lost, and it was filled again
+    EXPECT_EQ(firstWith(other), 1U);
+    other = mark;
+    --other.streamMade;
+    EXPECT_EQ(firstWith(other), 1U);
 }
 
 TEST(PullerTest, TakesAllInItsOrderFromAServerThatIsHeldNowAndThen)
@@ -231,7 +293,7 @@ TEST(PullerTest, TakesAllInItsOrderFromAServerThatIsHeldNowAndThen)
         }
     });
     Connection connection(options, "puller");
-    Puller puller(connection, options.stream, "one", 0);
+    Puller puller(connection, options.stream, "one", {});
     std::set<u64> places;
     u64 before = 0, holdsQty = 0;
     const bool isAll = becomesTrue([&] {

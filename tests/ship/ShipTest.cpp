@@ -4,6 +4,7 @@
 #include "../tools/ToolRun.h"
 
 #include <tools/ship/Names.h>
+#include <tools/ship/Publisher.h>
 
 #include <QDir>
 #include <QThread>
@@ -230,6 +231,39 @@ TEST_F(Ship, RefusesAStreamThatLosesSomething)
     EXPECT_EQ(m_spool.files().size(), 1);
 }
 
+TEST_F(Ship, ObeysTheLimitsOfAStreamThatIsThere)
+{
+    SKIP_WITHOUT_SERVER();
+    const struct {
+        std::int64_t ofSubject;
+        std::int32_t size;
+        const char* told;
+    } cases[] = {{10, -1, "max_msgs_per_subject"}, {-1, 65535, "max_msg_size"}, {-1, 70000, ""}};
+    m_spool.add(11, 1, 20, std::wstring(100000, L'x'));
+    for (const auto& each : cases) {
+        const NatsServer server;
+        ServerOptions options;
+        options.urls = {server.url()};
+        Connection connection(options, "test");
+        ASSERT_TRUE(connection.await(std::chrono::seconds(30)));
+        const char* subject = "zmu.>";
+        jsStreamConfig wanted;
+        jsStreamConfig_Init(&wanted);
+        wanted.Name = "ZMU";
+        wanted.Subjects = &subject;
+        wanted.SubjectsLen = 1;
+        wanted.Discard = js_DiscardNew;
+        wanted.MaxMsgsPerSubject = each.ofSubject;
+        wanted.MaxMsgSize = each.size;
+        ASSERT_EQ(js_AddStream(nullptr, connection.jetStream(), &wanted, nullptr, nullptr),
+                  NATS_OK);
+        const ToolRun run = ship(server);
+        EXPECT_EQ(run.exit, *each.told ? Exit::Unreadable : Exit::Good) << run.errors;
+        EXPECT_NE(run.errors.find(each.told), std::string::npos) << run.errors;
+        EXPECT_EQ(server.messages().size(), *each.told ? 0U : 20U);
+    }
+}
+
 TEST_F(Ship, HasItsRightsFromFiles)
 {
     SKIP_WITHOUT_SERVER();
@@ -271,12 +305,22 @@ TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)
     m_spool.add(11, 1, 2, evil, L"../../evil");
     m_spool.add(12, 1, 2, L"good", L"h7");
     ASSERT_EQ(ship(server).exit, Exit::Good);
+    ServerOptions options;
+    options.urls = {server.url()};
+    Connection connection(options, "hostile");
+    ASSERT_TRUE(Publisher(connection, options.stream, [] {
+                    return true;
+                }).publish({{"zmu." + std::string(300, 'a'), "1", "", "me", "no line"}}));
     const QString logs = QString::fromStdWString(m_kept.makeFolder("logs"));
     const QString byHost = QString::fromStdWString(m_kept.makeFolder("by-host"));
     const QStringList line = {"collect", "--server", QString::fromStdString(server.url()),
                               "--log-dir"};
     for (int i = 0; i < 2; ++i) // the second finds that all is there
-        EXPECT_TRUE(hasSucceeded(runProgram(ZMU_TEST_TOOL, line + QStringList{logs, "--once"})));
+        EXPECT_EQ(runProgram(ZMU_TEST_TOOL, line + QStringList{logs, "--once"}).status,
+                  i == 0 ? int(Exit::Findings) : int(Exit::Good));
+    EXPECT_EQ(
+        runProgram(ZMU_TEST_TOOL, line + QStringList{byHost, "--by", "host", "--once"}).status,
+        int(Exit::Usage));
     const auto textOf = [](const QDir& folder) {
         QString text;
         for (const QString& name : folder.entryList({"*.html"}, QDir::Files)) {

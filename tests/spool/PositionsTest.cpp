@@ -72,6 +72,13 @@ TEST_F(KeptPositions, AreNotTakenFromADamagedFile)
                 << error.what();
         }
     }
+    folder.write("positions", QByteArray(sound).replace("positions 1", "positions 20"));
+    try {
+        const Positions positions(path("positions"));
+        ADD_FAILURE();
+    } catch (const std::runtime_error& error) {
+        EXPECT_NE(std::string(error.what()).find("of another version"), std::string::npos);
+    }
     EXPECT_THROW(Positions(path("missing/positions")), std::runtime_error);
 }
 

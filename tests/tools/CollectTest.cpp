@@ -2,10 +2,14 @@
 #include "MadeSpools.h"
 #include "ToolRun.h"
 
+#include <collect/Collector.h>
 #include <tools/collect/OwnLog.h>
 
 #include <QDir>
 #include <QRegularExpression>
+
+#include <atomic>
+#include <thread>
 
 using namespace zmu_collect;
 using namespace zmu_test;
@@ -130,6 +134,50 @@ TEST_F(Collect, WritesJson)
     EXPECT_EQ(folder.files().filter(".spool"), QStringList());
 }
 
+namespace {
+
+/// A sink whose disk is full at first.
+class FullSink : public Sink {
+  public:
+    bool write(const Report&) override
+    {
+        ++writes;
+        return true;
+    }
+    bool sync() override
+    {
+        m_why = "full";
+        return ++syncs > 2;
+    }
+    std::atomic<int> writes = 0;
+    std::atomic<int> syncs = 0;
+};
+
+} // namespace
+
+TEST_F(Collect, SavesAgainWhatCouldNotBeSavedAndRests)
+{
+    FullSink sink;
+    std::atomic<int> told = 0;
+    Collector collector({.spools = {place()},
+                         .positions = path("positions"),
+                         .isKeeping = true,
+                         .tell = [&](const std::string&) { ++told; }},
+                        sink, nullptr);
+    const std::jthread watcher([&] {
+        EXPECT_TRUE(becomesTrue([&] { return sink.syncs >= 3; }));
+        EXPECT_EQ(told, 1);
+        write(spoolName(1), spoolLine(1));
+        EXPECT_TRUE(becomesTrue([&] { return folder.files().contains("positions"); }));
+        const int syncs = sink.syncs;
+        std::this_thread::sleep_for(std::chrono::milliseconds(3500)); // longer than a sweep
+        EXPECT_EQ(sink.syncs, syncs);
+        EXPECT_EQ(sink.writes, 1);
+        collector.stop();
+    });
+    collector.run();
+}
+
 TEST_F(Collect, GoesOnWhenThereIsALogAgain)
 {
     zmu_tools::collect::OwnLog log(path("logs"), "");
@@ -152,6 +200,12 @@ TEST_F(Collect, GoesOnWhenThereIsALogAgain)
     // Of another sink's entries those are known that may come again.
     LogSink next(log);
     next.recover(0, {}, [](std::string_view, u64 sequence) { return sequence == 1; });
+    next.endRecovery({"h7_pw_812_7", "s"}); // of which a file may be readable later
+    EXPECT_FALSE(next.isRecovering());
+    report.source = "ada/h7_pw_812_7";
+    EXPECT_TRUE(sink.write(report)) << sink.why();
+    next.recover(0, {}, [](std::string_view, u64) { return true; });
+    next.endRecovery({"h7_pw_812_77", "h7_pw_812_7"});
     EXPECT_TRUE(next.isRecovering());
     EXPECT_TRUE(next.write(report));
     EXPECT_FALSE(next.isRecovering());

@@ -1,5 +1,6 @@
 #include "HostCollectors.h"
 
+#include <tools/Text.h>
 #include <tools/platform/Stop.h>
 #include <tools/ship/ServerCollector.h>
 
@@ -9,7 +10,8 @@
 #include <cstdio>
 #include <map>
 #include <memory>
-#include <stdexcept>
+#include <set>
+#include <utility>
 
 namespace zmu_tools::collect {
 
@@ -82,18 +84,30 @@ class HostCollectors {
         if (process.state() != QProcess::NotRunning)
             return;
         const QString folder = QString::fromStdString(m_options.logFolder + '/' + host);
-        if (!QDir().mkpath(folder))
-            throw std::runtime_error(folder.toStdString() + " cannot be made");
+        if (!QDir().mkpath(folder)) {
+            fail(host, folder.toStdString() + " cannot be made");
+            return;
+        }
         process.setProcessChannelMode(QProcess::ForwardedChannels);
         process.start(QString::fromStdString(ownProgram()), argumentsFor(m_options, host, folder));
-        if (!process.waitForStarted())
-            throw std::runtime_error(ownProgram() +
-                                     " cannot be started: " + process.errorString().toStdString());
+        if (process.waitForStarted())
+            m_failed.erase(host);
+        else
+            fail(host, ownProgram() + " cannot be started: " + process.errorString().toStdString());
     }
 
   private:
+    /// Told once, and tried again.
+    void fail(const std::string& host, const std::string& why)
+    {
+        if (m_failed.insert(host).second)
+            std::fprintf(stderr, "zmu: warning: %s; what comes from %s stays with the servers\n",
+                         harmless(why).c_str(), host.c_str());
+    }
+
     const ServedOptions& m_options;
     std::map<std::string, std::unique_ptr<QProcess>> m_processes;
+    std::set<std::string> m_failed; ///< Hosts.
     bool m_isFullTold = false;
 };
 

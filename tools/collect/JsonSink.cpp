@@ -5,7 +5,9 @@
 
 #include <QString>
 
-#include <cstdio>
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
 
 namespace zmu_tools::collect {
 
@@ -24,6 +26,9 @@ std::string timeText(zmu::i64 nanoseconds)
 bool JsonSink::write(const Report& report)
 {
     constexpr std::size_t enough = 65536;
+    // Before the report is taken: one that is not taken comes again, and is not to be here twice.
+    if (m_output.size() >= enough && !flush())
+        return false;
     m_output += '{';
     put("owner", report.owner);
     if (report.kind == Report::Kind::Situation)
@@ -57,20 +62,29 @@ bool JsonSink::write(const Report& report)
         put("sample", report.sample);
     }
     m_output += "}\n";
-    return m_output.size() < enough || flush();
+    return true;
 }
 
 bool JsonSink::sync()
 {
-    return flush() && (std::fflush(stdout) == 0 || (m_why = "standard output is closed", false));
+    return flush();
 }
 
 bool JsonSink::flush()
 {
-    const std::size_t written = std::fwrite(m_output.data(), 1, m_output.size(), stdout);
-    m_output.erase(0, written);
+    constexpr int standardOutput = 1;
+    // Not by way of stdout, whose buffer is lost where it could be written in part.
+    if (!m_file.isOpen() &&
+        !m_file.open(standardOutput, QIODevice::WriteOnly | QIODevice::Unbuffered))
+        throw std::runtime_error("standard output is closed");
+    errno = 0;
+    const qint64 written =
+        m_output.empty() ? 0 : m_file.write(m_output.data(), qint64(m_output.size()));
+    if (written < 0 && errno == EPIPE)
+        throw std::runtime_error("nobody reads standard output any more");
+    m_output.erase(0, static_cast<std::size_t>(std::max<qint64>(written, 0)));
     if (!m_output.empty())
-        m_why = "standard output cannot be written";
+        m_why = "standard output cannot be written: " + m_file.errorString().toStdString();
     return m_output.empty();
 }
 

@@ -2,6 +2,7 @@
 
 #include <collect/Strings.h>
 #include <tools/Text.h>
+#include <zmu/monitor/Trace.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/owner/ZarnDataZGW.h>
 
@@ -57,12 +58,17 @@ Zarn* OwnLog::monitor(std::string& why)
 {
     if (m_monitor)
         return m_monitor;
+    // The library's traces tell why there is no log; not each second once more.
+    const auto usual = Zarn_setTraceFunction(nullptr);
+    Zarn_setTraceFunction(m_hasFailed ? [](const wchar_t*) {} : usual);
     try {
         Owner owner(widened(m_form));
         m_monitor = owner.createZarnMonitor();
     } catch (int) {
         // its codes tell
     }
+    Zarn_setTraceFunction(usual);
+    m_hasFailed = !m_monitor;
     if (!m_monitor)
         why = "no log can be begun in " + m_folder + " (ZGW" +
               std::to_string(ZarnDataZGW::getDX_Code1()) + "/WLE" +

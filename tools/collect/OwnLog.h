@@ -27,6 +27,7 @@ class OwnLog : public zmu_collect::LogOwner {
     const std::string m_folder;
     const std::string m_form;
     Zarn* m_monitor = nullptr;
+    bool m_hasFailed = false; ///< At the last try.
 };
 
 } // namespace zmu_tools::collect

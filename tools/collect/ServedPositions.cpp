@@ -1,5 +1,7 @@
 #include "ServedPositions.h"
 
+#include <spool/SealedText.h>
+
 #include <QDateTime>
 #include <QRandomGenerator>
 
@@ -13,13 +15,13 @@ namespace zmu_tools::collect {
 
 namespace {
 
-constexpr zmu::i64 week = 7 * 86400;
 constexpr std::size_t sourcesMax = 100000;
-constexpr char title[] = "zmu-collect-server-1";
+constexpr char title[] = "zmu served positions 2\n";
 
 } // namespace
 
-ServedPositions::ServedPositions(std::string path) : m_path(std::move(path))
+ServedPositions::ServedPositions(std::string path, zmu::i64 memory)
+    : m_path(std::move(path)), m_memory(memory)
 {
     m_lock = zmu_spool::lockFile(m_path + ".lock");
     if (m_lock == zmu_spool::noSystemFile)
@@ -31,7 +33,12 @@ ServedPositions::ServedPositions(std::string path) : m_path(std::move(path))
     if (!why.empty() && !isMissing)
         throw std::runtime_error(m_path + " cannot be read: " + why);
     if (!isMissing) {
-        read(text);
+        try {
+            read(text);
+        } catch (...) {
+            zmu_spool::unlockFile(m_lock);
+            throw;
+        }
         return;
     }
     const quint64 number = QRandomGenerator::system()->generate64();
@@ -43,21 +50,33 @@ ServedPositions::~ServedPositions()
     zmu_spool::unlockFile(m_lock);
 }
 
-void ServedPositions::read(const std::string& text)
+void ServedPositions::refuse(const std::string& why) const
 {
-    std::istringstream lines(text);
-    std::string begin, end;
-    std::size_t qty = 0;
-    lines >> begin >> m_id >> m_place >> m_since >> qty;
+    throw std::runtime_error(
+        "the positions of " + m_path + ": " + why +
+        ". Bring back an older file, and what is in the logs already is passed over; or remove it, "
+        "and this is a collector that the servers do not know: it takes new processes, and what "
+        "comes from those of the old one waits until it is forgotten");
+}
+
+void ServedPositions::read(std::string_view text)
+{
+    if (const std::string why = zmu_spool::unseal(text, title); !why.empty())
+        refuse(why);
+    std::istringstream lines{std::string(text)};
+    std::size_t logsQty = 0;
+    lines >> m_id >> m_since >> m_bookmark.place >> m_bookmark.time >> m_bookmark.streamMade >>
+        m_bookmark.highest >> logsQty;
+    std::string log;
+    while (m_logs.size() < logsQty && lines >> log)
+        m_logs.push_back(
+            QByteArray::fromPercentEncoding(QByteArray::fromStdString(log)).toStdString());
     std::string source;
-    for (Last last; m_sources.size() < qty && lines >> source >> last.sequence >> last.time;)
+    for (Last last; lines >> source >> last.sequence >> last.time;)
         m_sources[source] = last;
-    lines >> end;
-    if (begin != title || end != "end" || m_sources.size() != qty ||
+    if (!lines.eof() || m_logs.size() != logsQty ||
         !std::all_of(m_id.begin(), m_id.end(), [](unsigned char c) { return std::isalnum(c); }))
-        throw std::runtime_error(m_path +
-                                 " is damaged. Without it all that the servers still have is "
-                                 "collected once more, by a collector that they do not know");
+        refuse("the file is damaged");
 }
 
 zmu::u64 ServedPositions::lastOf(const std::string& source) const
@@ -72,25 +91,29 @@ void ServedPositions::setLast(const std::string& source, zmu::u64 sequence)
     last = {std::max(last.sequence, sequence), QDateTime::currentSecsSinceEpoch()};
 }
 
-void ServedPositions::save(zmu::u64 place, zmu::i64 since)
+void ServedPositions::save(const ship::Bookmark& bookmark, zmu::i64 since)
 {
     forgetOld();
-    m_place = place;
+    m_bookmark = bookmark;
     m_since = since;
     std::ostringstream text;
-    text << title << ' ' << m_id << ' ' << m_place << ' ' << m_since << ' ' << m_sources.size()
-         << '\n';
+    text << title << m_id << ' ' << m_since << '\n'
+         << m_bookmark.place << ' ' << m_bookmark.time << ' ' << m_bookmark.streamMade << ' '
+         << m_bookmark.highest << '\n'
+         << m_logs.size();
+    for (const std::string& log : m_logs)
+        text << ' ' << QByteArray::fromStdString(log).toPercentEncoding("/").toStdString();
+    text << '\n';
     for (const auto& [source, last] : m_sources)
         text << source << ' ' << last.sequence << ' ' << last.time << '\n';
-    text << "end\n";
-    const std::string why = zmu_spool::replaceFile(m_path, text.str());
+    const std::string why = zmu_spool::replaceFile(m_path, zmu_spool::sealed(text.str()));
     if (!why.empty())
         throw std::runtime_error(m_path + " cannot be written: " + why);
 }
 
 void ServedPositions::forgetOld()
 {
-    const zmu::i64 before = QDateTime::currentSecsSinceEpoch() - week;
+    const zmu::i64 before = QDateTime::currentSecsSinceEpoch() - m_memory;
     std::erase_if(m_sources, [before](const auto& each) { return each.second.time < before; });
     if (m_sources.size() <= sourcesMax)
         return;

@@ -2,6 +2,8 @@
 
 #include "Stream.h"
 
+#include <tools/Text.h>
+
 #include <algorithm>
 
 namespace zmu_tools::ship {
@@ -12,11 +14,16 @@ constexpr std::int64_t nanoseconds = 1000000000; // of a second
 /// For which a collector counts as there after its last word.
 constexpr std::int64_t presence = 20;
 constexpr std::chrono::seconds presenceInterval{5};
-/// For which it is known who has taken a process. It begins anew with a process that goes on.
-constexpr std::int64_t memory = 90LL * 86400;
-constexpr std::int64_t renewal = 86400;
-constexpr std::chrono::hours forgetInterval{24};
+/// For which it is known who has taken a process, beyond the last of its messages: longer than the
+/// next two together, by which it begins anew with a process that goes on.
+constexpr std::int64_t memory = 86400;
+constexpr std::int64_t renewal = 8 * 3600LL;
+constexpr std::chrono::hours forgetInterval{8};
+/// Of what the stream may have: those who take its processes have so much less to say.
+constexpr std::uint64_t takersShare = 4;
+constexpr std::uint64_t takersLeast = 16 << 20;
 constexpr std::size_t knownMax = 200000;
+constexpr std::size_t othersMax = 1000;
 
 constexpr char membersStore[] = "-members";
 
@@ -47,14 +54,18 @@ Group::Taker Group::takerOf(const std::string& source, bool isOverdue)
         return known->second;
     if (!isReady())
         return Taker::Unknown;
+    std::string why;
     for (int i = 0; i < 2; ++i) {
         kvEntry* found = nullptr;
         const natsStatus status = kvStore_Get(&found, m_takers.get(), source.c_str());
         const OwnedEntry entry(found);
         if (status == NATS_OK) {
             const char* const value = kvEntry_ValueString(found);
-            if (!value || m_id != value)
+            if (!value || m_id != value) {
+                if (m_others.size() < othersMax)
+                    ++m_others[value ? value : ""];
                 return remember(source, Taker::Other);
+            }
             if (nats_NowInNanoSeconds() - kvEntry_Created(found) > renewal * nanoseconds)
                 kvStore_UpdateString(nullptr, m_takers.get(), source.c_str(), m_id.c_str(),
                                      kvEntry_Revision(found));
@@ -69,9 +80,13 @@ Group::Taker Group::takerOf(const std::string& source, bool isOverdue)
             return Taker::Nobody;
         // If that fails somebody else has been quicker, or it has been done though no answer came:
         // then it stands there.
-        if (kvStore_CreateString(nullptr, m_takers.get(), source.c_str(), m_id.c_str()) == NATS_OK)
+        const natsStatus made =
+            kvStore_CreateString(nullptr, m_takers.get(), source.c_str(), m_id.c_str());
+        if (made == NATS_OK)
             return remember(source, Taker::Me);
+        why = describe(made);
     }
+    m_connection.tell("it cannot be kept who takes what (" + why + "); trying on");
     return Taker::Unknown;
 }
 
@@ -83,12 +98,29 @@ void Group::keepUp()
     m_nextPresence = now + presenceInterval;
     if (now >= m_nextForgetting) { // so that what goes on for long is renewed
         m_known.clear();
+        m_others.clear();
         m_nextForgetting = now + forgetInterval;
     }
     kvStore_PutString(nullptr, m_members.get(), m_id.c_str(), "");
     findPresent();
     if (std::find(m_present.begin(), m_present.end(), m_id) == m_present.end())
         m_present.push_back(m_id);
+    tellAbsent();
+}
+
+/// Says once who has to be started again, or nobody collects what it has taken.
+void Group::tellAbsent()
+{
+    for (const auto& [id, sourcesQty] : m_others) {
+        if (std::find(m_present.begin(), m_present.end(), id) != m_present.end())
+            m_told.erase(id);
+        else if (m_told.insert(id).second)
+            m_connection.tell(std::to_string(sourcesQty) +
+                              " processes or more belong to the collector " + harmless(id) +
+                              " of " + m_name +
+                              ", which is not there: what they report waits with the servers until "
+                              "it is started again, in its log folder and with its positions");
+    }
 }
 
 /// The keys of a store are the subjects of a stream. Asked for as keys, each time would make a
@@ -120,18 +152,20 @@ bool Group::isReady()
         m_members.reset();
         m_generation = m_connection.generation();
     }
-    return open(m_takers, m_name + "-takers", memory) &&
-           open(m_members, m_name + membersStore, presence);
+    return open(m_takers, m_name + "-takers", m_stream.age + memory,
+                std::max(m_stream.bytes / takersShare, takersLeast)) &&
+           open(m_members, m_name + membersStore, presence, 0);
 }
 
-bool Group::open(OwnedStore& store, const std::string& bucket, std::int64_t seconds)
+bool Group::open(OwnedStore& store, const std::string& bucket, std::int64_t seconds,
+                 std::uint64_t bytes)
 {
     if (store)
         return true;
     kvStore* made = nullptr;
     natsStatus status = js_KeyValue(&made, m_connection.jetStream(), bucket.c_str());
     if (status == NATS_NOT_FOUND) {
-        const int replicas = ensureStream(m_connection, m_stream);
+        const int replicas = ensureStream(m_connection, m_stream).replicas;
         if (replicas == 0)
             return false;
         kvConfig wanted;
@@ -139,6 +173,8 @@ bool Group::open(OwnedStore& store, const std::string& bucket, std::int64_t seco
         wanted.Bucket = bucket.c_str();
         wanted.History = 1;
         wanted.TTL = seconds * nanoseconds;
+        if (bytes != 0)
+            wanted.MaxBytes = static_cast<std::int64_t>(bytes);
         wanted.StorageType = js_FileStorage;
         wanted.Replicas = replicas;
         status = js_CreateKeyValue(&made, m_connection.jetStream(), &wanted);

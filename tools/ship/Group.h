@@ -8,6 +8,8 @@
 
 #include "Connection.h"
 
+#include <map>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -39,9 +41,11 @@ class Group {
   private:
     bool isReady();
     void findPresent();
-    bool open(OwnedStore& store, const std::string& bucket, std::int64_t seconds);
+    bool open(OwnedStore& store, const std::string& bucket, std::int64_t seconds,
+              std::uint64_t bytes);
     bool fallsToMe(const std::string& source) const;
     Taker remember(const std::string& source, Taker taker);
+    void tellAbsent();
 
     Connection& m_connection;
     const std::string m_name;
@@ -53,6 +57,8 @@ class Group {
     std::vector<std::string> m_present; ///< Who is there, this one included.
     std::chrono::steady_clock::time_point m_nextPresence;
     std::unordered_map<std::string, Taker> m_known;
+    std::map<std::string, std::size_t> m_others; ///< Sources that they have taken, by ID.
+    std::set<std::string> m_told;                ///< Of these, who is told to be absent.
     std::chrono::steady_clock::time_point m_nextForgetting;
 };
 

@@ -10,6 +10,8 @@ namespace zmu_tools::ship {
 
 namespace {
 
+constexpr std::size_t longestWord = 100;
+
 bool isKept(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
@@ -27,7 +29,7 @@ std::string_view takeWord(std::string_view& subject)
 
 std::string wordOf(std::string_view name)
 {
-    constexpr std::size_t longest = 100, keptOfLonger = 60;
+    constexpr std::size_t keptOfLonger = 60;
     constexpr char digits[] = "0123456789abcdef";
     if (name.empty())
         return "=";
@@ -42,11 +44,17 @@ std::string wordOf(std::string_view name)
         word += digits[byte >> 4];
         word += digits[byte & 0xF];
     }
-    if (word.size() <= longest)
+    if (word.size() <= longestWord)
         return word;
     const QByteArray sum = QCryptographicHash::hash(
         QByteArray(name.data(), static_cast<qsizetype>(name.size())), QCryptographicHash::Sha256);
     return word.substr(0, keptOfLonger) + "==" + sum.left(16).toHex().toStdString();
+}
+
+bool isHostWord(std::string_view word)
+{
+    return !word.empty() && word.size() <= longestWord &&
+           std::all_of(word.begin(), word.end(), [](char c) { return isKept(c) || c == '='; });
 }
 
 std::string sourceOf(const SpoolLine& line, std::string_view owner)

@@ -14,6 +14,9 @@ namespace zmu_tools::ship {
 /// have more than 100 characters are cut, and end in "==" and a checksum of the whole.
 std::string wordOf(std::string_view name);
 
+/// Whether wordOf can have made it, by its letters and its length.
+bool isHostWord(std::string_view word);
+
 /// "HOST.OWNER.PROCESS.START": one life of a process. The owner is who alone could have written it,
 /// so that no other user of a machine speaks for it.
 std::string sourceOf(const zmu_spool::SpoolLine& line, std::string_view owner);

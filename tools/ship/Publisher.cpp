@@ -29,8 +29,10 @@ std::size_t Publisher::longestText()
 {
     while (!prepare() && m_mayGoOn()) {
     }
+    const std::int64_t longest = m_connection.longestMessage();
     return static_cast<std::size_t>(
-        std::max(m_connection.longestMessage() - headersQty, headersQty));
+        std::max((m_longestOfStream ? std::min(longest, m_longestOfStream) : longest) - headersQty,
+                 headersQty));
 }
 
 /// Sees to connection, stream and context. Waits for them a while.
@@ -40,11 +42,15 @@ bool Publisher::prepare()
         return false;
     if (m_generation != m_connection.generation())
         m_jetStream.reset();
-    if (!m_isStreamChecked && !ensureStream(m_connection, m_options)) {
-        std::this_thread::sleep_for(askInterval);
-        return false;
+    if (!m_isStreamChecked) {
+        const StreamFound stream = ensureStream(m_connection, m_options);
+        if (stream.replicas == 0) {
+            std::this_thread::sleep_for(askInterval);
+            return false;
+        }
+        m_longestOfStream = stream.longestMessage;
+        m_isStreamChecked = true;
     }
-    m_isStreamChecked = true;
     if (m_jetStream)
         return true;
     jsOptions options;

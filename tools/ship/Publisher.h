@@ -48,6 +48,7 @@ class Publisher {
     Owned<jsCtx, jsCtx_Destroy> m_jetStream;
     unsigned m_generation = 0;
     bool m_isStreamChecked = false;
+    std::int64_t m_longestOfStream = 0; ///< Bytes of a message; 0 for no limit.
 
     std::mutex m_mutex;
     std::condition_variable m_change;

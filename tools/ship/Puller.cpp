@@ -34,9 +34,9 @@ using OwnedMetaData = Owned<jsMsgMetaData, jsMsgMetaData_Destroy>;
 } // namespace
 
 Puller::Puller(Connection& connection, const StreamOptions& options, std::string durable,
-               std::uint64_t floor)
+               const Bookmark& floor)
     : m_connection(connection), m_options(options), m_durable(std::move(durable)), m_floor(floor),
-      m_highest(floor)
+      m_highest(std::max(floor.place, floor.highest))
 {}
 
 bool Puller::pull(std::vector<Pulled>& messages)
@@ -63,14 +63,15 @@ bool Puller::pull(std::vector<Pulled>& messages)
             break;
         if (word == Word::Old)
             continue;
-        const std::uint64_t place = word == Word::Line ? nextPlace(message.get()) : 0;
+        Acknowledgement made = word == Word::Line ? nextPlace(message.get()) : Acknowledgement();
+        const std::uint64_t place = made.place;
         if (place == 0) {
             m_isBegun = false; // all that follows comes again
             break;
         }
         m_longest = std::max<std::int64_t>(m_longest, natsMsg_GetDataLength(message.get()));
         if (place > last.place)
-            last = {place, natsMsg_GetReply(message.get())};
+            last = std::move(made);
         if (messages.empty())
             end = std::chrono::steady_clock::now() + gatherPatience;
         messages.push_back({std::move(message), place, place > m_highest});
@@ -160,15 +161,17 @@ Puller::Word Puller::judge(natsMsg* message)
     return Word::Wrong;
 }
 
-/// The place of a message in the stream; 0 if one before it was lost: each delivery has the
+/// Where a message is in the stream; no place if one before it was lost: each delivery has the
 /// consumer's next number.
-std::uint64_t Puller::nextPlace(natsMsg* message)
+Puller::Acknowledgement Puller::nextPlace(natsMsg* message)
 {
     jsMsgMetaData* made = nullptr;
     if (natsMsg_GetMetaData(&made, message) != NATS_OK)
-        return 0;
+        return {};
     const OwnedMetaData data(made);
-    return made->Sequence.Consumer == ++m_delivered ? made->Sequence.Stream : 0;
+    if (made->Sequence.Consumer != ++m_delivered)
+        return {};
+    return {made->Sequence.Stream, made->Timestamp, natsMsg_GetReply(message)};
 }
 
 bool Puller::isAtEnd() const
@@ -181,22 +184,26 @@ bool Puller::isAtEnd() const
     return found->NumPending == 0 && found->NumAckPending == 0;
 }
 
-std::uint64_t Puller::placeBefore(std::optional<std::uint64_t> end) const
+Bookmark Puller::bookmarkBefore(std::optional<std::uint64_t> end) const
 {
-    std::uint64_t place = m_floor;
+    Bookmark mark = m_floor;
     for (const Acknowledgement& each : m_acknowledgements) {
         if (end && each.place >= *end)
             break;
-        place = std::max(place, each.place);
+        if (each.place > mark.place) {
+            mark.place = each.place;
+            mark.time = each.time;
+        }
     }
-    return place;
+    mark.highest = m_highest;
+    return mark;
 }
 
 void Puller::acknowledge(std::optional<std::uint64_t> end)
 {
     std::string subject;
+    m_floor = bookmarkBefore(end);
     while (!m_acknowledgements.empty() && (!end || m_acknowledgements.front().place < *end)) {
-        m_floor = std::max(m_floor, m_acknowledgements.front().place);
         subject = std::move(m_acknowledgements.front().subject);
         m_acknowledgements.pop_front();
     }
@@ -211,7 +218,7 @@ bool Puller::begin()
     m_subscription.reset();
     m_generation = m_connection.generation();
     m_lossesQty = m_connection.lossesQty();
-    if (ensureStream(m_connection, m_options) == 0)
+    if (ensureStream(m_connection, m_options).replicas == 0)
         return false;
     natsStatus status = makeConsumer();
     if (status == NATS_OK)
@@ -256,25 +263,22 @@ natsStatus Puller::makeConsumer()
     jsConsumerInfo* found = nullptr;
     status = js_GetConsumerInfo(&found, jetStream, stream, m_durable.c_str(), nullptr, nullptr);
     const OwnedConsumer info(found);
-    if (status == NATS_OK) {
-        m_floor = std::max(m_floor, found->AckFloor.Stream);
+    // How far it is does not matter: nothing is acknowledged before it is in the bookmark.
+    if (status == NATS_OK)
         status = js_DeleteConsumer(jetStream, stream, m_durable.c_str(), nullptr, nullptr);
-    }
     if (status != NATS_OK && status != NATS_NOT_FOUND)
         return status;
-    if (m_floor > streamFound->State.LastSeq) {
-        m_connection.tell("the stream " + m_options.name +
-                          " of the servers has begun anew: all that is in it is looked at");
-        m_floor = m_highest = 0;
-    }
+    status = checkFloor(*streamFound);
+    if (status != NATS_OK)
+        return status;
     const std::string subjects =
         m_options.subject + (m_options.host.empty() ? ".>" : '.' + m_options.host);
     jsConsumerConfig wanted;
     jsConsumerConfig_Init(&wanted);
     wanted.Durable = m_durable.c_str();
-    if (m_floor > againQty) {
+    if (m_floor.place > againQty) {
         wanted.DeliverPolicy = js_DeliverByStartSequence;
-        wanted.OptStartSeq = m_floor + 1 - againQty;
+        wanted.OptStartSeq = m_floor.place + 1 - againQty;
     }
     wanted.AckPolicy = js_AckAll;
     wanted.AckWait = ackWait;
@@ -284,6 +288,52 @@ natsStatus Puller::makeConsumer()
     status = js_AddConsumer(&made, jetStream, stream, &wanted, nullptr, nullptr);
     jsConsumerInfo_Destroy(made);
     return status;
+}
+
+/// Begins with the first place if the floor is that of a stream that is no more.
+natsStatus Puller::checkFloor(const jsStreamInfo& stream)
+{
+    bool isThere = m_floor.place <= stream.State.LastSeq &&
+                   (m_floor.streamMade == 0 || m_floor.streamMade == stream.Created);
+    // Of what is before the first place nothing is left that could be looked at, or passed over.
+    if (isThere && m_floor.time != 0 && m_floor.place >= stream.State.FirstSeq) {
+        const natsStatus status = findFloor(stream, isThere);
+        if (status != NATS_OK)
+            return status;
+    }
+    if (!isThere) {
+        m_connection.tell("the stream " + m_options.name +
+                          " of the servers has begun anew, or has lost its end: all that is in it "
+                          "is looked at");
+        m_floor = {};
+        m_highest = 0;
+    }
+    m_floor.streamMade = stream.Created;
+    return NATS_OK;
+}
+
+/// Whether the message of the floor is where it was, or so near as it is with another server that
+/// has a few messages more or less.
+natsStatus Puller::findFloor(const jsStreamInfo& stream, bool& isThere)
+{
+    constexpr std::uint64_t nearQty = 32;
+    isThere = true;
+    for (std::uint64_t distance = 0; distance <= nearQty; ++distance) {
+        for (const std::uint64_t place : {m_floor.place - distance, m_floor.place + distance}) {
+            if (place < stream.State.FirstSeq || place > stream.State.LastSeq)
+                continue;
+            natsMsg* found = nullptr;
+            const natsStatus status = js_GetMsg(&found, m_connection.jetStream(),
+                                                m_options.name.c_str(), place, nullptr, nullptr);
+            const OwnedMessage message(found);
+            if (status == NATS_OK && natsMsg_GetTime(found) == m_floor.time)
+                return NATS_OK;
+            if (status != NATS_OK && status != NATS_NOT_FOUND)
+                return status;
+        }
+    }
+    isThere = false;
+    return NATS_OK;
 }
 
 void Puller::fail(natsStatus status)

@@ -1,6 +1,7 @@
 // Takes messages from the stream, in its order, and acknowledges what has been dealt with.
 #pragma once
 
+#include "Bookmark.h"
 #include "Connection.h"
 
 #include <chrono>
@@ -19,10 +20,10 @@ struct Pulled {
 
 class Puller {
   public:
-    /// `durable` is the name under which the servers know how far this one is. `floor` is the place
-    /// up to which all was dealt with in an earlier life; 0 if that is not known.
+    /// `durable` is the name under which the servers know this one. `floor` is how far an earlier
+    /// life was.
     Puller(Connection& connection, const StreamOptions& options, std::string durable,
-           std::uint64_t floor);
+           const Bookmark& floor);
 
     /// Takes what is there, or waits for something a quarter of a second, and has asked for more
     /// when it returns. What has come before and was not acknowledged may come again, and does
@@ -36,14 +37,15 @@ class Puller {
 
     /// Whether the servers say that all is delivered and acknowledged.
     bool isAtEnd() const;
-    /// What acknowledge() would make the last place.
-    std::uint64_t placeBefore(std::optional<std::uint64_t> end) const;
+    /// How far all is dealt with once acknowledge() was called.
+    Bookmark bookmarkBefore(std::optional<std::uint64_t> end) const;
     /// All before `end`, or all that was pulled if there is none, has been dealt with.
     void acknowledge(std::optional<std::uint64_t> end);
 
   private:
     struct Acknowledgement {
         std::uint64_t place = 0; ///< Nothing of a later place came before it.
+        std::int64_t time = 0;   ///< When it came into the stream.
         std::string subject;
     };
 
@@ -51,18 +53,20 @@ class Puller {
 
     bool begin();
     natsStatus makeConsumer();
+    natsStatus checkFloor(const jsStreamInfo& stream);
+    natsStatus findFloor(const jsStreamInfo& stream, bool& isThere);
     natsStatus subscribe();
     bool askForMore();
     std::size_t requestQty() const;
     OwnedMessage next(std::chrono::steady_clock::time_point end);
     Word judge(natsMsg* message);
-    std::uint64_t nextPlace(natsMsg* message);
+    Acknowledgement nextPlace(natsMsg* message);
     void fail(natsStatus status);
 
     Connection& m_connection;
     const StreamOptions& m_options;
     const std::string m_durable;
-    std::uint64_t m_floor;
+    Bookmark m_floor;        ///< But for its highest place, which is the next one.
     std::uint64_t m_highest; ///< The last place that anything came from.
     unsigned m_generation = 0;
     unsigned m_lossesQty = 0;

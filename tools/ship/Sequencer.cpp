@@ -41,7 +41,9 @@ void Sequencer::expire(Clock::time_point now)
     const std::set<std::string> waiting = m_waiting;
     for (const std::string& name : waiting) {
         Source& source = m_sources.at(name);
-        while (!source.kept.empty() && now - source.since >= m_limits.patience)
+        while (!source.kept.empty() &&
+               now - source.since >=
+                   (source.last == 0 ? m_limits.firstPatience : m_limits.patience))
             giveUp(source);
     }
 }
@@ -68,7 +70,8 @@ void Sequencer::handOn(Source& source, const Arrival& arrival)
 {
     // Without a word on what was before nothing is known to be missing in front of the first.
     const bool isKnown = source.last != 0 || arrival.after;
-    m_take(arrival, isKnown ? arrival.sequence - 1 - source.last : 0, false);
+    m_take(arrival, {.missing = isKnown ? arrival.sequence - 1 - source.last : 0,
+                     .mayHaveBeenRead = source.last == 0 && arrival.after.value_or(0) != 0});
     source.last = arrival.sequence;
 }
 
@@ -84,7 +87,7 @@ void Sequencer::handOnLate(Source& source, const Arrival& arrival)
         source.givenUp[first] = arrival.sequence - 1;
     if (arrival.sequence < last)
         source.givenUp[arrival.sequence + 1] = last;
-    m_take(arrival, 0, true);
+    m_take(arrival, {.isLate = true});
 }
 
 /// Those whose turn it is.

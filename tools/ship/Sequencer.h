@@ -29,17 +29,25 @@ struct Arrival {
 class Sequencer {
   public:
     using Clock = std::chrono::steady_clock;
-    /// Takes what is next of its process. `missing` are the numbers before it that have not come,
-    /// and are not to be expected. What comes after all, when others were handed on in its place,
-    /// is late: its number is below the last one's.
-    using Take = std::function<void(const Arrival& arrival, zmu::u64 missing, bool isLate)>;
+    struct Before {
+        zmu::u64 missing = 0;         ///< Numbers that have not come, and are not to be expected.
+        bool mayHaveBeenRead = false; ///< Nothing is known of what became of these.
+        /// It has come after all, when others were handed on in its place: its number is below the
+        /// last one's.
+        bool isLate = false;
+    };
+    /// Takes what is next of its process.
+    using Take = std::function<void(const Arrival& arrival, const Before& before)>;
     /// The last number of a source that was taken in an earlier life; 0 for none.
     using Last = std::function<zmu::u64(const std::string& source)>;
 
     struct Limits {
         std::chrono::seconds patience{300}; ///< With what is not there.
-        std::size_t bytes = 32 << 20;       ///< Of all that is kept.
-        std::size_t sourcesQty = 100000;    ///< Known at a time; more forget those that rest.
+        /// Likewise, where nothing is known of the process: all that was before may have been taken
+        /// long ago, unless the first two have changed places on their way.
+        std::chrono::seconds firstPatience{20};
+        std::size_t bytes = 32 << 20;    ///< Of all that is kept.
+        std::size_t sourcesQty = 100000; ///< Known at a time; more forget those that rest.
     };
 
     Sequencer(Last last, Take take) : Sequencer(std::move(last), std::move(take), Limits()) {}

@@ -13,6 +13,7 @@
 #include <charconv>
 #include <deque>
 #include <thread>
+#include <utility>
 
 using namespace zmu_spool;
 using zmu::u64;
@@ -47,10 +48,10 @@ class ServerCollector {
         : m_options(options), m_destination(destination), m_connection(options, "zmu collect"),
           m_group(m_connection, name, destination.id(), options.stream),
           m_puller(m_connection, options.stream, name + '-' + destination.id(),
-                   destination.place()),
+                   destination.bookmark()),
           m_sequencer([this](const std::string& source) { return m_destination.lastOf(source); },
-                      [this](const Arrival& arrival, u64 missing, bool isLate) {
-                          handOn(arrival, missing, isLate);
+                      [this](const Arrival& arrival, const Sequencer::Before& before) {
+                          handOn(arrival, before);
                       })
     {}
 
@@ -76,7 +77,7 @@ class ServerCollector {
             // What one server says soon after a start may be behind what the others have.
             if (isResting && !m_isSettled && Clock::now() - m_begun >= settling)
                 m_isSettled = m_puller.isAtEnd();
-            m_destination.save(m_puller.placeBefore(open), m_isSettled);
+            m_destination.save(m_puller.bookmarkBefore(open), m_isSettled);
             m_puller.acknowledge(open);
             if (isOnce && isResting && m_puller.isAtEnd())
                 return;
@@ -206,11 +207,11 @@ class ServerCollector {
         return first;
     }
 
-    void handOn(const Arrival& arrival, u64 missing, bool isLate)
+    void handOn(const Arrival& arrival, const Sequencer::Before& before)
     {
         if (!readSpoolLine(arrival.text, m_line)) // again: it may have waited
-            m_destination.take(
-                {arrival.source, arrival.owner, arrival.text, m_line, missing, isLate});
+            m_destination.take({arrival.source, arrival.owner, arrival.text, m_line, before.missing,
+                                before.mayHaveBeenRead, before.isLate});
     }
 
     const ServerOptions& m_options;
@@ -241,6 +242,8 @@ void watchHosts(const ServerOptions& options,
                 const std::function<bool()>& mayGoOn)
 {
     constexpr int interval = 5; // seconds
+    constexpr std::size_t hostQty = 100;
+    bool isToldOfOthers = false;
     const std::string subjects = options.stream.subject + ".*";
     jsOptions asked;
     jsOptions_Init(&asked);
@@ -248,15 +251,20 @@ void watchHosts(const ServerOptions& options,
     Connection connection(options, "zmu collect");
     while (mayGoOn()) {
         jsStreamInfo* found = nullptr;
-        if (connection.await(connectPatience) && ensureStream(connection, options.stream) != 0 &&
+        if (connection.await(connectPatience) &&
+            ensureStream(connection, options.stream).replicas != 0 &&
             js_GetStreamInfo(&found, connection.jetStream(), options.stream.name.c_str(), &asked,
                              nullptr) == NATS_OK) {
             const Owned<jsStreamInfo, jsStreamInfo_Destroy> info(found);
             const jsStreamStateSubjects* const list = found->State.Subjects;
             for (int i = 0; list && i < list->Count; ++i) {
                 const std::string host = list->List[i].Subject + options.stream.subject.size() + 1;
-                if (isSubjectPrefix(host))
+                if (isHostWord(host))
                     take(host);
+                else if (!std::exchange(isToldOfOthers, true))
+                    connection.tell("something in the stream " + options.stream.name +
+                                    " has a subject that is no host's, and stays there: " +
+                                    harmless(host.substr(0, hostQty)));
             }
         }
         for (int i = 0; i < interval && mayGoOn(); ++i)

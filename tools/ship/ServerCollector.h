@@ -1,6 +1,7 @@
 // Collects from servers: pulls, hands on, then acknowledges.
 #pragma once
 
+#include "Bookmark.h"
 #include "ServerOptions.h"
 
 #include <spool/SpoolLine.h>
@@ -18,6 +19,7 @@ struct ServedLine {
     const std::string& text;   ///< As it was written, without a line feed.
     const zmu_spool::SpoolLine& line;
     zmu::u64 missing = 0; ///< Numbers of its process before it, which are not to be expected.
+    bool mayHaveBeenRead = false; ///< These may have been collected at an earlier time.
     /// It was among the missing of another one, and has come after all.
     bool isLate = false;
 };
@@ -37,17 +39,16 @@ class Destination {
 
     /// Stays the same from start to start: a few small letters and digits.
     virtual std::string id() = 0;
-    /// The place in the stream that save() was last told, in whatever life; 0 for none.
-    virtual zmu::u64 place() = 0;
+    /// What save() was last told, in whatever life.
+    virtual Bookmark bookmark() = 0;
     /// The last number of a source that was taken, in whatever life; 0 for none.
     virtual zmu::u64 lastOf(const std::string& source) = 0;
 
     virtual void take(const ServedLine& line) = 0;
     virtual void leaveOut(const LeftOut& leftOut) = 0;
-    /// Makes safe what was taken, which is acknowledged then, and keeps the place behind which to
-    /// go on. `isAllTaken`: nothing comes again that was
-    /// taken in an earlier life.
-    virtual void save(zmu::u64 place, bool isAllTaken) = 0;
+    /// Makes safe what was taken, which is acknowledged then, and keeps how far it is.
+    /// `isAllTaken`: nothing comes again that was taken in an earlier life.
+    virtual void save(const Bookmark& bookmark, bool isAllTaken) = 0;
 };
 
 /// `name` is that of the group of collectors that share the work. Goes on while `mayGoOn`, or with

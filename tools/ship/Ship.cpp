@@ -100,6 +100,8 @@ class Shipper {
         }
     }
 
+    bool isAnyLeftOut() const { return m_isAnyLeftOut; }
+
   private:
     /// Whether there may be more at once.
     bool takeBatch()
@@ -121,12 +123,15 @@ class Shipper {
                              harmless(item.mark.file->path()).c_str(),
                              static_cast<unsigned long long>(item.begin),
                              harmless(item.what).c_str());
+                m_isAnyLeftOut = true;
                 break;
             case SpoolItem::Kind::Ended:
-                m_ended.push_back(item.mark.file);
+                if (!m_options.isKeeping)
+                    m_ended.add(item.mark.file);
                 break;
             case SpoolItem::Kind::Trouble:
                 std::fprintf(stderr, "zmu ship: %s\n", harmless(item.what).c_str());
+                m_isAnyLeftOut = true;
                 continue;
             }
             keep(item.mark);
@@ -170,13 +175,9 @@ class Shipper {
 
     void removeEnded()
     {
-        for (const auto& file : m_ended) {
-            std::string why;
-            if (!m_options.isKeeping && !m_reader.remove(*file, why))
-                std::fprintf(stderr, "zmu ship: %s is shipped, but not removed: %s\n",
-                             harmless(file->path()).c_str(), harmless(why).c_str());
-        }
-        m_ended.clear();
+        m_ended.attempt([](const std::string& why) {
+            std::fprintf(stderr, "zmu ship: shipped, but not removed: %s\n", harmless(why).c_str());
+        });
     }
 
     const ShipOptions& m_options;
@@ -187,15 +188,17 @@ class Shipper {
     const StopRequest m_stop;
     std::vector<Outgoing> m_batch;
     std::vector<Mark> m_marks;
-    std::vector<std::shared_ptr<const SpoolFile>> m_ended;
+    Removals m_ended{m_reader};
+    bool m_isAnyLeftOut = false;
 };
 
 } // namespace
 
 Exit shipSpools(const ShipOptions& options)
 {
-    Shipper(options).run();
-    return Exit::Good;
+    Shipper shipper(options);
+    shipper.run();
+    return options.isOnce && shipper.isAnyLeftOut() ? Exit::Findings : Exit::Good;
 }
 
 } // namespace zmu_tools::ship

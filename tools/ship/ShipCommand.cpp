@@ -25,11 +25,11 @@ void zmu_tools::addShipCommand(CLI::App& app, Run& run)
     command->add_flag("--once", options->isOnce,
                       "End when all is shipped that is there. Otherwise it goes on until it is "
                       "ended, which it may be at any time.");
-    command->footer(
-        "A line is gone from a spool only when the servers have acknowledged it. While "
-        "they are away it waits there. "
-        "Ends with 0 if all is good, 2 if the command line is wrong, 3 if a file cannot "
-        "be used, or the servers will not take what is shipped.");
+    command->footer("A line is gone from a spool only when the servers have acknowledged it. While "
+                    "they are away it waits there. "
+                    "Ends with 0 if all is good, 1 with --once if something was left out, 2 if the "
+                    "command line is wrong, 3 if a file cannot "
+                    "be used, or the servers will not take what is shipped.");
     command->callback([&run, options] {
         run = [options] { return ship::isClientThere() ? shipSpools(*options) : Exit::Usage; };
     });

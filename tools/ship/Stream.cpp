@@ -11,6 +11,8 @@ namespace {
 constexpr std::int64_t nanoseconds = 1000000000; // of a second
 /// For which servers know IDs. Behind it the collector's own eye is on what comes twice.
 constexpr std::int64_t duplicateWindow = 120 * nanoseconds;
+/// What a stream takes at least: a description may be cut, and nothing else of a line.
+constexpr std::int32_t leastMessage = 65536;
 
 using OwnedInfo = Owned<jsStreamInfo, jsStreamInfo_Destroy>;
 
@@ -35,6 +37,13 @@ class Judge {
         if (m_found.Discard != js_DiscardNew && isLimited())
             refuse("makes room by throwing away what nobody may have collected yet; it must "
                    "discard new messages, which stay in the spools, then");
+        if (m_found.MaxMsgsPerSubject > 0)
+            refuse("throws away what came before the last " +
+                   std::to_string(m_found.MaxMsgsPerSubject) +
+                   " messages of a host; its max_msgs_per_subject must be without a limit");
+        if (m_found.MaxMsgSize > 0 && m_found.MaxMsgSize < leastMessage)
+            refuse("takes messages of up to " + std::to_string(m_found.MaxMsgSize) +
+                   " bytes; its max_msg_size must be " + std::to_string(leastMessage) + " or more");
         if (m_found.NoAck)
             refuse("acknowledges nothing");
         if (m_found.Sealed)
@@ -70,10 +79,7 @@ class Judge {
     }
 
   private:
-    bool isLimited() const
-    {
-        return m_found.MaxBytes > 0 || m_found.MaxMsgs > 0 || m_found.MaxMsgsPerSubject > 0;
-    }
+    bool isLimited() const { return m_found.MaxBytes > 0 || m_found.MaxMsgs > 0; }
     [[noreturn]] void refuse(const std::string& what) const
     {
         throw ServerError("the stream " + m_options.name + " of the servers " + what);
@@ -125,10 +131,10 @@ natsStatus makeStream(jsStreamInfo** made, jsCtx* jetStream, const StreamOptions
 
 } // namespace
 
-int ensureStream(Connection& connection, const StreamOptions& options)
+StreamFound ensureStream(Connection& connection, const StreamOptions& options)
 {
     if (!connection.isConnected())
-        return 0;
+        return {};
     jsErrCode code = static_cast<jsErrCode>(0);
     jsStreamInfo* found = nullptr;
     natsStatus status =
@@ -142,14 +148,15 @@ int ensureStream(Connection& connection, const StreamOptions& options)
     const OwnedInfo owner(found);
     if (status == NATS_OK) {
         Judge(connection, options, *found->Config).judge();
-        return static_cast<int>(found->Config->Replicas);
+        return {static_cast<int>(found->Config->Replicas),
+                std::max<std::int64_t>(found->Config->MaxMsgSize, 0)};
     }
     const std::string text = "the stream " + options.name + " of the servers cannot be " +
                              (isFinal(code) ? "made: " : "used for now: ") + describe(status, code);
     if (isFinal(code))
         throw ServerError(text);
     connection.tell(text);
-    return 0;
+    return {};
 }
 
 } // namespace zmu_tools::ship

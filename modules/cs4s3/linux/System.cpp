@@ -294,6 +294,16 @@ void composePath(char (&path)[Size], const char* folder, const char* name)
     std::snprintf(path, Size, "%s/%s", folder, name);
 }
 
+/// What a file takes of its folder: no more than its blocks, as one with holes in it has fewer
+/// bytes than its size tells, and at most a page beyond them that is not written out yet.
+u64 bytesOnDisk(const struct stat& status)
+{
+    constexpr u64 blockQty = 512;
+    const u64 unit = std::max<u64>(static_cast<u64>(status.st_blksize), blockQty);
+    return std::min(static_cast<u64>(status.st_size),
+                    static_cast<u64>(status.st_blocks) * blockQty + unit);
+}
+
 } // namespace
 
 int cs4s3::measureFolder(const char* folder, FolderUse& use)
@@ -315,7 +325,7 @@ int cs4s3::measureFolder(const char* folder, FolderUse& use)
                 fstatat(directory.number, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
                 !S_ISREG(status.st_mode))
                 continue;
-            use.add(entry.d_name, static_cast<u64>(status.st_size), now - status.st_mtim.tv_sec);
+            use.add(entry.d_name, bytesOnDisk(status), now - status.st_mtim.tv_sec);
         }
     }
 }

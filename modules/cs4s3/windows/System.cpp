@@ -300,8 +300,14 @@ int cs4s3::measureFolder(const char* folder, FolderUse& use)
             continue;
         char name[3 * MAX_PATH] = "";
         WideCharToMultiByte(CP_UTF8, 0, found.cFileName, -1, name, sizeof name, nullptr, nullptr);
-        use.add(name, static_cast<u64>(file.nFileSizeHigh) << 32 | file.nFileSizeLow,
-                (now - fromFileTime(file.ftLastWriteTime)) / nanosecondsOfSecond);
+        u64 size = static_cast<u64>(file.nFileSizeHigh) << 32 | file.nFileSizeLow;
+        if (file.dwFileAttributes & FILE_ATTRIBUTE_SPARSE_FILE) { // it may have holes
+            DWORD high = 0;
+            const DWORD low = GetCompressedFileSizeW(path.path, &high);
+            if (low != INVALID_FILE_SIZE || GetLastError() == NO_ERROR)
+                size = static_cast<u64>(high) << 32 | low;
+        }
+        use.add(name, size, (now - fromFileTime(file.ftLastWriteTime)) / nanosecondsOfSecond);
     } while (FindNextFileW(list, &found));
     const DWORD error = GetLastError();
     FindClose(list);

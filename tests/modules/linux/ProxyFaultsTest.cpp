@@ -304,6 +304,14 @@ TEST_F(ProxyFaults, ProcessesKeepToTheLimitTogether)
     EXPECT_GT(sum, limit * 3 / 4); // the rest could be what some of them have not written yet
 }
 
+TEST_F(ProxyFaults, FilesWithHolesTakeNoRoom)
+{
+    QFile sparse(pathOf("sparse.spool"));
+    ASSERT_TRUE(sparse.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(sparse.resize(qint64(2) << 30)); // the limit is 1 GiB
+    EXPECT_TRUE(hand(L"taken"));
+}
+
 TEST_F(ProxyFaults, FilesThatAreTakenAwayAreFollowedByOthers)
 {
     EXPECT_TRUE(hand(L"lost"));
