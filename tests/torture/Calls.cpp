@@ -32,12 +32,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <map>
 #include <string_view>
+#include <thread>
 #include <tuple>
 #include <type_traits>
 #include <vector>
@@ -323,7 +325,11 @@ bool cutLog(Zarn* monitor, const Place& place)
     monitor->forgetSelfDX_Code();
     if (reportText(monitor, text.c_str()) != 0)
         return false;
-    const std::string log = filesOf(place.logs).back(); // which the report may have begun
+    constexpr std::size_t pathQty = 1024;
+    wchar_t path[pathQty]; // of what the report may have begun
+    if (!monitor->getFileLogName(path, pathQty))
+        return false;
+    const std::string log = std::filesystem::path(path).string();
     const auto cut = static_cast<long>(std::filesystem::file_size(log)) - 400;
     if (truncate(log.c_str(), cut) != 0)
         return false;
@@ -372,6 +378,13 @@ class FaultyLives {
                 for (int tries = fault.lasts ? 10 : 1; !m_errand.run(monitor, m_place);) {
                     if (--tries == 0)
                         _exit(errandFailed);
+                }
+                // Nor sooner than after a second.
+                LogReader logs;
+                logs.readFolder(m_place.logs);
+                if (!logs.flaws.empty()) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+                    m_place.ledger.report(monitor, 0);
                 }
             };
         }

@@ -40,20 +40,20 @@ constexpr std::size_t pathQty = 1024;
 
 using Block = char16_t[blockBytes / sizeof(char16_t)];
 
-/// Reads up to a block of units; how many there are.
+/// Reads up to a block of units; how many there are, -1 where reading fails twice.
 int readUnits(int file, int from, int to, Block& block)
 {
     const i64 size = std::min(blockBytes, to - from);
-    const i64 count = readAt(file, from, reinterpret_cast<char*>(block), size);
-    return static_cast<int>(std::max<i64>(count, 0) / static_cast<i64>(sizeof *block));
+    i64 count = readAt(file, from, reinterpret_cast<char*>(block), size);
+    if (count < 0)
+        count = readAt(file, from, reinterpret_cast<char*>(block), size);
+    return count < 0 ? -1 : static_cast<int>(count / static_cast<i64>(sizeof *block));
 }
 
 bool isHole(int file, int position)
 {
-    char16_t unit = 1;
-    return readAt(file, position, reinterpret_cast<char*>(&unit), sizeof unit) ==
-               static_cast<i64>(sizeof unit) &&
-           unit == 0;
+    Block block;
+    return readUnits(file, position, position + int{sizeof *block}, block) == 1 && *block == 0;
 }
 
 /// Where zeros begin between two places of a file, -1 if nowhere: no text of a log has any. A hole
@@ -64,7 +64,7 @@ int findHole(int file, int from, int to)
     const int step = std::max(blockBytes, (to - from) / blocksMax / blockBytes * blockBytes);
     Block block;
     for (int start = from; start < to; start += std::min(step, to - start)) {
-        const int count = readUnits(file, start, to, block);
+        const int count = std::max(readUnits(file, start, to, block), 0);
         const char16_t* const zero = std::find(block, block + count, u'\0');
         if (zero != block + count)
             return start + static_cast<int>((zero - block) * static_cast<int>(sizeof *block));
@@ -247,6 +247,8 @@ bool ZarnData::copyStrayEntries(int& position)
     Block block;
     for (int start = m_logWatch.strayBegin; start < m_logWatch.strayEnd; start += blockBytes) {
         const int count = readUnits(m_logWatch.strayFile, start, m_logWatch.strayEnd, block);
+        if (count < 0)
+            return false;
         const auto size =
             (std::remove(block, block + count, u'\0') - block) * static_cast<int>(sizeof *block);
         if (position + size > room || !device.seek(position) ||
@@ -267,7 +269,11 @@ void ZarnData::mendCutLog()
     Block tail;
     const int position = m_fileLog.m_tailPosition;
     const int count = readUnits(getLogDevice()->file(), position, position + blockBytes, tail);
-    writeAt(file, hole, reinterpret_cast<const char*>(tail), count * i64{sizeof *tail});
+    const i64 size = count * i64{sizeof *tail};
+    for (int tries = 2; size > 0 && tries > 0; --tries) { // nobody tries again later
+        if (writeAt(file, hole, reinterpret_cast<const char*>(tail), size) == size)
+            return;
+    }
 }
 
 // ---- Forks -----------------------------------------------------------------------------------------------
