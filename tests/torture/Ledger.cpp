@@ -14,6 +14,8 @@
 #include <iterator>
 #include <sstream>
 #include <string_view>
+#include <system_error>
+#include <tuple>
 
 using namespace zmu;
 using namespace zmu_test;
@@ -142,7 +144,10 @@ std::vector<std::string> filesOf(const std::string& folder)
         constexpr std::size_t momentAndType = 28; // "2026-11-21_03-00-38-742.html"
         const std::string name = file.substr(file.rfind('/') + 1);
         const bool hasMoment = name.size() >= momentAndType;
-        return std::pair(hasMoment ? name.substr(name.size() - momentAndType) : "", file);
+        // Nor are those of one moment told apart by their names, if the program's is not known.
+        std::error_code isGone;
+        return std::tuple(hasMoment ? name.substr(name.size() - momentAndType) : "",
+                          std::filesystem::last_write_time(file, isGone), file);
     };
     std::sort(files.begin(), files.end(), [&](const std::string& left, const std::string& right) {
         return momentOf(left) < momentOf(right);
