@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <sstream>
 #include <string_view>
 #include <system_error>
@@ -134,24 +135,25 @@ void Place::clear() const
 
 std::vector<std::string> filesOf(const std::string& folder)
 {
-    std::vector<std::string> files;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
-        if (entry.is_regular_file())
-            files.push_back(entry.path());
     // In the order of their moments, which end the names: without memory a log may not learn what
-    // its program is called. A first log has none.
-    const auto momentOf = [](const std::string& file) {
-        constexpr std::size_t momentAndType = 28; // "2026-11-21_03-00-38-742.html"
-        const std::string name = file.substr(file.rfind('/') + 1);
-        const bool hasMoment = name.size() >= momentAndType;
-        // Nor are those of one moment told apart by their names, if the program's is not known.
+    // its program is called, so that those of one moment are told apart by when they were written.
+    // A first log has no moment.
+    constexpr std::size_t momentAndType = 28; // "2026-11-21_03-00-38-742.html"
+    std::set<std::tuple<std::string, std::filesystem::file_time_type, std::string>> ordered;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        const std::string name = entry.path().filename();
         std::error_code isGone;
-        return std::tuple(hasMoment ? name.substr(name.size() - momentAndType) : "",
-                          std::filesystem::last_write_time(file, isGone), file);
-    };
-    std::sort(files.begin(), files.end(), [&](const std::string& left, const std::string& right) {
-        return momentOf(left) < momentOf(right);
-    });
+        if (!entry.is_regular_file())
+            continue;
+        if (name.size() < momentAndType)
+            ordered.emplace("", std::filesystem::file_time_type(), entry.path());
+        else
+            ordered.emplace(name.substr(name.size() - momentAndType), entry.last_write_time(isGone),
+                            entry.path());
+    }
+    std::vector<std::string> files;
+    for (const auto& [moment, time, file] : ordered)
+        files.push_back(file);
     return files;
 }
 
