@@ -71,6 +71,8 @@ std::string SpoolFile::path() const
 
 Positions::Positions(std::string path) : m_path(std::move(path))
 {
+    if (m_path.empty())
+        return;
     m_lock = lockFile(m_path + ".lock");
     if (m_lock == noSystemFile)
         fail("another process uses it; end that, or give this one a file of its own");

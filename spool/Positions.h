@@ -46,9 +46,9 @@ class Positions {
   public:
     /// Positions that are kept nowhere: save() does nothing.
     Positions() = default;
-    /// Reads the file, if there is one, and locks it by way of a file with ".lock" behind its name,
-    /// which stays. Throws std::runtime_error, with the path and what to do, if another process has
-    /// it, if it cannot be read or written, and if it is damaged.
+    /// Reads the file, if there is one; an empty path is that of none. Locks it by way of a file
+    /// with ".lock" behind its name, which stays. Throws std::runtime_error, with the path and what
+    /// to do, if another process has it, if it cannot be read or written, and if it is damaged.
     explicit Positions(std::string path);
     ~Positions();
     Positions(const Positions&) = delete;

@@ -32,14 +32,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <map>
 #include <string_view>
-#include <thread>
 #include <tuple>
 #include <type_traits>
 #include <vector>
@@ -374,16 +372,19 @@ class FaultyLives {
                 isOn = true;
                 m_errand.run(monitor, m_place);
                 isOn = false;
-                // What has failed for long is not tried again each time.
-                for (int tries = fault.lasts ? 10 : 1; !m_errand.run(monitor, m_place);) {
+                // What has failed for long is not tried again each time, and a log at most once a
+                // second.
+                constexpr int second = 1100; // milliseconds
+                for (int tries = fault.lasts ? 10 : 2; !m_errand.run(monitor, m_place);) {
                     if (--tries == 0)
                         _exit(errandFailed);
+                    if (tries == 1)
+                        sleepMs(second);
                 }
-                // Nor sooner than after a second.
                 LogReader logs;
                 logs.readFolder(m_place.logs);
                 if (!logs.flaws.empty()) {
-                    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+                    sleepMs(second);
                     m_place.ledger.report(monitor, 0);
                 }
             };
