@@ -90,11 +90,12 @@ TEST(EntryText, KeepsOnlyMarkupThatDoesNoHarm)
 TEST(EntryText, CutsNoMarkupOfAnOrigin)
 {
     for (std::size_t length = 0; length < 64; ++length) {
+        const std::string owner(length, 'x'); // of which the report has a view
         SpoolLine line;
         line.host = std::string(64, '"');
         line.program = "pw" + std::string(length, '\n') + "<b>";
         Report report;
-        report.owner = std::string(length, 'x');
+        report.owner = owner;
         report.line = &line;
         EntryText text;
         const std::wstring& entry = text.compose(report).front().text;
