@@ -44,12 +44,11 @@ struct Mark {
 
 class Positions {
   public:
-    /// Positions that are kept nowhere: save() does nothing.
-    Positions() = default;
-    /// Reads the file, if there is one; an empty path is that of none. Locks it by way of a file
-    /// with ".lock" behind its name, which stays. Throws std::runtime_error, with the path and what
-    /// to do, if another process has it, if it cannot be read or written, and if it is damaged.
-    explicit Positions(std::string path);
+    /// Reads the file, if there is one. Locks it by way of a file with ".lock" behind its name,
+    /// which stays. Without a path they are kept nowhere: save() does nothing. Throws
+    /// std::runtime_error, with the path and what to do, if another process has it, if it cannot be
+    /// read or written, and if it is damaged.
+    explicit Positions(std::string path = {});
     ~Positions();
     Positions(const Positions&) = delete;
     Positions& operator=(const Positions&) = delete;

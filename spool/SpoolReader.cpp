@@ -116,11 +116,9 @@ bool zmu_spool::parseSpoolName(std::string_view name, SpoolFile& file)
         !takeNumber(parts[3], file.start) || !takeNumber(parts[4], file.number))
         return false;
     // Another spelling of the same numbers is another file, which no process makes.
-    constexpr std::size_t paddedQty = 6;
-    std::string number = std::to_string(file.number);
-    number.insert(0, paddedQty - std::min(number.size(), paddedQty), '0');
-    if (parts[2] != std::to_string(file.process) || parts[3] != std::to_string(file.start) ||
-        parts[4] != number)
+    char numbers[fileNameQty];
+    composeFileNumbers(numbers, file.process, file.start, file.number);
+    if (name.substr(static_cast<std::size_t>(parts[2].data() - name.data())) != numbers)
         return false;
     file.name = name;
     return true;

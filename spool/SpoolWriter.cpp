@@ -195,11 +195,16 @@ void zmu_spool::composeFileName(char (&name)[fileNameQty], const Origin& origin,
     *to++ = '_';
     to = putPlainName(to, origin.program);
     *to++ = '_';
-    to = putNumber(to, origin.process);
+    composeFileNumbers(to, origin.process, origin.start, number);
+}
+
+void zmu_spool::composeFileNumbers(char* to, u64 process, i64 start, u64 number)
+{
+    to = putNumber(to, process);
     *to++ = '_';
-    to = putNumber(to, origin.start);
+    to = putNumber(to, start);
     *to++ = '_';
     constexpr unsigned padded = 1000000;
-    to = number < padded ? putPadded(to, number, 6) : putNumber(to, number);
+    to = number < padded ? putPadded(to, static_cast<unsigned>(number), 6) : putNumber(to, number);
     *put(to, spoolSuffix) = '\0';
 }

@@ -67,6 +67,8 @@ char* putFront(char* text, zmu::u64 sequence);
 inline constexpr char spoolSuffix[] = ".spool";
 inline constexpr std::size_t fileNameQty = 2 * longestName + 80;
 void composeFileName(char (&name)[fileNameQty], const Origin& origin, unsigned number);
+/// The end of such a name, from PROCESS on, with a null behind it, in less than 80 bytes.
+void composeFileNumbers(char* to, zmu::u64 process, zmu::i64 start, zmu::u64 number);
 /// Whether a file's name is that of a spool file.
 constexpr bool isSpoolName(std::string_view name)
 {

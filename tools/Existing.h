@@ -8,27 +8,26 @@
 
 namespace zmu_tools {
 
-/// A file that is there, so that the command does not find out late. One that is not ends it as any
-/// other that cannot be read does: the line is as it should be.
-inline CLI::Validator existingFile()
+/// What is there, so that the command does not find out late. What is not ends it as anything else
+/// does that cannot be read: the line is as it should be.
+inline CLI::Validator existing(const char* type, const char* kind, bool (QFileInfo::*is)() const)
 {
-    return {[](const std::string& path) -> std::string {
-                if (!QFileInfo(QString::fromStdString(path)).isFile())
-                    throw std::runtime_error(path + " is no file");
+    return {[kind, is](const std::string& path) -> std::string {
+                if (!(QFileInfo(QString::fromStdString(path)).*is)())
+                    throw std::runtime_error(path + " is no " + kind);
                 return {};
             },
-            "FILE"};
+            type};
 }
 
-/// Likewise a folder.
+inline CLI::Validator existingFile()
+{
+    return existing("FILE", "file", &QFileInfo::isFile);
+}
+
 inline CLI::Validator existingFolder()
 {
-    return {[](const std::string& path) -> std::string {
-                if (!QFileInfo(QString::fromStdString(path)).isDir())
-                    throw std::runtime_error(path + " is no folder");
-                return {};
-            },
-            "DIR"};
+    return existing("DIR", "folder", &QFileInfo::isDir);
 }
 
 } // namespace zmu_tools

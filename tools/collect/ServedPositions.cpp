@@ -26,21 +26,21 @@ ServedPositions::ServedPositions(std::string path, zmu::i64 memory)
     m_lock = zmu_spool::lockFile(m_path + ".lock");
     if (m_lock == zmu_spool::noSystemFile)
         throw std::runtime_error(m_path + " is in use by another collector");
-    constexpr std::size_t sizeMax = 64 << 20;
-    std::string text;
     bool isMissing = false;
-    const std::string why = zmu_spool::readWholeFile(m_path, sizeMax, text, isMissing);
-    if (!why.empty() && !isMissing)
-        throw std::runtime_error(m_path + " cannot be read: " + why);
-    if (!isMissing) {
-        try {
+    try {
+        constexpr std::size_t sizeMax = 64 << 20;
+        std::string text;
+        const std::string why = zmu_spool::readWholeFile(m_path, sizeMax, text, isMissing);
+        if (!why.empty() && !isMissing)
+            throw std::runtime_error(m_path + " cannot be read: " + why);
+        if (!isMissing)
             read(text);
-        } catch (...) {
-            zmu_spool::unlockFile(m_lock);
-            throw;
-        }
-        return;
+    } catch (...) {
+        zmu_spool::unlockFile(m_lock);
+        throw;
     }
+    if (!isMissing)
+        return;
     const quint64 number = QRandomGenerator::system()->generate64();
     m_id = QByteArray::number(number, 16).toStdString();
 }
