@@ -374,17 +374,17 @@ class FaultyLives {
                 isOn = false;
                 // What has failed for long is not tried again each time, and a log at most once a
                 // second.
-                constexpr int second = 1100; // milliseconds
+                constexpr int overASecond = 1100; // milliseconds
                 for (int tries = fault.lasts ? 10 : 2; !m_errand.run(monitor, m_place);) {
                     if (--tries == 0)
                         _exit(errandFailed);
                     if (tries == 1)
-                        sleepMs(second);
+                        sleepMs(overASecond);
                 }
                 LogReader logs;
                 logs.readFolder(m_place.logs);
                 if (!logs.flaws.empty()) {
-                    sleepMs(second);
+                    sleepMs(overASecond);
                     m_place.ledger.report(monitor, 0);
                 }
             };
