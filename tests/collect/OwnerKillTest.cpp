@@ -40,13 +40,14 @@ TEST_F(OwnerKill, LosesNothingAndWritesNothingTwice)
         const auto before = logsQty();
         owner.start(ZMU_TEST_OWNER, arguments);
         ASSERT_TRUE(owner.waitForStarted());
-        EXPECT_TRUE(becomesTrue([&] { return logsQty() > before; }));
+        // Every second one is killed when it has replaced its log.
+        const auto begun = kill % 2 == 0 ? 2 : 1;
+        EXPECT_TRUE(becomesTrue([&] { return logsQty() >= before + begun; }));
         QThread::usleep(random() % 150'000);
         owner.kill();
         ASSERT_TRUE(owner.waitForFinished());
     }
     EXPECT_TRUE(hasSucceeded(runProgram(ZMU_TEST_OWNER, arguments + QStringList{"once"})));
-    EXPECT_GT(logsQty(), kills + 1) << "none was replaced";
 
     const QString text = textOfLogs(logs);
     const CollectedNumbers collected(text);
