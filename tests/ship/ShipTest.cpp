@@ -346,6 +346,31 @@ TEST_F(Ship, NothingIsCollectedTwiceAfterAKillWhateverTheClocksSay)
         EXPECT_EQ(textOf(logs).count(each), 1) << each;
 }
 
+TEST_F(Ship, TakesOverFromNobodyWhoWasHeardOfLately)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    m_spool.add(11, 1, 2);
+    ASSERT_EQ(ship(server).exit, Exit::Good);
+    const auto collect = [&](const char* folder, const QStringList& more) {
+        return runProgram(ZMU_TEST_TOOL,
+                          QStringList{"collect", "--server", QString::fromStdString(server.url()),
+                                      "--log-dir", QString::fromStdWString(m_kept.path(folder)),
+                                      "--once"} +
+                              more);
+    };
+    m_kept.makeFolder("one");
+    const QDir two(QString::fromStdWString(m_kept.makeFolder("two")));
+    EXPECT_TRUE(hasSucceeded(collect("one", {})));
+    const QString id = m_kept.read("one/served.positions").split('\n')[1].split(' ')[0];
+    EXPECT_EQ(collect("two", {"--take-over", "../one"}).status, int(Exit::Usage));
+    const ProcessEnd refused = collect("two", {"--take-over", id});
+    EXPECT_EQ(refused.status, int(Exit::Unreadable));
+    EXPECT_TRUE(refused.errors.contains("was heard of within the last 20 seconds"));
+    EXPECT_TRUE(hasSucceeded(collect("two", {"--take-over", "c0ffee"})));
+    EXPECT_FALSE(textOf(two).contains("text 1"));
+}
+
 TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)
 {
     SKIP_WITHOUT_SERVER();
