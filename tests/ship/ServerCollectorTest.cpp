@@ -253,6 +253,27 @@ TEST_F(ServerCollectorTest, LeavesOutWhatIsNoLineOrFromAnotherHost)
         EXPECT_EQ(source.find_first_of("/\\ \n"), std::string::npos) << source;
 }
 
+TEST_F(ServerCollectorTest, TellsUsersApartByTheirNumbers)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    m_spool.add(7, 1, 2, L"text", L"h7");
+    ship(server);
+    const std::vector<StoredMessage> lines = server.messages();
+    const std::string one = lines.at(0).text, two = lines.at(1).text;
+    publish(server, {
+                        {"zmu.h7", "1", "0", "ada", one, "7001"},
+                        {"zmu.h7", "2", "1", "7001", two, "7001"}, // nobody knew the name just then
+                        {"zmu.h7", "3", "0", "ada", one, "7002"},
+                    });
+    Written written;
+    const Running collector(server, written, "one");
+    EXPECT_TRUE(becomesTrue([&] { return written.linesQty() == 5; }));
+    const std::scoped_lock lock(written.mutex);
+    EXPECT_EQ(written.numbers["h7.7001.7.1700000000000000000"], (std::vector<u64>{1, 2}));
+    EXPECT_EQ(written.numbers["h7.7002.7.1700000000000000000"], std::vector<u64>{1});
+}
+
 TEST_F(ServerCollectorTest, TellsOnceOfWhatIsNoLine)
 {
     SKIP_WITHOUT_SERVER();

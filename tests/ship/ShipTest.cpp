@@ -13,6 +13,7 @@
 
 #include <map>
 #include <set>
+#include <unistd.h>
 
 using namespace zmu_test;
 using namespace zmu_tools::ship;
@@ -139,8 +140,8 @@ TEST_F(Ship, SendsEachLineOnceAndRemovesFilesThatAreDone)
         ASSERT_FALSE(readSpoolLine(first[i].text, line));
         EXPECT_EQ(line.sequence, i == 600 ? 603 : i + 1);
         EXPECT_EQ(first[i].after, std::to_string(i));
-        EXPECT_EQ(first[i].id,
-                  sourceOf(line, first[i].owner) + '.' + std::to_string(line.sequence));
+        EXPECT_EQ(first[i].id, sourceOf(line, first[i].user) + '.' + std::to_string(line.sequence));
+        EXPECT_EQ(first[i].user, std::to_string(geteuid()));
         EXPECT_EQ(line.host, "Host.Example");
     }
     EXPECT_EQ(bySubject["zmu.b=0a=4eats-=4dsg-=49d=3a=20forged"].size(), 3U);

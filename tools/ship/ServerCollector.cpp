@@ -155,7 +155,9 @@ class ServerCollector {
             return;
         }
         arrival.owner = harmless(headerOf(message, ownerHeader)).substr(0, ownerQty);
-        arrival.source = sourceOf(m_line, arrival.owner);
+        // Whoever publishes without it has nothing else to tell users apart.
+        const std::string user = headerOf(message, userHeader);
+        arrival.source = sourceOf(m_line, user.empty() ? arrival.owner : user);
         arrival.sequence = m_line.sequence;
         const std::string after = headerOf(message, afterHeader);
         u64 number = 0;
