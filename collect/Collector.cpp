@@ -1,6 +1,7 @@
 #include "Collector.h"
 
 #include <spool/SpoolReader.h>
+#include <spool/UserNames.h>
 
 #include <QByteArray>
 #include <QDateTime>
@@ -62,6 +63,7 @@ class Collector::Private {
     const Options m_options;
     Positions m_positions;
     zmu_spool::SpoolReader m_reader;
+    zmu_spool::UserNames m_names;
     Sink& m_sink;
     LogSink* const m_log;
     std::atomic<bool> m_isStopped = false;
@@ -186,7 +188,7 @@ void Collector::Private::handle(const SpoolItem& item)
     const SpoolFile& file = *item.mark.file;
     Report report;
     report.source = file.source;
-    report.owner = file.owner;
+    report.owner = m_names.of(file.user);
     report.line = item.line;
     std::string place;
     std::string what;

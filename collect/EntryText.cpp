@@ -200,7 +200,10 @@ void EntryText::composeOrigin(const Report& report)
         if (line.situation < 1 || line.situation > INT_MAX)
             putPlain(" situation " + std::to_string(line.situation));
     } else {
-        putPlain(report.source.substr(0, 3 * nameMax));
+        // With a name in the place of the number.
+        const std::size_t number = report.owner.empty() ? 0 : report.source.find('/');
+        putPlain(report.owner.substr(0, nameMax));
+        putPlain(report.source.substr(std::min(number, report.source.size()), 2 * nameMax));
     }
     m_origin = m_parts.front().text;
 }

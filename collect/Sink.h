@@ -19,7 +19,7 @@ struct Report {
     Kind kind = Kind::Situation;
     /// The process that it comes from: a text that no other process, and nobody else, can have.
     std::string_view source;
-    std::string_view owner; ///< The user whose process it was; empty if that is not known.
+    std::string_view owner; ///< The user whose process it was, for people; empty if not known.
     const zmu_spool::SpoolLine* line = nullptr;
     zmu::u64 sequence = 0;
     zmu::u64 last = 0;            ///< Missing.

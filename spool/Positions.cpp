@@ -17,7 +17,7 @@ using zmu::u64;
 
 namespace {
 
-constexpr std::string_view firstLine = "zmu positions 1\n";
+constexpr std::string_view firstLine = "zmu positions 2\n";
 constexpr std::size_t largestFile = 0x2000000;
 constexpr i64 hour = 3600;
 constexpr i64 week = 168 * hour;
@@ -107,7 +107,8 @@ void Positions::read(const std::string& text)
         fail(why +
              ". Nothing is read, since it would not be known what was read "
              "before. Bring back an older file, for which some lines come twice; or remove it, and "
-             "all that is in the spools comes once more");
+             "all that is in the spools comes once more. One of another version can be removed "
+             "when that version has read the spools to their end, with --once");
     };
     std::string_view lines = text;
     if (const std::string why = unseal(lines, firstLine); !why.empty())

@@ -24,8 +24,8 @@ namespace zmu_spool {
 struct SpoolFile {
     std::string folder; ///< Absolute.
     std::string name;   ///< In the folder.
-    std::string owner;  ///< Who alone could have written it.
-    /// "OWNER/HOST_PROGRAM_PROCESS_START": what all files of one process have in common, and no
+    std::string user;   ///< Who alone could have written it, as SpoolHandle::user() tells.
+    /// "USER/HOST_PROGRAM_PROCESS_START": what all files of one process have in common, and no
     /// other user's files.
     std::string source;
     zmu::u64 process = 0;

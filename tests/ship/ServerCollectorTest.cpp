@@ -12,6 +12,7 @@
 #include <atomic>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <thread>
 
@@ -27,6 +28,7 @@ namespace {
 struct Written {
     std::mutex mutex;
     std::map<std::string, std::vector<u64>> numbers; ///< By source.
+    u64 missingQty = 0;
     std::vector<std::string> leftOut;
     Bookmark bookmark;
 
@@ -55,6 +57,8 @@ class Collected : public Destination {
     {
         const std::scoped_lock lock(m_written.mutex);
         m_written.numbers[line.source].push_back(line.line.sequence);
+        m_written.missingQty += line.missing;
+        EXPECT_EQ(line.mayHaveBeenRead, line.missing != 0);
     }
     void leaveOut(const LeftOut& leftOut) override
     {
@@ -80,13 +84,19 @@ class Collected : public Destination {
 /// written.
 class Running {
   public:
-    Running(const NatsServer& server, Written& written, const char* id)
-        : m_destination(written, id), m_thread([this, url = server.url()] {
+    Running(const NatsServer& server, Written& written, const char* id,
+            const std::vector<std::string>& takeOver = {})
+        : m_destination(written, id), m_thread([this, url = server.url(), takeOver] {
               ServerOptions options;
               options.urls = {url};
               try {
-                  collectFromServers(options, "group", m_destination, false,
+                  collectFromServers(options, {"group", takeOver}, m_destination, false,
                                      [this] { return m_goesOn.load(); });
+              } catch (const ServerError& error) {
+                  EXPECT_NE(std::string(error.what()).find("was heard of within"),
+                            std::string::npos)
+                      << error.what();
+                  m_isRefused = true;
               } catch (const std::runtime_error& error) {
                   EXPECT_STREQ(error.what(), "dead");
               }
@@ -94,10 +104,12 @@ class Running {
     {}
     ~Running() { m_goesOn = false; }
     void die() { m_destination.m_diesBeforeSaving = true; }
+    bool isRefused() const { return m_isRefused; }
 
   private:
     Collected m_destination;
     std::atomic<bool> m_goesOn = true;
+    std::atomic<bool> m_isRefused = false;
     std::jthread m_thread;
 };
 
@@ -122,11 +134,11 @@ void publish(const NatsServer& server, const std::vector<Outgoing>& messages)
     ASSERT_TRUE(Publisher(connection, options.stream, [] { return true; }).publish(messages));
 }
 
-void expectWhole(const std::vector<u64>& numbers, u64 last)
+void expectWhole(const std::vector<u64>& numbers, u64 last, u64 first = 1)
 {
-    ASSERT_EQ(numbers.size(), last);
+    ASSERT_EQ(numbers.size(), last - first + 1);
     for (std::size_t i = 0; i < numbers.size(); ++i)
-        ASSERT_EQ(numbers[i], i + 1);
+        ASSERT_EQ(numbers[i], first + i);
 }
 
 } // namespace
@@ -163,6 +175,52 @@ TEST_F(ServerCollectorTest, SharesProcessesAndTakesEachLineOnceWhoeverDies)
     }
 }
 
+TEST_F(ServerCollectorTest, TakesOverFromOneThatIsNotThereWhatThatHadNotAcknowledged)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    Written one, two;
+    constexpr u64 processesQty = 5;
+    const auto report = [&](u64 first, u64 last) {
+        for (u64 process = 1; process <= processesQty; ++process)
+            m_spool.add(process, first, last);
+        ship(server);
+    };
+    const Running lost(server, one, "one");
+    report(1, 100);
+    ServerOptions options;
+    options.urls = {server.url()};
+    Connection connection(options, "looker");
+    ASSERT_TRUE(connection.await(std::chrono::seconds(30)));
+    Puller looker(connection, options.stream, "looker", {});
+    Bookmark end;
+    ASSERT_TRUE(becomesTrue(
+        [&] { return looker.findEndOf("group-one", end) && end.place == processesQty * 100; }));
+    std::unique_lock held(one.mutex); // which stops it in the midst of what comes next
+    report(101, 150);
+    const std::vector<std::string> takeOver = {"one"};
+    std::optional<Running> heir(std::in_place, server, two, "two", takeOver);
+    EXPECT_TRUE(becomesTrue([&] { return heir->isRefused(); }));
+    EXPECT_EQ(two.linesQty(), 0U);
+    EXPECT_TRUE(becomesTrue([&] {
+        if (heir->isRefused())
+            heir.emplace(server, two, "two", takeOver);
+        QThread::msleep(500);
+        return two.linesQty() == processesQty * 50;
+    }));
+    held.unlock(); // it was alive after all
+    report(151, 160);
+    EXPECT_TRUE(becomesTrue([&] { return two.linesQty() >= processesQty * 60; }));
+    QThread::sleep(1);
+    const std::scoped_lock lock(one.mutex, two.mutex);
+    EXPECT_EQ(two.missingQty, processesQty * 100); // which is told
+    ASSERT_EQ(two.numbers.size(), processesQty);
+    for (const auto& [source, numbers] : two.numbers) {
+        expectWhole(numbers, 160, 101);
+        EXPECT_LE(one.numbers[source].back(), 150U);
+    }
+}
+
 TEST_F(ServerCollectorTest, LeavesOutWhatIsNoLineOrFromAnotherHost)
 {
     SKIP_WITHOUT_SERVER();
@@ -193,6 +251,27 @@ TEST_F(ServerCollectorTest, LeavesOutWhatIsNoLineOrFromAnotherHost)
     EXPECT_EQ(written.numbers.size(), 2U);
     for (const auto& [source, numbers] : written.numbers)
         EXPECT_EQ(source.find_first_of("/\\ \n"), std::string::npos) << source;
+}
+
+TEST_F(ServerCollectorTest, TellsUsersApartByTheirNumbers)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    m_spool.add(7, 1, 2, L"text", L"h7");
+    ship(server);
+    const std::vector<StoredMessage> lines = server.messages();
+    const std::string one = lines.at(0).text, two = lines.at(1).text;
+    publish(server, {
+                        {"zmu.h7", "1", "0", "ada", one, "7001"},
+                        {"zmu.h7", "2", "1", "7001", two, "7001"}, // nobody knew the name just then
+                        {"zmu.h7", "3", "0", "ada", one, "7002"},
+                    });
+    Written written;
+    const Running collector(server, written, "one");
+    EXPECT_TRUE(becomesTrue([&] { return written.linesQty() == 5; }));
+    const std::scoped_lock lock(written.mutex);
+    EXPECT_EQ(written.numbers["h7.7001.7.1700000000000000000"], (std::vector<u64>{1, 2}));
+    EXPECT_EQ(written.numbers["h7.7002.7.1700000000000000000"], std::vector<u64>{1});
 }
 
 TEST_F(ServerCollectorTest, TellsOnceOfWhatIsNoLine)

@@ -13,6 +13,7 @@
 
 #include <map>
 #include <set>
+#include <unistd.h>
 
 using namespace zmu_test;
 using namespace zmu_tools::ship;
@@ -139,8 +140,8 @@ TEST_F(Ship, SendsEachLineOnceAndRemovesFilesThatAreDone)
         ASSERT_FALSE(readSpoolLine(first[i].text, line));
         EXPECT_EQ(line.sequence, i == 600 ? 603 : i + 1);
         EXPECT_EQ(first[i].after, std::to_string(i));
-        EXPECT_EQ(first[i].id,
-                  sourceOf(line, first[i].owner) + '.' + std::to_string(line.sequence));
+        EXPECT_EQ(first[i].id, sourceOf(line, first[i].user) + '.' + std::to_string(line.sequence));
+        EXPECT_EQ(first[i].user, std::to_string(geteuid()));
         EXPECT_EQ(line.host, "Host.Example");
     }
     EXPECT_EQ(bySubject["zmu.b=0a=4eats-=4dsg-=49d=3a=20forged"].size(), 3U);
@@ -344,6 +345,31 @@ TEST_F(Ship, NothingIsCollectedTwiceAfterAKillWhateverTheClocksSay)
     positionsAfter(5, 5);
     for (const char* each : {"line 1", "line 2", "line 3", "line 4", "line 5"})
         EXPECT_EQ(textOf(logs).count(each), 1) << each;
+}
+
+TEST_F(Ship, TakesOverFromNobodyWhoWasHeardOfLately)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    m_spool.add(11, 1, 2);
+    ASSERT_EQ(ship(server).exit, Exit::Good);
+    const auto collect = [&](const char* folder, const QStringList& more) {
+        return runProgram(ZMU_TEST_TOOL,
+                          QStringList{"collect", "--server", QString::fromStdString(server.url()),
+                                      "--log-dir", QString::fromStdWString(m_kept.path(folder)),
+                                      "--once"} +
+                              more);
+    };
+    m_kept.makeFolder("one");
+    const QDir two(QString::fromStdWString(m_kept.makeFolder("two")));
+    EXPECT_TRUE(hasSucceeded(collect("one", {})));
+    const QString id = m_kept.read("one/served.positions").split('\n')[1].split(' ')[0];
+    EXPECT_EQ(collect("two", {"--take-over", "../one"}).status, int(Exit::Usage));
+    const ProcessEnd refused = collect("two", {"--take-over", id});
+    EXPECT_EQ(refused.status, int(Exit::Unreadable));
+    EXPECT_TRUE(refused.errors.contains("was heard of within the last 20 seconds"));
+    EXPECT_TRUE(hasSucceeded(collect("two", {"--take-over", "c0ffee"})));
+    EXPECT_FALSE(textOf(two).contains("text 1"));
 }
 
 TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)

@@ -13,8 +13,8 @@ std::shared_ptr<const SpoolFile> spoolFile(const std::string& name)
 {
     SpoolFile file;
     file.folder = "/a folder\nof spöols";
-    file.owner = "ada";
-    file.source = "ada/" + name.substr(0, name.rfind('_'));
+    file.user = "1000";
+    file.source = "1000/" + name.substr(0, name.rfind('_'));
     EXPECT_TRUE(zmu_spool::parseSpoolName(name, file));
     return std::make_shared<const SpoolFile>(file);
 }
@@ -71,7 +71,7 @@ TEST_F(KeptPositions, AreNotTakenFromADamagedFile)
                 << error.what();
         }
     }
-    folder.write("positions", QByteArray(sound).replace("positions 1", "positions 20"));
+    folder.write("positions", QByteArray(sound).replace("positions 2", "positions 1"));
     try {
         const Positions positions(path("positions"));
         ADD_FAILURE();

@@ -109,7 +109,9 @@ TEST_F(Collect, BeginsAnotherLogAtTheSizeThatIsAskedFor)
     for (int i = 1; i <= 3000; ++i)
         lines += spoolLine(i, std::string(200, 'x'));
     write(spoolName(1), lines);
-    EXPECT_EQ(collectOnce({"--log-size", "1MB"}).exit, Exit::Good);
+    const ToolRun run = collectOnce({"--log-size", "1MB"});
+    EXPECT_EQ(run.exit, Exit::Good);
+    EXPECT_EQ(run.errors.find("Form"), std::string::npos) << run.errors; // nobody named one
     constexpr qint64 limit = 1 << 20, entry = 2048; // bytes; one entry passes the limit
     qsizetype fullQty = 0;
     for (const QString& log : logs()) {
@@ -120,6 +122,11 @@ TEST_F(Collect, BeginsAnotherLogAtTheSizeThatIsAskedFor)
     EXPECT_GE(fullQty, 1);
     EXPECT_EQ(fullQty, logs().size() - 1);
     EXPECT_EQ(identities().size(), 3000);
+
+    folder.makeFolder("logs/Templates");
+    folder.write("logs/Templates/bpw_template.html", "^HEAD\n");
+    write(spoolName(2), spoolLine(3001));
+    EXPECT_NE(collectOnce().errors.find("SectionsAllEmpty"), std::string::npos);
 }
 
 TEST_F(Collect, WritesJson)

@@ -54,6 +54,15 @@ TEST(EntryText, TellsWhereASituationComesFrom)
     EXPECT_EQ(entries.parts[0].text,
               L"Session 7. <i data-zmu=\"ada/h%207#17\">1970-01-01T00:00:00.000000000Z "
               L"ada@h&lt;7&gt; pw[812]</i>");
+
+    Report report;
+    report.kind = Report::Kind::PassedOver;
+    report.source = "1000/h7_pw";
+    report.owner = "ada";
+    EntryText text;
+    const EntryPart part = text.compose(report).front();
+    EXPECT_TRUE(part.identity.starts_with("1000/h7_pw#")) << part.identity;
+    EXPECT_NE(part.text.find(L">ada/h7_pw</i>"), std::wstring::npos);
 }
 
 TEST(EntryText, KeepsOnlyMarkupThatDoesNoHarm)

@@ -52,6 +52,21 @@ CLI::Validator nameCheck()
             "NAME"};
 }
 
+CLI::Validator idCheck()
+{
+    return {[](const std::string& text) -> std::string {
+                const bool isId = !text.empty() && text.size() <= 64 &&
+                                  std::all_of(text.begin(), text.end(), [](unsigned char c) {
+                                      return c < 0x80 && std::isalnum(c);
+                                  });
+                return isId ? std::string()
+                            : "\"" + text +
+                                  "\" is no collector's ID; write the letters and digits that the "
+                                  "others tell";
+            },
+            "ID"};
+}
+
 void tellAmiss(const std::string& what)
 {
     std::fprintf(stderr, "zmu: warning: %s\n", harmless(what).c_str());
@@ -130,11 +145,20 @@ void addCollectCommand(CLI::App& app, Run& run)
     CLI::Option* const server = ship::addServerOptions(*command, served->server);
     server->excludes(spools)->excludes(json);
     command
-        ->add_option("--name", served->name,
+        ->add_option("--name", served->group.name,
                      "Collectors from servers that have one name share the work: each process "
                      "comes into the log of one of them.")
         ->capture_default_str()
         ->check(collect::nameCheck())
+        ->needs(server);
+    command
+        ->add_option("--take-over", served->group.takeOver,
+                     "The ID of a collector of that name whose log folder or machine is gone for "
+                     "good, as the others tell it: its processes become this one's, with what it "
+                     "had not acknowledged. Refused as long as that one is there. Several have "
+                     "commas between them. Leave it out at the next start.")
+        ->delimiter(',')
+        ->check(collect::idCheck())
         ->needs(server);
     const auto by = std::make_shared<std::string>("all");
     command

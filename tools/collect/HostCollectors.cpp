@@ -2,7 +2,6 @@
 
 #include <tools/Text.h>
 #include <tools/platform/Stop.h>
-#include <tools/ship/ServerCollector.h>
 
 #include <QDir>
 #include <QProcess>
@@ -45,7 +44,9 @@ QStringList argumentsFor(const ServedOptions& options, const std::string& host,
         add("--replicas", std::to_string(server.stream.replicas));
     add("--max-age", std::to_string(server.stream.age) + 's');
     add("--max-bytes", std::to_string(server.stream.bytes));
-    add("--name", options.name);
+    add("--name", options.group.name);
+    for (const std::string& id : options.group.takeOver)
+        add("--take-over", id);
     add("--form", options.form);
     add("--log-size", std::to_string(options.logSize));
     return line;

@@ -2,7 +2,7 @@
 
 #include <collect/Strings.h>
 #include <tools/Text.h>
-#include <zmu/monitor/Trace.h>
+#include <zmu/monitor/DxCodes.h>
 #include <zmu/monitor/ZarnData.h>
 #include <zmu/owner/ZarnDataZGW.h>
 
@@ -10,10 +10,36 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cwchar>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace zmu_tools::collect {
+
+namespace {
+
+/// Whether the library tells that no form was named, which needs none.
+bool isOfNoForm(const wchar_t* trace)
+{
+    constexpr std::wstring_view words = L" is dismissing exception #";
+    const wchar_t* const found = std::wcsstr(trace, words.data());
+    if (!found || !std::wstring_view(trace).starts_with(L"ZarnData::processFileLogForm ("))
+        return false;
+    const long code = std::wcstol(found + words.size(), nullptr, 10);
+    return code == zmu::dx::FormNameEmpty || code == zmu::dx::FormNameMissing;
+}
+
+void traceUnlessOfNoForm(const wchar_t* text)
+{
+    if (isOfNoForm(text))
+        return;
+    const auto own = Zarn_setTraceFunction(nullptr);
+    Zarn_TRACE(L"%ls", text);
+    Zarn_setTraceFunction(own);
+}
+
+} // namespace
 
 /// An owner whose log may have a form from elsewhere.
 class OwnLog::Owner : public ZarnDataZGW {
@@ -27,7 +53,7 @@ class OwnLog::Owner : public ZarnDataZGW {
     {
         if (!ZarnDataZGW::customizeForOwner())
             return false;
-        // To be without a form is none of the things that a trace has to tell.
+        // One that nobody has named, and that is not where forms are, need not be missed.
         std::wstring log(m_dataSet->getFileLogName());
         if (m_form.empty() &&
             QFile::exists(QString::fromWCharArray(m_dataSet->getFileLog()->m_formName)))
@@ -47,11 +73,13 @@ OwnLog::OwnLog(std::string folder, std::string form, unsigned size)
         throw std::runtime_error(m_folder + " is no folder for logs");
     const std::wstring path = QDir::toNativeSeparators(place.absoluteFilePath()).toStdWString();
     ZarnData::setLogVariables(path.c_str(), 1, false, size, 0);
+    m_usualTrace = Zarn_setTraceFunction(traceUnlessOfNoForm);
 }
 
 OwnLog::~OwnLog()
 {
     beginAnother();
+    Zarn_setTraceFunction(m_usualTrace);
 }
 
 Zarn* OwnLog::monitor(std::string& why)

@@ -3,11 +3,13 @@
 #pragma once
 
 #include <collect/LogSink.h>
+#include <zmu/monitor/Trace.h>
 
 #include <string>
 
 namespace zmu_tools::collect {
 
+/// The library's traces of its thread come as usual, but for those of a form that nobody has named.
 class OwnLog : public zmu_collect::LogOwner {
   public:
     static constexpr unsigned usualSize = 20U * 1024 * 1024;
@@ -26,6 +28,7 @@ class OwnLog : public zmu_collect::LogOwner {
 
     const std::string m_folder;
     const std::string m_form;
+    ZarnTraceFunction m_usualTrace = nullptr;
     Zarn* m_monitor = nullptr;
     bool m_hasFailed = false; ///< At the last try.
 };

@@ -6,7 +6,6 @@
 
 #include <tools/Text.h>
 #include <tools/platform/Stop.h>
-#include <tools/ship/ServerCollector.h>
 
 #include <QDateTime>
 #include <QThread>
@@ -176,7 +175,7 @@ Exit collectServed(const ServedOptions& options)
             isOrphan = true;
         }).detach();
     LogDestination destination(options);
-    ship::collectFromServers(options.server, options.name, destination, options.isOnce,
+    ship::collectFromServers(options.server, options.group, destination, options.isOnce,
                              [] { return !StopRequest::isMade() && !isOrphan; });
     return options.isOnce && destination.isAnyLeftOut() ? Exit::Findings : Exit::Good;
 }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <tools/Command.h>
-#include <tools/ship/ServerOptions.h>
+#include <tools/ship/ServerCollector.h>
 
 #include <string>
 
@@ -10,7 +10,7 @@ namespace zmu_tools::collect {
 
 struct ServedOptions {
     ship::ServerOptions server;
-    std::string name = "zmu"; ///< Of the collectors that share the work.
+    ship::GroupOptions group;
     std::string logFolder;
     std::string form;
     unsigned logSize = 0; ///< Bytes at which a log is replaced.

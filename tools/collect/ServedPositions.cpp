@@ -55,8 +55,9 @@ void ServedPositions::refuse(const std::string& why) const
     throw std::runtime_error(
         "the positions of " + m_path + ": " + why +
         ". Bring back an older file, and what is in the logs already is passed over; or remove it, "
-        "and this is a collector that the servers do not know: it takes new processes, and what "
-        "comes from those of the old one waits until it is forgotten");
+        "and this is a collector that the servers do not know: it takes new processes, tells which "
+        "ID the old one had when something comes from those that this has taken, and takes them "
+        "over if it is started again with --take-over and that ID");
 }
 
 void ServedPositions::read(std::string_view text)

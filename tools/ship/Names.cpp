@@ -57,9 +57,9 @@ bool isHostWord(std::string_view word)
            std::all_of(word.begin(), word.end(), [](char c) { return isKept(c) || c == '='; });
 }
 
-std::string sourceOf(const SpoolLine& line, std::string_view owner)
+std::string sourceOf(const SpoolLine& line, std::string_view user)
 {
-    return wordOf(line.host) + '.' + wordOf(owner) + '.' + std::to_string(line.process) + '.' +
+    return wordOf(line.host) + '.' + wordOf(user) + '.' + std::to_string(line.process) + '.' +
            std::to_string(line.start);
 }
 

@@ -17,9 +17,9 @@ std::string wordOf(std::string_view name);
 /// Whether wordOf can have made it, by its letters and its length.
 bool isHostWord(std::string_view word);
 
-/// "HOST.OWNER.PROCESS.START": one life of a process. The owner is who alone could have written it,
-/// so that no other user of a machine speaks for it.
-std::string sourceOf(const zmu_spool::SpoolLine& line, std::string_view owner);
+/// "HOST.USER.PROCESS.START": one life of a process. The user, by number, is who alone could have
+/// written it, so that no other user of a machine speaks for it.
+std::string sourceOf(const zmu_spool::SpoolLine& line, std::string_view user);
 
 /// Where a line is published: the prefix and its host.
 std::string subjectOf(std::string_view prefix, const zmu_spool::SpoolLine& line);

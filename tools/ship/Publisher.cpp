@@ -141,6 +141,8 @@ bool Publisher::send(const Outgoing& outgoing, std::size_t index)
         status = natsMsgHeader_Set(message, afterHeader, outgoing.after.c_str());
     if (status == NATS_OK)
         status = natsMsgHeader_Set(message, ownerHeader, outgoing.owner.c_str());
+    if (status == NATS_OK && !outgoing.user.empty())
+        status = natsMsgHeader_Set(message, userHeader, outgoing.user.c_str());
     if (status == NATS_OK) {
         const std::scoped_lock lock(m_mutex);
         m_pending.emplace(message, index); // before it is sent: the answer may be quick

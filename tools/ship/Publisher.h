@@ -12,14 +12,16 @@ namespace zmu_tools::ship {
 
 /// Names of the headers of a message, beside the ID that the servers know.
 inline constexpr char afterHeader[] = "Zmu-After";
+inline constexpr char userHeader[] = "Zmu-User";
 inline constexpr char ownerHeader[] = "Zmu-Owner";
 
 struct Outgoing {
     std::string subject;
     std::string id;    ///< A second message with it is none, for as long as servers remember.
     std::string after; ///< The number of the line before, in the same process; empty if unknown.
-    std::string owner; ///< Whom the spool file belongs to.
+    std::string owner; ///< Whom the spool file belongs to, for people.
     std::string text;
+    std::string user = {}; ///< The same by number, which the ID has, too.
 };
 
 class Publisher {

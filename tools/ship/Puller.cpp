@@ -65,6 +65,7 @@ bool Puller::pull(std::vector<Pulled>& messages)
             continue;
         Acknowledgement made = word == Word::Line ? nextPlace(message.get()) : Acknowledgement();
         const std::uint64_t place = made.place;
+        const std::int64_t time = made.time;
         if (place == 0) {
             m_isBegun = false; // all that follows comes again
             break;
@@ -74,7 +75,7 @@ bool Puller::pull(std::vector<Pulled>& messages)
             last = std::move(made);
         if (messages.empty())
             end = std::chrono::steady_clock::now() + gatherPatience;
-        messages.push_back({std::move(message), place, place > m_highest});
+        messages.push_back({std::move(message), place, time, place > m_highest});
         m_highest = std::max(m_highest, place);
     }
     if (last.place > (m_acknowledgements.empty() ? 0 : m_acknowledgements.back().place))
@@ -182,6 +183,38 @@ bool Puller::isAtEnd() const
         return false;
     const OwnedConsumer info(found);
     return found->NumPending == 0 && found->NumAckPending == 0;
+}
+
+bool Puller::findEndOf(const std::string& durable, Bookmark& end)
+{
+    jsCtx* const jetStream = m_connection.jetStream();
+    const char* const stream = m_options.name.c_str();
+    end = {};
+    jsConsumerInfo* found = nullptr;
+    natsStatus status =
+        js_GetConsumerInfo(&found, jetStream, stream, durable.c_str(), nullptr, nullptr);
+    const OwnedConsumer info(found);
+    if (status == NATS_OK && found->AckFloor.Stream != 0) {
+        end.place = found->AckFloor.Stream;
+        natsMsg* last = nullptr;
+        status = js_GetMsg(&last, jetStream, stream, end.place, nullptr, nullptr);
+        const OwnedMessage message(last);
+        if (status == NATS_OK)
+            end.time = natsMsg_GetTime(last);
+    }
+    if (status == NATS_OK || status == NATS_NOT_FOUND)
+        return true;
+    fail(status);
+    return false;
+}
+
+void Puller::goBackTo(const Bookmark& end)
+{
+    if (end.place >= m_floor.place)
+        return;
+    m_floor.place = end.place;
+    m_floor.time = end.time;
+    m_isBegun = false;
 }
 
 Bookmark Puller::bookmarkBefore(std::optional<std::uint64_t> end) const

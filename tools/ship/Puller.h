@@ -15,6 +15,7 @@ namespace zmu_tools::ship {
 struct Pulled {
     OwnedMessage message;
     std::uint64_t place = 0; ///< In the stream.
+    std::int64_t time = 0;   ///< When it came there.
     bool isNew = false;      ///< Nothing of this place has come before.
 };
 
@@ -34,6 +35,13 @@ class Puller {
     /// may differ by a few messages after one of them was killed, and then count their places
     /// differently: when another leads, some are passed over.
     void lookAgain() { m_isBegun = false; }
+
+    /// Up to where another puller has acknowledged, in `place` and `time` of a bookmark; no place
+    /// if it never has, and no time if the message is not there any more. False, which is told, if
+    /// the servers do not say.
+    bool findEndOf(const std::string& durable, Bookmark& end);
+    /// Begins behind that place at the latest, even if more was acknowledged.
+    void goBackTo(const Bookmark& end);
 
     /// Whether the servers say that all is delivered and acknowledged.
     bool isAtEnd() const;

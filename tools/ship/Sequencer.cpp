@@ -1,6 +1,7 @@
 #include "Sequencer.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 using zmu::u64;
@@ -34,6 +35,16 @@ void Sequencer::offer(Arrival arrival, Clock::time_point now)
     m_places.insert(arrival.place);
     source.kept.emplace(arrival.sequence, std::move(arrival));
     makeRoom();
+}
+
+void Sequencer::pass(const std::string& source, u64 sequence, Clock::time_point now)
+{
+    Source& passed = sourceOf(source, now);
+    if (sequence <= passed.last)
+        return;
+    passed.passedQty += sequence - passed.last;
+    passed.last = sequence;
+    handOnKept(passed);
 }
 
 void Sequencer::expire(Clock::time_point now)
@@ -70,8 +81,10 @@ void Sequencer::handOn(Source& source, const Arrival& arrival)
 {
     // Without a word on what was before nothing is known to be missing in front of the first.
     const bool isKnown = source.last != 0 || arrival.after;
-    m_take(arrival, {.missing = isKnown ? arrival.sequence - 1 - source.last : 0,
-                     .mayHaveBeenRead = source.last == 0 && arrival.after.value_or(0) != 0});
+    const u64 passedQty = std::exchange(source.passedQty, 0);
+    m_take(arrival, {.missing = isKnown ? arrival.sequence - 1 - source.last + passedQty : 0,
+                     .mayHaveBeenRead =
+                         passedQty != 0 || (source.last == 0 && arrival.after.value_or(0) != 0)});
     source.last = arrival.sequence;
 }
 

@@ -24,6 +24,7 @@ struct Arrival {
     zmu::u64 sequence = 0;
     std::optional<zmu::u64> after; ///< The number of the line before, if that is known.
     zmu::u64 place = 0;            ///< In the stream.
+    zmu::i64 time = 0;             ///< When it came there.
 };
 
 class Sequencer {
@@ -55,6 +56,9 @@ class Sequencer {
 
     /// Hands on, keeps, or drops what has come already.
     void offer(Arrival arrival, Clock::time_point now);
+    /// A source's lines up to this number were somebody else's to take. The first one behind them
+    /// tells that they are missing here.
+    void pass(const std::string& source, zmu::u64 sequence, Clock::time_point now);
     /// Hands on what has waited long enough, with what is missing before it.
     void expire(Clock::time_point now);
 
@@ -64,6 +68,7 @@ class Sequencer {
   private:
     struct Source {
         zmu::u64 last = 0;
+        zmu::u64 passedQty = 0;               ///< Numbers up to it that were somebody else's.
         std::map<zmu::u64, Arrival> kept;     ///< By number.
         std::size_t bytes = 0;                ///< Of these.
         std::map<zmu::u64, zmu::u64> givenUp; ///< First and last numbers that may come late.

@@ -44,10 +44,12 @@ std::string headerOf(natsMsg* message, const char* name)
 
 class ServerCollector {
   public:
-    ServerCollector(const ServerOptions& options, const std::string& name, Destination& destination)
-        : m_options(options), m_destination(destination), m_connection(options, "zmu collect"),
-          m_group(m_connection, name, destination.id(), options.stream),
-          m_puller(m_connection, options.stream, name + '-' + destination.id(),
+    ServerCollector(const ServerOptions& options, const GroupOptions& group,
+                    Destination& destination)
+        : m_options(options), m_groupOptions(group), m_destination(destination),
+          m_connection(options, "zmu collect"),
+          m_group(m_connection, group.name, destination.id(), options.stream),
+          m_puller(m_connection, options.stream, durableOf(destination.id()),
                    destination.bookmark()),
           m_sequencer([this](const std::string& source) { return m_destination.lastOf(source); },
                       [this](const Arrival& arrival, const Sequencer::Before& before) {
@@ -57,6 +59,10 @@ class ServerCollector {
 
     void run(bool isOnce, const std::function<bool()>& mayGoOn)
     {
+        for (const std::string& id : m_groupOptions.takeOver) {
+            while (mayGoOn() && !takeOver(id))
+                std::this_thread::sleep_for(connectPatience);
+        }
         std::vector<Pulled> messages;
         while (mayGoOn()) {
             if (!m_connection.await(connectPatience))
@@ -90,6 +96,46 @@ class ServerCollector {
         Clock::time_point since;
     };
 
+    /// The name by which the servers know the puller of a collector.
+    std::string durableOf(const std::string& id) const { return m_groupOptions.name + '-' + id; }
+
+    /// Makes what another collector has taken this one's. False if it has to be tried again.
+    bool takeOver(const std::string& id)
+    {
+        if (id == m_destination.id())
+            throw ServerError("the collector " + id + " is this one: it has its processes already");
+        std::vector<Group::Taken> taken;
+        if (!m_connection.await(connectPatience) || !m_group.findTakenBy(id, taken))
+            return false;
+        if (taken.empty()) {
+            m_connection.tell(
+                "no process" +
+                (m_options.stream.host.empty() ? std::string() : " of " + m_options.stream.host) +
+                " belongs to the collector " + id + " of " + m_groupOptions.name +
+                ", or none does any more");
+            return true;
+        }
+        if (m_group.isPresent(id))
+            throw ServerError("the collector " + id + " of " + m_groupOptions.name +
+                              " was heard of within the last 20 seconds, and its processes stay "
+                              "with it. If it is gone for good, try again in 20 seconds");
+        Bookmark end;
+        if (!m_puller.findEndOf(durableOf(id), end))
+            return false;
+        // What follows there is not forgotten any more, whenever this is killed.
+        m_puller.goBackTo(end);
+        m_destination.save(m_puller.bookmarkBefore(std::nullopt), false);
+        if (!m_group.takeOver(taken, {end.time, end.place}))
+            return false;
+        m_connection.tell(std::to_string(taken.size()) + " processes of the collector " + id +
+                          " belong to this one now, with what it had not acknowledged");
+        if (m_group.isPresent(id))
+            m_connection.tell("the collector " + id +
+                              " has come back meanwhile: start it again, "
+                              "so that it asks which processes are not its own any more");
+        return true;
+    }
+
     void look(const Pulled& pulled)
     {
         natsMsg* const message = pulled.message.get();
@@ -97,6 +143,7 @@ class ServerCollector {
         arrival.text.assign(natsMsg_GetData(message),
                             static_cast<std::size_t>(natsMsg_GetDataLength(message)));
         arrival.place = pulled.place;
+        arrival.time = pulled.time;
         const char* const subject = natsMsg_GetSubject(message);
         if (const LineFault fault = readSpoolLine(arrival.text, m_line)) {
             leaveOut(pulled, subject, describe(fault));
@@ -108,7 +155,9 @@ class ServerCollector {
             return;
         }
         arrival.owner = harmless(headerOf(message, ownerHeader)).substr(0, ownerQty);
-        arrival.source = sourceOf(m_line, arrival.owner);
+        // Whoever publishes without it has nothing else to tell users apart.
+        const std::string user = headerOf(message, userHeader);
+        arrival.source = sourceOf(m_line, user.empty() ? arrival.owner : user);
         arrival.sequence = m_line.sequence;
         const std::string after = headerOf(message, afterHeader);
         u64 number = 0;
@@ -161,9 +210,10 @@ class ServerCollector {
             waiting->second.arrivals.push_back(std::move(arrival));
             return;
         }
-        switch (m_group.takerOf(arrival.source, false)) {
+        const Group::Taking taking = m_group.takerOf(arrival.source, false);
+        switch (taking.taker) {
         case Group::Taker::Me:
-            m_sequencer.offer(std::move(arrival), Clock::now());
+            offer(std::move(arrival), taking.begin);
             break;
         case Group::Taker::Other:
             break;
@@ -182,7 +232,7 @@ class ServerCollector {
         for (auto each = m_undecided.begin(); each != m_undecided.end();) {
             auto& [source, undecided] = *each;
             const bool isOverdue = isRoomShort || Clock::now() - undecided.since >= takerPatience;
-            const Group::Taker taker = m_group.takerOf(source, isOverdue);
+            const auto [taker, begin] = m_group.takerOf(source, isOverdue);
             if (taker == Group::Taker::Nobody || taker == Group::Taker::Unknown) {
                 ++each;
                 continue;
@@ -190,10 +240,19 @@ class ServerCollector {
             for (Arrival& arrival : undecided.arrivals) {
                 m_undecidedBytes -= arrival.text.size();
                 if (taker == Group::Taker::Me)
-                    m_sequencer.offer(std::move(arrival), Clock::now());
+                    offer(std::move(arrival), begin);
             }
             each = m_undecided.erase(each);
         }
+    }
+
+    /// Into its order, unless it was another's to take.
+    void offer(Arrival arrival, const Junction& begin)
+    {
+        if (begin.isBehind(arrival.time, arrival.place))
+            m_sequencer.pass(arrival.source, arrival.sequence, Clock::now());
+        else
+            m_sequencer.offer(std::move(arrival), Clock::now());
     }
 
     /// The first place in the stream that is not dealt with.
@@ -215,6 +274,7 @@ class ServerCollector {
     }
 
     const ServerOptions& m_options;
+    const GroupOptions& m_groupOptions;
     Destination& m_destination;
     Connection m_connection;
     Group m_group;
@@ -231,10 +291,10 @@ class ServerCollector {
 
 } // namespace
 
-void collectFromServers(const ServerOptions& options, const std::string& name,
+void collectFromServers(const ServerOptions& options, const GroupOptions& group,
                         Destination& destination, bool isOnce, const std::function<bool()>& mayGoOn)
 {
-    ServerCollector(options, name, destination).run(isOnce, mayGoOn);
+    ServerCollector(options, group, destination).run(isOnce, mayGoOn);
 }
 
 void watchHosts(const ServerOptions& options,

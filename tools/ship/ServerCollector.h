@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zmu_tools::ship {
 
@@ -51,10 +52,17 @@ class Destination {
     virtual void save(const Bookmark& bookmark, bool isAllTaken) = 0;
 };
 
-/// `name` is that of the group of collectors that share the work. Goes on while `mayGoOn`, or with
-/// `isOnce` until there is nothing more. Throws ServerError for what servers will not do, and what
-/// the destination throws.
-void collectFromServers(const ServerOptions& options, const std::string& name,
+/// Whom a collector shares the work with.
+struct GroupOptions {
+    std::string name = "zmu";
+    /// IDs of collectors of the group that are gone for good, whose processes become this one's.
+    std::vector<std::string> takeOver;
+};
+
+/// Goes on while `mayGoOn`, or with `isOnce` until there is nothing more. Throws ServerError for
+/// what servers will not do and for a collector to take over from that is there, and what the
+/// destination throws.
+void collectFromServers(const ServerOptions& options, const GroupOptions& group,
                         Destination& destination, bool isOnce,
                         const std::function<bool()>& mayGoOn);
 

@@ -5,6 +5,7 @@
 
 #include <spool/SpoolReader.h>
 #include <spool/SpoolWriter.h>
+#include <spool/UserNames.h>
 #include <tools/Text.h>
 #include <tools/platform/Stop.h>
 
@@ -157,13 +158,14 @@ class Shipper {
     Outgoing outgoing(const SpoolItem& item)
     {
         const SpoolLine& line = *item.line;
-        const std::string& owner = item.mark.file->owner;
+        const std::string& user = item.mark.file->user;
         Outgoing message;
         message.subject = subjectOf(m_options.server.stream.subject, line);
-        message.id = sourceOf(line, owner) + '.' + std::to_string(line.sequence);
+        message.id = sourceOf(line, user) + '.' + std::to_string(line.sequence);
         if (!item.mayHaveBeenRead)
             message.after = std::to_string(line.sequence - 1 - item.missing);
-        message.owner = harmless(owner);
+        message.user = user;
+        message.owner = harmless(m_names.of(user));
         // Servers take at least this much, so that they are asked for their limit but rarely.
         constexpr std::size_t surelyTaken = 32768;
         if (item.raw.size() > surelyTaken && item.raw.size() > m_publisher.longestText())
@@ -183,6 +185,7 @@ class Shipper {
     const ShipOptions& m_options;
     Positions m_positions;
     SpoolReader m_reader;
+    UserNames m_names;
     Connection m_connection;
     Publisher m_publisher;
     const StopRequest m_stop;

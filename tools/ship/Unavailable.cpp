@@ -17,7 +17,7 @@ Exit shipSpools(const ShipOptions&)
     return Exit::Usage;
 }
 
-void collectFromServers(const ServerOptions&, const std::string&, Destination&, bool,
+void collectFromServers(const ServerOptions&, const GroupOptions&, Destination&, bool,
                         const std::function<bool()>&)
 {}
 

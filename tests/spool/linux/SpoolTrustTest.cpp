@@ -1,13 +1,37 @@
 // Whose lines are taken for whose: links, modes and owners of files and folders.
 #include "MadeSpools.h"
 
+#include <spool/UserNames.h>
+
+#include <dlfcn.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 using namespace zmu_test;
 using zmu_spool::Positions;
 using zmu_spool::SpoolReader;
+
+namespace {
+
+bool areNamesAway = false; ///< As with a directory of users that does not answer.
+
+} // namespace
+
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's are reserved
+extern "C" int getpwuid_r(uid_t user, passwd* entry, char* texts, std::size_t textsSize,
+                          passwd** found)
+{
+    static const auto next =
+        reinterpret_cast<decltype(&getpwuid_r)>(dlsym(RTLD_NEXT, "getpwuid_r"));
+    if (!areNamesAway)
+        return next(user, entry, texts, textsSize, found);
+    *found = nullptr;
+    return EIO;
+}
 
 class SpoolTrust : public MadeSpools {
   protected:
@@ -85,8 +109,31 @@ TEST_F(SpoolTrust, TellsTheOwner)
     SpoolReader reader({place()}, positions);
     zmu_spool::SpoolItem item;
     ASSERT_TRUE(reader.next(item));
-    EXPECT_EQ(item.mark.file->owner, "54321");
+    EXPECT_EQ(item.mark.file->user, "54321");
     EXPECT_EQ(item.mark.file->source, "54321/h7_pw_812_7");
+}
+
+TEST_F(SpoolTrust, KnowsUsersWhileNobodyTellsTheirNames)
+{
+    const passwd* const self = getpwuid(geteuid());
+    if (!self)
+        GTEST_SKIP() << "the user has no name";
+    const std::string user = std::to_string(geteuid()), userName = self->pw_name;
+    write(name, spoolLine(1));
+    SpoolReader reader({place()}, positions);
+    zmu_spool::SpoolItem item;
+    zmu_spool::UserNames names;
+    areNamesAway = true;
+    ASSERT_TRUE(reader.next(item));
+    EXPECT_EQ(item.mark.file->source, user + "/h7_pw_812_7");
+    EXPECT_EQ(names.of(user), user);
+    areNamesAway = false;
+    EXPECT_TRUE(becomesTrue([&] { return names.of(user) == userName; })); // it is asked for again
+    areNamesAway = true;
+    EXPECT_EQ(names.of(user), userName);
+    EXPECT_EQ(readAll(reader, positions, true), Items{"ended " + name}); // it is still the same's
+    areNamesAway = false;
+    EXPECT_EQ(folder.files(), QStringList());
 }
 
 TEST_F(SpoolTrust, LastLineWaitsForAProcessThatLives)
