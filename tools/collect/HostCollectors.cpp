@@ -92,8 +92,14 @@ class HostCollectors {
             if (next == hosts.end())
                 next = hosts.begin();
             const std::string& host = *next++;
-            if (!m_processes.contains(host) && isAnythingNew(host, lastOf, questionsQty))
-                start(host);
+            if (m_processes.contains(host) || !isAnythingNew(host, lastOf, questionsQty))
+                continue;
+            if (m_processes.size() >= m_options.placesQty) {
+                tellFull();
+                m_next = host; // the next place is its own
+                return;
+            }
+            start(host);
         }
         m_next = next == hosts.end() ? std::string() : *next;
     }
@@ -133,17 +139,18 @@ class HostCollectors {
         return last != 0 && last != known->second;
     }
 
+    void tellFull()
+    {
+        if (!std::exchange(m_isFullTold, true))
+            std::fprintf(stderr,
+                         "zmu: warning: logs are kept of %zu hosts at a time; what others send "
+                         "stays with the servers until one of these has had nothing for %u "
+                         "seconds\n",
+                         m_options.placesQty, m_options.idle);
+    }
+
     void start(const std::string& host)
     {
-        if (m_processes.size() >= m_options.placesQty) {
-            if (!std::exchange(m_isFullTold, true))
-                std::fprintf(stderr,
-                             "zmu: warning: logs are kept of %zu hosts at a time; what others send "
-                             "stays with the servers until one of these has had nothing for %u "
-                             "seconds\n",
-                             m_options.placesQty, m_options.idle);
-            return;
-        }
         const QString folder = QString::fromStdString(folderOf(host));
         if (!QDir().mkpath(folder)) {
             fail(host, folder.toStdString() + " cannot be made");
