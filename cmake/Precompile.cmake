@@ -3,10 +3,20 @@
 # includes them or not, so that one which lacks an #include shows where the option is off: in the preset
 # `release`, which is built before any other.
 
-# zmu_precompile(TARGET HEADER...)
+# zmu_precompile(TARGET HEADER...): not with GCC, which where it optimises warns of what it inlines from a
+# precompiled header of the system as if that were ours.
 function(zmu_precompile target)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    zmu_precompile_always(${target} ${ARGN})
+  endif()
+endfunction()
+
+# The same with every compiler: for a target that is not optimised.
+function(zmu_precompile_always target)
   if(ZMU_PRECOMPILE)
     target_precompile_headers(${target} PRIVATE ${ARGN})
+    # Sources see Qt that know nothing of it, and use `slots` for a name.
+    target_compile_definitions(${target} PRIVATE QT_NO_KEYWORDS)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
       # The same headers give the same file, which a compiler's cache knows again.
       target_compile_options(${target} PRIVATE "SHELL:-Xclang -fno-pch-timestamp")
