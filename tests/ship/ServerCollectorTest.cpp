@@ -90,7 +90,7 @@ class Running {
               ServerOptions options;
               options.urls = {url};
               try {
-                  collectFromServers(options, {"group", takeOver}, m_destination, false,
+                  collectFromServers(options, {"group", takeOver}, m_destination, {},
                                      [this] { return m_goesOn.load(); });
               } catch (const ServerError& error) {
                   EXPECT_NE(std::string(error.what()).find("was heard of within"),

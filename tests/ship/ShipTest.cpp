@@ -372,6 +372,39 @@ TEST_F(Ship, TakesOverFromNobodyWhoWasHeardOfLately)
     EXPECT_FALSE(textOf(two).contains("text 1"));
 }
 
+TEST_F(Ship, HostsThatHaveNothingNewHoldNoPlace)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    m_spool.add(11, 1, 2, L"one", L"h7");
+    m_spool.add(12, 1, 2, L"two", L"h8");
+    ASSERT_EQ(ship(server).exit, Exit::Good);
+    ServerOptions options;
+    options.urls = {server.url()};
+    Connection connection(options, "hostile");
+    ASSERT_TRUE(Publisher(connection, options.stream, [] {
+                    return true;
+                }).publish({{"zmu.a", "1", "", "me", "no line"}}));
+    const QString logs = QString::fromStdWString(m_kept.makeFolder("by-host"));
+    QProcess collector;
+    collector.start(ZMU_TEST_TOOL,
+                    {"collect", "--server", QString::fromStdString(server.url()), "--log-dir", logs,
+                     "--by", "host", "--places", "1", "--idle", "1"});
+    const auto reach = [&](const char* host, const char* text) {
+        return becomesTrue([&] { return textOf(logs + '/' + host).contains(text); });
+    };
+    EXPECT_TRUE(reach("h8", "two 2"));
+    EXPECT_TRUE(reach("h7", "one 2"));
+    m_spool.add(13, 1, 1, L"three", L"h8");
+    ASSERT_EQ(ship(server).exit, Exit::Good);
+    EXPECT_TRUE(reach("h8", "three 1"));
+    collector.terminate();
+    EXPECT_TRUE(collector.waitForFinished());
+    const QString all = textOf(logs + "/a") + textOf(logs + "/h7") + textOf(logs + "/h8");
+    for (const char* const each : {"one 1", "one 2", "two 1", "two 2", "three 1", "Left out"})
+        EXPECT_EQ(all.count(each), 1) << each;
+}
+
 TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)
 {
     SKIP_WITHOUT_SERVER();

@@ -170,6 +170,8 @@ void addCollectCommand(CLI::App& app, Run& run)
         ->needs(server);
     command->add_option("--host", served->server.stream.host)->group("")->needs(server);
     command->add_flag("--child", served->isChild)->group("")->needs(server);
+    command->add_option("--idle", served->idle)->group("")->needs(server);
+    command->add_option("--places", served->placesQty)->group("")->needs(server);
     command->footer(
         "Each entry tells the situation that was reported, its time, user, host, program and "
         "process. Lines that are missing or cannot be read have an entry of their own. A kill at "

@@ -1,23 +1,27 @@
 #include "HostCollectors.h"
 
+#include "ServedPositions.h"
+
 #include <tools/Text.h>
 #include <tools/platform/Stop.h>
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 
 #include <cstdio>
 #include <map>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <utility>
 
 namespace zmu_tools::collect {
 
 namespace {
 
-/// More hosts than that are told, and wait. Whoever may write into the stream could name any.
-constexpr std::size_t hostsMax = 256;
+/// Hosts at a time that are asked about. Whoever may write into the stream could name any.
+constexpr std::size_t questionsMax = 100;
 constexpr int endPatience = 20000; // milliseconds
 
 QStringList argumentsFor(const ServedOptions& options, const std::string& host,
@@ -49,6 +53,7 @@ QStringList argumentsFor(const ServedOptions& options, const std::string& host,
         add("--take-over", id);
     add("--form", options.form);
     add("--log-size", std::to_string(options.logSize));
+    add("--idle", std::to_string(options.idle));
     return line;
 }
 
@@ -66,38 +71,103 @@ class HostCollectors {
         }
     }
 
-    void see(const std::string& host)
+    /// Starts collectors for hosts of which something is new, and notes those that have ended.
+    void see(const std::set<std::string>& hosts, const ship::LastOf& lastOf)
     {
-        auto found = m_processes.find(host);
-        if (found == m_processes.end()) {
-            if (m_processes.size() == hostsMax) {
-                if (!std::exchange(m_isFullTold, true))
-                    std::fprintf(stderr,
-                                 "zmu: warning: logs are kept of %zu hosts; what others send "
-                                 "stays with the servers\n",
-                                 hostsMax);
+        for (auto each = m_processes.begin(); each != m_processes.end();) {
+            const auto& [host, process] = *each;
+            process->waitForFinished(0);
+            if (process->state() != QProcess::NotRunning) {
+                ++each;
+                continue;
+            }
+            m_collected[host] = collectedOf(host);
+            each = m_processes.erase(each);
+        }
+        std::erase_if(m_collected,
+                      [&hosts](const auto& each) { return !hosts.contains(each.first); });
+        std::size_t questionsQty = 0;
+        auto next = hosts.lower_bound(m_next);
+        for (std::size_t i = 0; i < hosts.size() && questionsQty < questionsMax; ++i) {
+            if (next == hosts.end())
+                next = hosts.begin();
+            const std::string& host = *next++;
+            if (m_processes.contains(host) || !isAnythingNew(host, lastOf, questionsQty))
+                continue;
+            if (m_processes.size() >= m_options.placesQty) {
+                tellFull();
+                m_next = host; // the next place is its own
                 return;
             }
-            found = m_processes.emplace(host, std::make_unique<QProcess>()).first;
+            start(host);
         }
-        QProcess& process = *found->second;
-        process.waitForFinished(0); // notes one that has ended
-        if (process.state() != QProcess::NotRunning)
-            return;
-        const QString folder = QString::fromStdString(m_options.logFolder + '/' + host);
+        m_next = next == hosts.end() ? std::string() : *next;
+    }
+
+  private:
+    std::string folderOf(const std::string& host) const { return m_options.logFolder + '/' + host; }
+
+    /// When the last message of a host that is in its log came into the stream; 0 for none. No
+    /// collector has the folder just then.
+    zmu::i64 collectedOf(const std::string& host) const
+    {
+        const std::string path = folderOf(host) + '/' + positionsName;
+        if (!QFile::exists(QString::fromStdString(path)))
+            return 0;
+        try {
+            return ServedPositions(path, 0).bookmark().time;
+        } catch (const std::runtime_error&) {
+            return 0; // the collector itself tells
+        }
+    }
+
+    /// Whether a host that has no collector needs one. Places in the stream do not tell: servers
+    /// may differ in them.
+    bool isAnythingNew(const std::string& host, const ship::LastOf& lastOf,
+                       std::size_t& questionsQty)
+    {
+        auto known = m_collected.find(host);
+        if (known == m_collected.end()) {
+            // Among what was passed over there may be something to take over.
+            const bool isTakingOver = !m_options.group.takeOver.empty();
+            known = m_collected.emplace(host, isTakingOver ? 0 : collectedOf(host)).first;
+        }
+        if (known->second == 0)
+            return true;
+        ++questionsQty;
+        const zmu::i64 last = lastOf(host);
+        return last != 0 && last != known->second;
+    }
+
+    void tellFull()
+    {
+        if (!std::exchange(m_isFullTold, true))
+            std::fprintf(stderr,
+                         "zmu: warning: logs are kept of %zu hosts at a time; what others send "
+                         "stays with the servers until one of these has had nothing for %u "
+                         "seconds\n",
+                         m_options.placesQty, m_options.idle);
+    }
+
+    void start(const std::string& host)
+    {
+        const QString folder = QString::fromStdString(folderOf(host));
         if (!QDir().mkpath(folder)) {
             fail(host, folder.toStdString() + " cannot be made");
             return;
         }
-        process.setProcessChannelMode(QProcess::ForwardedChannels);
-        process.start(QString::fromStdString(ownProgram()), argumentsFor(m_options, host, folder));
-        if (process.waitForStarted())
-            m_failed.erase(host);
-        else
-            fail(host, ownProgram() + " cannot be started: " + process.errorString().toStdString());
+        auto process = std::make_unique<QProcess>();
+        process->setProcessChannelMode(QProcess::ForwardedChannels);
+        process->start(QString::fromStdString(ownProgram()), argumentsFor(m_options, host, folder));
+        if (!process->waitForStarted()) {
+            fail(host,
+                 ownProgram() + " cannot be started: " + process->errorString().toStdString());
+            return;
+        }
+        m_failed.erase(host);
+        m_processes.emplace(host, std::move(process));
     }
 
-  private:
     /// Told once, and tried again.
     void fail(const std::string& host, const std::string& why)
     {
@@ -107,8 +177,10 @@ class HostCollectors {
     }
 
     const ServedOptions& m_options;
-    std::map<std::string, std::unique_ptr<QProcess>> m_processes;
-    std::set<std::string> m_failed; ///< Hosts.
+    std::map<std::string, std::unique_ptr<QProcess>> m_processes; ///< By host.
+    std::map<std::string, zmu::i64> m_collected; ///< As collectedOf() says, by host.
+    std::string m_next;                          ///< Host, of those whose turn it is first.
+    std::set<std::string> m_failed;              ///< Hosts.
     bool m_isFullTold = false;
 };
 
@@ -118,7 +190,10 @@ Exit collectByHost(const ServedOptions& options)
 {
     HostCollectors collectors(options);
     ship::watchHosts(
-        options.server, [&collectors](const std::string& host) { collectors.see(host); },
+        options.server,
+        [&collectors](const std::set<std::string>& hosts, const ship::LastOf& lastOf) {
+            collectors.see(hosts, lastOf);
+        },
         [] { return !StopRequest::isMade(); });
     return Exit::Good;
 }

@@ -5,8 +5,9 @@
 
 namespace zmu_tools::collect {
 
-/// Starts this program once more for each host of which something comes, and again if it ends.
-/// They end with this one.
+/// Starts this program once more for each host of which something is new, and again if it ends and
+/// there is more. One that has had nothing for a while ends, and leaves its place to another. They
+/// end with this one.
 Exit collectByHost(const ServedOptions& options);
 
 } // namespace zmu_tools::collect

@@ -12,7 +12,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -37,7 +39,7 @@ void tell(const std::string& what)
 class LogDestination : public ship::Destination {
   public:
     explicit LogDestination(const ServedOptions& options)
-        : m_positions(options.positions.empty() ? options.logFolder + "/served.positions"
+        : m_positions(options.positions.empty() ? options.logFolder + '/' + positionsName
                                                 : options.positions,
                       std::max(memoryLeast, options.server.stream.age + day)),
           m_log(options.logFolder, options.form, options.logSize), m_sink(m_log)
@@ -175,7 +177,10 @@ Exit collectServed(const ServedOptions& options)
             isOrphan = true;
         }).detach();
     LogDestination destination(options);
-    ship::collectFromServers(options.server, options.group, destination, options.isOnce,
+    std::optional<std::chrono::seconds> patience;
+    if (options.isOnce || options.isChild)
+        patience.emplace(options.isOnce ? 0 : options.idle);
+    ship::collectFromServers(options.server, options.group, destination, patience,
                              [] { return !StopRequest::isMade() && !isOrphan; });
     return options.isOnce && destination.isAnyLeftOut() ? Exit::Findings : Exit::Good;
 }

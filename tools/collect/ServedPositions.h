@@ -15,6 +15,9 @@
 
 namespace zmu_tools::collect {
 
+/// The usual name of the file, in the log folder.
+inline constexpr char positionsName[] = "served.positions";
+
 class ServedPositions {
   public:
     /// Reads the file, if there is one, and locks it. Throws std::runtime_error if another process

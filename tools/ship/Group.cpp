@@ -68,6 +68,7 @@ std::uint64_t mixed(std::string_view text)
 Group::Group(Connection& connection, std::string name, std::string id, const StreamOptions& stream)
     : m_connection(connection), m_name(std::move(name)), m_id(std::move(id)),
       m_stream(stream), m_present{m_id},
+      m_firstTelling(std::chrono::steady_clock::now() + std::chrono::seconds(presence)),
       m_nextForgetting(std::chrono::steady_clock::now() + forgetInterval)
 {}
 
@@ -151,9 +152,12 @@ void Group::keepUp()
     tellAbsent();
 }
 
-/// Says once who has to be started again, or nobody collects what it has taken.
+/// Says once who has to be started again, or nobody collects what it has taken. Not at first:
+/// others may be started together with this one.
 void Group::tellAbsent()
 {
+    if (std::chrono::steady_clock::now() < m_firstTelling)
+        return;
     for (const auto& [id, sourcesQty] : m_others) {
         if (std::find(m_present.begin(), m_present.end(), id) != m_present.end())
             m_told.erase(id);

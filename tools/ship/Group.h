@@ -97,6 +97,7 @@ class Group {
     std::unordered_map<std::string, Taking> m_known;
     std::map<std::string, std::size_t> m_others; ///< Sources that they have taken, by ID.
     std::set<std::string> m_told;                ///< Of these, who is told to be absent.
+    const std::chrono::steady_clock::time_point m_firstTelling;
     std::chrono::steady_clock::time_point m_nextForgetting;
 };
 

@@ -57,13 +57,14 @@ class ServerCollector {
                       })
     {}
 
-    void run(bool isOnce, const std::function<bool()>& mayGoOn)
+    void run(std::optional<std::chrono::seconds> patience, const std::function<bool()>& mayGoOn)
     {
         for (const std::string& id : m_groupOptions.takeOver) {
             while (mayGoOn() && !takeOver(id))
                 std::this_thread::sleep_for(connectPatience);
         }
         std::vector<Pulled> messages;
+        Clock::time_point restingSince = Clock::now();
         while (mayGoOn()) {
             if (!m_connection.await(connectPatience))
                 continue;
@@ -85,7 +86,9 @@ class ServerCollector {
                 m_isSettled = m_puller.isAtEnd();
             m_destination.save(m_puller.bookmarkBefore(open), m_isSettled);
             m_puller.acknowledge(open);
-            if (isOnce && isResting && m_puller.isAtEnd())
+            if (!isResting)
+                restingSince = Clock::now();
+            else if (patience && Clock::now() - restingSince >= *patience && m_puller.isAtEnd())
                 return;
         }
     }
@@ -292,14 +295,16 @@ class ServerCollector {
 } // namespace
 
 void collectFromServers(const ServerOptions& options, const GroupOptions& group,
-                        Destination& destination, bool isOnce, const std::function<bool()>& mayGoOn)
+                        Destination& destination, std::optional<std::chrono::seconds> patience,
+                        const std::function<bool()>& mayGoOn)
 {
-    ServerCollector(options, group, destination).run(isOnce, mayGoOn);
+    ServerCollector(options, group, destination).run(patience, mayGoOn);
 }
 
-void watchHosts(const ServerOptions& options,
-                const std::function<void(const std::string& host)>& take,
-                const std::function<bool()>& mayGoOn)
+void watchHosts(
+    const ServerOptions& options,
+    const std::function<void(const std::set<std::string>& hosts, const LastOf& lastOf)>& take,
+    const std::function<bool()>& mayGoOn)
 {
     constexpr int interval = 5; // seconds
     constexpr std::size_t hostQty = 100;
@@ -309,6 +314,15 @@ void watchHosts(const ServerOptions& options,
     jsOptions_Init(&asked);
     asked.Stream.Info.SubjectsFilter = subjects.c_str();
     Connection connection(options, "zmu collect");
+    const LastOf lastOf = [&](const std::string& host) {
+        const std::string subject = options.stream.subject + '.' + host;
+        natsMsg* last = nullptr;
+        const natsStatus status =
+            js_GetLastMsg(&last, connection.jetStream(), options.stream.name.c_str(),
+                          subject.c_str(), nullptr, nullptr);
+        const OwnedMessage message(last);
+        return status == NATS_OK ? zmu::i64{natsMsg_GetTime(last)} : 0;
+    };
     while (mayGoOn()) {
         jsStreamInfo* found = nullptr;
         if (connection.await(connectPatience) &&
@@ -317,15 +331,17 @@ void watchHosts(const ServerOptions& options,
                              nullptr) == NATS_OK) {
             const Owned<jsStreamInfo, jsStreamInfo_Destroy> info(found);
             const jsStreamStateSubjects* const list = found->State.Subjects;
+            std::set<std::string> hosts;
             for (int i = 0; list && i < list->Count; ++i) {
                 const std::string host = list->List[i].Subject + options.stream.subject.size() + 1;
                 if (isHostWord(host))
-                    take(host);
+                    hosts.insert(host);
                 else if (!std::exchange(isToldOfOthers, true))
                     connection.tell("something in the stream " + options.stream.name +
                                     " has a subject that is no host's, and stays there: " +
                                     harmless(host.substr(0, hostQty)));
             }
+            take(hosts, lastOf);
         }
         for (int i = 0; i < interval && mayGoOn(); ++i)
             std::this_thread::sleep_for(std::chrono::seconds(1));

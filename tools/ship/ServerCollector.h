@@ -6,7 +6,10 @@
 
 #include <spool/SpoolLine.h>
 
+#include <chrono>
 #include <functional>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -59,16 +62,21 @@ struct GroupOptions {
     std::vector<std::string> takeOver;
 };
 
-/// Goes on while `mayGoOn`, or with `isOnce` until there is nothing more. Throws ServerError for
-/// what servers will not do and for a collector to take over from that is there, and what the
-/// destination throws.
+/// Goes on while `mayGoOn`, or until there has been nothing more for as long as `patience`, if
+/// there is an end to that: all is acknowledged then. Throws ServerError for what servers will not
+/// do and for a collector to take over from that is there, and what the destination throws.
 void collectFromServers(const ServerOptions& options, const GroupOptions& group,
-                        Destination& destination, bool isOnce,
+                        Destination& destination, std::optional<std::chrono::seconds> patience,
                         const std::function<bool()>& mayGoOn);
 
-/// Every few seconds gives each host of which something is in the stream, while `mayGoOn`.
-void watchHosts(const ServerOptions& options,
-                const std::function<void(const std::string& host)>& take,
-                const std::function<bool()>& mayGoOn);
+/// When the last message of a host came into the stream, in nanoseconds since 1970 UTC; 0 if that
+/// is not told.
+using LastOf = std::function<zmu::i64(const std::string& host)>;
+
+/// Every few seconds gives all hosts of which something is in the stream, while `mayGoOn`.
+void watchHosts(
+    const ServerOptions& options,
+    const std::function<void(const std::set<std::string>& hosts, const LastOf& lastOf)>& take,
+    const std::function<bool()>& mayGoOn);
 
 } // namespace zmu_tools::ship

@@ -17,11 +17,12 @@ Exit shipSpools(const ShipOptions&)
     return Exit::Usage;
 }
 
-void collectFromServers(const ServerOptions&, const GroupOptions&, Destination&, bool,
-                        const std::function<bool()>&)
+void collectFromServers(const ServerOptions&, const GroupOptions&, Destination&,
+                        std::optional<std::chrono::seconds>, const std::function<bool()>&)
 {}
 
-void watchHosts(const ServerOptions&, const std::function<void(const std::string&)>&,
+void watchHosts(const ServerOptions&,
+                const std::function<void(const std::set<std::string>&, const LastOf&)>&,
                 const std::function<bool()>&)
 {}
 
