@@ -4,7 +4,7 @@
 
 #include <tools/Text.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>

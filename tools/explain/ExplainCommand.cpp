@@ -2,7 +2,7 @@
 
 #include <tools/Text.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <algorithm>
 #include <charconv>

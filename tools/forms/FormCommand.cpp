@@ -8,7 +8,7 @@
 
 #include <zmu/monitor/DxCodes.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <QCoreApplication>
 #include <QDir>

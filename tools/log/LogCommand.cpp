@@ -6,7 +6,7 @@
 
 #include <tools/platform/Terminal.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <QDateTime>
 #include <QThread>

@@ -7,7 +7,7 @@
 
 #include <zmu/monitor/DxCodes.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <QElapsedTimer>
 #include <QFile>
