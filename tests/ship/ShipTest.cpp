@@ -49,6 +49,16 @@ std::vector<std::string> idsOf(const std::vector<StoredMessage>& messages)
     return ids;
 }
 
+void publishJunk(const NatsServer& server, const std::string& subject)
+{
+    ServerOptions options;
+    options.urls = {server.url()};
+    Connection connection(options, "hostile");
+    ASSERT_TRUE(Publisher(connection, options.stream, [] {
+                    return true;
+                }).publish({{subject, "1", "", "me", "no line"}}));
+}
+
 /// What the logs of a folder hold.
 QString textOf(const QDir& folder)
 {
@@ -379,12 +389,7 @@ TEST_F(Ship, HostsThatHaveNothingNewHoldNoPlace)
     m_spool.add(11, 1, 2, L"one", L"h7");
     m_spool.add(12, 1, 2, L"two", L"h8");
     ASSERT_EQ(ship(server).exit, Exit::Good);
-    ServerOptions options;
-    options.urls = {server.url()};
-    Connection connection(options, "hostile");
-    ASSERT_TRUE(Publisher(connection, options.stream, [] {
-                    return true;
-                }).publish({{"zmu.a", "1", "", "me", "no line"}}));
+    publishJunk(server, "zmu.a");
     const QString logs = QString::fromStdWString(m_kept.makeFolder("by-host"));
     QProcess collector;
     collector.start(ZMU_TEST_TOOL,
@@ -413,12 +418,7 @@ TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)
     m_spool.add(11, 1, 2, evil, L"../../evil");
     m_spool.add(12, 1, 2, L"good", L"h7");
     ASSERT_EQ(ship(server).exit, Exit::Good);
-    ServerOptions options;
-    options.urls = {server.url()};
-    Connection connection(options, "hostile");
-    ASSERT_TRUE(Publisher(connection, options.stream, [] {
-                    return true;
-                }).publish({{"zmu." + std::string(300, 'a'), "1", "", "me", "no line"}}));
+    publishJunk(server, "zmu." + std::string(300, 'a'));
     const QString logs = QString::fromStdWString(m_kept.makeFolder("logs"));
     const QString byHost = QString::fromStdWString(m_kept.makeFolder("by-host"));
     const QStringList line = {"collect", "--server", QString::fromStdString(server.url()),

@@ -212,8 +212,9 @@ bool Group::findTakenBy(const std::string& id, std::vector<Taken>& all)
         const OwnedEntry entry(found);
         if (status == NATS_OK && !found)
             return true; // these were all
-        if (found && Value::of(found).id == id)
-            all.push_back({kvEntry_Key(found), kvEntry_Revision(found)});
+        const Value value = found ? Value::of(found) : Value();
+        if (value.id == id)
+            all.push_back({kvEntry_Key(found), value.begin, kvEntry_Revision(found)});
     }
     m_connection.tell("it cannot be asked who takes what (" + describe(status) + "); trying on");
     return false;
@@ -227,10 +228,11 @@ bool Group::isPresent(const std::string& id)
 
 bool Group::takeOver(const std::vector<Taken>& all, const Junction& begin)
 {
-    const std::string value = Value{m_id, begin}.text();
     natsStatus failure = NATS_OK;
     for (const Taken& each : all) {
         keepUp();
+        // That one may have taken it over itself.
+        const std::string value = Value{m_id, std::max(begin, each.begin)}.text();
         const natsStatus status =
             isReady() ? kvStore_UpdateString(nullptr, m_takers.get(), each.source.c_str(),
                                              value.c_str(), each.revision)

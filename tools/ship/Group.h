@@ -12,11 +12,11 @@
 
 #include "Connection.h"
 
+#include <compare>
 #include <map>
 #include <set>
 #include <string>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 namespace zmu_tools::ship {
@@ -29,10 +29,7 @@ struct Junction {
     std::int64_t time = 0; ///< When that message came into the stream; 0 for before all.
     std::uint64_t place = 0;
 
-    bool isBehind(std::int64_t otherTime, std::uint64_t otherPlace) const
-    {
-        return std::pair(otherTime, otherPlace) <= std::pair(time, place);
-    }
+    auto operator<=>(const Junction&) const = default; // the time comes first
 };
 
 class Group {
@@ -50,6 +47,7 @@ class Group {
     /// A source that somebody takes, as the servers have it.
     struct Taken {
         std::string source;
+        Junction begin;
         std::uint64_t revision = 0;
     };
 

@@ -208,13 +208,20 @@ bool Puller::findEndOf(const std::string& durable, Bookmark& end)
     return false;
 }
 
-void Puller::goBackTo(const Bookmark& end)
+bool Puller::goBackTo(const Bookmark& end)
 {
     if (end.place >= m_floor.place)
-        return;
+        return true;
+    const natsStatus status = js_DeleteConsumer(m_connection.jetStream(), m_options.name.c_str(),
+                                                m_durable.c_str(), nullptr, nullptr);
+    if (status != NATS_OK && status != NATS_NOT_FOUND) {
+        fail(status);
+        return false;
+    }
     m_floor.place = end.place;
     m_floor.time = end.time;
     m_isBegun = false;
+    return true;
 }
 
 Bookmark Puller::bookmarkBefore(std::optional<std::uint64_t> end) const

@@ -40,8 +40,9 @@ class Puller {
     /// if it never has, and no time if the message is not there any more. False, which is told, if
     /// the servers do not say.
     bool findEndOf(const std::string& durable, Bookmark& end);
-    /// Begins behind that place at the latest, even if more was acknowledged.
-    void goBackTo(const Bookmark& end);
+    /// Begins behind that place at the latest, even if more was acknowledged: the servers forget
+    /// that. False, which is told, if they do not.
+    bool goBackTo(const Bookmark& end);
 
     /// Whether the servers say that all is delivered and acknowledged.
     bool isAtEnd() const;

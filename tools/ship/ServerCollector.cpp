@@ -126,7 +126,8 @@ class ServerCollector {
         if (!m_puller.findEndOf(durableOf(id), end))
             return false;
         // What follows there is not forgotten any more, whenever this is killed.
-        m_puller.goBackTo(end);
+        if (!m_puller.goBackTo(end))
+            return false;
         m_destination.save(m_puller.bookmarkBefore(std::nullopt), false);
         if (!m_group.takeOver(taken, {end.time, end.place}))
             return false;
@@ -252,7 +253,7 @@ class ServerCollector {
     /// Into its order, unless it was another's to take.
     void offer(Arrival arrival, const Junction& begin)
     {
-        if (begin.isBehind(arrival.time, arrival.place))
+        if (Junction{arrival.time, arrival.place} <= begin)
             m_sequencer.pass(arrival.source, arrival.sequence, Clock::now());
         else
             m_sequencer.offer(std::move(arrival), Clock::now());
