@@ -317,6 +317,34 @@ TEST_F(ServerCollectorTest, FindsWhatAnotherServerHasAtAnEarlierPlace)
     expectWhole(written.numbers.begin()->second, 400);
 }
 
+TEST_F(ServerCollectorTest, AsksAnewWhereAServerGivesLessThanTheOthersHave)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    m_spool.add(7, 1, 300);
+    ship(server);
+    Written written;
+    const Running collector(server, written, "one");
+    EXPECT_TRUE(becomesTrue([&] { return written.linesQty() == 300; }));
+    // As good as left behind: it gives nothing more, and knows of nothing that it could give.
+    ServerOptions options;
+    options.urls = {server.url()};
+    Connection connection(options, "meddler");
+    ASSERT_TRUE(connection.await(std::chrono::seconds(30)));
+    jsConsumerConfig config;
+    jsConsumerConfig_Init(&config);
+    config.Durable = "group-one";
+    config.AckPolicy = js_AckAll;
+    config.FilterSubject = "zmu.nobody";
+    jsConsumerInfo* made = nullptr;
+    ASSERT_EQ(js_UpdateConsumer(&made, connection.jetStream(), "ZMU", &config, nullptr, nullptr),
+              NATS_OK);
+    jsConsumerInfo_Destroy(made);
+    m_spool.add(7, 301, 400);
+    ship(server);
+    EXPECT_TRUE(becomesTrue([&] { return written.linesQty() == 400; }));
+}
+
 TEST(PullerTest, BeginsAnewWithAStreamThatIsNotThatOfItsBookmark)
 {
     SKIP_WITHOUT_SERVER();

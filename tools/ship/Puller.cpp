@@ -77,6 +77,7 @@ bool Puller::pull(std::vector<Pulled>& messages)
             end = std::chrono::steady_clock::now() + gatherPatience;
         messages.push_back({std::move(message), place, time, place > m_highest});
         m_highest = std::max(m_highest, place);
+        m_latest = std::max(m_latest, time);
     }
     if (last.place > (m_acknowledgements.empty() ? 0 : m_acknowledgements.back().place))
         m_acknowledgements.push_back(std::move(last));
@@ -182,7 +183,17 @@ bool Puller::isAtEnd() const
                            m_durable.c_str(), nullptr, nullptr) != NATS_OK)
         return false;
     const OwnedConsumer info(found);
-    return found->NumPending == 0 && found->NumAckPending == 0;
+    return found->NumPending == 0 && found->NumAckPending == 0 && !isBehind();
+}
+
+bool Puller::isBehind() const
+{
+    natsMsg* last = nullptr;
+    const natsStatus status = js_GetLastMsg(&last, m_connection.jetStream(), m_options.name.c_str(),
+                                            filter().c_str(), nullptr, nullptr);
+    const OwnedMessage message(last);
+    // Not by place: copies may count differently.
+    return status == NATS_OK && natsMsg_GetTime(last) > m_latest;
 }
 
 bool Puller::findEndOf(const std::string& durable, Bookmark& end)
@@ -291,6 +302,12 @@ natsStatus Puller::subscribe()
     return status == NATS_OK ? natsSubscription_SetPendingLimits(made, -1, -1) : status;
 }
 
+/// The subjects of what is pulled.
+std::string Puller::filter() const
+{
+    return m_options.subject + (m_options.host.empty() ? ".>" : '.' + m_options.host);
+}
+
 natsStatus Puller::makeConsumer()
 {
     jsCtx* const jetStream = m_connection.jetStream();
@@ -311,8 +328,7 @@ natsStatus Puller::makeConsumer()
     status = checkFloor(*streamFound);
     if (status != NATS_OK)
         return status;
-    const std::string subjects =
-        m_options.subject + (m_options.host.empty() ? ".>" : '.' + m_options.host);
+    const std::string subjects = filter();
     jsConsumerConfig wanted;
     jsConsumerConfig_Init(&wanted);
     wanted.Durable = m_durable.c_str();

@@ -46,6 +46,9 @@ class Puller {
 
     /// Whether the servers say that all is delivered and acknowledged.
     bool isAtEnd() const;
+    /// Whether the stream has something later than all that was delivered. The server that delivers
+    /// may have been left behind by the others, and takes what it has for all that there is.
+    bool isBehind() const;
     /// How far all is dealt with once acknowledge() was called.
     Bookmark bookmarkBefore(std::optional<std::uint64_t> end) const;
     /// All before `end`, or all that was pulled if there is none, has been dealt with.
@@ -61,6 +64,7 @@ class Puller {
     enum class Word { Line, RequestOver, Old, Wrong };
 
     bool begin();
+    std::string filter() const;
     natsStatus makeConsumer();
     natsStatus checkFloor(const jsStreamInfo& stream);
     natsStatus findFloor(const jsStreamInfo& stream, bool& isThere);
@@ -75,8 +79,9 @@ class Puller {
     Connection& m_connection;
     const StreamOptions& m_options;
     const std::string m_durable;
-    Bookmark m_floor;        ///< But for its highest place, which is the next one.
-    std::uint64_t m_highest; ///< The last place that anything came from.
+    Bookmark m_floor;          ///< But for its highest place, which is the next one.
+    std::uint64_t m_highest;   ///< The last place that anything came from.
+    std::int64_t m_latest = 0; ///< When the latest of what was delivered came into the stream.
     unsigned m_generation = 0;
     unsigned m_lossesQty = 0;
     bool m_isBegun = false;

@@ -34,6 +34,8 @@ constexpr std::chrono::minutes settling{2};
 /// For which lines wait for one that is missing before it is looked for among what has been.
 constexpr std::chrono::seconds lookPatience{10};
 constexpr std::chrono::seconds lookInterval{60};
+/// After which servers that give nothing are asked whether that is all.
+constexpr std::chrono::seconds quietPatience{10};
 constexpr std::size_t ownerQty = 256;
 
 std::string headerOf(natsMsg* message, const char* name)
@@ -79,6 +81,8 @@ class ServerCollector {
             decide();
             m_sequencer.expire(Clock::now());
             lookForMissing();
+            if (isPulled)
+                lookForMore(messages.empty());
             const std::optional<u64> open = firstOpenPlace();
             const bool isResting = isPulled && messages.empty() && !open;
             // What one server says soon after a start may be behind what the others have.
@@ -190,6 +194,19 @@ class ServerCollector {
         }
     }
 
+    void lookForMore(bool isQuiet)
+    {
+        const Clock::time_point present = Clock::now();
+        if (isQuiet && present < m_nextQuestion)
+            return;
+        m_nextQuestion = present + quietPatience;
+        if (!isQuiet || !m_puller.isBehind())
+            return;
+        m_connection.tell("the server that gives what is in the stream " + m_options.stream.name +
+                          " has not all of it; asking anew");
+        m_puller.lookAgain();
+    }
+
     void leaveOut(const Pulled& pulled, const char* subject, const std::string& what)
     {
         constexpr int sampleQty = 1024;
@@ -288,6 +305,7 @@ class ServerCollector {
     const Clock::time_point m_begun = Clock::now();
     std::optional<u64> m_waitingPlace; ///< The first of what is kept for something missing.
     Clock::time_point m_nextLook;
+    Clock::time_point m_nextQuestion;
     bool m_isSettled = false; ///< Nothing from before the start comes again.
     std::unordered_map<std::string, Undecided> m_undecided;
     std::size_t m_undecidedBytes = 0;
