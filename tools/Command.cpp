@@ -13,7 +13,7 @@
 
 #include <zmu/Version.h>
 
-#include <CLI/CLI.hpp> // here alone: commands get along with its App.hpp, which compiles in half the time
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // Checks of what a command line names, for CLI11.
 #pragma once
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 #include <QFileInfo>
 
 #include <stdexcept>

@@ -1,7 +1,7 @@
 // The man page of `zmu`, and its completion for bash, from the command line's own definition.
 #pragma once
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 
 #include <string>
 

@@ -4,7 +4,7 @@
 
 #include <tools/Text.h>
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>

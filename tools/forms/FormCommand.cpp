@@ -8,7 +8,7 @@
 
 #include <zmu/monitor/DxCodes.h>
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 
 #include <QCoreApplication>
 #include <QDir>

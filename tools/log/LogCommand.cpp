@@ -6,7 +6,7 @@
 
 #include <tools/platform/Terminal.h>
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 
 #include <QDateTime>
 #include <QThread>

@@ -7,7 +7,7 @@
 
 #include <zmu/monitor/DxCodes.h>
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 
 #include <QElapsedTimer>
 #include <QFile>
