@@ -57,10 +57,15 @@ inline void pressIn(const std::string& window, const std::string& keys)
 {
     // A window manager may give the focus to another once more, so it is asked for until it is
     // there.
-    const std::string focus = "{ window=$(xdotool search --onlyvisible --name '" + window +
-                              "' | head -n 1) && xdotool windowfocus $window && sleep 0.05 && "
-                              "test $(xdotool getwindowfocus) = $window; } >/dev/null 2>&1";
-    EXPECT_TRUE(becomesTrue([&] { return system(focus.c_str()) == 0; })) << window;
+    const std::string search = "xdotool search --onlyvisible --name '" + window + "'";
+    const std::string focus = "{ for window in $(" + search +
+                              "); do xdotool windowfocus $window && sleep 0.05 && "
+                              "test $(xdotool getwindowfocus) = $window && exit 0; done; exit 1; } "
+                              ">/dev/null 2>&1";
+    if (!becomesTrue([&] { return system(focus.c_str()) == 0; })) {
+        ADD_FAILURE() << "no keys for " << window << "; what is there, and what has them:";
+        EXPECT_EQ(system((search + "; xdotool getwindowfocus getwindowname").c_str()), 0);
+    }
     const std::string press =
         "for key in " + keys + "; do sleep 0.1; xdotool key $key; done >/dev/null 2>&1";
     EXPECT_EQ(system(press.c_str()), 0);
