@@ -121,7 +121,7 @@ std::size_t entityLength(std::string_view html)
         std::uint32_t point = 0;
         const char* const last = name.data() + name.size();
         const auto [numberEnd, error] = std::from_chars(name.data() + 1, last, point);
-        const bool isNumber = isDigit(name[1]) && error == std::errc() && numberEnd == last;
+        const bool isNumber = error == std::errc() && numberEnd == last;
         return isNumber && isShown(point) ? end + 1 : 0;
     }
     return std::all_of(name.begin(), name.end(), isLetter) ? end + 1 : 0;

@@ -74,8 +74,8 @@ TEST(EntryText, KeepsOnlyMarkupThatDoesNoHarm)
     const Row rows[] = {
         {"<b class=\"good\">good</b> a <i>b</i><br><code>c</code>",
          L"<b class=\"good\">good</b> a <i>b</i><br><code>c</code>"},
-        {"&lt;&amp;&#228;&#x41;&;&& &script",
-         L"&lt;&amp;&#228;&amp;#x41;&amp;;&amp;&amp; &amp;script"},
+        {"&lt;&amp;&#228;&#x41;&#;&;&& &script",
+         L"&lt;&amp;&#228;&amp;#x41;&amp;#;&amp;;&amp;&amp; &amp;script"},
         {"&#8238;&#9;&#99999999999;&#1;&#127;&#65;",
          L"&amp;#8238;&amp;#9;&amp;#99999999999;&amp;#1;&amp;#127;&#65;"},
         {"<a href=\"Codes/WLE.html#5\">WLE5</a>", L"<a href=\"Codes/WLE.html#5\">WLE5</a>"},
