@@ -122,11 +122,6 @@ TEST_F(Collect, BeginsAnotherLogAtTheSizeThatIsAskedFor)
     EXPECT_GE(fullQty, 1);
     EXPECT_EQ(fullQty, logs().size() - 1);
     EXPECT_EQ(identities().size(), 3000);
-
-    folder.makeFolder("logs/Templates");
-    folder.write("logs/Templates/bpw_template.html", "^HEAD\n");
-    write(spoolName(2), spoolLine(3001));
-    EXPECT_NE(collectOnce().errors.find("SectionsAllEmpty"), std::string::npos);
 }
 
 TEST_F(Collect, WritesJson)
