@@ -4,10 +4,10 @@
 #   machine.sh FOLDER COMMAND...
 #
 # The copy is a layer over this machine's files, in namespaces of its own, with a network of its own
-# that has the loopback range alone. It is gone when the command has ended, but for FOLDER, in which it
-# writes; the folder of the project is there as it is here. What the command prints is in FOLDER/output,
-# what systemd had to say in FOLDER/journal. Ends with 77 where there can be no such machine, and
-# says why; else as the command does.
+# that has the loopback range alone, and the host name "trial". It is gone when the command has ended,
+# but for FOLDER, in which it writes; the folder of the project is there as it is here. What the command
+# prints is in FOLDER/output, what systemd had to say in FOLDER/journal. Ends with 77 where there can
+# be no such machine, and says why; else as the command does.
 set -euo pipefail
 
 readonly cannot=77 start_patience=60 patience=600 # seconds
@@ -107,6 +107,7 @@ ExecStopPost=/bin/bash -c 'journalctl --no-pager >$folder/journal'
 StandardOutput=append:$folder/output
 StandardError=append:$folder/output
 END
+printf 'trial\n' >"$root/etc/hostname"
 cat /proc/sys/kernel/random/uuid | tr -d - >"$root/etc/machine-id"
 
 cd "$root"
