@@ -71,7 +71,9 @@ OwnLog::OwnLog(std::string folder, std::string form, unsigned size)
     const QFileInfo place(QString::fromStdString(m_folder));
     if (!place.isDir())
         throw std::runtime_error(m_folder + " is no folder for logs");
-    const std::wstring path = QDir::toNativeSeparators(place.absoluteFilePath()).toStdWString();
+    // With the separator, which is not added where a question about the folder fails.
+    const std::wstring path =
+        QDir::toNativeSeparators(place.absoluteFilePath() + '/').toStdWString();
     ZarnData::setLogVariables(path.c_str(), 1, false, size, 0);
     m_usualTrace = Zarn_setTraceFunction(traceUnlessOfNoForm);
 }
