@@ -96,7 +96,7 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
         const u64 limit = m_fileSizeLimit ? m_fileSizeLimit : logSizeLimit();
         SectionPieces* const pieces =
             mayAllocate ? nullptr : m_dataSet->obtainPieces(format, varCount);
-        SectionPieces::Units units;
+        char16_t units[SectionPieces::unitsMax];
         if (const std::size_t count = pieces ? pieces->fill(values, units) : 0) {
             bytesWritten =
                 writeUnits(*file.m_logStream, m_dataSet->getLogDevice(), units, count, limit);
