@@ -74,7 +74,7 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
             injected.read(file.m_injectorStreams);
 
         SectionTime time;
-        const bool isEntry = setValues(file, varCount, vars, values, time, injected);
+        const bool isEntry = setValues(file, varCount, vars, values, time, &injected);
         const u64 limit = m_fileSizeLimit ? m_fileSizeLimit : logSizeLimit();
         SectionPieces* const pieces =
             mayAllocate ? nullptr : m_dataSet->obtainPieces(format, varCount);
@@ -108,7 +108,7 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
 }
 
 bool ZarnDataForThread::setValues(const ZarnDataFile& file, int varCount, const Zarn_FORM_VAR* vars,
-                                  u64* values, SectionTime& time, InjectedTexts& injected) const
+                                  u64* values, SectionTime& time, InjectedTexts* injected) const
 {
     bool isEntry = false;
     for (int i = 0; i < varCount; ++i) {
@@ -117,7 +117,8 @@ bool ZarnDataForThread::setValues(const ZarnDataFile& file, int varCount, const 
         if (formVariables[var].timePart)
             values[i] = time.part(formVariables[var].timePart);
         else if (var >= Zarn_FORM_VAR_SYS_INFO_ENV_APP && var <= Zarn_FORM_VAR_SYS_INFO_VARS_ENV)
-            values[i] = textSlot(injected.assign(var - Zarn_FORM_VAR_SYS_INFO_ENV_APP, i));
+            values[i] = textSlot(
+                injected ? injected->assign(var - Zarn_FORM_VAR_SYS_INFO_ENV_APP, i) : nullptr);
         else
             values[i] = sectionValue(file, var);
         isEntry = isEntry || var == Zarn_FORM_VAR_ENTRY_ID;
@@ -282,9 +283,8 @@ bool ZarnDataForThread::logFormSections()
 u64 ZarnDataForThread::appendSection(LogDevice& device, const SectionPieces& pieces,
                                      const FormSection& section, SectionTime& time)
 {
-    InjectedTexts none; // which heads alone show
     const bool isEntry = setValues(*m_dataSet->getFileLog(), section.varCount, section.vars,
-                                   section.values, time, none);
+                                   section.values, time, nullptr);
     char16_t* const units = device.room(SectionPieces::unitsMax);
     const std::size_t count = units ? pieces.fill(section.values, units) : 0;
     const u64 size = count * sizeof *units;

@@ -352,7 +352,12 @@ class ZMU_API ZarnDataForThread {
         {
             ++engine.m_operationDepth;
         }
-        ~Operation() { m_engine.endOperation(); }
+        ~Operation()
+        {
+            if (m_engine.m_operationDepth == 1)
+                m_engine.tellOutcome();
+            --m_engine.m_operationDepth;
+        }
         Operation(const Operation&) = delete;
         Operation& operator=(const Operation&) = delete;
 
@@ -368,7 +373,7 @@ class ZMU_API ZarnDataForThread {
         zmu::ulong32 situationsCount;
     };
 
-    void endOperation();
+    void tellOutcome();
     /// Writes the entry that stands in for a situation that could not be described. What the
     /// situation has left, the code included, stays as it is.
     void reportSubstitute();
@@ -438,9 +443,10 @@ class ZMU_API ZarnDataForThread {
     ZarnDataFile& requireLog(bool sectionEntered, int notNative);
     zmu::u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;
     bool writeSection(const zmu::FormSection& section, bool countBytes, zmu::u64& bytesWritten);
-    /// Sets the value of each variable; whether ENTRY_ID is among them.
+    /// Sets the value of each variable; whether ENTRY_ID is among them. Injected texts are for heads,
+    /// null for none.
     bool setValues(const ZarnDataFile& file, int varCount, const Zarn_FORM_VAR* vars,
-                   zmu::u64* values, zmu::SectionTime& time, zmu::InjectedTexts& injected) const;
+                   zmu::u64* values, zmu::SectionTime& time, zmu::InjectedTexts* injected) const;
     void endTail(ZarnDataFile& file);
     /// Writes body and tail. Where no subclass could tell and both are made of pieces, that is done
     /// in one go; else by the stages, one after the other.

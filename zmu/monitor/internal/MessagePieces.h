@@ -94,15 +94,17 @@ Unit* putHex(Unit* output, std::uint32_t value, int least)
 template <class Unit>
 Unit* putSigned(Unit* output, std::int32_t value, int least)
 {
-    if (least == 2 && value >= 0 && value < 100) { // parts of a time, nearly all that there are
-        putPair(output, static_cast<std::uint32_t>(value));
+    auto magnitude = static_cast<std::uint32_t>(value);
+    if (least == 2 && magnitude < 100) { // parts of a time, nearly all that there are
+        putPair(output, magnitude);
         return output + 2;
     }
-    const auto magnitude = static_cast<std::uint32_t>(value);
-    if (value >= 0)
-        return putDecimal(output, magnitude, least);
-    *output++ = static_cast<Unit>(u'-');
-    return putDecimal(output, 0 - magnitude, least - 1);
+    if (value < 0) {
+        *output++ = static_cast<Unit>(u'-');
+        magnitude = 0 - magnitude;
+        --least;
+    }
+    return putDecimal(output, magnitude, least);
 }
 
 /// Text goes over in steps of so many units, mostly in one, also where it ends within a step:
