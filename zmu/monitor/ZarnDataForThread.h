@@ -443,8 +443,8 @@ class ZMU_API ZarnDataForThread {
     ZarnDataFile& requireLog(bool sectionEntered, int notNative);
     zmu::u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;
     bool writeSection(const zmu::FormSection& section, bool countBytes, zmu::u64& bytesWritten);
-    /// Sets the value of each variable; whether ENTRY_ID is among them. Injected texts are for heads,
-    /// null for none.
+    /// Sets the value of each variable; whether ENTRY_ID is among them. Injected texts are for
+    /// heads, null for none.
     bool setValues(const ZarnDataFile& file, int varCount, const Zarn_FORM_VAR* vars,
                    zmu::u64* values, zmu::SectionTime& time, zmu::InjectedTexts* injected) const;
     void endTail(ZarnDataFile& file);
