@@ -9,6 +9,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace zmu;
@@ -166,7 +167,7 @@ TEST_F(LogSections, EntriesMadeAtOnceAreThoseOfTheStages)
                            "[SITUATION_ID] [LOGFILE_NAME] [SITUATION_DSCRP]";
     const QByteArray forms[] = {
         formOf("<log>\n", all + "\n", "</log>\n"),
-        formOf("[ENTRY_ID]\n", "[SITUATION_DSCRP]%0\n", "[ENTRY_ID] of [PROCESS_ID]\n"),
+        formOf("[ENTRY_ID]\n", "[SITUATION_DSCRP]\n", "[ENTRY_ID] of [PROCESS_ID]\n"),
         formOf("<log>\n", "[SITUATION_DSCRP]\n", "[ENTRY_ID] %1!05d!\n"), // a tail of no pieces,
         formOf("<log>\n", "%1!05d! of [ENTRY_ID] [SITUATION_DSCRP]\n", "</log>\n"), // and a body
         formOf("<log>\n", QByteArray(40, '-') + all + QByteArray(33, '=') + "\n", "\n"),
@@ -194,8 +195,17 @@ TEST_F(LogSections, EntriesMadeAtOnceAreThoseOfTheStages)
                  {1, 62, 900, 1007, 1008, 1009, 1015, 1016, 1022, 1023, 3})
                 outcome.codes.push_back(reportText(monitor, std::wstring(length, L'e').c_str()));
             outcome.codes.push_back(reportText(monitor, faces.c_str()));
-            outcome.byteCount = data.getFileLog()->m_logByteCount;
-            outcome.tailPosition = data.getFileLog()->m_tailPosition;
+            ZarnDataFile& file = *data.getFileLog();
+            for (Zarn_FORM_VAR* vars : {file.m_bodyVars, file.m_tailVars}) {
+                if (!vars)
+                    continue;
+                const Zarn_FORM_VAR known = std::exchange(*vars, Zarn_FORM_VAR_UNKNOWN);
+                outcome.codes.push_back(reportText(monitor, L"with a variable that is none"));
+                *vars = known;
+                outcome.codes.push_back(reportText(monitor, L"and without"));
+            }
+            outcome.byteCount = file.m_logByteCount;
+            outcome.tailPosition = file.m_tailPosition;
             outcome.situationsCount = data.getSituationsCount();
             Zarn::destroy(&monitor, 0, false);
             outcome.bytes = readFile(log);

@@ -242,7 +242,6 @@ void ZarnDataForThread::endTail(ZarnDataFile& file)
     file.m_tailCountsBytes = false;
     if (file.m_tailHasEntryId)
         m_dataSet->decrementSituationsCount(1); // a tail is no entry
-    m_fileSizeLimit = 0;                        // the next entry asks anew
 }
 
 // ---- Entry and tail at once ------------------------------------------------------------------------------
@@ -277,21 +276,26 @@ bool ZarnDataForThread::logFormSections()
     if (file.m_tailCountsBytes)
         addSaturating(file.m_logByteCount, tailBytes);
     endTail(file);
+    m_fileSizeLimit = 0; // the next entry asks anew
     return true;
 }
 
 u64 ZarnDataForThread::appendSection(LogDevice& device, const SectionPieces& pieces,
                                      const FormSection& section, SectionTime& time)
 {
-    const bool isEntry = setValues(*m_dataSet->getFileLog(), section.varCount, section.vars,
-                                   section.values, time, nullptr);
-    char16_t* const units = device.room(SectionPieces::unitsMax);
-    const std::size_t count = units ? pieces.fill(section.values, units) : 0;
-    const u64 size = count * sizeof *units;
-    if (count == 0 || static_cast<u64>(device.pos()) + size > m_fileSizeLimit)
-        return 0;
-    device.keep(count);
-    if (isEntry)
-        m_dataSet->incrementSituationsCount(1);
+    u64 size = 0;
+    runGuarded(*this, dx::LogSectionUnexpected, [&] {
+        const bool isEntry = setValues(*m_dataSet->getFileLog(), section.varCount, section.vars,
+                                       section.values, time, nullptr);
+        char16_t* const units = device.room(SectionPieces::unitsMax);
+        const std::size_t count = units ? pieces.fill(section.values, units) : 0;
+        const u64 end = static_cast<u64>(device.pos()) + count * sizeof *units;
+        if (count == 0 || end > m_fileSizeLimit)
+            return;
+        device.keep(count);
+        size = count * sizeof *units;
+        if (isEntry)
+            m_dataSet->incrementSituationsCount(1);
+    });
     return size;
 }

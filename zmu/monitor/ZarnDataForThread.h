@@ -452,7 +452,7 @@ class ZMU_API ZarnDataForThread {
     /// in one go; else by the stages, one after the other.
     bool logFormSections();
     /// Adds the text of one of them to what the log's device holds. Its bytes; 0, with nothing
-    /// added, leaves it to its stage.
+    /// added, leaves it to its stage, which refuses where this has failed with a code.
     zmu::u64 appendSection(zmu::LogDevice& device, const zmu::SectionPieces& pieces,
                            const zmu::FormSection& section, zmu::SectionTime& time);
 
