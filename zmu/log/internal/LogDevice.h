@@ -141,7 +141,7 @@ class LogDevice final : public QIODevice {
 
     static constexpr qint64 bytesOf(std::size_t count)
     {
-        return static_cast<qint64>(count * sizeof(char16_t));
+        return static_cast<qint64>(count) * qint64{sizeof(char16_t)};
     }
 
     /// Units of the longest entry and the longest tail. Only what a log begins with can be more.
