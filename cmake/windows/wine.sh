@@ -12,9 +12,7 @@ WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
 WINEARCH=win64
 # File names are UTF-8 whatever the caller's locale is.
 LC_ALL=C.UTF-8
-# Regular expressions are interpreted: a test crashed once where the stack of compiled ones is freed.
-QT_ENABLE_REGEXP_JIT=0
-export WINEPREFIX WINEDEBUG WINEDLLOVERRIDES WINEARCH LC_ALL QT_ENABLE_REGEXP_JIT
+export WINEPREFIX WINEDEBUG WINEDLLOVERRIDES WINEARCH LC_ALL
 unset DISPLAY WAYLAND_DISPLAY
 
 wine=/usr/lib/wine/wine64

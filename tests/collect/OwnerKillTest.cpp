@@ -13,7 +13,7 @@ using OwnerKill = MadeSpools;
 
 TEST_F(OwnerKill, LosesNothingAndWritesNothingTwice)
 {
-    constexpr int kills = 6;
+    constexpr int kills = 8;
     constexpr u64 linesOfFile = 3000; // so that those of two files take more than one log
     const QDir spools(QString::fromStdWString(folder.makeFolder("spools")));
     const QDir logs(QString::fromStdWString(folder.makeFolder("logs")));

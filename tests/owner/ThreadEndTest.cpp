@@ -35,18 +35,18 @@ TEST_F(OwnerThreads, LeaveNoEngineBehind)
     Zarn* monitor = Owner().createZarnMonitor();
     Zarn* second = Owner(ZGW_OWNER_APS).createZarnMonitor();
     ASSERT_TRUE(monitor && second);
-    constexpr int threads = 4000;
+    constexpr int threads = 10000;
     constexpr int atOnce = 4;
     i64 bytes = 0;
     for (int i = 0; i < threads / atOnce; ++i) {
-        if (i * atOnce == threads / 4)
+        if (i * atOnce == threads / 10)
             bytes = heapBytes();
         inThreads(atOnce, [&](int thread) {
             EXPECT_EQ(reportText(monitor, L"x"), 0);
             EXPECT_EQ(thread == 0 ? reportText(second, L"x") : 0, 0);
         });
     }
-    constexpr i64 bytesPerThread = 20;
+    constexpr i64 bytesPerThread = 8;
     EXPECT_LT(heapBytes() - bytes, bytesPerThread * threads);
     EXPECT_EQ(Engines::count(monitor), 1); // that of this thread, which has made the monitor
     EXPECT_EQ(Engines::count(second), 1);

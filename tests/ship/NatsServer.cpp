@@ -1,7 +1,5 @@
 #include "NatsServer.h"
 
-#include <tools/ship/Publisher.h>
-
 #include <QCoreApplication>
 #include <QDir>
 #include <QJsonArray>
@@ -98,6 +96,20 @@ void NatsServer::letGo()
 std::string NatsServer::url() const
 {
     return "nats://127.0.0.1:" + std::to_string(m_port);
+}
+
+ServerOptions NatsServer::options() const
+{
+    ServerOptions options;
+    options.urls = {url()};
+    return options;
+}
+
+void NatsServer::publish(const std::vector<Outgoing>& messages) const
+{
+    const ServerOptions given = options();
+    Connection connection(given, "publisher");
+    ASSERT_TRUE(Publisher(connection, given.stream, [] { return true; }).publish(messages));
 }
 
 std::vector<StoredMessage> NatsServer::messages(const std::string& secrets,

@@ -3,6 +3,8 @@
 
 #include "Support.h"
 
+#include <tools/ship/Publisher.h>
+
 #include <QProcess>
 
 #include <gtest/gtest.h>
@@ -41,6 +43,10 @@ class NatsServer {
     void hold();
     void letGo();
     std::string url() const;
+    /// For a connection with it.
+    zmu_tools::ship::ServerOptions options() const;
+    /// Puts messages into its stream, which is made if there is none.
+    void publish(const std::vector<zmu_tools::ship::Outgoing>& messages) const;
 
     /// All that is in a stream. `secrets` is a user with a password, "USER:PASSWORD@".
     std::vector<StoredMessage> messages(const std::string& secrets = {},

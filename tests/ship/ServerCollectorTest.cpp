@@ -86,9 +86,7 @@ class Running {
   public:
     Running(const NatsServer& server, Written& written, const char* id,
             const std::vector<std::string>& takeOver = {})
-        : m_destination(written, id), m_thread([this, url = server.url(), takeOver] {
-              ServerOptions options;
-              options.urls = {url};
+        : m_destination(written, id), m_thread([this, options = server.options(), takeOver] {
               try {
                   collectFromServers(options, {"group", takeOver}, m_destination, {},
                                      [this] { return m_goesOn.load(); });
@@ -125,14 +123,6 @@ class ServerCollectorTest : public testing::Test {
 
     SpoolFolder m_spool;
 };
-
-void publish(const NatsServer& server, const std::vector<Outgoing>& messages)
-{
-    ServerOptions options;
-    options.urls = {server.url()};
-    Connection connection(options, "publisher");
-    ASSERT_TRUE(Publisher(connection, options.stream, [] { return true; }).publish(messages));
-}
 
 void expectWhole(const std::vector<u64>& numbers, u64 last, u64 first = 1)
 {
@@ -188,8 +178,7 @@ TEST_F(ServerCollectorTest, TakesOverFromOneThatIsNotThereWhatThatHadNotAcknowle
     };
     const Running lost(server, one, "one");
     report(1, 100);
-    ServerOptions options;
-    options.urls = {server.url()};
+    const ServerOptions options = server.options();
     Connection connection(options, "looker");
     ASSERT_TRUE(connection.await(std::chrono::seconds(30)));
     Puller looker(connection, options.stream, "looker", {});
@@ -230,13 +219,13 @@ TEST_F(ServerCollectorTest, LeavesOutWhatIsNoLineOrFromAnotherHost)
     const std::string good = server.messages().front().text;
     std::string other = good;
     other.replace(other.find("\"sequence\":1"), 12, "\"sequence\":9");
-    publish(server, {
-                        {"zmu.h8", "1", "", "me", other}, // h8 speaks for h7
-                        {"zmu.h7", "2", "", "me", good.substr(0, 40)},
-                        {"zmu.h7", "3", "", "me", std::string(500000, '[')},
-                        {"zmu.h7.x", "4", "", "me", ""},
-                        {"zmu.h7", "5", "18446744073709551615", "../../etc", other},
-                    });
+    server.publish({
+        {"zmu.h8", "1", "", "me", other}, // h8 speaks for h7
+        {"zmu.h7", "2", "", "me", good.substr(0, 40)},
+        {"zmu.h7", "3", "", "me", std::string(500000, '[')},
+        {"zmu.h7.x", "4", "", "me", ""},
+        {"zmu.h7", "5", "18446744073709551615", "../../etc", other},
+    });
     Written written;
     const Running collector(server, written, "one");
     EXPECT_TRUE(becomesTrue([&] {
@@ -261,11 +250,11 @@ TEST_F(ServerCollectorTest, TellsUsersApartByTheirNumbers)
     ship(server);
     const std::vector<StoredMessage> lines = server.messages();
     const std::string one = lines.at(0).text, two = lines.at(1).text;
-    publish(server, {
-                        {"zmu.h7", "1", "0", "ada", one, "7001"},
-                        {"zmu.h7", "2", "1", "7001", two, "7001"}, // nobody knew the name just then
-                        {"zmu.h7", "3", "0", "ada", one, "7002"},
-                    });
+    server.publish({
+        {"zmu.h7", "1", "0", "ada", one, "7001"},
+        {"zmu.h7", "2", "1", "7001", two, "7001"}, // nobody knew the name just then
+        {"zmu.h7", "3", "0", "ada", one, "7002"},
+    });
     Written written;
     const Running collector(server, written, "one");
     EXPECT_TRUE(becomesTrue([&] { return written.linesQty() == 5; }));
@@ -278,7 +267,7 @@ TEST_F(ServerCollectorTest, TellsOnceOfWhatIsNoLine)
 {
     SKIP_WITHOUT_SERVER();
     const NatsServer server;
-    publish(server, {{"zmu.h7", "1", "", "me", "junk"}});
+    server.publish({{"zmu.h7", "1", "", "me", "junk"}});
     m_spool.add(7, 1, 2, L"good", L"h7");
     ship(server);
     Written written;
@@ -327,8 +316,7 @@ TEST_F(ServerCollectorTest, AsksAnewWhereAServerGivesLessThanTheOthersHave)
     const Running collector(server, written, "one");
     EXPECT_TRUE(becomesTrue([&] { return written.linesQty() == 300; }));
     // As good as left behind: it gives nothing more, and knows of nothing that it could give.
-    ServerOptions options;
-    options.urls = {server.url()};
+    const ServerOptions options = server.options();
     Connection connection(options, "meddler");
     ASSERT_TRUE(connection.await(std::chrono::seconds(30)));
     jsConsumerConfig config;
@@ -353,9 +341,8 @@ TEST(PullerTest, BeginsAnewWithAStreamThatIsNotThatOfItsBookmark)
     std::vector<Outgoing> messages;
     for (u64 i = 1; i <= qty; ++i)
         messages.push_back({"zmu.h7", std::to_string(i), "", "me", "text"});
-    publish(server, messages);
-    ServerOptions options;
-    options.urls = {server.url()};
+    server.publish(messages);
+    const ServerOptions options = server.options();
     Connection connection(options, "puller");
     ASSERT_TRUE(connection.await(std::chrono::seconds(30)));
     std::vector<Pulled> pulled;
@@ -384,8 +371,7 @@ TEST(PullerTest, TakesAllInItsOrderFromAServerThatIsHeldNowAndThen)
 {
     SKIP_WITHOUT_SERVER();
     NatsServer server;
-    ServerOptions options;
-    options.urls = {server.url()};
+    const ServerOptions options = server.options();
     constexpr u64 roundsQty = 24, roundQty = 1500, holdInterval = 4000;
     const std::jthread other([&options](const std::stop_token& stop) {
         Connection connection(options, "publisher");

@@ -49,16 +49,6 @@ std::vector<std::string> idsOf(const std::vector<StoredMessage>& messages)
     return ids;
 }
 
-void publishJunk(const NatsServer& server, const std::string& subject)
-{
-    ServerOptions options;
-    options.urls = {server.url()};
-    Connection connection(options, "hostile");
-    ASSERT_TRUE(Publisher(connection, options.stream, [] {
-                    return true;
-                }).publish({{subject, "1", "", "me", "no line"}}));
-}
-
 /// What the logs of a folder hold.
 QString textOf(const QDir& folder)
 {
@@ -268,8 +258,7 @@ TEST_F(Ship, ObeysTheLimitsOfAStreamThatIsThere)
     m_spool.add(11, 1, 20, std::wstring(100000, L'x'));
     for (const auto& each : cases) {
         const NatsServer server;
-        ServerOptions options;
-        options.urls = {server.url()};
+        const ServerOptions options = server.options();
         Connection connection(options, "test");
         ASSERT_TRUE(connection.await(std::chrono::seconds(30)));
         const char* subject = "zmu.>";
@@ -389,7 +378,7 @@ TEST_F(Ship, HostsThatHaveNothingNewHoldNoPlace)
     m_spool.add(11, 1, 2, L"one", L"h7");
     m_spool.add(12, 1, 2, L"two", L"h8");
     ASSERT_EQ(ship(server).exit, Exit::Good);
-    publishJunk(server, "zmu.a");
+    server.publish({{"zmu.a", "1", "", "me", "no line"}});
     const QString logs = QString::fromStdWString(m_kept.makeFolder("by-host"));
     QProcess collector;
     collector.start(ZMU_TEST_TOOL,
@@ -410,6 +399,53 @@ TEST_F(Ship, HostsThatHaveNothingNewHoldNoPlace)
         EXPECT_EQ(all.count(each), 1) << each;
 }
 
+TEST_F(Ship, HostsOfALostCollectorGoToAnother)
+{
+    SKIP_WITHOUT_SERVER();
+    const NatsServer server;
+    const auto report = [&](zmu::u64 number) {
+        m_spool.add(11, number, number, L"one", L"h7");
+        m_spool.add(12, number, number, L"two", L"h8");
+        ASSERT_EQ(ship(server).exit, Exit::Good);
+    };
+    const auto start = [&](QProcess& collector, const char* logs, const QStringList& more) {
+        collector.start(ZMU_TEST_TOOL,
+                        QStringList{"collect", "--server", QString::fromStdString(server.url()),
+                                    "--by", "host", "--log-dir",
+                                    QString::fromStdWString(m_kept.makeFolder(logs))} +
+                            more);
+    };
+    const auto textOfHost = [&](const char* folder) {
+        return textOf(QDir(QString::fromStdWString(m_kept.path(folder))));
+    };
+    report(1);
+    QStringList lost;
+    {
+        QProcess collector;
+        start(collector, "lost", {});
+        EXPECT_TRUE(becomesTrue([&] {
+            return textOfHost("lost/h7").contains("one 1") &&
+                   textOfHost("lost/h8").contains("two 1");
+        }));
+        collector.terminate();
+        EXPECT_TRUE(collector.waitForFinished());
+        for (const char* const kept : {"lost/h7/served.positions", "lost/h8/served.positions"})
+            lost.append(m_kept.read(kept).split('\n')[1].split(' ')[0]);
+    }
+    report(2);
+    QProcess heir;
+    start(heir, "heir", {"--take-over", lost.join(',')});
+    EXPECT_TRUE(becomesTrue([&] {
+        return textOfHost("heir/h7").contains("one 2") && textOfHost("heir/h8").contains("two 2");
+    }));
+    heir.terminate();
+    EXPECT_TRUE(heir.waitForFinished());
+    const QByteArray told = heir.readAllStandardError();
+    // In 20 seconds and with pauses between: hardly three times for each of two.
+    EXPECT_LT(told.count("was heard of"), 7) << told.toStdString();
+    EXPECT_FALSE(textOfHost("heir/h7").contains("one 1")); // it was acknowledged
+}
+
 TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)
 {
     SKIP_WITHOUT_SERVER();
@@ -418,7 +454,7 @@ TEST_F(Ship, WhatIsCollectedRunsNothingAndStaysInItsFolder)
     m_spool.add(11, 1, 2, evil, L"../../evil");
     m_spool.add(12, 1, 2, L"good", L"h7");
     ASSERT_EQ(ship(server).exit, Exit::Good);
-    publishJunk(server, "zmu." + std::string(300, 'a'));
+    server.publish({{"zmu." + std::string(300, 'a'), "1", "", "me", "no line"}});
     const QString logs = QString::fromStdWString(m_kept.makeFolder("logs"));
     const QString byHost = QString::fromStdWString(m_kept.makeFolder("by-host"));
     const QStringList line = {"collect", "--server", QString::fromStdString(server.url()),

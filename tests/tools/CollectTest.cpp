@@ -111,7 +111,6 @@ TEST_F(Collect, BeginsAnotherLogAtTheSizeThatIsAskedFor)
     write(spoolName(1), lines);
     const ToolRun run = collectOnce({"--log-size", "1MB"});
     EXPECT_EQ(run.exit, Exit::Good);
-    EXPECT_EQ(run.errors.find("Form"), std::string::npos) << run.errors; // nobody named one
     constexpr qint64 limit = 1 << 20, entry = 2048; // bytes; one entry passes the limit
     qsizetype fullQty = 0;
     for (const QString& log : logs()) {

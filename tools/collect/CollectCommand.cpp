@@ -37,34 +37,31 @@ struct Options {
     bool isOnce = false;
 };
 
+/// A word of up to 64 letters, digits and characters of `others`. `refusal` says what any other
+/// text is not, and what to write.
+CLI::Validator wordCheck(const char* type, const std::string& others, const std::string& refusal)
+{
+    return {[=](const std::string& text) -> std::string {
+                const bool isWord =
+                    !text.empty() && text.size() <= 64 &&
+                    std::all_of(text.begin(), text.end(), [&others](unsigned char c) {
+                        return c < 0x80 &&
+                               (std::isalnum(c) || others.find(char(c)) != std::string::npos);
+                    });
+                return isWord ? std::string() : '"' + text + "\" " + refusal;
+            },
+            type};
+}
+
 CLI::Validator nameCheck()
 {
-    return {[](const std::string& text) -> std::string {
-                const bool isName =
-                    !text.empty() && text.size() <= 64 &&
-                    std::all_of(text.begin(), text.end(), [](unsigned char c) {
-                        return c < 0x80 && (std::isalnum(c) || c == '-' || c == '_');
-                    });
-                return isName ? std::string()
-                              : "\"" + text +
-                                    "\" is no name; write up to 64 letters, digits, '-' and '_'";
-            },
-            "NAME"};
+    return wordCheck("NAME", "-_", "is no name; write up to 64 letters, digits, '-' and '_'");
 }
 
 CLI::Validator idCheck()
 {
-    return {[](const std::string& text) -> std::string {
-                const bool isId = !text.empty() && text.size() <= 64 &&
-                                  std::all_of(text.begin(), text.end(), [](unsigned char c) {
-                                      return c < 0x80 && std::isalnum(c);
-                                  });
-                return isId ? std::string()
-                            : "\"" + text +
-                                  "\" is no collector's ID; write the letters and digits that the "
-                                  "others tell";
-            },
-            "ID"};
+    return wordCheck("ID", {},
+                     "is no collector's ID; write the letters and digits that the others tell");
 }
 
 void tellAmiss(const std::string& what)

@@ -9,6 +9,8 @@
 #include <QFile>
 #include <QProcess>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -23,6 +25,11 @@ namespace {
 /// Hosts at a time that are asked about. Whoever may write into the stream could name any.
 constexpr std::size_t questionsMax = 100;
 constexpr int endPatience = 20000; // milliseconds
+
+using Clock = std::chrono::steady_clock;
+/// A collector that ended for a reason that may last, which it tells each time, is started again
+/// after a pause, which is twice as long each time.
+constexpr std::chrono::seconds shortestPause{5}, longestPause{60};
 
 QStringList argumentsFor(const ServedOptions& options, const std::string& host,
                          const QString& folder)
@@ -82,17 +89,20 @@ class HostCollectors {
                 continue;
             }
             m_collected[host] = collectedOf(host);
+            noteEnd(host, *process);
             each = m_processes.erase(each);
         }
-        std::erase_if(m_collected,
-                      [&hosts](const auto& each) { return !hosts.contains(each.first); });
+        const auto isGone = [&hosts](const auto& each) { return !hosts.contains(each.first); };
+        std::erase_if(m_collected, isGone);
+        std::erase_if(m_pauses, isGone);
         std::size_t questionsQty = 0;
         auto next = hosts.lower_bound(m_next);
         for (std::size_t i = 0; i < hosts.size() && questionsQty < questionsMax; ++i) {
             if (next == hosts.end())
                 next = hosts.begin();
             const std::string& host = *next++;
-            if (m_processes.contains(host) || !isAnythingNew(host, lastOf, questionsQty))
+            if (m_processes.contains(host) || isPausing(host) ||
+                !isAnythingNew(host, lastOf, questionsQty))
                 continue;
             if (m_processes.size() >= m_options.placesQty) {
                 tellFull();
@@ -106,6 +116,33 @@ class HostCollectors {
 
   private:
     std::string folderOf(const std::string& host) const { return m_options.logFolder + '/' + host; }
+
+    struct Pause {
+        std::chrono::seconds length{};
+        Clock::time_point end;
+    };
+
+    void noteEnd(const std::string& host, const QProcess& process)
+    {
+        const bool hasFailed =
+            process.exitStatus() != QProcess::NormalExit ||
+            (process.exitCode() != int(Exit::Good) && process.exitCode() != int(Exit::Findings));
+        if (!hasFailed) {
+            m_pauses.erase(host);
+            return;
+        }
+        Pause& pause = m_pauses[host];
+        const Clock::time_point present = Clock::now();
+        const bool wasAtWork = present - pause.end > longestPause;
+        pause.length = wasAtWork ? shortestPause : std::min(pause.length * 2, longestPause);
+        pause.end = present + pause.length;
+    }
+
+    bool isPausing(const std::string& host) const
+    {
+        const auto found = m_pauses.find(host);
+        return found != m_pauses.end() && Clock::now() < found->second.end;
+    }
 
     /// When the last message of a host that is in its log came into the stream; 0 for none. No
     /// collector has the folder just then.
@@ -179,6 +216,7 @@ class HostCollectors {
     const ServedOptions& m_options;
     std::map<std::string, std::unique_ptr<QProcess>> m_processes; ///< By host.
     std::map<std::string, zmu::i64> m_collected; ///< As collectedOf() says, by host.
+    std::map<std::string, Pause> m_pauses;       ///< Of those that have failed, by host.
     std::string m_next;                          ///< Host, of those whose turn it is first.
     std::set<std::string> m_failed;              ///< Hosts.
     bool m_isFullTold = false;
