@@ -6,7 +6,6 @@
 #include <zmu/monitor/ZarnArguments.h>
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -47,19 +46,12 @@ Unit* encode(const wchar_t* text, std::size_t length, Unit* output)
 
 constexpr std::size_t figuresMax = 11; ///< Of 32 bits, with a sign.
 
-/// The numbers from 00 to 99, each in two units.
-template <class Unit>
-inline constexpr auto figurePairs = [] {
-    std::array<std::array<Unit, 2>, 100> pairs{};
-    for (unsigned i = 0; i < pairs.size(); ++i)
-        pairs[i] = {static_cast<Unit>(u'0' + i / 10), static_cast<Unit>(u'0' + i % 10)};
-    return pairs;
-}();
-
+/// Writes a number below 100 with two figures.
 template <class Unit>
 void putPair(Unit* output, std::uint32_t value)
 {
-    std::memcpy(output, &figurePairs<Unit>[value], sizeof figurePairs<Unit>[value]);
+    output[0] = static_cast<Unit>(u'0' + value / 10);
+    output[1] = static_cast<Unit>(u'0' + value % 10);
 }
 
 /// Writes a number with at least `least` figures, and returns the end.
