@@ -53,17 +53,16 @@ void readIdentities(const QString& path, const Take& take)
 /// The logs of a folder that were written to at `since` or later. Some have the suffix of `like`.
 QFileInfoList logsSince(const std::string& folder, zmu::i64 since, const std::string& like)
 {
-    QStringList ends = {QStringLiteral(".html")};
-    if (const QString suffix = QFileInfo(QString::fromStdString(like)).suffix(); !suffix.isEmpty())
-        ends << '.' + suffix;
+    const QString usual = QStringLiteral(".html");
+    const QString suffix = QFileInfo(QString::fromStdString(like)).suffix();
+    const QString own = suffix.isEmpty() ? usual : '.' + suffix;
     // QDir makes regular expressions of name filters. What these keep for a thread, which is one of
     // the host's, is freed at its end, and MinGW gives a wrong address to do so.
     QFileInfoList logs = QDir(QString::fromStdString(folder)).entryInfoList(QDir::Files);
     logs.removeIf([&](const QFileInfo& log) {
-        const auto isEnd = [name = log.fileName()](const QString& end) {
-            return name.endsWith(end, Qt::CaseInsensitive);
-        };
-        return std::none_of(ends.begin(), ends.end(), isEnd) ||
+        const QString name = log.fileName();
+        return !(name.endsWith(usual, Qt::CaseInsensitive) ||
+                 name.endsWith(own, Qt::CaseInsensitive)) ||
                log.lastModified().toMSecsSinceEpoch() < since;
     });
     return logs;

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -148,8 +149,20 @@ bool zmu_spool::findUserName(const std::string& user, std::string& name)
     std::vector<char> memory(1024);
     passwd entry = {};
     passwd* found = nullptr;
-    while (getpwuid_r(number, &entry, memory.data(), memory.size(), &found) == ERANGE)
-        memory.resize(2 * memory.size());
+    // First without the services of the machine: the C library does not survive it where it has no
+    // memory to look for these.
+    if (std::FILE* const users = std::fopen("/etc/passwd", "re")) {
+        while (fgetpwent_r(users, &entry, memory.data(), memory.size(), &found) == 0 &&
+               entry.pw_uid != number) {
+        }
+        std::fclose(users);
+    } else if (errno == ENOMEM) {
+        return false;
+    }
+    if (!found) {
+        while (getpwuid_r(number, &entry, memory.data(), memory.size(), &found) == ERANGE)
+            memory.resize(2 * memory.size());
+    }
     if (found)
         name = entry.pw_name;
     return found;

@@ -8,6 +8,7 @@
 #include <QRegularExpression>
 
 #include <map>
+#include <string>
 #include <vector>
 
 namespace zmu_test {
@@ -21,6 +22,17 @@ inline QString textOfLogs(const QDir& folder)
             text += logText(folder.filePath(log).toStdWString());
     }
     return text;
+}
+
+/// The identities of all entries in the logs that were collected, in their order, without the
+/// user's.
+inline std::vector<std::string> identitiesOf(const QString& text)
+{
+    static const QRegularExpression pattern("data-zmu=\"(?:[^\"]*/)?([^\"/]*)\"");
+    std::vector<std::string> all;
+    for (const QRegularExpressionMatch& match : pattern.globalMatch(text))
+        all.push_back(match.captured(1).toStdString());
+    return all;
 }
 
 /// The numbers that are in the logs of each source, in the order of the logs, and how many entries

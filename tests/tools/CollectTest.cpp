@@ -1,4 +1,5 @@
 // `zmu collect`: what becomes of spools in a log.
+#include "CollectedLogs.h"
 #include "MadeSpools.h"
 #include "ToolRun.h"
 
@@ -8,7 +9,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 
 #include <atomic>
 #include <thread>
@@ -32,24 +32,8 @@ class Collect : public MadeSpools {
     {
         return QDir(QString::fromStdString(path("logs"))).entryList({"*.html"}, QDir::Files);
     }
-    /// The texts of all logs.
-    QString text() const
-    {
-        QString all;
-        for (const QString& log : logs())
-            all += logText(QString::fromStdString(path("logs")).toStdWString() + L'/' +
-                           log.toStdWString());
-        return all;
-    }
-    /// All identities in the logs, in their order.
-    Items identities() const
-    {
-        static const QRegularExpression pattern("data-zmu=\"([^\"]*)\"");
-        Items all;
-        for (const QRegularExpressionMatch& match : pattern.globalMatch(text()))
-            all.push_back(match.captured(1).remove(QRegularExpression("^.*/")).toStdString());
-        return all;
-    }
+    QString text() const { return textOfLogs(QDir(QString::fromStdString(path("logs")))); }
+    Items identities() const { return identitiesOf(text()); }
 };
 
 TEST_F(Collect, WritesEachLineOnceWhateverBecomesOfThePositions)

@@ -1,4 +1,6 @@
 // Memory that runs out: each allocation of a host's life fails. This is the program's allocator.
+#include "Memory.h"
+
 #include "Life.h"
 #include "Torture.h"
 
@@ -8,7 +10,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <climits>
 #include <cstddef>
 #include <cstring>
 
@@ -23,14 +24,13 @@ void* __libc_memalign(std::size_t alignment, std::size_t size);
 
 namespace {
 
-constexpr int endedInQt = 99; ///< As a status of a life: see isQtMakingObjects.
+constexpr int statusInQt = 99; ///< See isQtMakingObjects.
 
 std::atomic<bool> isOn = false; // whether allocations are counted, and may fail
-std::atomic<bool> sparesQt = false;
+std::atomic<bool> isSparing = false;
 std::atomic<long> count = 0;
 std::atomic<long>* sharedCount = nullptr;
-long firstFailing = LONG_MAX;
-long lastFailing = LONG_MAX;
+Shortage failing;
 
 /// Whether Qt is making its first objects of a thread or of a stream, which it does not survive
 /// without memory.
@@ -54,8 +54,8 @@ bool isQtMakingObjects()
 /// Where a debugger stops.
 [[gnu::noinline]] void failAllocation()
 {
-    if (sparesQt && isQtMakingObjects())
-        _exit(endedInQt);
+    if (isSparing && isQtMakingObjects())
+        _exit(statusInQt);
     errno = ENOMEM;
 }
 
@@ -64,7 +64,7 @@ bool mayAllocate()
     if (!isOn)
         return true;
     const long number = ++count;
-    const bool fails = number >= firstFailing && number <= lastFailing;
+    const bool fails = number >= failing.first && number <= failing.last;
     if (fails)
         failAllocation();
     return !fails;
@@ -108,41 +108,66 @@ extern "C" int posix_memalign(void** memory, std::size_t alignment, std::size_t 
 
 namespace {
 
-/// A host's life whose allocations with the numbers from `first` to `last` fail, 1 being the first.
-ChildEnd liveWithoutMemory(const Place& place, long first, long last)
+ChildEnd liveWithoutMemory(const Place& place, const Shortage& shortage)
 {
-    if (!sharedCount)
-        sharedCount = &makeShared<std::atomic<long>>();
-    return liveInChild({place, [first, last](FaultTime time) {
-                            firstFailing = first;
-                            lastFailing = last;
-                            if (time == FaultTime::Start)
-                                isQtMakingObjects(); // which allocates the first time
-                            sparesQt = time == FaultTime::Start;
-                            *sharedCount = count.load();
-                            isOn = time != FaultTime::None;
+    prepareShortage(shortage);
+    return liveInChild({place, [](FaultTime time) {
+                            if (time == FaultTime::None)
+                                keepShortageOut();
+                            else
+                                letShortageIn(time == FaultTime::Start);
                         }});
 }
 
 } // namespace
 
+void zmu_torture::prepareShortage(const Shortage& shortage)
+{
+    if (!sharedCount)
+        sharedCount = &makeShared<std::atomic<long>>();
+    failing = shortage;
+}
+
+void zmu_torture::letShortageIn(bool sparesQt)
+{
+    isSparing = sparesQt;
+    if (sparesQt)
+        isQtMakingObjects(); // which allocates the first time
+    isOn = true;
+}
+
+void zmu_torture::keepShortageOut()
+{
+    isOn = false;
+    *sharedCount = count.load();
+}
+
+bool zmu_torture::hasEndedInQt(const ChildEnd& end)
+{
+    return end.status == statusInQt;
+}
+
+long zmu_torture::allocationsQty()
+{
+    return *sharedCount;
+}
+
 void zmu_torture::failAllocations(Run& run)
 {
     constexpr long quickSamples = 40;
-    constexpr int endsInQtMax = 50; // its objects of one thread and one stream, made once
     for (const Place::Form form : {Place::Form::None, Place::Form::Full}) {
         const Place place(form);
-        run.take(liveWithoutMemory(place, LONG_MAX, LONG_MAX), "a life with memory");
-        const long qty = *sharedCount;
+        run.take(liveWithoutMemory(place, {}), "a life with memory");
+        const long qty = allocationsQty();
         const long step = run.isQuick ? 1 + qty / quickSamples : 1;
         int lives = 0;
         int endsInQt = 0;
         for (long n = 1; n <= qty; n += step) {
             for (const long last : {n, LONG_MAX}) {
-                const ChildEnd end = liveWithoutMemory(place, n, last);
+                const ChildEnd end = liveWithoutMemory(place, {n, last});
                 ++lives;
                 run.counts.done += place.ledger.sum();
-                if (end.status == endedInQt)
+                if (hasEndedInQt(end))
                     ++endsInQt;
                 else
                     run.take(end, "allocation " + std::to_string(n) +

@@ -94,6 +94,8 @@ void fillTheDisk(Run& run);
 void meddleFromOutside(Run& run);
 // Memory.cpp
 void failAllocations(Run& run);
+// Collecting.cpp
+void collectWithoutMemory(Run& run);
 // Calls.cpp
 void failSystemCalls(Run& run);
 // Load.cpp

@@ -33,6 +33,8 @@ constexpr Scenario scenarios[] = {
     {"outside", "logs and their folder are removed, moved, replaced, cut, and forbidden",
      meddleFromOutside},
     {"memory", "each allocation fails, alone and with all that follow", failAllocations},
+    {"collect", "each allocation fails while situations of other processes are collected",
+     collectWithoutMemory},
     {"calls", "each system call fails once, with each error that it can give", failSystemCalls},
     {"load", "32 threads report to 10 monitors whose logs are replaced at 1 MiB", load},
 };

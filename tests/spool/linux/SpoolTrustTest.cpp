@@ -21,7 +21,7 @@ bool areNamesAway = false; ///< As with a directory of users that does not answe
 
 } // namespace
 
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's are reserved
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's are reserved
 extern "C" int getpwuid_r(uid_t user, passwd* entry, char* texts, std::size_t textsSize,
                           passwd** found)
 {
@@ -32,6 +32,14 @@ extern "C" int getpwuid_r(uid_t user, passwd* entry, char* texts, std::size_t te
     *found = nullptr;
     return EIO;
 }
+
+/// No user of a directory is in the file.
+extern "C" int fgetpwent_r(FILE*, passwd*, char*, std::size_t, passwd** found)
+{
+    *found = nullptr;
+    return ENOENT;
+}
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 class SpoolTrust : public MadeSpools {
   protected:
