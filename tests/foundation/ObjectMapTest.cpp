@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
+#include <iterator>
+#include <set>
 #include <thread>
 
 using Map = TObjectMap<ulong32, void*>;
@@ -63,6 +66,28 @@ TEST(ObjectMap, OneEntryAKey)
     EXPECT_FALSE(map.find(0, nullptr));
     EXPECT_TRUE(map.remove(0xFFFFFFFF, nullptr));
     EXPECT_TRUE((TObjectMap<u64, const char*>::Iterator(map, true).atEnd()));
+}
+
+TEST(ObjectMap, EachChangeGivesAStateThatNoMapHadBefore)
+{
+    TObjectMap<ulong32, int> map(8);
+    TObjectMap<ulong32, int> other(8);
+    std::set<u64> states = {0, map.state(), other.state()};
+    const std::function<void()> changes[] = {
+        [&] { map.add(1, 10); }, [&] { map.add(1, 11); }, [&] { other.add(1, 10); },
+        [&] { map.remove(1, nullptr); }, [&] { map.removeAll(); }};
+    for (const auto& change : changes) {
+        const u64 before = map.state() + other.state();
+        change();
+        EXPECT_NE(map.state() + other.state(), before);
+        states.insert({map.state(), other.state()});
+    }
+    EXPECT_EQ(states.size(), 3 + std::size(changes));
+
+    const u64 state = map.state();
+    map.find(1, nullptr);
+    map.remove(1, nullptr); // which is not there
+    EXPECT_EQ(map.state(), state);
 }
 
 TEST(ObjectMap, ThreadsKeepTheirOwnEntriesWhileOthersWalk)

@@ -8,6 +8,9 @@
 #include <array>
 #include <functional>
 #include <limits>
+#include <string>
+#include <utility>
+#include <vector>
 
 using namespace zmu;
 using namespace zmu_test;
@@ -65,6 +68,9 @@ struct Interposing : ZarnDataForThread {
                                                  countBytes);
     }
 };
+
+/// An engine that changes nothing: all its stages are passed, since they could be others.
+struct Unchanged : ZarnDataForThread {};
 
 /// A data set whose reports are given texts; a null text is a report that failed.
 class Injecting : public Stages {
@@ -144,6 +150,68 @@ TEST_F(LogSections, EntriesAreNumberedAndColoured)
         for (const wchar_t* entry : {L"a", L"b", L"c"})
             EXPECT_EQ(data->report(entry), dx::Satisfied);
         EXPECT_EQ(text(), test.log);
+    }
+}
+
+TEST_F(LogSections, EntriesMadeAtOnceAreThoseOfTheStages)
+{
+    struct Outcome {
+        QByteArray bytes;
+        std::vector<int> codes;
+        u64 byteCount;
+        int tailPosition;
+        ulong32 situationsCount;
+        bool operator==(const Outcome&) const = default;
+    };
+    const QByteArray all = "[ENTRY_ID] [ENTRY_COLOR] [NAME_OF_USER] [NAME_OF_HOST][PROCESS_ID] "
+                           "[SITUATION_ID] [LOGFILE_NAME] [SITUATION_DSCRP]";
+    const QByteArray forms[] = {
+        formOf("<log>\n", all + "\n", "</log>\n"),
+        formOf("[ENTRY_ID]\n", "[SITUATION_DSCRP]\n", "[ENTRY_ID] of [PROCESS_ID]\n"),
+        formOf("<log>\n", "[SITUATION_DSCRP]\n", "[ENTRY_ID] %1!05d!\n"), // a tail of no pieces,
+        formOf("<log>\n", "%1!05d! of [ENTRY_ID] [SITUATION_DSCRP]\n", "</log>\n"), // and a body
+        formOf("<log>\n", QByteArray(40, '-') + all + QByteArray(33, '=') + "\n", "\n"),
+    };
+    std::wstring faces;
+    for (int i = 0; i < 300; ++i)
+        faces += L"\U0001F600";
+    for (const QByteArray& form : forms) {
+        SCOPED_TRACE(form.constData());
+        const std::wstring formName = folder.write("form.html", form);
+        std::vector<Outcome> outcomes;
+        for (const bool passesStages : {false, true}) {
+            QFile::remove(QString::fromStdWString(log));
+            Stages settings;
+            makeReady(settings, log, formName.c_str());
+            settings.setSelfDX_FaultTolerance(Zarn_TOLERANCE_FORGIVING);
+            settings.recordTag(L"J\u00f6rg \U0001F600", Zarn_FORM_TAG_NAME_OF_USER);
+            if (passesStages)
+                settings.setEngineFactory([]() -> ZarnDataForThread* { return new Unchanged; });
+            Zarn* monitor = Zarn::create(&settings);
+            ASSERT_TRUE(monitor);
+            const ZarnData& data = *DataSetOf::of(monitor);
+            Outcome& outcome = outcomes.emplace_back();
+            for (const std::size_t length :
+                 {1, 62, 900, 1007, 1008, 1009, 1015, 1016, 1022, 1023, 3})
+                outcome.codes.push_back(reportText(monitor, std::wstring(length, L'e').c_str()));
+            outcome.codes.push_back(reportText(monitor, faces.c_str()));
+            ZarnDataFile& file = *data.getFileLog();
+            for (Zarn_FORM_VAR* vars : {file.m_bodyVars, file.m_tailVars}) {
+                if (!vars)
+                    continue;
+                const Zarn_FORM_VAR known = std::exchange(*vars, Zarn_FORM_VAR_UNKNOWN);
+                outcome.codes.push_back(reportText(monitor, L"with a variable that is none"));
+                *vars = known;
+                outcome.codes.push_back(reportText(monitor, L"and without"));
+            }
+            outcome.byteCount = file.m_logByteCount;
+            outcome.tailPosition = file.m_tailPosition;
+            outcome.situationsCount = data.getSituationsCount();
+            Zarn::destroy(&monitor, 0, false);
+            outcome.bytes = readFile(log);
+        }
+        EXPECT_EQ(outcomes[0], outcomes[1]);
+        EXPECT_GT(outcomes[0].byteCount, 2000U);
     }
 }
 

@@ -7,9 +7,11 @@
 //         ...
 #pragma once
 
+#include <zmu/foundation/Export.h>
 #include <zmu/foundation/Mutex.h>
 #include <zmu/foundation/Types.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -30,6 +32,9 @@ struct ObjectKeyHash {
         return static_cast<std::size_t>(hash < 0 ? hash + 0x7FFFFFFF : hash);
     }
 };
+
+/// A number, from 1, that it has given to nobody in the process before. From any thread.
+ZMU_API u64 nextObjectMapState();
 
 } // namespace zmu
 
@@ -71,11 +76,13 @@ class TObjectMap {
         const auto entry = m_map.find(hashed(key));
         if (entry != m_map.end()) {
             entry->second = value;
+            noteChange();
             return true;
         }
         // The table grows before the insertion, so that a failure to grow leaves no entry behind.
         growFor(m_map.size() + 1);
         m_map.emplace(hashed(key), value);
+        noteChange();
         return true;
     }
 
@@ -102,6 +109,7 @@ class TObjectMap {
         if (value)
             *value = entry->second;
         m_map.erase(entry);
+        noteChange();
         return true;
     }
 
@@ -110,7 +118,13 @@ class TObjectMap {
     {
         Synchronized guard(m_mutex);
         m_map.clear();
+        noteChange();
     }
+
+    /// Another number, from 1, with each entry that comes, goes or gets another value, and none
+    /// that any other map has had: as long as it is the same, what was found is still there. Takes
+    /// no lock.
+    zmu::u64 state() const { return m_state.load(std::memory_order_relaxed); }
 
     /// Takes the map's lock for a walk; the holder may call all other operations.
     void lock() { m_mutex.lock(); }
@@ -151,6 +165,8 @@ class TObjectMap {
         rebuild(count);
     }
 
+    void noteChange() { m_state.store(zmu::nextObjectMapState(), std::memory_order_relaxed); }
+
     void rebuild(zmu::ulong32 count)
     {
         m_map.rehash(count);
@@ -159,6 +175,7 @@ class TObjectMap {
 
     Table m_map;
     Mutex m_mutex;
+    std::atomic<zmu::u64> m_state = zmu::nextObjectMapState();
     zmu::ulong32 m_bucketCount = 0;
 
   public:

@@ -347,7 +347,7 @@ SectionPieces* ZarnData::obtainPieces(const wchar_t* format, int varCount) const
         pieces = &m_entryPieces->body;
     else if (m_entryPieces && format == m_fileLog.m_tailFormat)
         pieces = &m_entryPieces->tail;
-    return pieces && pieces->areOf(format, varCount) ? pieces : nullptr;
+    return pieces && format && pieces->areOf(format, varCount) ? pieces : nullptr;
 }
 
 void ZarnData::freeLogSpares()

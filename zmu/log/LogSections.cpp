@@ -8,6 +8,7 @@
 #include <zmu/foundation/internal/Texts.h>
 #include <zmu/log/internal/FormSection.h>
 #include <zmu/log/internal/FormVariable.h>
+#include <zmu/log/internal/LogDevice.h>
 #include <zmu/log/internal/LogText.h>
 #include <zmu/log/internal/SectionPieces.h>
 #include <zmu/log/internal/SectionText.h>
@@ -23,7 +24,6 @@
 #include <climits>
 #include <cwchar>
 #include <limits>
-#include <typeinfo>
 
 using namespace zmu;
 
@@ -43,12 +43,6 @@ void addSaturating(u64& count, u64 bytes)
 } // namespace
 
 // ---- One section -----------------------------------------------------------------------------------------
-
-bool ZarnDataForThread::holdsLock() const
-{
-    return m_isUnderLock && typeid(*this) == typeid(ZarnDataForThread) &&
-           typeid(*m_dataSet) == typeid(ZarnData);
-}
 
 ZarnDataFile& ZarnDataForThread::requireLog(bool sectionEntered, int notNative)
 {
@@ -80,23 +74,11 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
             injected.read(file.m_injectorStreams);
 
         SectionTime time;
-        bool isEntry = false;
-        for (int i = 0; i < varCount; ++i) {
-            const Zarn_FORM_VAR var = vars[i];
-            require(var >= 0 && var < formVariablesQty + formExtrasQty, dx::SectionVarUnknown);
-            if (var >= Zarn_FORM_VAR_SYS_INFO_ENV_APP && var <= Zarn_FORM_VAR_SYS_INFO_VARS_ENV)
-                values[i] = textSlot(injected.assign(var - Zarn_FORM_VAR_SYS_INFO_ENV_APP, i));
-            else if (formVariables[var].timePart)
-                values[i] = time.part(formVariables[var].timePart);
-            else
-                values[i] = sectionValue(file, var);
-            isEntry = isEntry || var == Zarn_FORM_VAR_ENTRY_ID;
-        }
-
+        const bool isEntry = setValues(file, varCount, vars, values, time, &injected);
         const u64 limit = m_fileSizeLimit ? m_fileSizeLimit : logSizeLimit();
         SectionPieces* const pieces =
             mayAllocate ? nullptr : m_dataSet->obtainPieces(format, varCount);
-        SectionPieces::Units units;
+        char16_t units[SectionPieces::unitsMax];
         if (const std::size_t count = pieces ? pieces->fill(values, units) : 0) {
             bytesWritten =
                 writeUnits(*file.m_logStream, m_dataSet->getLogDevice(), units, count, limit);
@@ -123,6 +105,25 @@ bool ZarnDataForThread::logFormSection(wchar_t* format, int varCount, Zarn_FORM_
         bytesWritten = 0;
     section.leave();
     return isSelfSatisfied();
+}
+
+bool ZarnDataForThread::setValues(const ZarnDataFile& file, int varCount, const Zarn_FORM_VAR* vars,
+                                  u64* values, SectionTime& time, InjectedTexts* injected) const
+{
+    bool isEntry = false;
+    for (int i = 0; i < varCount; ++i) {
+        const Zarn_FORM_VAR var = vars[i];
+        require(var >= 0 && var < formVariablesQty + formExtrasQty, dx::SectionVarUnknown);
+        if (formVariables[var].timePart)
+            values[i] = time.part(formVariables[var].timePart);
+        else if (var >= Zarn_FORM_VAR_SYS_INFO_ENV_APP && var <= Zarn_FORM_VAR_SYS_INFO_VARS_ENV)
+            values[i] = textSlot(
+                injected ? injected->assign(var - Zarn_FORM_VAR_SYS_INFO_ENV_APP, i) : nullptr);
+        else
+            values[i] = sectionValue(file, var);
+        isEntry = isEntry || var == Zarn_FORM_VAR_ENTRY_ID;
+    }
+    return isEntry;
 }
 
 u64 ZarnDataForThread::sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const
@@ -229,11 +230,72 @@ bool ZarnDataForThread::logFormSectionTail()
 
         u64 bytesWritten = 0;
         requireOrRaiseHeld(writeSection(tail, file.m_tailCountsBytes, bytesWritten), *this);
-        file.m_tailCountsBytes = false;
-        if (file.m_tailHasEntryId)
-            m_dataSet->decrementSituationsCount(1); // a tail is no entry
+        endTail(file);
     });
     m_fileSizeLimit = 0; // the next entry asks anew
     section.leave();
     return isSelfSatisfied();
+}
+
+void ZarnDataForThread::endTail(ZarnDataFile& file)
+{
+    file.m_tailCountsBytes = false;
+    if (file.m_tailHasEntryId)
+        m_dataSet->decrementSituationsCount(1); // a tail is no entry
+}
+
+// ---- Entry and tail at once ------------------------------------------------------------------------------
+
+bool ZarnDataForThread::logFormSections()
+{
+    const ZarnData& dataSet = *m_dataSet;
+    ZarnDataFile& file = *dataSet.getFileLog();
+    LogDevice* const device = dataSet.getLogDevice();
+    // A log without a head has not been given the encoding of the pieces.
+    const bool isPlain = holdsLock() && device && file.m_tailPosition >= 0 &&
+                         file.m_logStream->encoding() == QStringConverter::Utf16;
+    const SectionPieces* const body =
+        isPlain ? dataSet.obtainPieces(file.m_bodyFormat, file.m_bodyVarCount) : nullptr;
+    if (!body)
+        return logFormSectionBody() && logFormSectionTail();
+
+    SetLastError(ERROR_SUCCESS);
+    device->seek(file.m_tailPosition);
+    m_fileSizeLimit = logSizeLimit(); // for the tail as well
+    SectionTime time;
+    const u64 bodyBytes = appendSection(*device, *body, bodyOf(file), time);
+    if (bodyBytes == 0)
+        return logFormSectionBody() && logFormSectionTail();
+    addSaturating(file.m_logByteCount, bodyBytes);
+    advance(file.m_tailPosition, bodyBytes);
+
+    const SectionPieces* const tail = dataSet.obtainPieces(file.m_tailFormat, file.m_tailVarCount);
+    const u64 tailBytes = tail ? appendSection(*device, *tail, tailOf(file), time) : 0;
+    if (tailBytes == 0)
+        return logFormSectionTail();
+    if (file.m_tailCountsBytes)
+        addSaturating(file.m_logByteCount, tailBytes);
+    endTail(file);
+    m_fileSizeLimit = 0; // the next entry asks anew
+    return true;
+}
+
+u64 ZarnDataForThread::appendSection(LogDevice& device, const SectionPieces& pieces,
+                                     const FormSection& section, SectionTime& time)
+{
+    u64 size = 0;
+    runGuarded(*this, dx::LogSectionUnexpected, [&] {
+        const bool isEntry = setValues(*m_dataSet->getFileLog(), section.varCount, section.vars,
+                                       section.values, time, nullptr);
+        char16_t* const units = device.room(SectionPieces::unitsMax);
+        const std::size_t count = units ? pieces.fill(section.values, units) : 0;
+        const u64 end = static_cast<u64>(device.pos()) + count * sizeof *units;
+        if (count == 0 || end > m_fileSizeLimit)
+            return;
+        device.keep(count);
+        size = count * sizeof *units;
+        if (isEntry)
+            m_dataSet->incrementSituationsCount(1);
+    });
+    return size;
 }

@@ -84,17 +84,16 @@ void FailurePlace::quote(std::wstring_view text)
         excerpt[i] = text[i] < L' ' ? L' ' : text[i];
 }
 
-void ZarnDataForThread::endOperation()
+void ZarnDataForThread::tellOutcome()
 {
-    if (m_operationDepth == 1 && !isSelfSatisfied()) {
+    if (!isSelfSatisfied()) {
         const int code = getSelfDX_Code();
         markArgumentsStale();
         ZarnData::tellFailure(m_dataSet, m_situationID, code,
                               describeFailure(code, m_failurePlace, Excerpt::Quoted).c_str());
     }
-    if (m_operationDepth == 1 && m_failurePlace.isKnown())
+    if (m_failurePlace.isKnown())
         m_failurePlace = {};
-    --m_operationDepth;
 }
 
 bool ZarnDataForThread::composeSubstitute(int code)

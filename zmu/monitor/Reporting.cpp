@@ -10,7 +10,7 @@ using namespace zmu;
 bool ZarnDataForThread::reportDescriptions()
 {
     const Operation operation(*this);
-    SectionGuard section(*this);
+    SectionGuard section(*this, holdsLock());
     runGuarded(*this, dx::ReportUnexpected, [&] {
         requireApproval();
         section.requireEntered();
@@ -64,7 +64,7 @@ bool ZarnDataForThread::reportDescriptionToLogFileDirectly()
         require(m_dataSet->isInstantiatorRunningNatively(), dx::ReportLogNotNative);
         section.requireEntered();
         const LogMark before = beginEntry();
-        if (!logFormSectionBody() || !logFormSectionTail() || !finishEntry()) {
+        if (!logFormSections() || !finishEntry()) {
             takeEntryBack(before);
             throw getSelfDX_Code();
         }

@@ -156,7 +156,7 @@ bool ZarnDataForThread::formatLearnedDescription()
     std::size_t length = 0;
     if (m_spec->logPieces.suit(kindOf))
         length = m_spec->logPieces.fill(m_descriptionFillers, m_descriptionForLogFile.writable(),
-                                        m_descriptionForLogFile.capacity - 1);
+                                        m_descriptionForLogFile.capacity - stepUnits);
     if (length > 0)
         m_descriptionForLogFile.setUsed(length);
     else

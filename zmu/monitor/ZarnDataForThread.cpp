@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <new>
+#include <typeinfo>
 #include <utility>
 
 using namespace zmu;
@@ -321,11 +322,18 @@ void ZarnDataForThread::requireApproval() const
     requireOrRaiseHeld(isSelfSatisfied(), *this);
 }
 
+bool ZarnDataForThread::isOfOwnClasses() const
+{
+    return typeid(*this) == typeid(ZarnDataForThread) && m_dataSet &&
+           typeid(*m_dataSet) == typeid(ZarnData);
+}
+
 bool ZarnDataForThread::respondToSituation()
 {
     const Operation operation(*this);
     SectionGuard section(*this);
     const bool wasUnderLock = std::exchange(m_isUnderLock, section.wasEntered());
+    const bool wasUnseen = std::exchange(m_isUnseen, section.wasEntered() && isOfOwnClasses());
     const bool isCodeHeld = !isSelfSatisfied();
     bool hasBegun = false;
     m_isDescribed = false;
@@ -345,6 +353,7 @@ bool ZarnDataForThread::respondToSituation()
         m_dataSet->getSubstituteEntries() && m_dataSet->isFreeOfCode())
         reportSubstitute();
     m_isUnderLock = wasUnderLock;
+    m_isUnseen = wasUnseen;
     section.leave();
     return isSelfSatisfied();
 }

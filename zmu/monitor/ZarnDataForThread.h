@@ -26,6 +26,10 @@
 class ZarnData;
 struct ZarnDataFile;
 namespace zmu {
+class InjectedTexts;
+class LogDevice;
+class SectionPieces;
+class SectionTime;
 struct FormSection;
 struct LearnedSpec;
 } // namespace zmu
@@ -348,7 +352,12 @@ class ZMU_API ZarnDataForThread {
         {
             ++engine.m_operationDepth;
         }
-        ~Operation() { m_engine.endOperation(); }
+        ~Operation()
+        {
+            if (m_engine.m_operationDepth == 1)
+                m_engine.tellOutcome();
+            --m_engine.m_operationDepth;
+        }
         Operation(const Operation&) = delete;
         Operation& operator=(const Operation&) = delete;
 
@@ -364,7 +373,7 @@ class ZMU_API ZarnDataForThread {
         zmu::ulong32 situationsCount;
     };
 
-    void endOperation();
+    void tellOutcome();
     /// Writes the entry that stands in for a situation that could not be described. What the
     /// situation has left, the code included, stays as it is.
     void reportSubstitute();
@@ -424,13 +433,28 @@ class ZMU_API ZarnDataForThread {
     void rewriteTail(const ZarnDataFile& file);
     /// Writes the tail once more in its place. A failure leaves no code.
     bool refreshTail();
-    /// Whether the situation in hand has the lock, and no subclass is there to see the writers of
-    /// the log enter it again.
-    bool holdsLock() const;
+    /// Whether engine and data set are of the library's own classes: no subclass has replaced a
+    /// stage, or the lock.
+    bool isOfOwnClasses() const;
+    /// Whether the situation in hand has the lock, and no subclass is there to see it entered
+    /// again.
+    bool holdsLock() const { return m_isUnseen; }
     /// The checks that every section writer begins with, and the log's record.
     ZarnDataFile& requireLog(bool sectionEntered, int notNative);
     zmu::u64 sectionValue(const ZarnDataFile& file, Zarn_FORM_VAR var) const;
     bool writeSection(const zmu::FormSection& section, bool countBytes, zmu::u64& bytesWritten);
+    /// Sets the value of each variable; whether ENTRY_ID is among them. Injected texts are for
+    /// heads, null for none.
+    bool setValues(const ZarnDataFile& file, int varCount, const Zarn_FORM_VAR* vars,
+                   zmu::u64* values, zmu::SectionTime& time, zmu::InjectedTexts* injected) const;
+    void endTail(ZarnDataFile& file);
+    /// Writes body and tail. Where no subclass could tell and both are made of pieces, that is done
+    /// in one go; else by the stages, one after the other.
+    bool logFormSections();
+    /// Adds the text of one of them to what the log's device holds. Its bytes; 0, with nothing
+    /// added, leaves it to its stage, which refuses where this has failed with a code.
+    zmu::u64 appendSection(zmu::LogDevice& device, const zmu::SectionPieces& pieces,
+                           const zmu::FormSection& section, zmu::SectionTime& time);
 
     // What the arrays were made for; the data set's quantities may have changed since.
     int m_argsIntQty = 0;
@@ -447,6 +471,7 @@ class ZMU_API ZarnDataForThread {
     bool m_usesAffix = false;    ///< The spec in hand has asked for an affix.
     bool m_displayIsRaw = false; ///< The display field was not parsed, and is not to be shown.
     bool m_isUnderLock = false;  ///< The situation in hand is reported under the data set's lock.
+    bool m_isUnseen = false;     ///< So it is, and by classes of the library's own alone.
     bool m_isDescribed = false;  ///< The situation in hand has learned its response.
     /// A situation has failed that a forgiving data set has done with. Its arguments stay until one
     /// is recorded as the next; what was recorded since then, up to the fresh counts, is kept.

@@ -8,6 +8,7 @@
 #include <QIODevice>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -22,7 +23,7 @@ namespace zmu {
 /// is of no account, and a seek costs nothing. One device serves a log and all its successors: only
 /// the first openPath() allocates, for Qt's devices cannot be made, and some not even be opened,
 /// when memory is short.
-class LogDevice : public QIODevice {
+class LogDevice final : public QIODevice {
   public:
     LogDevice() = default;
     ~LogDevice() override { closePath(); }
@@ -67,6 +68,19 @@ class LogDevice : public QIODevice {
         m_isIntact = true;
     }
 
+    /// Room for `count` units of UTF-16 behind what is held, which is of that, too. Null unless
+    /// writes are held, and without memory. What is written there counts once keep() tells of it.
+    char16_t* room(std::size_t count)
+    {
+        const bool hasRoom = m_isHolding && hasRoomFor(bytesOf(count));
+        return hasRoom ? held() + static_cast<std::size_t>(m_heldSize) / sizeof(char16_t) : nullptr;
+    }
+    void keep(std::size_t count)
+    {
+        m_heldSize += bytesOf(count);
+        m_position += bytesOf(count);
+    }
+
     /// Makes the held writes, all in one. False if the system refuses: the position is then behind
     /// what it has taken.
     bool release()
@@ -103,7 +117,7 @@ class LogDevice : public QIODevice {
     qint64 writeData(const char* data, qint64 size) override
     {
         if (m_isHolding && hasRoomFor(size)) {
-            std::memcpy(held() + m_heldSize, data, static_cast<std::size_t>(size));
+            std::memcpy(heldBytes() + m_heldSize, data, static_cast<std::size_t>(size));
             m_heldSize += size;
             m_position += size;
             return size;
@@ -125,24 +139,30 @@ class LogDevice : public QIODevice {
         return true;
     }
 
-    /// Bytes of the longest entry and the longest tail. Only what a log begins with can be more.
-    static constexpr qint64 capacity =
-        2 * ZarnScratchpad::Buffer::capacity * utf16UnitsMax * sizeof(char16_t);
+    static constexpr qint64 bytesOf(std::size_t count)
+    {
+        return static_cast<qint64>(count) * qint64{sizeof(char16_t)};
+    }
 
-    char* held() { return m_more ? m_more.get() : m_held; }
+    /// Units of the longest entry and the longest tail. Only what a log begins with can be more.
+    static constexpr std::size_t capacity = 2 * ZarnScratchpad::Buffer::capacity * utf16UnitsMax;
+
+    char16_t* held() { return m_more ? m_more.get() : m_held; }
+    char* heldBytes() { return reinterpret_cast<char*>(held()); }
 
     /// Without memory for more the held writes are made, and the next one is not held.
     bool hasRoomFor(qint64 size)
     {
         const qint64 needed = m_heldSize + size;
-        if (needed <= (m_more ? m_moreCapacity : capacity))
+        if (needed <= bytesOf(m_more ? m_moreCapacity : capacity))
             return true;
-        std::unique_ptr<char[]> more(new (std::nothrow) char[static_cast<std::size_t>(2 * needed)]);
+        const auto wanted = static_cast<std::size_t>(needed); // in units, which is twice as much
+        std::unique_ptr<char16_t[]> more(new (std::nothrow) char16_t[wanted]);
         if (!more)
             return false;
         std::memcpy(more.get(), held(), static_cast<std::size_t>(m_heldSize));
         m_more = std::move(more);
-        m_moreCapacity = 2 * needed;
+        m_moreCapacity = wanted;
         return true;
     }
 
@@ -158,7 +178,7 @@ class LogDevice : public QIODevice {
         m_isIntact = false;
         const qint64 size = std::exchange(m_heldSize, 0);
         const qint64 start = m_position - size;
-        const qint64 written = writeOut(start, held(), size);
+        const qint64 written = writeOut(start, heldBytes(), size);
         if (written != size)
             moveTo(start + written);
         return written == size;
@@ -170,9 +190,9 @@ class LogDevice : public QIODevice {
     bool m_isHolding = false;
     bool m_isIntact = true;
     qint64 m_heldSize = 0;
-    qint64 m_moreCapacity = 0;
-    std::unique_ptr<char[]> m_more; ///< Instead of m_held, where that has no room.
-    char m_held[capacity];
+    std::size_t m_moreCapacity = 0;
+    std::unique_ptr<char16_t[]> m_more; ///< Instead of m_held, where that has no room.
+    char16_t m_held[capacity];
 };
 
 } // namespace zmu

@@ -12,11 +12,12 @@ namespace zmu {
 /// The pieces of one section's format, encoded as the log is. Allocates nothing. Not locked.
 class SectionPieces {
   public:
-    /// Elements of the longest text that an entry or a tail can have.
-    static constexpr std::size_t lengthMax = ZarnScratchpad::Buffer::capacity - 1;
+    /// Elements of the longest text that is made of pieces: the longest that an entry or a tail can
+    /// have, but for what is written behind it.
+    static constexpr std::size_t lengthMax = ZarnScratchpad::Buffer::capacity - stepUnits;
     using Pieces = MessagePieces<char16_t, lengthMax, 64>;
-    /// Room for such a text.
-    using Units = char16_t[lengthMax * Pieces::unitsMax];
+    /// Units of such a text at most, with what is written behind it.
+    static constexpr std::size_t unitsMax = lengthMax * Pieces::unitsMax + stepUnits;
 
     /// Takes `format` apart, with `varCount` inserts, unless that is what it did last. False if the
     /// format is left to the formatter.
@@ -35,8 +36,9 @@ class SectionPieces {
         return m_isUsable;
     }
 
-    /// Number of units that the text with `values` takes; 0 leaves it to the formatter.
-    std::size_t fill(const u64* values, Units& units) const
+    /// Writes the text with `values` into `units`, which has room for unitsMax, and returns how
+    /// many it takes; 0 leaves it to the formatter.
+    std::size_t fill(const u64* values, char16_t* units) const
     {
         return m_pieces.fill(values, units, lengthMax);
     }

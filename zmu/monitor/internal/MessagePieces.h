@@ -6,8 +6,10 @@
 #include <zmu/monitor/ZarnArguments.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <cwchar>
 #include <iterator>
 #include <string_view>
@@ -44,44 +46,76 @@ Unit* encode(const wchar_t* text, std::size_t length, Unit* output)
 
 constexpr std::size_t figuresMax = 11; ///< Of 32 bits, with a sign.
 
+/// Writes a number below 100 with two figures.
+template <class Unit>
+void putPair(Unit* output, std::uint32_t value)
+{
+    output[0] = static_cast<Unit>(u'0' + value / 10);
+    output[1] = static_cast<Unit>(u'0' + value % 10);
+}
+
 /// Writes a number with at least `least` figures, and returns the end.
-template <unsigned base, class Unit>
-Unit* putFigures(Unit* output, std::uint32_t value, int least)
+template <class Unit>
+Unit* putDecimal(Unit* output, std::uint32_t value, int least)
 {
     int count = 1;
-    for (std::uint32_t rest = value / base; rest != 0; rest /= base)
-        ++count;
+    for (std::uint32_t power = 10; value >= power; power *= 10) {
+        if (++count == 10)
+            break; // the next power is none of 32 bits
+    }
     Unit* const end = output + std::max(count, least);
-    for (Unit* position = end; position != output; value /= base)
-        *--position = static_cast<Unit>(u"0123456789ABCDEF"[value % base]);
+    Unit* position = end;
+    for (; position - output >= 2; value /= 100)
+        putPair(position -= 2, value % 100);
+    if (position != output)
+        *output = static_cast<Unit>(u'0' + value);
+    return end;
+}
+
+template <class Unit>
+Unit* putHex(Unit* output, std::uint32_t value, int least)
+{
+    constexpr int bits = 4; // of a figure
+    const int width = static_cast<int>(std::bit_width(value));
+    Unit* const end = output + std::max((width + bits - 1) / bits, least);
+    for (Unit* position = end; position != output; value >>= bits)
+        *--position = static_cast<Unit>(u"0123456789ABCDEF"[value % (1U << bits)]);
     return end;
 }
 
 template <class Unit>
 Unit* putSigned(Unit* output, std::int32_t value, int least)
 {
-    if (least == 2 && value >= 0 && value < 100) { // parts of a time, nearly all that there are
-        output[0] = static_cast<Unit>(u'0' + value / 10);
-        output[1] = static_cast<Unit>(u'0' + value % 10);
+    auto magnitude = static_cast<std::uint32_t>(value);
+    if (least == 2 && magnitude < 100) { // parts of a time, nearly all that there are
+        putPair(output, magnitude);
         return output + 2;
     }
-    const auto magnitude = static_cast<std::uint32_t>(value);
-    if (value >= 0)
-        return putFigures<10>(output, magnitude, least);
-    *output++ = static_cast<Unit>(u'-');
-    return putFigures<10>(output, 0 - magnitude, least - 1);
+    if (value < 0) {
+        *output++ = static_cast<Unit>(u'-');
+        magnitude = 0 - magnitude;
+        --least;
+    }
+    return putDecimal(output, magnitude, least);
 }
 
-/// Copies text, which mostly is a character or two between two inserts.
+/// Text goes over in steps of so many units, mostly in one, also where it ends within a step:
+/// behind it, in the pieces as in what is made of them, is room for that.
+constexpr std::size_t stepUnits = 8;
+
 template <class Unit>
-Unit* putUnits(Unit* output, const Unit* text, const Unit* end)
+Unit* putText(Unit* output, const Unit* text, const Unit* end)
 {
-    constexpr std::ptrdiff_t few = 4;
+    constexpr std::ptrdiff_t few = 4 * stepUnits;
     if (end - text > few)
         return std::copy(text, end, output);
-    while (text != end)
-        *output++ = *text++;
-    return output;
+    Unit* const outputEnd = output + (end - text);
+    do {
+        std::memcpy(output, text, stepUnits * sizeof(Unit));
+        output += stepUnits;
+        text += stepUnits;
+    } while (text < end);
+    return outputEnd;
 }
 
 /// The pieces of one format of line width 0: text that is the same each time, in `Unit`s of the
@@ -108,7 +142,7 @@ class MessagePieces {
             if (!text.empty()) {
                 wchar_t expanded[textQty + 1];
                 const std::size_t length = expandPlainText(text, expanded, textQty + 1);
-                if (length == 0 || unitsCount + length * unitsMax > std::size(m_units))
+                if (length == 0 || unitsCount + length * unitsMax > textQty * unitsMax)
                     return false;
                 const Unit* const end = encode(expanded, length, m_units + unitsCount);
                 unitsCount = static_cast<std::size_t>(end - m_units);
@@ -116,8 +150,10 @@ class MessagePieces {
             }
             piece.unitsEnd = static_cast<unsigned short>(unitsCount);
             ++m_piecesCount;
-            if (piece.insert.shows == PlainInsert::Shows::Nothing)
+            if (piece.insert.shows == PlainInsert::Shows::Nothing) {
+                std::fill_n(m_units + unitsCount, stepUnits, Unit{});
                 return true;
+            }
         }
         return false;
     }
@@ -135,8 +171,9 @@ class MessagePieces {
     }
 
     /// Writes the text with `values`, of at most `room` elements, which may take unitsMax units
-    /// each. Returns the number of units; 0 for a text that is empty, about as long as can be, or
-    /// has a null for an insert: these are left to the formatter.
+    /// each, and zeros behind it, stepUnits at most. Returns the number of units; 0 for a text that
+    /// is empty, about as long as can be, or has a null for an insert: these are left to the
+    /// formatter.
     std::size_t fill(const u64* values, Unit* output, std::size_t room) const
     {
         Unit* end = output;
@@ -145,7 +182,7 @@ class MessagePieces {
             if (piece->length > room)
                 return 0;
             room -= piece->length;
-            end = putUnits(end, text, m_units + piece->unitsEnd);
+            end = putText(end, text, m_units + piece->unitsEnd);
             text = m_units + piece->unitsEnd;
             const PlainInsert& insert = piece->insert;
             if (insert.shows == PlainInsert::Shows::Nothing)
@@ -171,9 +208,9 @@ class MessagePieces {
             if (insert.shows == PlainInsert::Shows::Signed)
                 end = putSigned(end, static_cast<std::int32_t>(number), insert.least);
             else if (insert.shows == PlainInsert::Shows::Unsigned)
-                end = putFigures<10>(end, number, insert.least);
+                end = putDecimal(end, number, insert.least);
             else
-                end = putFigures<16>(end, number, insert.least);
+                end = putHex(end, number, insert.least);
             room -= static_cast<std::size_t>(end - begin);
         }
         return static_cast<std::size_t>(end - output);
@@ -188,7 +225,7 @@ class MessagePieces {
 
     int m_piecesCount = 0;
     Piece m_pieces[piecesQty];
-    Unit m_units[textQty * unitsMax];
+    Unit m_units[textQty * unitsMax + stepUnits];
 };
 
 } // namespace zmu
