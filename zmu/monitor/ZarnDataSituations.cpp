@@ -59,30 +59,19 @@ ZarnDataForThread* ZarnData::obtainDataForCurrentThread(bool create) const
     return create ? createDataForCurrentThread() : nullptr;
 }
 
-namespace {
-
-/// What the calling thread has found in a map of engines last, when that had this state. Most
-/// threads report to one monitor, again and again.
-struct FoundEngine {
-    u64 state;
-    ZarnDataForThread* engine;
-};
-constinit thread_local FoundEngine s_lastFound = {};
-
-} // namespace
-
 ZarnDataForThread* ZarnData::findEngine() const
 {
+    // Most threads report to one monitor, again and again.
     const u64 state = m_mapOfDataForThreads->state();
-    if (state == s_lastFound.state)
-        return s_lastFound.engine;
+    if (void* const kept = keptByThread(state))
+        return static_cast<ZarnDataForThread*>(kept);
     void* found = nullptr;
     if (!m_mapOfDataForThreads->find(GetCurrentThreadId(), &found))
         return nullptr;
     auto* const engine = static_cast<ZarnDataForThread*>(found);
     if (engine->m_threadSerial == ZarnDataForThread::anyThread ||
         engine->m_threadSerial == threadSerial()) {
-        s_lastFound = {state, engine};
+        keepForThread(state, engine);
         return engine;
     }
     // This thread has the identity of one that has ended.

@@ -9,6 +9,12 @@ namespace zmu {
 /// the last error.
 u64 threadSerial();
 
+/// What the calling thread has kept last, if that was under this number; else null. Also at the end
+/// of a thread. Keeps the last error.
+void* keptByThread(u64 number);
+/// Keeps `value`, in place of what was kept before, under a number that is not 0.
+void keepForThread(u64 number, void* value);
+
 /// How many forks lie between the first process and this one: another number in each child. Where a
 /// process cannot be forked, always 0.
 ///

@@ -225,6 +225,26 @@ u64 zmu::threadSerial()
     return serial;
 }
 
+namespace {
+
+struct Kept {
+    u64 number;
+    void* value;
+};
+constinit thread_local Kept s_kept = {};
+
+} // namespace
+
+void* zmu::keptByThread(u64 number)
+{
+    return s_kept.number == number ? s_kept.value : nullptr;
+}
+
+void zmu::keepForThread(u64 number, void* value)
+{
+    s_kept = {number, value};
+}
+
 DWORD GetCurrentThreadId()
 {
     // The system's own number is another one in the child of a fork.

@@ -34,6 +34,8 @@ class ThreadSlot {
 };
 
 const ThreadSlot serialSlot;
+const ThreadSlot keptNumberSlot;
+const ThreadSlot keptValueSlot;
 std::atomic<u64> lastSerial = 0;
 
 } // namespace
@@ -47,6 +49,20 @@ u64 zmu::threadSerial()
             return GetCurrentThreadId(); // all places are taken
     }
     return serial;
+}
+
+void* zmu::keptByThread(u64 number)
+{
+    return keptNumberSlot.get() == number
+               ? reinterpret_cast<void*>(static_cast<std::uintptr_t>(keptValueSlot.get()))
+               : nullptr;
+}
+
+void zmu::keepForThread(u64 number, void* value)
+{
+    // In this order, so that a place that cannot be had leaves nothing under a wrong number.
+    if (keptNumberSlot.set(0) && keptValueSlot.set(reinterpret_cast<std::uintptr_t>(value)))
+        keptNumberSlot.set(number);
 }
 
 void zmu::forgetCountInChild(CRITICAL_SECTION&, std::atomic<ulong32>&) {} // There are no forks.
